@@ -1,0 +1,41 @@
+# How everything is compiled: qsc_warnings for all code, qsc_product for what goes onto a device.
+
+set(QSC_SANITIZE "" CACHE STRING "Sanitizers of every target: empty, address (with undefined) or thread")
+set_property(CACHE QSC_SANITIZE PROPERTY STRINGS "" address thread)
+
+add_library(qsc_warnings INTERFACE)
+target_compile_options(qsc_warnings INTERFACE
+  -Wall -Wextra -Wshadow -Wcast-qual -Wconversion -Wformat=2 -Wwrite-strings -Werror
+  $<$<COMPILE_LANGUAGE:CXX>:-Wmissing-declarations>
+  $<$<COMPILE_LANGUAGE:C>:-Wmissing-prototypes>)
+
+# The C++ runtime is not on the device: no exceptions, no RTTI, linked with the C driver (see qsc_add_product).
+add_library(qsc_product INTERFACE)
+target_compile_options(qsc_product INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
+  -fvisibility=hidden -fno-asynchronous-unwind-tables -ffunction-sections -fdata-sections
+  -fstack-protector-strong)
+target_link_options(qsc_product INTERFACE
+  -Wl,-z,relro,-z,now,-z,noexecstack,--gc-sections,--as-needed)
+target_link_libraries(qsc_product INTERFACE qsc_warnings)
+
+if(QSC_SANITIZE STREQUAL "address")
+  set(sanitize -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+elseif(QSC_SANITIZE STREQUAL "thread")
+  set(sanitize -fsanitize=thread -fno-omit-frame-pointer)
+elseif(QSC_SANITIZE)
+  message(FATAL_ERROR "QSC_SANITIZE is '${QSC_SANITIZE}': use address, thread or nothing")
+endif()
+if(QSC_SANITIZE)
+  add_compile_options(${sanitize})
+  add_link_options(${sanitize})
+else()
+  # The sanitizers' own symbols are found only when the program is linked.
+  target_link_options(qsc_product INTERFACE -Wl,-z,defs)
+endif()
+
+# Marks a library or program as product code: strict flags, and no C++ runtime at link time.
+function(qsc_add_product target)
+  target_link_libraries(${target} PRIVATE qsc_product)
+  set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
+endfunction()
