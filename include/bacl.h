@@ -141,26 +141,27 @@ QSC_API uint32_t BaCL_TrimLTWhiteSpace(char *text);
  */
 QSC_API int32_t BaCL_VersionCompare(char *first, char *second, const char *separators);
 
-/* ---- Clocks: MS milliseconds, Sec seconds; RT wall clock, otherwise monotonic; HQ 64 bits. 0: no clock. ---- */
+/* ---- Clocks: MS milliseconds, Sec seconds; RT wall clock, otherwise monotonic; HQ 64 bits. 0: no clock.
+ * ---- */
 
-QSC_API uint32_t BaCL_GetTimestampMS(void);      /**< wraps after about 49.7 days */
-QSC_API uint64_t BaCL_GetTimestampMSHQ(void);    /**< monotonic milliseconds */
-QSC_API uint64_t BaCL_GetTimestampRTMSHQ(void);  /**< wall-clock milliseconds since 1970 */
-QSC_API uint32_t BaCL_GetTimestampSec(void);     /**< monotonic seconds */
-QSC_API int64_t BaCL_GetTimestampSecHQ(void);    /**< monotonic seconds */
-QSC_API int64_t BaCL_GetTimestampRTSecHQ(void);  /**< wall-clock seconds since 1970 */
+QSC_API uint32_t BaCL_GetTimestampMS(void);     /**< wraps after about 49.7 days */
+QSC_API uint64_t BaCL_GetTimestampMSHQ(void);   /**< monotonic milliseconds */
+QSC_API uint64_t BaCL_GetTimestampRTMSHQ(void); /**< wall-clock milliseconds since 1970 */
+QSC_API uint32_t BaCL_GetTimestampSec(void);    /**< monotonic seconds */
+QSC_API int64_t BaCL_GetTimestampSecHQ(void);   /**< monotonic seconds */
+QSC_API int64_t BaCL_GetTimestampRTSecHQ(void); /**< wall-clock seconds since 1970 */
 
 /* ---- Bits and byte order: Be big-endian, Le little-endian; pointers need no alignment. ---- */
 
-QSC_API uint32_t BaCL_GetBitNumber(uint32_t value);                    /**< bits set among the four lowest, 0 to 4 */
-QSC_API uint16_t BaCL_GetUint16Be(const uint8_t *data);                /**< reads 2 bytes; null: 0 */
-QSC_API uint16_t BaCL_GetUint16Le(const uint8_t *data);                /**< reads 2 bytes; null: 0 */
-QSC_API uint32_t BaCL_GetUint32Be(const uint8_t *data);                /**< reads 4 bytes; null: 0 */
-QSC_API uint32_t BaCL_GetUint32Le(const uint8_t *data);                /**< reads 4 bytes; null: 0 */
-QSC_API uint32_t BaCL_PutUint16Be(uint8_t *data, uint16_t value);      /**< writes 2 bytes; 22: null */
-QSC_API uint32_t BaCL_PutUint16Le(uint8_t *data, uint16_t value);      /**< writes 2 bytes; 22: null */
-QSC_API uint32_t BaCL_PutUint32Be(uint8_t *data, uint32_t value);      /**< writes 4 bytes; 22: null */
-QSC_API uint32_t BaCL_PutUint32Le(uint8_t *data, uint32_t value);      /**< writes 4 bytes; 22: null */
+QSC_API uint32_t BaCL_GetBitNumber(uint32_t value);     /**< bits set among the four lowest, 0 to 4 */
+QSC_API uint16_t BaCL_GetUint16Be(const uint8_t *data); /**< reads 2 bytes; null: 0 */
+QSC_API uint16_t BaCL_GetUint16Le(const uint8_t *data); /**< reads 2 bytes; null: 0 */
+QSC_API uint32_t BaCL_GetUint32Be(const uint8_t *data); /**< reads 4 bytes; null: 0 */
+QSC_API uint32_t BaCL_GetUint32Le(const uint8_t *data); /**< reads 4 bytes; null: 0 */
+QSC_API uint32_t BaCL_PutUint16Be(uint8_t *data, uint16_t value); /**< writes 2 bytes; 22: null */
+QSC_API uint32_t BaCL_PutUint16Le(uint8_t *data, uint16_t value); /**< writes 2 bytes; 22: null */
+QSC_API uint32_t BaCL_PutUint32Be(uint8_t *data, uint32_t value); /**< writes 4 bytes; 22: null */
+QSC_API uint32_t BaCL_PutUint32Le(uint8_t *data, uint32_t value); /**< writes 4 bytes; 22: null */
 
 /* ---- Files ---- */
 

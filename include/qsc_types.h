@@ -23,10 +23,10 @@
 
 #if defined(__GNUC__)
 #define QSC_API __attribute__((visibility("default")))
-#define QSC_PRINTF(format, first) __attribute__((format(printf, format, first)))
+#define QSC_PRINTF(text, first) __attribute__((format(printf, text, first)))
 #else
 #define QSC_API
-#define QSC_PRINTF(format, first)
+#define QSC_PRINTF(text, first)
 #endif
 
 #ifdef __cplusplus
@@ -105,7 +105,7 @@ typedef struct {
     const char *path;                 /**< matched as a prefix of the requested path; first match wins */
     QSysCmdHal_Dispatcher dispatcher; /**< serves every path under `path` */
     const Qsc_ParamEntry *params;     /**< null: the dispatcher chooses its tables itself */
-    uint64_t reserved;                /**< 0; in the "version" row a host may put a Qsc_VersionRecord's address */
+    uint64_t reserved; /**< 0; in the "version" row a host may put a Qsc_VersionRecord's address */
 } Qsc_CommandEntry;
 
 /** The name of one operation bit. */

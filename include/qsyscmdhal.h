@@ -22,7 +22,8 @@ extern "C" {
 #define QSC_INIT_UCI 0x4u        /**< the configuration library */
 #define QSC_INIT_EVENTS 0x8u     /**< the event log, as "/etc/zlog.conf" says */
 
-/** The 61 subtrees in matching order, and the end. Read-only to hosts, but for the `reserved` of "version". */
+/** The 61 subtrees in matching order, and the end. Read-only to hosts, but for the `reserved` of "version".
+ */
 QSC_API extern Qsc_CommandEntry g_QSysCmdHalCmd[];
 
 /** The operations by bit, ended by the value QSC_TABLE_END. */

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+// Shell command pipes: run a command and wait, with or without its output.
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+
+#include <unistd.h>
+
+#include "base/Text.h"
+#include "include/bacl.h"
+#include "log/Log.h"
+
+using namespace qsc;
+
+namespace
+{
+
+constexpr const char* kModule = "BaCL_POpen";
+
+/// Takes the exit code alone from a wait status: a command that a signal ended counts as done, and a
+/// failed wait (-1) as an exit code of 255. Callers depend on both.
+constexpr int exit_code(int status)
+{
+    return (status >> 8) & 0xFF;
+}
+
+} // namespace
+
+uint32_t QrnExeCmdSimple(const char* command)
+{
+    if (is_empty(command)) {
+        QSC_LOG(kLogDebug, "ERROR: parameter\n");
+        return EINVAL;
+    }
+    std::FILE* const pipe = popen(command, "r");
+    if (pipe == nullptr) {
+        QSC_LOG(kLogDebug, "ERROR: popen read\n%s\n", command);
+        return EFAULT;
+    }
+    // Read to the end, so that a talkative command never blocks on a full pipe.
+    std::array<char, 256> output{};
+    while (std::fgets(output.data(), output.size(), pipe) != nullptr) {
+    }
+    u32 result = 0;
+    if (exit_code(pclose(pipe)) != 0) {
+        QSC_LOG(kLogDebug, "ERROR: Cmd %s\n", command);
+        result = EFAULT;
+    }
+    // Commands mostly write configuration: it is on the flash before the caller goes on.
+    sync();
+    return result;
+}
+
+uint32_t QrnExeCmdSimpleGet(const char* command, char* buffer, uint32_t size)
+{
+    if (is_empty(command) || buffer == nullptr || size == 0) {
+        QSC_LOG(kLogDebug, "ERROR: parameter\n");
+        return EINVAL;
+    }
+    std::memset(buffer, 0, size);
+    std::FILE* const pipe = QrnPOpen(command, "r");
+    if (pipe == nullptr) {
+        QSC_LOG(kLogDebug, "ERROR: QrnPOpen\n%s\n", command);
+        return EFAULT;
+    }
+    char* end = buffer;
+    do {
+        if (QrnPReadLn(pipe, end, size) != 0) {
+            break;
+        }
+        const auto length = static_cast<u32>(std::strlen(end));
+        end += length;
+        size -= length;
+    } while (size > 1);
+    const u32 result = QrnPClose(pipe);
+    sync();
+    return result;
+}
+
+FILE* QrnPOpen(const char* command, const char* mode)
+{
+    if (is_empty(command) || is_empty(mode)) {
+        QSC_LOG(kLogDebug, "ERROR: parameter\n");
+        return nullptr;
+    }
+    return popen(command, mode);
+}
+
+uint32_t QrnPReadLn(FILE* stream, char* buffer, uint32_t size)
+{
+    if (stream == nullptr || buffer == nullptr || size == 0) {
+        return EINVAL;
+    }
+    std::memset(buffer, 0, size);
+    const auto limit = static_cast<int>(std::min<u32>(size, INT_MAX));
+    return std::fgets(buffer, limit, stream) != nullptr ? 0 : EFAULT;
+}
+
+uint32_t QrnPClose(FILE* stream)
+{
+    if (stream == nullptr) {
+        return EINVAL;
+    }
+    u32 result = 0;
+    if (exit_code(pclose(stream)) != 0) {
+        QSC_LOG(kLogDebug, "ERROR: QrnPClose\n");
+        result = EFAULT;
+    }
+    sync();
+    return result;
+}

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+// Owns an open file descriptor.
+#pragma once
+
+#include <utility>
+
+#include <unistd.h>
+
+namespace qsc
+{
+
+class FileDescriptor
+{
+  public:
+    explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(FileDescriptor&&) = delete;
+    ~FileDescriptor() { (void)close(); }
+
+    [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
+    [[nodiscard]] int get() const { return descriptor_; }
+
+    /// Closes early, where the result counts; true: nothing was lost.
+    [[nodiscard]] bool close() { return descriptor_ < 0 || ::close(std::exchange(descriptor_, -1)) == 0; }
+
+  private:
+    int descriptor_;
+};
+
+} // namespace qsc

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: Apache-2.0
+// Character classes in ASCII, whatever the locale, and the reading of numbers.
+#pragma once
+
+#include <charconv>
+#include <limits>
+#include <string_view>
+
+#include "base/Types.h"
+
+namespace qsc
+{
+
+constexpr bool is_digit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+constexpr bool is_lower(char c)
+{
+    return c >= 'a' && c <= 'z';
+}
+
+constexpr bool is_upper(char c)
+{
+    return c >= 'A' && c <= 'Z';
+}
+
+constexpr bool is_control(char c)
+{
+    return static_cast<unsigned char>(c) < ' ' || c == 0x7F;
+}
+
+constexpr bool is_space(char c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+/// The value of a hexadecimal digit; -1: it is none.
+constexpr int hex_value(char c)
+{
+    return is_digit(c)              ? c - '0'
+           : (c >= 'a' && c <= 'f') ? c - 'a' + 10
+           : (c >= 'A' && c <= 'F') ? c - 'A' + 10
+                                    : -1;
+}
+
+/// Reads a whole text as a number; false: it is not one, or it is out of range, and number is untouched.
+template <typename Number>
+[[nodiscard]] bool parse_whole(std::string_view text, Number& number, int base = 10)
+{
+    Number parsed{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), parsed, base);
+    if (error != std::errc{} || end != text.data() + text.size()) {
+        return false;
+    }
+    number = parsed;
+    return true;
+}
+
+} // namespace qsc

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: Apache-2.0
+// Short names for the fixed-width types, used throughout the library.
+#pragma once
+
+#include <cstdint>
+
+namespace qsc
+{
+
+using u8 = std::uint8_t;
+using u16 = std::uint16_t;
+using u32 = std::uint32_t;
+using u64 = std::uint64_t;
+using i32 = std::int32_t;
+using i64 = std::int64_t;
+
+} // namespace qsc

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+// "Device.X_QRN_RemoteLog": forwarding of the system log to a remote server.
+#include "core/Service.h"
+#include "core/Tables.h"
+#include "core/UciAccess.h"
+#include "include/qsc_handlers.h"
+
+using namespace qsc;
+
+namespace
+{
+
+constexpr const char* kModule = "QscDevXQRNRemoteLog";
+
+u32 remote_log_text(const Call& call, const char* key)
+{
+    const auto get = [&] { return uci_answer_text(call, key); };
+    const auto set = [&]() -> u32 {
+        ValueText value;
+        if (const u32 code = uci_take_text(call, key, value)) {
+            return code;
+        }
+        QSC_EVENT(call, "set Remote Log %s %s by %s", shown(call.name), value.c_str(), commander(call));
+        return 0;
+    };
+    return serve(call, get, set);
+}
+
+} // namespace
+
+QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Enable, remote_log_text(call, "system.@system[0].log_remote"))
+QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Protocol, remote_log_text(call, "system.@system[0].log_proto"))
+QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Server, remote_log_text(call, "system.@system[0].log_ip"))
+QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Port, remote_log_text(call, "system.@system[0].log_port"))
+QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Prefix, remote_log_text(call, "system.@system[0].log_prefix"))
+
+uint32_t Qsc_Dev_X_QRN_Remote_Log_Commit(const char*, json_object* request, uint32_t, uint32_t, int64_t,
+                                         uint64_t)
+{
+    return is_object(request) ? finish(request, QrnUci_CommitPackage("system")) : EINVAL;
+}
+
+uint32_t Qsc_Dev_X_QRN_Remote_Log_Service(const char*, json_object* request)
+{
+    constexpr const char* kScripts[] = {"log", "system"};
+    return serve_service(request, kScripts);
+}
+
+constexpr Qsc_ParamEntry g_QscDevXQRNRemoteLogCmd[] = {
+    {0, "Enable", Qsc_Dev_X_QRN_Remote_Log_Do_Enable, 0, 0},
+    {1, "Protocol", Qsc_Dev_X_QRN_Remote_Log_Do_Protocol, 0, 0},
+    {2, "Server", Qsc_Dev_X_QRN_Remote_Log_Do_Server, 0, 0},
+    {3, "Port", Qsc_Dev_X_QRN_Remote_Log_Do_Port, 0, 0},
+    {4, "Prefix", Qsc_Dev_X_QRN_Remote_Log_Do_Prefix, 0, 0},
+    kTableEnd,
+};
+static_assert(is_sound(g_QscDevXQRNRemoteLogCmd));

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+// "version": the versions of this library, of the host program and of the firmware.
+#include "base/Text.h"
+#include "core/CommandTable.h"
+#include "core/Request.h"
+#include "core/Tables.h"
+#include "include/qsc_handlers.h"
+
+using namespace qsc;
+
+namespace
+{
+
+constexpr const char* kModule = "QscVersion";
+constexpr const char* kLibraryVersion = "0.0.1";
+
+/// The record that the host may have left in the "version" row of the command table.
+const Qsc_VersionRecord* host_record()
+{
+    const Qsc_CommandEntry* const row = find_command_for("version");
+    return row != nullptr
+               ? reinterpret_cast<const Qsc_VersionRecord*>(static_cast<std::uintptr_t>(row->reserved))
+               : nullptr;
+}
+
+/// The text that the table entry carries, else the host's, else none.
+const char* host_version(const Call& call, const char* Qsc_VersionRecord::*field)
+{
+    const auto* const text = reinterpret_cast<const char*>(static_cast<std::uintptr_t>(call.param));
+    if (!is_empty(text)) {
+        return text;
+    }
+    const Qsc_VersionRecord* const record = host_record();
+    return record != nullptr ? or_empty(record->*field) : "";
+}
+
+u32 version(const Call& call, const char* text)
+{
+    return serve_get(call, [&] { return answer_text(call.value, text, "version"); });
+}
+
+} // namespace
+
+QSC_HANDLER(Qsc_Version_Do_HalVer, version(call, kLibraryVersion))
+QSC_HANDLER(Qsc_Version_Do_ProgVer, version(call, host_version(call, &Qsc_VersionRecord::progver)))
+QSC_HANDLER(Qsc_Version_Do_FwVer, version(call, host_version(call, &Qsc_VersionRecord::fwver)))
+
+constexpr Qsc_ParamEntry g_QscVersionCmd[] = {
+    {0, "halver", Qsc_Version_Do_HalVer, 0, 0},
+    {1, "progver", Qsc_Version_Do_ProgVer, 0, 0},
+    {2, "fwver", Qsc_Version_Do_FwVer, 0, 0},
+    kTableEnd,
+};
+static_assert(is_sound(g_QscVersionCmd));

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/Request.h"
+
+#include <json-c/json.h>
+
+#include "base/Parse.h"
+
+namespace qsc
+{
+
+namespace
+{
+
+constexpr const char* kParamValue = "ParamValue";
+
+/// "-5", "+5", "5"; a leading 0 would mean octal to some readers, so it is no decimal number here.
+bool parse_decimal(std::string_view text, i32& number)
+{
+    const bool is_negative = text.starts_with('-');
+    if (is_negative || text.starts_with('+')) {
+        text.remove_prefix(1);
+    }
+    u32 magnitude = 0;
+    if ((text.size() > 1 && text.starts_with('0')) || !parse_whole(text, magnitude) ||
+        magnitude > u32{INT32_MAX} + (is_negative ? 1 : 0)) {
+        return false;
+    }
+    number = static_cast<i32>(is_negative ? -i64{magnitude} : i64{magnitude});
+    return true;
+}
+
+/// Puts a value into a member: an existing one of the same type is changed, otherwise a new one is added.
+template <typename Value, typename Change, typename Make>
+u32 answer(json_object* value, const char* member, json_type type, Value content, Change change, Make make)
+{
+    json_object* existing = nullptr;
+    if (find_member(value, member, existing) && json_object_is_type(existing, type)) {
+        return change(existing, content) != 0 ? 0 : EFAULT;
+    }
+    return add_member(value, member, make(content));
+}
+
+} // namespace
+
+bool is_object(json_object* value)
+{
+    return json_object_is_type(value, json_type_object) != 0;
+}
+
+bool find_member(json_object* object, const char* name, json_object*& member)
+{
+    return json_object_object_get_ex(object, name, &member) != 0;
+}
+
+u32 text_of(json_object* member, std::string_view& text)
+{
+    switch (json_object_get_type(member)) {
+    case json_type_string: {
+        const std::string_view whole{json_object_get_string(member),
+                                     static_cast<std::size_t>(json_object_get_string_len(member))};
+        // The configuration and the shell end a text at its first NUL; a part would not be what was sent.
+        if (whole.find('\0') != std::string_view::npos) {
+            return EFAULT;
+        }
+        text = whole;
+        return 0;
+    }
+    case json_type_boolean:
+    case json_type_int:
+    case json_type_double: {
+        const char* const written = json_object_get_string(member);
+        if (written == nullptr) {
+            return ENOMEM;
+        }
+        text = written;
+        return 0;
+    }
+    default:
+        return EFAULT;
+    }
+}
+
+u32 take_text(json_object* value, std::string_view& text)
+{
+    json_object* member = nullptr;
+    return find_member(value, kParamValue, member) ? text_of(member, text) : EINVAL;
+}
+
+u32 take_int(json_object* value, i32& number)
+{
+    json_object* member = nullptr;
+    if (!find_member(value, kParamValue, member)) {
+        return EINVAL;
+    }
+    switch (json_object_get_type(member)) {
+    case json_type_boolean:
+        number = json_object_get_boolean(member) != 0 ? 1 : 0;
+        return 0;
+    case json_type_int: {
+        const i64 wide = json_object_get_int64(member);
+        if (wide < INT32_MIN || wide > INT32_MAX) {
+            return EFAULT;
+        }
+        number = static_cast<i32>(wide);
+        return 0;
+    }
+    case json_type_string: {
+        std::string_view text;
+        const u32 code = text_of(member, text);
+        return code != 0 ? code : parse_decimal(text, number) ? 0 : EFAULT;
+    }
+    default:
+        return EFAULT;
+    }
+}
+
+u32 answer_text(json_object* value, const char* text, const char* member)
+{
+    return answer(value, member, json_type_string, text, json_object_set_string, json_object_new_string);
+}
+
+u32 answer_int(json_object* value, i32 number)
+{
+    return answer(value, kParamValue, json_type_int, number, json_object_set_int, json_object_new_int);
+}
+
+u32 add_member(json_object* object, const char* name, json_object* member)
+{
+    if (member == nullptr) {
+        return ENOMEM;
+    }
+    if (json_object_object_add(object, name, member) != 0) {
+        json_object_put(member);
+        return ENOMEM;
+    }
+    return 0;
+}
+
+u32 refuse_operation(const Call& call, u32 code)
+{
+    QSC_LOG_CALL(call, kLogError, "operation not support (0x%X)\n", call.oper);
+    return code;
+}
+
+u32 finish(json_object* value, u32 code)
+{
+    // An object whose "ParamId" is not a number cannot carry the code; the caller still gets it.
+    (void)Qsc_SetParamId(value, code);
+    if (g_QSysCmdHalCb != nullptr) {
+        g_QSysCmdHalCb(4, 0);
+    }
+    return code;
+}
+
+} // namespace qsc

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: Apache-2.0
+// What a handler is made of: taking the caller's value, putting the answer, and ending the way every
+// handler, commit and service ends. A handler is one QSC_HANDLER line over these and the configuration
+// access of UciAccess.h.
+#pragma once
+
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+#include "base/Types.h"
+#include "include/qsyscmdhal.h"
+#include "log/Log.h"
+
+namespace qsc
+{
+
+/// One call of a handler.
+struct Call {
+    const char* module;
+    const char* function;
+    const char* name;
+    json_object* value;
+    u32 oper;
+    u32 argument;
+    u64 param;
+};
+
+/// Whether this is a JSON object: null and every other JSON type are not.
+[[nodiscard]] bool is_object(json_object* value);
+
+/// Looks a member up; false: there is none. A member may be there and be JSON null, which is nullptr.
+[[nodiscard]] bool find_member(json_object* object, const char* name, json_object*& member);
+
+/// Takes a text; a number or boolean is taken as its text. EFAULT: it has no text.
+[[nodiscard]] u32 text_of(json_object* member, std::string_view& text);
+
+/// Takes "ParamValue" as a text. EINVAL: missing; EFAULT: it has no text.
+[[nodiscard]] u32 take_text(json_object* value, std::string_view& text);
+
+/// Takes "ParamValue" as a number: an integer, a boolean, or a text that is a whole decimal number.
+/// EINVAL: missing; EFAULT: anything else, or out of range.
+[[nodiscard]] u32 take_int(json_object* value, i32& number);
+
+/// Answers with a text, replacing a member of another type. EFAULT: not replaced; ENOMEM: not added.
+[[nodiscard]] u32 answer_text(json_object* value, const char* text, const char* member = "ParamValue");
+
+/// Answers with an integer, as answer_text().
+[[nodiscard]] u32 answer_int(json_object* value, i32 number);
+
+/// Adds a new member, which the object then owns; a null one is the failure to make it. ENOMEM.
+[[nodiscard]] u32 add_member(json_object* object, const char* name, json_object* member);
+
+/// Logs that a handler was asked for an operation that it does not serve.
+u32 refuse_operation(const Call& call, u32 code = EFAULT);
+
+/// Records the result and tells the host; returns it.
+u32 finish(json_object* value, u32 code);
+
+/// Serves a call with the handler's get or set; get wins.
+template <typename Get, typename Set>
+u32 serve(const Call& call, Get get, Set set)
+{
+    if (!is_object(call.value)) {
+        return EINVAL;
+    }
+    const bool is_get = (call.oper & QSC_OPER_GET) != 0;
+    const bool is_set = (call.oper & QSC_OPER_SET) != 0;
+    return finish(call.value, is_get ? get() : is_set ? set() : refuse_operation(call));
+}
+
+/// Serves a call of a read-only parameter.
+template <typename Get>
+u32 serve_get(const Call& call, Get get)
+{
+    return serve(call, get, [&] { return refuse_operation(call); });
+}
+
+/// The name of the commander that calls, for event records.
+inline const char* commander(const Call& call)
+{
+    return QSysCmdHal_GetCommanderName(static_cast<i32>(call.argument));
+}
+
+/// How an event record shows a text that may be missing.
+inline const char* shown(const char* text)
+{
+    return text == nullptr || *text == '\0' ? "<empty>" : text;
+}
+
+} // namespace qsc
+
+/// Defines an exported handler that its header declares: RESULT is computed from `call`.
+#define QSC_HANDLER(NAME, RESULT)                                                                            \
+    uint32_t NAME(const char* name, json_object* value, uint32_t oper, uint32_t argument, int64_t,           \
+                  uint64_t param)                                                                            \
+    {                                                                                                        \
+        const qsc::Call call{kModule, #NAME, name, value, oper, argument, param};                            \
+        return RESULT;                                                                                       \
+    }
+
+/// Writes a line of the library log in a handler's name.
+#define QSC_LOG_CALL(call, level, ...) Qslog_Log(level, (call).module, __LINE__, (call).function, __VA_ARGS__)
+
+/// Writes the event record of a successful set.
+#define QSC_EVENT(call, ...)                                                                                 \
+    QEvtLog_Log(__FILE__, sizeof __FILE__, (call).function, std::strlen((call).function) + 1, __LINE__, 'n', \
+                __VA_ARGS__)

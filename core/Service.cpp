@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/Service.h"
+
+#include <algorithm>
+
+#include "base/Parse.h"
+#include "base/Text.h"
+#include "include/bacl.h"
+
+#include <json-c/json.h>
+
+namespace qsc
+{
+
+namespace
+{
+
+u32 run_init_scripts(json_object* request, std::span<const char* const> scripts)
+{
+    std::string_view action;
+    if (const u32 code = take_action(request, action)) {
+        return code;
+    }
+    for (const char* script : scripts) {
+        if (const u32 code = run_init_script(script, action)) {
+            return code;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+u32 take_action(json_object* request, std::string_view& action)
+{
+    // The action stands in a shell command as it is, so nothing may pass that starts a second one.
+    constexpr auto is_unsafe = [](char character) {
+        return is_control(character) ||
+               std::string_view{"`;|&{}$<>"}.find(character) != std::string_view::npos;
+    };
+    json_object* member = nullptr;
+    std::string_view text;
+    if (!find_member(request, "action", member) || !json_object_is_type(member, json_type_string) ||
+        text_of(member, text) != 0 || text.empty() || std::any_of(text.begin(), text.end(), is_unsafe)) {
+        return EFAULT;
+    }
+    action = text;
+    return 0;
+}
+
+u32 run_init_script(const char* script, std::string_view action)
+{
+    Text<126> command;
+    command.append("/etc/init.d/").append(script).append(" ").append(action);
+    return command.fits() ? QrnExeCmdSimple(command.c_str()) : EFAULT;
+}
+
+u32 serve_service(json_object* request, std::span<const char* const> scripts)
+{
+    return is_object(request) ? finish(request, run_init_scripts(request, scripts)) : EINVAL;
+}
+
+} // namespace qsc

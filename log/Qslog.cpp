@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+// The library log: level, properties and lines.
+#include "include/qslog.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+
+#include <syslog.h>
+
+#include "base/Text.h"
+#include "base/Types.h"
+
+using namespace qsc;
+
+namespace
+{
+
+constexpr u32 kHighestLevel = LOG_DEBUG;
+constexpr std::string_view kLevelLetters = "MACEWNID";
+constexpr std::size_t kLineSize = 4096;
+
+// Atomic only so that a change on one thread is no data race with a line on another.
+constinit std::atomic<u32> g_level{LOG_NOTICE};
+constinit std::atomic<u32> g_properties{QSLOG_RESERVED | QSLOG_STDERR};
+constinit std::atomic<bool> g_opened{false};
+
+// openlog() keeps the pointer, so the name must outlive the caller's.
+constinit std::array<char, 64> g_ident{};
+
+} // namespace
+
+uint32_t Qslog_Open(const char* ident, uint32_t options, uint32_t facility)
+{
+    if (g_opened.exchange(true)) {
+        return 0;
+    }
+    if (ident == nullptr) {
+        options |= LOG_PID;
+    }
+    std::snprintf(g_ident.data(), g_ident.size(), "%s", or_empty(ident));
+    openlog(g_ident.data(), static_cast<int>(options), static_cast<int>(facility));
+    Qslog_SetLogLevel(g_level);
+    return 0;
+}
+
+uint32_t Qslog_Close(void)
+{
+    closelog();
+    g_opened = false;
+    return 0;
+}
+
+uint32_t Qslog_SetLogLevel(uint32_t level)
+{
+    level = std::min(level, kHighestLevel);
+    const u32 previous = g_level.exchange(level);
+    setlogmask(LOG_UPTO(static_cast<int>(level)));
+    return previous;
+}
+
+uint32_t Qslog_GetLogLevel(void)
+{
+    return g_level;
+}
+
+uint32_t Qslog_GetProperty(void)
+{
+    return g_properties;
+}
+
+uint32_t Qslog_SetProperty(uint32_t bits)
+{
+    g_properties = bits;
+    return bits;
+}
+
+uint32_t Qslog_AddProperty(uint32_t bits)
+{
+    return g_properties |= bits;
+}
+
+uint32_t Qslog_SubProperty(uint32_t bits)
+{
+    return g_properties &= ~bits;
+}
+
+uint32_t Qslog_Log(int32_t level, const char* module, int32_t line, const char* function, const char* format,
+                   ...)
+{
+    if (level > static_cast<i32>(g_level.load(std::memory_order_relaxed)) || format == nullptr) {
+        return 0;
+    }
+    const i32 priority = std::clamp<i32>(level, 0, kHighestLevel);
+    const char letter = kLevelLetters[static_cast<std::size_t>(priority)];
+    const u32 properties = g_properties.load(std::memory_order_relaxed);
+
+    char text[kLineSize];
+    const int written = (properties & QSLOG_LONG_PREFIX) != 0
+                            ? std::snprintf(text, sizeof text, "%s:%d(%s)[%c] ", or_empty(module), line,
+                                            or_empty(function), letter)
+                            : std::snprintf(text, sizeof text, "[%c] ", letter);
+    const std::size_t prefix =
+        std::min<std::size_t>(written < 0 ? 0 : static_cast<std::size_t>(written), sizeof text - 1);
+    std::va_list arguments;
+    va_start(arguments, format);
+    if (std::vsnprintf(text + prefix, sizeof text - prefix, format, arguments) < 0) {
+        text[prefix] = '\0';
+    }
+    va_end(arguments);
+
+    syslog(priority, "%s", text);
+    if ((properties & QSLOG_STDERR) != 0) {
+        std::fputs(text, stderr);
+    }
+    return 0;
+}
