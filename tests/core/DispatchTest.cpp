@@ -1,0 +1,257 @@
+// SPDX-License-Identifier: Apache-2.0
+// The dispatch engine, seen through subtrees whose tables this program replaces with its own: the dynamic
+// linker gives the library the tables below.
+#include <cstring>
+
+#include <json-c/json.h>
+
+#include "qsc_handlers.h"
+#include "qsyscmdhal.h"
+#include "support/Outside.h"
+
+using namespace test;
+
+namespace
+{
+
+uint32_t g_failing_id = UINT32_MAX;
+
+/// Records its call; `param` is the parameter's id. Fails when told so.
+uint32_t probe(const char* name, json_object* value, uint32_t oper, uint32_t argument, int64_t context,
+               uint64_t param)
+{
+    outside().done.push_back(std::string{name} + "#" + std::to_string(param) + " " + std::to_string(oper) +
+                             " " + std::to_string(argument) + " " + std::to_string(context));
+    if (param == g_failing_id) {
+        return 61;
+    }
+    json_object_object_add(value, "ParamValue", json_object_new_int64(static_cast<int64_t>(param)));
+    return 0;
+}
+
+uint32_t act(const char* name, json_object* value, uint32_t oper, uint32_t argument, int64_t context,
+             uint64_t param)
+{
+    auto* const whole = reinterpret_cast<json_object*>(static_cast<uintptr_t>(param));
+    outside().done.push_back(std::string{name} + " in " + json_object_to_json_string_ext(whole, 0) + " as " +
+                             json_object_to_json_string_ext(value, 0) + " " + std::to_string(oper) + " " +
+                             std::to_string(argument) + " " + std::to_string(context));
+    return std::strcmp(name, "fail") == 0 ? 61 : 0;
+}
+
+constexpr Qsc_ParamEntry kEnd{QSC_TABLE_END, nullptr, nullptr, 0, 0};
+
+} // namespace
+
+extern "C" {
+const Qsc_ParamEntry g_QscDeviceLedsCmd[] = {
+    {0, "One", probe, 0, 1}, {1, "Idle", nullptr, 0, 2}, {2, "Two", probe, 0, 3}, kEnd};
+const Qsc_ParamEntry g_QscDeviceInfoCmd[] = {{0, "One", probe, 0, 1}, {1, "Two", probe, 0, 3}, kEnd};
+const Qsc_ParamEntry g_QscSiteSurveyNumcmd[] = {{0, "One", probe, 0, 1}, kEnd};
+Qsc_ParamEntry g_QscSysUpgCmd[] = {
+    {0, "go", act, 0, 0}, {1, "fail", act, 0, 0}, {2, "idle", nullptr, 0, 0}, kEnd};
+}
+
+class Dispatch : public OutsideTest
+{
+  protected:
+    void SetUp() override
+    {
+        OutsideTest::SetUp();
+        g_failing_id = UINT32_MAX;
+    }
+};
+
+TEST_F(Dispatch, GetAnswersTheNamedParametersAlone)
+{
+    const Json object{R"({"Two":{},"Other":5})"};
+    EXPECT_EQ(QSysCmdHal_Do_Device_Leds("Device.LEDs.1", object.get(), kGet | 0x10, 8, -7, 0), 0u);
+    EXPECT_EQ(object.text(), R"({"Two":{"ParamValue":3},"Other":5})");
+    EXPECT_EQ(outside().done, Lines{"Device.LEDs.1#3 17 8 -7"})
+        << "all bits, argument and context go through";
+}
+
+TEST_F(Dispatch, NamingAParameterWithoutHandlerIsNoAllGet)
+{
+    const Json object{R"({"Idle":{}})"};
+    EXPECT_EQ(request("Device.LEDs", kGet, object.get()), 0u);
+    EXPECT_EQ(object.text(), R"({"Idle":{}})");
+    EXPECT_TRUE(outside().done.empty());
+}
+
+TEST_F(Dispatch, GetOfNothingKnownAnswersEverything)
+{
+    const Json object{R"({"Other":{}})"};
+    EXPECT_EQ(request("Device.LEDs", kGet, object.get()), 0u);
+    EXPECT_EQ(object.text(), R"({"Other":{},"One":{"ParamValue":1},"Two":{"ParamValue":3}})");
+}
+
+TEST_F(Dispatch, AllGetKeepsWhatWasAnsweredBeforeAFailure)
+{
+    g_failing_id = 3;
+    const Json object{"{}"};
+    EXPECT_EQ(request("Device.LEDs", kGet, object.get()), 61u);
+    EXPECT_EQ(object.text(), R"({"One":{"ParamValue":1}})");
+    EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E] Device_Leds all get Two, error 61\n"}}));
+}
+
+TEST_F(Dispatch, SetStopsAtTheFirstFailureAndHasNoAllForm)
+{
+    g_failing_id = 1;
+    const Json both{R"({"Two":{},"One":{}})"};
+    EXPECT_EQ(request("Device.LEDs", kSet | kCommit, both.get()), 61u);
+    EXPECT_EQ(outside().done.size(), 1u) << "table order, not the request's";
+    EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E] Device_Leds set One, error 61\n"}}));
+
+    outside().done.clear();
+    const Json none{"{}"};
+    EXPECT_EQ(request("Device.LEDs", kSet, none.get()), 0u);
+    EXPECT_TRUE(outside().done.empty());
+}
+
+TEST_F(Dispatch, GetWinsOverSet)
+{
+    const Json object{R"({"One":{}})"};
+    EXPECT_EQ(request("Device.LEDs", kGet | kSet, object.get()), 0u);
+    EXPECT_EQ(outside().logs.size(), 0u);
+    EXPECT_EQ(outside().done, Lines{"Device.LEDs#1 3 8 0"});
+}
+
+TEST_F(Dispatch, PathFormNamesThePathAndPassesTheParameterName)
+{
+    g_failing_id = 3;
+    const Json object{R"({"One":{},"Two":{}})"};
+    EXPECT_EQ(request("Device.DeviceInfo.X", kGet, object.get()), 61u);
+    EXPECT_EQ(request("Device.DeviceInfo.X", kSet, object.get()), 61u);
+    EXPECT_EQ(outside().done, (Lines{"One#1 1 8 0", "Two#3 1 8 0", "One#1 2 8 0", "Two#3 2 8 0"}));
+    const Json empty{"{}"};
+    EXPECT_EQ(request("Device.DeviceInfo.X", kGet, empty.get()), 61u);
+    EXPECT_EQ(request("Device.DeviceInfo.X", 0x4, empty.get()), 22u);
+    EXPECT_EQ(outside().logs, (std::vector<LogLine>{
+                                  {3, "[E] Device.DeviceInfo.X get Two failed, error 61.\n"},
+                                  {3, "[E] Device.DeviceInfo.X set Two failed, error 61.\n"},
+                                  {3, "[E] Device.DeviceInfo.X get Two failed, error 61.\n"},
+                                  {3, "[E] Device.DeviceInfo.X operation not support (0x4).\n"},
+                              }));
+}
+
+TEST_F(Dispatch, LabelsDifferByOperationWhereTheyMust)
+{
+    g_failing_id = 1;
+    const Json object{R"({"One":{}})"};
+    EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kGet, object.get()), 61u);
+    EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kSet, object.get()), 61u);
+    EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kCommit, object.get()), 22u);
+    EXPECT_EQ(outside().logs, (std::vector<LogLine>{
+                                  {3, "[E] SiteUurvey get One, error 61\n"},
+                                  {3, "[E] Site Survey set One, error 61\n"},
+                                  {3, "[E] Site Survey operation not support (0x40000)\n"},
+                              }));
+}
+
+TEST_F(Dispatch, UnsupportedOperations)
+{
+    const struct {
+        const char* path;
+        uint32_t oper;
+        const char* line;
+    } cases[] = {
+        {"help", kSet, "[E] operation not support (0x2)\n"},
+        {"version", kSet, "[E] Version operation not support (0x2)\n"},
+        {"syslog", kService, "[E] SysLog operation not support (0x80000)\n"},
+        {"Device.WiFi.SSID.2", 0x4, "[E] Device_WiFi_SSID operation not support (0x4)\n"},
+        {"Device.DeviceInfo.MemoryStatus", kSet,
+         "[E] Device.DeviceInfo.MemoryStatus operation not support (0x2).\n"},
+        {"Device.X_QRN_Ndsctl", kGet, "[E] Device.X_QRN_Ndsctl operation not support (0x1).\n"},
+        {"Device.X_QRN_Throughput.1", kSet, "[E] Device throughput operation not support (0x2)\n"},
+        {"Device.LLDP", kService, "[E] Device.LLDP operation not support (0x80000).\n"},
+        {"Device.DHCPv4.Server.Pool.1", kCommit,
+         "[E] DHCPv4.Server.Pool.1 operation not support (0x40000)\n"},
+        {"Device.DHCPv4.Server.Pool.1.StaticAddress.1", kCommit,
+         "[E] Device.DHCPv4.Server.Pool.1.StaticAddress.1 operation not support (0x40000).\n"},
+    };
+    for (const auto& [path, oper, line] : cases) {
+        const Json object{"{}"};
+        outside().logs.clear();
+        EXPECT_EQ(request(path, oper, object.get()), 22u) << path;
+        EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, line}}));
+        EXPECT_EQ(object.text(), "{}");
+    }
+}
+
+TEST_F(Dispatch, WhatIsNoObjectIsRefused)
+{
+    for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
+        EXPECT_EQ(entry->dispatcher(entry->path, nullptr, kGet, 8, 0, 0), 22u) << entry->path;
+    }
+    EXPECT_TRUE(outside().logs.empty());
+    for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
+        for (const char* wrong : {"[]", "\"One\"", "5", "true"}) {
+            const Json value{wrong};
+            for (const uint32_t oper : {kGet, kSet, kCommit, kService}) {
+                EXPECT_EQ(entry->dispatcher(nullptr, value.get(), oper, 8, 0, 0), 22u) << entry->path;
+            }
+            EXPECT_EQ(value.text(), wrong);
+        }
+    }
+    EXPECT_TRUE(outside().done.empty());
+}
+
+TEST_F(Dispatch, NullAndEmptyPathsReachTheHandlers)
+{
+    const Json object{R"({"level":{}})"};
+    EXPECT_EQ(QSysCmdHal_Do_SysLog(nullptr, object.get(), kGet, 8, 0, 0), 0u);
+    EXPECT_EQ(QSysCmdHal_Do_SysLog("", object.get(), kGet, 8, 0, 0), 0u);
+    EXPECT_EQ(QSysCmdHal_Do_DeviceInfo(nullptr, object.get(), 0x4, 8, 0, 0), 22u);
+    EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E]  operation not support (0x4).\n"}}));
+}
+
+TEST_F(Dispatch, ActionFormCallsTheNamedAction)
+{
+    const Json object{R"({"Action":{"ParamValue":"go"}})"};
+    EXPECT_EQ(QSysCmdHal_Do_SysUpg("SysUpg", object.get(), 0, 4, 9, 0), 0u)
+        << "the operation is not examined";
+    EXPECT_EQ(outside().done, Lines{R"(go in {"Action":{"ParamValue":"go"}} as {"ParamValue":"go"} 0 4 9)"});
+    EXPECT_EQ(g_QscSysUpgCmd[0].param, reinterpret_cast<uintptr_t>(object.get()));
+
+    const struct {
+        const char* object;
+        uint32_t code;
+        std::vector<LogLine> logs;
+    } cases[] = {
+        {R"({"Action":{"ParamValue":"fail"}})", 61, {{3, "[E] fail fail, error 61\n"}}},
+        {R"({"Action":{"ParamValue":"g"}})", 22, {}},
+        {R"({"Action":{"ParamValue":"idle"}})", 22, {}},
+        {R"({"Action":{}})", 22, {{3, "[E] SysUpg, get 1st action parameter failed.\n"}}},
+        {R"({"Action":{"ParamValue":null}})", 22, {{3, "[E] SysUpg, get 1st action parameter failed.\n"}}},
+        {R"({"Action":null})", 22, {{3, "[E] SysUpg, get 1st action object failed.\n"}}},
+        {R"({"Action":"go"})", 22, {{3, "[E] SysUpg, get 1st action object failed.\n"}}},
+        {R"({})", 22, {{3, "[E] SysUpg, get 1st action object failed.\n"}}},
+    };
+    for (const auto& [text, code, logs] : cases) {
+        const Json wrong{text};
+        outside().logs.clear();
+        EXPECT_EQ(request("SysUpg", kSet, wrong.get()), code) << text;
+        EXPECT_EQ(outside().logs, logs) << text;
+    }
+}
+
+TEST_F(Dispatch, ListFormTakesAllOrOneInstance)
+{
+    const std::string prefix = "Device.Routing.Router.1.IPv4Forwarding.";
+    for (const char* rest : {"", "*", "1", "12."}) {
+        for (const uint32_t oper : {kGet, kSet}) {
+            const Json object{"{}"};
+            EXPECT_EQ(request((prefix + rest).c_str(), oper, object.get()), 0u) << rest;
+        }
+    }
+    EXPECT_TRUE(outside().logs.empty());
+    for (const char* rest : {"1x", "-1", "+1", "*.", ".", "1.Foo", "4294967297", "2147483648", " 1"}) {
+        const Json object{"{}"};
+        outside().logs.clear();
+        EXPECT_EQ(request((prefix + rest).c_str(), kGet, object.get()), 22u) << rest;
+        EXPECT_EQ(outside().logs.size(), 1u) << rest;
+    }
+    const Json object{"{}"};
+    EXPECT_EQ(QSysCmdHal_Do_Device_Routing_Router_1_Ipv4Fwd(nullptr, object.get(), kGet, 8, 0, 0), 22u);
+}

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: Apache-2.0
+#include <array>
+#include <string>
+
+#include "qslog.h"
+#include "support/Outside.h"
+
+using namespace test;
+
+class Log : public OutsideTest
+{
+  protected:
+    static std::string written(int32_t level, const char* text)
+    {
+        outside().logs.clear();
+        Qslog_Log(level, "Module", 7, "work", "%s", text);
+        return outside().logs.empty() ? "nothing" : outside().logs[0].text;
+    }
+};
+
+TEST_F(Log, LevelFiltersAndIsHandedToTheSystemLog)
+{
+    EXPECT_EQ(Qslog_SetLogLevel(3), 5u) << "5 is the default, and the previous level is returned";
+    EXPECT_EQ(written(4, "warning\n"), "nothing");
+    EXPECT_EQ(written(3, "error\n"), "[E] error\n");
+    EXPECT_EQ(Qslog_SetLogLevel(9), 3u);
+    EXPECT_EQ(Qslog_GetLogLevel(), 7u);
+    EXPECT_EQ(Qslog_SetLogLevel(0), 7u);
+    EXPECT_EQ(written(1, "alert\n"), "nothing");
+    EXPECT_EQ(outside().done, (Lines{"setlogmask 15", "setlogmask 255", "setlogmask 1"}));
+}
+
+TEST_F(Log, EachLevelHasItsLetterAndPriority)
+{
+    Qslog_SetLogLevel(7);
+    const std::string letters = "MACEWNID";
+    for (int32_t level = 0; level < 8; ++level) {
+        EXPECT_EQ(written(level, "x"), std::string{"["} + letters[static_cast<size_t>(level)] + "] x");
+        EXPECT_EQ(outside().logs[0].priority, level);
+    }
+    EXPECT_EQ(written(8, "x"), "nothing");
+    EXPECT_EQ(written(-5, "x"), "[M] x");
+    EXPECT_EQ(outside().logs[0].priority, 0);
+}
+
+TEST_F(Log, PropertiesChooseThePrefixAndTheCopy)
+{
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Qslog_AddProperty(2), 3u);
+    EXPECT_EQ(written(3, "x\n"), "Module:7(work)[E] x\n");
+    EXPECT_EQ(Qslog_SubProperty(1), 2u);
+    EXPECT_EQ(Qslog_SetProperty(4), 4u);
+    EXPECT_EQ(written(3, "%s%n\n"), "[E] %s%n\n");
+    EXPECT_EQ(Qslog_GetProperty(), 4u);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "[E] %s%n\n");
+}
+
+TEST_F(Log, LongLinesAreCut)
+{
+    const std::string line = written(3, std::string(5000, 'x').c_str());
+    EXPECT_EQ(line, "[E] " + std::string(4091, 'x'));
+    Qslog_SetProperty(2);
+    const std::string module(9000, 'm');
+    outside().logs.clear();
+    EXPECT_EQ(Qslog_Log(3, module.c_str(), 1, nullptr, "lost"), 0u);
+    EXPECT_EQ(outside().logs[0].text, std::string(4095, 'm'));
+}
+
+TEST_F(Log, OpensOnceUntilClosed)
+{
+    Qslog_Close();
+    outside().done.clear();
+    Qslog_Open(nullptr, 8, 16);
+    Qslog_Open("again", 8, 16);
+    Qslog_Close();
+    std::string name = "name";
+    Qslog_Open(name.c_str(), 2, 8);
+    Qslog_Close();
+    EXPECT_EQ(outside().done, (Lines{"openlog  9 16", "setlogmask 63", "closelog", "openlog name 2 8",
+                                     "setlogmask 63", "closelog"}));
+}
+
+TEST_F(Log, HexDumpLayout)
+{
+    std::array<uint8_t, 17> data{'A', 0, 0x7E, 0x7F, 0xFF, ' ', '%', 's', 'h'};
+    EXPECT_EQ(Qslog_HexDump(3, "M", 1, "f", "Title", data.data(), data.size(), 0), 0u);
+    const std::string rule(76, '=');
+    EXPECT_EQ(outside().logs,
+              (std::vector<LogLine>{
+                  {3, "[E] Title (17)\n"},
+                  {3, "[E] " + rule + "\n"},
+                  {3, "[E] 00000000: 41 00 7E 7F FF 20 25 73-68 00 00 00 00 00 00 00   A.~.. %sh.......\n"},
+                  {3, "[E] 00000010: 00" + std::string(48, ' ') + ".\n"},
+              }));
+}
+
+TEST_F(Log, DumpsStopAtTheLineCountOrTheEnd)
+{
+    const std::array<uint8_t, 40> data{};
+    const struct {
+        int32_t level;
+        const void* data;
+        uint32_t length, lines;
+        size_t logged;
+        const char* last;
+    } cases[] = {
+        {3, data.data(), 40, 2, 4, "[E] 00000010:"},
+        {3, data.data(), 40, 9, 5, "[E] 00000020:"},
+        {5, data.data(), 0, 0, 3, "[E] No data\n\n"},
+        {5, nullptr, 4, 1, 3, "[E] No data\n\n"},
+        {6, data.data(), 40, 0, 0, ""},
+    };
+    for (const auto& [level, bytes, length, lines, logged, last] : cases) {
+        outside().logs.clear();
+        EXPECT_EQ(Qslog_HexDump(level, "M", 1, "f", nullptr, bytes, length, lines), 0u);
+        ASSERT_EQ(outside().logs.size(), logged);
+        if (logged != 0) {
+            EXPECT_EQ(outside().logs[0].text.substr(4), "Data (" + std::to_string(length) + "):\n");
+            EXPECT_TRUE(outside().logs.back().text.starts_with(last)) << outside().logs.back().text;
+        }
+    }
+}
+
+TEST_F(Log, StringDumpBreaksAtLineFeedsAndWidth)
+{
+    const std::string text = "one\n\ntwo\x1B[2J\n" + std::string(80, 'x') + "\n";
+    EXPECT_EQ(Qslog_StringDump(3, "M", 1, "f", "T", text.data(), static_cast<uint32_t>(text.size())), 0u);
+    Lines lines;
+    for (const LogLine& line : outside().logs) {
+        lines.push_back(line.text.substr(4));
+    }
+    lines.erase(lines.begin(), lines.begin() + 2);
+    EXPECT_EQ(lines, (Lines{"one\n", "\n", "two.[2J\n", std::string(76, 'x') + "\n", "xxxx\n"}));
+}
+
+TEST_F(Log, EventRecordsCannotBeForged)
+{
+    const auto record = [](const char* message) {
+        outside().events.clear();
+        QEvtLog_Log("file.cpp", sizeof "file.cpp", "work", sizeof "work", 3, 'n', "%s", message);
+        return outside().events.at(0);
+    };
+    EXPECT_EQ(record("set it by CLI"), R"("Status":"n","Msg":"set it by CLI")");
+    EXPECT_EQ(record("a\",\"Status\":\"x\\\n\t\x01é"),
+              "\"Status\":\"n\",\"Msg\":\"a\\\",\\\"Status\\\":\\\"x\\\\\\n\\t\\u0001é\"");
+    EXPECT_EQ(record(std::string(5000, 'x').c_str()),
+              R"("Status":"n","Msg":")" + std::string(4095, 'x') + "\"");
+    const std::string quotes = record(std::string(4095, '\x01').c_str());
+    EXPECT_TRUE(quotes.ends_with("\\u0001\"")) << "an escape is written whole or not at all";
+}
+
+TEST_F(Log, EventLogStartsOnceWithItsDefaults)
+{
+    QEvtLog_Close();
+    g_PtrZlCategory = nullptr;
+    EXPECT_EQ(QEvtLog_Init("", nullptr, ""), 0u);
+    EXPECT_EQ(QEvtLog_Init("/other", "x", "y"), 0u);
+    EXPECT_EQ(QEvtLog_Close(), 0u);
+    EXPECT_EQ(QEvtLog_Close(), 0u);
+    EXPECT_EQ(outside().done, (Lines{"zlog_init /etc/zlog.conf", "zlog_get_category qrnevent",
+                                     "zlog_put_mdc tag=QRN", "zlog_fini"}));
+    EXPECT_EQ(g_PtrZlCategory, nullptr);
+    QEvtLog_Log(nullptr, 0, nullptr, 0, 0, 'n', "closed");
+    EXPECT_TRUE(outside().events.empty());
+}
