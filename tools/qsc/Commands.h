@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: Apache-2.0
+// The commands of the program. Each takes the words behind its name and answers the exit code.
+#pragma once
+
+#include <span>
+
+#include "tools/qsc/Options.h"
+#include "tools/qsc/Report.h"
+
+namespace qsc
+{
+
+using Words = std::span<const char* const>;
+
+ExitCode get(const Options& options, Words words);
+ExitCode set(const Options& options, Words words);
+ExitCode commit(const Options& options, Words words);
+ExitCode service(const Options& options, Words words);
+ExitCode request(const Options& options, Words words);
+ExitCode list(const Options& options, Words words);
+ExitCode log(const Options& options, Words words);
+ExitCode version(const Options& options, Words words);
+
+} // namespace qsc

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/qsc/Options.h"
+
+#include <cstdlib>
+#include <cstring>
+
+#include <getopt.h>
+#include <strings.h>
+
+#include "include/qsyscmdhal.h"
+#include "tools/qsc/Lookup.h"
+#include "tools/qsc/Report.h"
+
+namespace qsc
+{
+
+namespace
+{
+
+enum LongOption : int { kJson = 256, kAs, kApply };
+
+constexpr option kLongOptions[] = {
+    {"json", no_argument, nullptr, kJson},   {"as", required_argument, nullptr, kAs},
+    {"apply", no_argument, nullptr, kApply}, {"verbose", no_argument, nullptr, 'v'},
+    {"help", no_argument, nullptr, 'h'},     {},
+};
+
+/// Takes a commander's name, in any letter case, or its number.
+bool parse_commander(const char* text, u32& commander)
+{
+    Suggestion nearest{text};
+    for (const Qsc_CommanderName* entry = g_QSCCommander; entry->id != 0; ++entry) {
+        if (strcasecmp(entry->name, text) == 0) {
+            commander = entry->id;
+            return true;
+        }
+        nearest.consider(entry->name);
+    }
+    if (parse_number(text, commander)) {
+        return true;
+    }
+    wrong_usage("there is no commander '%s'; did you mean '%s'? A number such as 0x80 is taken as well.",
+                text, nearest.best());
+    return false;
+}
+
+} // namespace
+
+bool parse_options(int count, char** arguments, Options& options)
+{
+    opterr = 0;
+    for (;;) {
+        const int found = getopt_long(count, arguments, ":vh", kLongOptions, nullptr);
+        switch (found) {
+        case -1:
+            options.words = {arguments + optind, arguments + count};
+            return true;
+        case kJson:
+            options.as_json = true;
+            break;
+        case kAs:
+            if (!parse_commander(optarg, options.commander)) {
+                return false;
+            }
+            break;
+        case kApply:
+            options.apply = true;
+            break;
+        case 'v':
+            options.verbose = true;
+            break;
+        case 'h':
+            options.help = true;
+            break;
+        case ':':
+            wrong_usage("the option %s needs a value, as in --as WEB", arguments[optind - 1]);
+            return false;
+        default: {
+            const char* const given = arguments[optind - 1];
+            Suggestion nearest{given};
+            for (const char* known : {"--json", "--as", "--apply", "--verbose", "--help"}) {
+                nearest.consider(known);
+            }
+            wrong_usage("there is no option '%s'; did you mean '%s'? See qsc --help.", given, nearest.best());
+            return false;
+        }
+        }
+    }
+}
+
+} // namespace qsc

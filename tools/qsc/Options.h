@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+// The command line: options, and the words that remain.
+#pragma once
+
+#include <span>
+
+#include "base/Types.h"
+#include "include/qsc_types.h"
+
+namespace qsc
+{
+
+/// What the program ends with.
+enum ExitCode : int { kDone = 0, kFailed = 1, kUsage = 2 };
+
+struct Options {
+    u32 commander = QSC_COMMANDER_CLI;
+    bool as_json = false;
+    bool apply = false;
+    bool verbose = false;
+    bool help = false;
+    std::span<const char* const> words; ///< the command and its arguments
+};
+
+/// Reads the command line; false: it is wrong, which has been said.
+[[nodiscard]] bool parse_options(int count, char** arguments, Options& options);
+
+} // namespace qsc
