@@ -22,6 +22,13 @@ class FileDescriptor
     [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
     [[nodiscard]] int get() const { return descriptor_; }
 
+    /// Closes the one that is open and takes the other's.
+    void replace(FileDescriptor&& other)
+    {
+        (void)close();
+        descriptor_ = std::exchange(other.descriptor_, -1);
+    }
+
     /// Closes early, where the result counts; true: nothing was lost.
     [[nodiscard]] bool close() { return descriptor_ < 0 || ::close(std::exchange(descriptor_, -1)) == 0; }
 

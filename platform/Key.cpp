@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/Key.h"
+
+#include <algorithm>
+
+#include "base/Parse.h"
+
+namespace qrnuci
+{
+
+namespace
+{
+
+constexpr bool is_name_character(char c)
+{
+    return qsc::is_digit(c) || qsc::is_lower(c) || qsc::is_upper(c) || c == '_';
+}
+
+/// Takes what stands before the first dot; the rest stays behind it.
+std::string_view take_part(std::string_view& rest)
+{
+    const std::size_t length = std::min(rest.find('.'), rest.size());
+    const std::string_view part{rest.data(), length};
+    rest.remove_prefix(std::min(length + 1, rest.size()));
+    return part;
+}
+
+/// "@TYPE[INDEX]"
+bool parse_indexed_section(std::string_view text, SectionRef& section)
+{
+    const std::size_t bracket = text.find('[');
+    if (!text.starts_with('@') || !text.ends_with(']') || bracket == std::string_view::npos) {
+        return false;
+    }
+    section.type = {text.data() + 1, bracket - 1};
+    text.remove_prefix(bracket + 1);
+    text.remove_suffix(1);
+    return (section.type.empty() || is_type(section.type)) && qsc::parse_whole(text, section.index);
+}
+
+} // namespace
+
+bool is_package_name(std::string_view text)
+{
+    return !text.empty() &&
+           std::all_of(text.begin(), text.end(), [](char c) { return is_name_character(c) || c == '-'; });
+}
+
+bool is_name(std::string_view text)
+{
+    return !text.empty() && std::all_of(text.begin(), text.end(), is_name_character);
+}
+
+bool is_type(std::string_view text)
+{
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c <= '~'; });
+}
+
+bool parse_key(std::string_view text, Key& key)
+{
+    const bool has_option = std::count(text.begin(), text.end(), '.') == 2;
+    if (!has_option && std::count(text.begin(), text.end(), '.') != 1) {
+        return false;
+    }
+    key.package = take_part(text);
+    const std::string_view section = take_part(text);
+    key.option = text;
+    if (is_name(section)) {
+        key.section = {.name = section, .type = {}};
+    } else if (!parse_indexed_section(section, key.section)) {
+        return false;
+    }
+    return is_package_name(key.package) && (!has_option || is_name(key.option));
+}
+
+} // namespace qrnuci

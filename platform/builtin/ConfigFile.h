@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: Apache-2.0
+// A package's file in /etc/config: read whole, replaced whole.
+#pragma once
+
+#include <string_view>
+
+#include "platform/builtin/LockedFile.h"
+#include "platform/builtin/Package.h"
+
+namespace qrnuci
+{
+
+/// The path of a package's file.
+[[nodiscard]] Path config_path(std::string_view package);
+
+/// Reads the text of a file into a package; it is cut up in place and must live as long as the package.
+/// EFAULT: malformed, with the line in `line`; ENOMEM.
+[[nodiscard]] u32 parse_config(char* text, std::size_t size, Package& package, u32& line);
+
+/// Reads a package's open file. What is malformed is logged with its line.
+[[nodiscard]] u32 load_config(const LockedFile& file, const char* path, Package& package);
+
+/// A new file beside a package's, complete and safe on the storage, but not yet in its place.
+class Replacement
+{
+  public:
+    Replacement() = default;
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+    ~Replacement();
+
+    /// Writes the package beside `path`, with owner and permissions of the old file.
+    [[nodiscard]] u32 write(const char* path, const struct stat& old, const Package& package);
+
+    /// The file's inode, which it keeps when it takes its place.
+    [[nodiscard]] ino_t inode() const { return inode_; }
+
+    /// Takes the old file's place. From then on it is what readers see, also after a power failure.
+    [[nodiscard]] u32 take_place();
+
+  private:
+    Path target_;
+    Path path_; ///< empty: nothing to clean up
+    ino_t inode_ = 0;
+};
+
+} // namespace qrnuci

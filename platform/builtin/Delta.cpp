@@ -1,0 +1,225 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "platform/builtin/Delta.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "base/Parse.h"
+#include "platform/builtin/Scanner.h"
+
+namespace qrnuci
+{
+
+namespace
+{
+
+constexpr const char* kStagingFolder = "/tmp/.uci";
+constexpr std::string_view kGroup = "#group ";
+constexpr std::string_view kCommitted = "#committed ";
+
+/// One change: "[MARK]PACKAGE.SECTION[.OPTION][=VALUE]".
+struct Change {
+    char mark = '='; ///< + - @ ^ | ~ as written; '=' for a plain one
+    Key key;
+    std::string_view value;
+    bool has_value = false;
+    Change* next = nullptr;
+};
+
+bool parse_change(std::string_view text, Change& change)
+{
+    if (text.empty()) {
+        return false;
+    }
+    if (std::string_view{"+-@^|~"}.find(text.front()) != std::string_view::npos) {
+        change.mark = text.front();
+        text.remove_prefix(1);
+    }
+    const std::size_t equals = std::min(text.find('='), text.size());
+    change.has_value = equals != text.size();
+    if (change.has_value) {
+        change.value = {text.data() + equals + 1, text.size() - equals - 1};
+    }
+    return parse_key({text.data(), equals}, change.key) && !change.key.section.name.empty() &&
+           (change.has_value || change.mark == '-');
+}
+
+/// Sets a section's type, or adds the section.
+bool set_section(Package& package, Section* section, const Change& change)
+{
+    if (section != nullptr && is_type(change.value)) {
+        section->type = change.value;
+    } else if (section != nullptr && change.value.empty()) {
+        package.remove_section(section);
+    } else if (is_type(change.value)) {
+        section = package.add_section(change.value, change.key.section.name);
+        if (section == nullptr) {
+            return false;
+        }
+        section->is_anonymous = change.mark == '+';
+    }
+    return true;
+}
+
+/// Takes out an option, one item of a list by its number, or a section.
+void remove(Package& package, Section& section, Option* option, const Change& change)
+{
+    if (change.key.option.empty()) {
+        package.remove_section(&section);
+        return;
+    }
+    if (option == nullptr) {
+        return;
+    }
+    if (!option->is_list || change.value.empty()) {
+        Package::remove_option(section, option);
+        return;
+    }
+    u32 index = 0;
+    if (qsc::parse_whole(change.value, index)) {
+        option->items.remove_if([&](const Item&) { return index-- == 0; });
+    }
+}
+
+/// Makes one change; false: no memory. A change of what is not there is none.
+bool apply(Package& package, const Change& change)
+{
+    Section* const section = package.find(change.key.section.name);
+    if (change.key.option.empty() && (change.mark == '=' || change.mark == '+')) {
+        return set_section(package, section, change);
+    }
+    if (section == nullptr) {
+        return true;
+    }
+    Option* const option = Package::find_option(*section, change.key.option);
+    switch (change.mark) {
+    case '-':
+        remove(package, *section, option, change);
+        return true;
+    case '@':
+        if (is_name(change.value) && change.key.option.empty()) {
+            section->name = change.value;
+            section->is_anonymous = false;
+        } else if (is_name(change.value) && option != nullptr) {
+            option->name = change.value;
+        }
+        return true;
+    case '^': {
+        i32 position = 0;
+        if (change.key.option.empty() && qsc::parse_whole(change.value, position)) {
+            package.move_section(*section, position);
+        }
+        return true;
+    }
+    case '|':
+        return change.key.option.empty() || package.add_item(*section, change.key.option, change.value);
+    case '~':
+        if (option != nullptr && option->is_list) {
+            option->items.remove_if([&](const Item& item) { return item.value == change.value; });
+        }
+        return true;
+    default:
+        return package.set_option(*section, change.key.option, change.value);
+    }
+}
+
+/// The number behind a comment's mark; false: it is not that comment.
+bool comment_number(std::string_view line, std::string_view mark, u64& number)
+{
+    if (!line.starts_with(mark)) {
+        return false;
+    }
+    line.remove_prefix(mark.size());
+    return qsc::parse_whole(line, number);
+}
+
+} // namespace
+
+Path delta_path(std::string_view package)
+{
+    Path path;
+    path.append(kStagingFolder).append("/").append(package);
+    return path;
+}
+
+u32 ensure_staging_folder()
+{
+    return mkdir(kStagingFolder, 0700) == 0 || errno == EEXIST ? 0 : log_failure("create", kStagingFolder);
+}
+
+u32 apply_delta(char* text, std::size_t size, std::string_view name, ino_t inode, Package& package,
+                DeltaState& state)
+{
+    List<Change> changes;
+    Scanner scanner{text, size};
+    while (!scanner.at_end()) {
+        const std::size_t start = scanner.offset();
+        const std::size_t end = std::min(std::string_view{text, size}.find('\n', start), size);
+        const std::string_view line{text + start, end - start};
+        u64 number = 0;
+        if (comment_number(line, kGroup, number) && number > size - std::min(size, end + 1)) {
+            break; // its writer was killed: the group counts as never written
+        }
+        if (comment_number(line, kCommitted, number) && number == inode) {
+            changes.clear();
+            state.is_committed = true;
+        }
+        std::string_view word;
+        if (!scanner.take_word(word)) {
+            break; // a value that does not end: written in part as well
+        }
+        Change change;
+        if (scanner.at_line_end() && parse_change(word, change) && change.key.package == name) {
+            auto* const kept = package.arena().make<Change>();
+            if (kept == nullptr) {
+                return ENOMEM;
+            }
+            *kept = change;
+            changes.append(*kept);
+        }
+        if (!scanner.next_line()) {
+            break; // a last line without its end is seen, but the next change is written over it
+        }
+        state.sound = scanner.offset();
+    }
+    state.has_changes = !changes.empty();
+    for (const Change& change : changes) {
+        if (!apply(package, change)) {
+            return ENOMEM;
+        }
+    }
+    return 0;
+}
+
+u32 append_delta(const LockedFile& file, const char* path, const DeltaState& state, std::string_view text)
+{
+    const auto end = static_cast<off_t>(state.sound);
+    if (ftruncate(file.get(), end) == 0 && lseek(file.get(), end, SEEK_SET) == end &&
+        write_all(file.get(), text) && fdatasync(file.get()) == 0) {
+        return 0;
+    }
+    const int reason = errno;
+    (void)ftruncate(file.get(), end); // as if it had never been tried; a part is skipped by readers anyway
+    errno = reason;
+    return log_failure("write", path);
+}
+
+u32 mark_committed(const LockedFile& file, const char* path, const DeltaState& state, ino_t inode)
+{
+    char line[48];
+    const int length = std::snprintf(line, sizeof line, "%s%llu\n", kCommitted.data(),
+                                     static_cast<unsigned long long>(inode));
+    return append_delta(file, path, state, {line, static_cast<std::size_t>(length)});
+}
+
+u32 clear_delta(const LockedFile& file, const char* path)
+{
+    return ftruncate(file.get(), 0) == 0 && fdatasync(file.get()) == 0 ? 0 : log_failure("empty", path);
+}
+
+} // namespace qrnuci

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: Apache-2.0
+// The staged changes of a package: a file of lines in /tmp/.uci, applied in order over the package's file.
+//
+// Line by line it is the format of every program that works on the configuration. Two kinds of comment lines,
+// which the others skip, make it safe against a kill at any moment:
+//   "#group N"      the N bytes behind it belong together; fewer mean that their writer was killed, and they
+//                   count as never written
+//   "#committed I"  everything before is part of the package's file if that file has the inode I: the commit
+//                   was killed after it had replaced the file and before it could empty this one
+#pragma once
+
+#include <string_view>
+
+#include "platform/builtin/LockedFile.h"
+#include "platform/builtin/Package.h"
+
+namespace qrnuci
+{
+
+/// The path of a package's staging file.
+[[nodiscard]] Path delta_path(std::string_view package);
+
+/// Makes the staging folder if it is missing.
+[[nodiscard]] u32 ensure_staging_folder();
+
+/// What a staging file was found to hold.
+struct DeltaState {
+    std::size_t sound = 0;     ///< bytes up to the end of the last whole change
+    bool has_changes = false;  ///< there is something to commit
+    bool is_committed = false; ///< what stands before is part of the package's file already
+};
+
+/// Applies a staging file's text to a package whose file has the given inode. The text is cut up in place and
+/// must live as long as the package. A line that makes no sense, or changes what is not there, is skipped: as
+/// much of the staged changes as possible is kept. ENOMEM.
+[[nodiscard]] u32 apply_delta(char* text, std::size_t size, std::string_view name, ino_t inode,
+                              Package& package, DeltaState& state);
+
+/// Appends text to an open staging file, behind its last whole change. What does not fit is taken back.
+[[nodiscard]] u32 append_delta(const LockedFile& file, const char* path, const DeltaState& state,
+                               std::string_view text);
+
+/// Notes that everything staged becomes part of the file with this inode.
+[[nodiscard]] u32 mark_committed(const LockedFile& file, const char* path, const DeltaState& state,
+                                 ino_t inode);
+
+/// Empties an open staging file.
+[[nodiscard]] u32 clear_delta(const LockedFile& file, const char* path);
+
+} // namespace qrnuci

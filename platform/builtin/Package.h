@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: Apache-2.0
+// A package in memory: sections of options, and the changes that files and staged deltas make to them.
+#pragma once
+
+#include <string_view>
+
+#include "platform/Key.h"
+#include "platform/builtin/Arena.h"
+#include "platform/builtin/List.h"
+
+namespace qrnuci
+{
+
+struct Item {
+    std::string_view value;
+    Item* next = nullptr;
+};
+
+struct Option {
+    std::string_view name;
+    bool is_list = false; ///< a plain option is a list of exactly one item
+    List<Item> items;
+    Option* next = nullptr;
+};
+
+struct Section {
+    std::string_view type;
+    std::string_view name;
+    bool is_anonymous = false; ///< its name is made up and not written to the file
+    List<Option> options;
+    Section* next = nullptr;
+};
+
+/// Texts handed to the changes below must live as long as the package: they come from its arena, or from a
+/// buffer that the caller keeps. A change that answers false found no memory.
+class Package
+{
+  public:
+    [[nodiscard]] const List<Section>& sections() const { return sections_; }
+    [[nodiscard]] Arena& arena() { return arena_; }
+
+    [[nodiscard]] Section* find(std::string_view name) const;
+    [[nodiscard]] Section* find(const SectionRef& reference) const;
+    [[nodiscard]] static Option* find_option(const Section& section, std::string_view name);
+
+    /// Adds a section; an empty name makes one up as every reader of the file does, so that staged changes
+    /// of other programs find it.
+    [[nodiscard]] Section* add_section(std::string_view type, std::string_view name);
+
+    /// Sets a plain option; an empty value deletes it.
+    [[nodiscard]] bool set_option(Section& section, std::string_view name, std::string_view value);
+
+    /// Adds an item to a list; a plain option becomes a list first.
+    [[nodiscard]] bool add_item(Section& section, std::string_view name, std::string_view value);
+
+    static void remove_option(Section& section, const Option* option);
+    void remove_section(const Section* section);
+    void move_section(Section& section, int position);
+
+  private:
+    [[nodiscard]] Option* add_option(Section& section, std::string_view name);
+    [[nodiscard]] bool append_item(Option& option, std::string_view value);
+
+    Arena arena_;
+    List<Section> sections_;
+    u32 added_sections_ = 0;
+};
+
+} // namespace qrnuci

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: Apache-2.0
+// Cuts the text of a configuration or staging file into words, with the quoting that both share.
+#pragma once
+
+#include <string_view>
+
+#include "platform/Key.h"
+
+namespace qrnuci
+{
+
+/// Works in place: a word without its quotes is never longer than with them, so it is put together where it
+/// stood and handed out as a view of the text, which must outlive the words.
+class Scanner
+{
+  public:
+    Scanner(char* text, std::size_t size) : start_(text), position_(text), end_(text + size) {}
+
+    /// Skips blanks within the line.
+    void skip_blanks();
+
+    /// Takes the next word of the line; an empty one at its end, at a comment, or where it is quoted empty.
+    /// False: a quote does not end before the text does.
+    [[nodiscard]] bool take_word(std::string_view& word);
+
+    /// Takes a command word, to which quoting does not apply.
+    [[nodiscard]] std::string_view take_command();
+
+    /// Takes the mark that ends a command before the line ends; false: there is none.
+    bool take_semicolon();
+
+    /// Goes on to the next line; false: there is none.
+    bool next_line();
+
+    [[nodiscard]] bool at_line_end() const { return position_ == end_ || *position_ == '\n'; }
+    [[nodiscard]] bool at_end() const { return position_ == end_; }
+    [[nodiscard]] std::size_t offset() const { return static_cast<std::size_t>(position_ - start_); }
+    [[nodiscard]] u32 line() const { return line_; }
+
+  private:
+    [[nodiscard]] bool take_quoted(char quote, char*& out);
+    [[nodiscard]] bool skip_continuation();
+    void put(char*& out);
+
+    char* start_;
+    char* position_;
+    char* end_;
+    u32 line_ = 1;
+};
+
+} // namespace qrnuci
