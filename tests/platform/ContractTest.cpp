@@ -1,0 +1,307 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the configuration library promises, on whichever backend is linked in.
+#include <array>
+#include <filesystem>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/PrivateFolders.h"
+#include "qrnuci.h"
+
+using namespace test;
+
+class Contract : public UciTest
+{
+  protected:
+    static uint32_t set(const char* key, const char* value) { return QrnUci_SetNewString(key, value, 0, 1); }
+};
+
+constexpr const char* kSystem = "config system\n"
+                                "\toption hostname 'ap'\n"
+                                "\toption log_ip '192.0.2.1'\n"
+                                "\n"
+                                "config timeserver 'ntp'\n"
+                                "\tlist server '0.pool'\n"
+                                "\tlist server '1.pool'\n"
+                                "\n"
+                                "config led\n"
+                                "\toption name 'last'\n";
+
+TEST_F(Contract, ReadsByNameTypeAndIndex)
+{
+    put_config("system", kSystem);
+    const struct {
+        const char* key;
+        const char* value;
+    } cases[] = {
+        {"system.@system[0].hostname", "ap"},
+        {"system.@system[-1].log_ip", "192.0.2.1"},
+        {"system.@[1]", "timeserver"},
+        {"system.@[-1].name", "last"},
+        {"system.ntp", "timeserver"},
+        {"system.ntp.server", "0.pool 1.pool"},
+        {"system.cfg01e48a.hostname", "ap"},
+        {"system.@system[1].hostname", "code 14"},
+        {"system.@system[-2].hostname", "code 14"},
+        {"system.ntp.enabled", "code 14"},
+        {"nothing.ntp.enabled", "code 14"},
+        {"system", "code 22"},
+        {"", "code 22"},
+        {"system.", "code 22"},
+        {"system.ntp.", "code 22"},
+        {"system.ntp.server.0", "code 22"},
+        {"system.@system[x].a", "code 22"},
+        {"system.@system[0.a", "code 22"},
+        {"system.@system.a", "code 22"},
+        {"system.n-tp.a", "code 22"},
+        {"../etc.ntp.a", "code 22"},
+        {"system.ntp.a=b", "code 22"},
+    };
+    for (const auto& [key, value] : cases) {
+        EXPECT_EQ(get(key), value) << key;
+    }
+    EXPECT_EQ(item("system.ntp.server", 1), "1.pool");
+    EXPECT_EQ(item("system.ntp.server", 2), "code 14");
+    EXPECT_EQ(item("system.@system[0].hostname", 0), "ap") << "a plain option is a list of one";
+    EXPECT_EQ(item("system.ntp", 0), "code 22");
+}
+
+TEST_F(Contract, ValuesAreNeverCut)
+{
+    put_config("system", kSystem);
+    std::array<char, 14> buffer;
+    buffer.fill('#');
+    EXPECT_EQ(QrnUci_GetString("system.ntp.server", buffer.data(), 13), 14u);
+    EXPECT_EQ(QrnUci_GetListItem("system.ntp.server", 0, buffer.data(), 6), 14u);
+    EXPECT_EQ(buffer[0], '#');
+    EXPECT_EQ(QrnUci_GetString("system.ntp.server", buffer.data(), 14), 0u);
+    EXPECT_STREQ(buffer.data(), "0.pool 1.pool");
+    EXPECT_EQ(QrnUci_GetString("system.ntp.server", nullptr, 14), 22u);
+    EXPECT_EQ(QrnUci_GetString("system.ntp.server", buffer.data(), 0), 22u);
+    EXPECT_EQ(QrnUci_GetString(nullptr, buffer.data(), 14), 22u);
+}
+
+TEST_F(Contract, FileFormat)
+{
+    put_config("p", "package p\n"
+                    "# comment\n"
+                    "\n"
+                    "config a 'one' # behind\n"
+                    "  option quoted 'a b'\"c'd\"e\\ f\n"
+                    "\toption escapes \"x\\\"y\\\\z\\n\"\n"
+                    "\toption long 'first\n"
+                    "second'\n"
+                    "\toption joined one\\\n"
+                    "two\n"
+                    "\toption hash a#b\n"
+                    "\toption gone 'x'\n"
+                    "\toption gone ''\n"
+                    "\tlist l 'a'\n"
+                    "\tlist l ''\n"
+                    "\tlist l 'it'\\''s'\n"
+                    "c a two; o x y\r\n"
+                    "config a one\n"
+                    "\toption later 1");
+    const struct {
+        const char* key;
+        const char* value;
+    } cases[] = {
+        {"p.one.quoted", "a bc'de f"},
+        {"p.one.escapes", "x\"y\\zn"},
+        {"p.one.long", "first\nsecond"},
+        {"p.one.joined", "onetwo"},
+        {"p.one.hash", "a"},
+        {"p.one.gone", "code 14"},
+        {"p.one.l", "a  it's"},
+        {"p.two.x", "y"},
+        {"p.one.later", "1"},
+        {"p.@a[1]", "a"},
+        {"p.@a[2]", "code 14"},
+    };
+    for (const auto& [key, value] : cases) {
+        EXPECT_EQ(get(key), value) << key;
+    }
+}
+
+TEST_F(Contract, MalformedFilesAreRefusedAndKept)
+{
+    for (const char* text : {"option a b\n", "config\n", "config a-b c-d\n", "config a b\n\toption 'open\n",
+                             "config a b\n\toption x y z\n", "nonsense\n", "config a b\n\toption x-y z\n",
+                             "config a b\nconfig c b\n"}) {
+        put_config("p", text);
+        put_config("q", "config a b\n\toption x 1\n");
+        EXPECT_EQ(get("p.b.x"), "code 14") << text;
+        EXPECT_EQ(set("p.b.x", "1"), 14u) << text;
+        EXPECT_EQ(QrnUci_CommitPackage("p"), 14u) << text;
+        EXPECT_EQ(config("p"), text);
+        EXPECT_EQ(get("q.b.x"), "1") << "other packages go on";
+    }
+}
+
+TEST_F(Contract, SetIsStagedAndSeenAtOnce)
+{
+    put_config("system", kSystem);
+    EXPECT_EQ(set("system.@system[0].log_ip", "192.0.2.7"), 0u);
+    EXPECT_EQ(set("system.ntp.new", "it's \"new\"\n$x"), 0u);
+    EXPECT_EQ(staged("system"),
+              "system.cfg01e48a.log_ip='192.0.2.7'\nsystem.ntp.new='it'\\''s \"new\"\n$x'\n");
+    EXPECT_EQ(config("system"), kSystem);
+    EXPECT_EQ(get("system.@system[0].log_ip"), "192.0.2.7");
+    EXPECT_EQ(get("system.ntp.new"), "it's \"new\"\n$x");
+
+    EXPECT_EQ(set("system.@system[0].log_ip", ""), 0u);
+    EXPECT_EQ(get("system.@system[0].log_ip"), "code 14");
+    EXPECT_EQ(set("system.@system[0].log_ip", ""), 0u) << "deleting what is not there is nothing";
+    EXPECT_EQ(set("system.ntp.server", "one"), 0u);
+    EXPECT_EQ(get("system.ntp.server"), "one");
+}
+
+TEST_F(Contract, SetRefusals)
+{
+    put_config("system", kSystem);
+    EXPECT_EQ(set("system.nowhere.a", "b"), 14u);
+    EXPECT_EQ(set("nothing.nowhere.a", "b"), 14u);
+    EXPECT_EQ(set("system.ntp", "b"), 22u);
+    EXPECT_EQ(set("system.ntp.a", nullptr), 22u);
+    EXPECT_EQ(set(nullptr, "b"), 22u);
+    EXPECT_EQ(set("system.ntp.a", "bell\x07"), 14u) << "the format cannot carry it";
+    EXPECT_EQ(QrnUci_SetListItem("system.ntp.a", 0xFFFFFFFF, "b"), 14u);
+    EXPECT_FALSE(std::filesystem::exists("/tmp/.uci/nothing"));
+    EXPECT_EQ(QrnUci_CommitPackage("system"), 0u);
+    EXPECT_EQ(config("system"), kSystem) << "nothing staged, nothing written";
+}
+
+TEST_F(Contract, ListItems)
+{
+    put_config("p", "config s 's'\n\toption plain 'x'\n\tlist l 'a'\n\tlist l 'b'\n");
+    const struct {
+        const char* key;
+        uint32_t index;
+        const char* value;
+        const char* result;
+    } cases[] = {
+        {"p.s.l", 0, "A", "A b"},    {"p.s.l", 3, "d", "A b  d"},  {"p.s.l", 3, "", "A b"},
+        {"p.s.l", 0, "", " b"},      {"p.s.l", 1, "", "code 14"},  {"p.s.l", 9, "", "code 14"},
+        {"p.s.fresh", 1, "x", " x"}, {"p.s.plain", 1, "y", "x y"}, {"p.s.plain", 0, "", " y"},
+    };
+    for (const auto& [key, index, value, result] : cases) {
+        EXPECT_EQ(QrnUci_SetListItem(key, index, value), 0u);
+        EXPECT_EQ(get(key), result) << key << " " << index << " " << value;
+    }
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    EXPECT_EQ(config("p"),
+              "\nconfig s 's'\n\tlist fresh ''\n\tlist fresh 'x'\n\tlist plain ''\n\tlist plain 'y'\n\n");
+}
+
+TEST_F(Contract, CommitReplacesTheFileWhole)
+{
+    put_config("p", "# a comment\nconfig t\n\toption a '1'\nconfig t named\n\tlist l 'x y'\n");
+    ASSERT_EQ(chmod("/etc/config/p", 0640), 0);
+    EXPECT_EQ(set("p.@t[0].a", "it's"), 0u);
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    EXPECT_EQ(config("p"), "\nconfig t\n\toption a 'it'\\''s'\n\nconfig t 'named'\n\tlist l 'x y'\n\n");
+    EXPECT_EQ(staged("p"), "");
+    struct stat status {
+    };
+    ASSERT_EQ(stat("/etc/config/p", &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0640u);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator{"/etc/config"}, {}), 1)
+        << "no file left behind";
+}
+
+TEST_F(Contract, CommitRefusals)
+{
+    EXPECT_EQ(QrnUci_CommitPackage("missing"), 14u);
+    EXPECT_EQ(QrnUci_CommitPackage(nullptr), 22u);
+    for (const char* name : {"", "../p", "p/q", "p.q", "a b", "p\n"}) {
+        EXPECT_EQ(QrnUci_CommitPackage(name), 22u) << name;
+    }
+}
+
+TEST_F(Contract, LinksStayLinks)
+{
+    put_config("real", "config t s\n");
+    std::filesystem::rename("/etc/config/real", "/etc/real");
+    std::filesystem::create_symlink("/etc/real", "/etc/config/p");
+    EXPECT_EQ(set("p.s.a", "1"), 0u);
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    EXPECT_TRUE(std::filesystem::is_symlink("/etc/config/p"));
+    EXPECT_EQ(get("p.s.a"), "1");
+}
+
+TEST_F(Contract, StagedChangesOfOtherPrograms)
+{
+    put_config("p", "config t s\n\toption a '1'\n\toption b '2'\n\tlist l 'x'\n\tlist l 'y'\nconfig t u\n");
+    put_staged("p", "p.s.a='new'\n"
+                    "-p.s.b\n"
+                    "|p.s.l='z'\n"
+                    "~p.s.l='x'\n"
+                    "+p.cfg030d9e='t'\n"
+                    "p.cfg030d9e.fresh='f'\n"
+                    "p.v='t2'\n"
+                    "@p.u='renamed'\n"
+                    "^p.v='0'\n"
+                    "q.s.a='other package'\n"
+                    "p.nowhere.a='lost'\n"
+                    "total nonsense\n"
+                    "p.s.last=1\n");
+    EXPECT_EQ(get("p.s.a"), "new");
+    EXPECT_EQ(get("p.s.b"), "code 14");
+    EXPECT_EQ(get("p.s.l"), "y z");
+    EXPECT_EQ(get("p.@[0]"), "t2");
+    EXPECT_EQ(get("p.renamed"), "t");
+    EXPECT_EQ(get("p.s.last"), "1");
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    EXPECT_EQ(config("p"), "\nconfig t2 'v'\n\nconfig t 's'\n\toption a 'new'\n\tlist l 'y'\n\tlist l 'z'\n"
+                           "\toption last '1'\n\nconfig t 'renamed'\n\nconfig t\n\toption fresh 'f'\n\n");
+}
+
+TEST_F(Contract, ChangesThatWereWrittenInPartAreDropped)
+{
+    for (const char* tail :
+         {"p.s.b='torn", "#group 500\n-p.s.a\n|p.s.a='x'\n", "#group 999", "p.s.b=\"torn\n"}) {
+        put_config("p", "config t s\n\toption a '1'\n");
+        put_staged("p", std::string{"p.s.a='2'\n"} + tail);
+        EXPECT_EQ(get("p.s.a"), "2") << tail;
+        EXPECT_EQ(get("p.s.b"), "code 14") << tail;
+        EXPECT_EQ(set("p.s.c", "3"), 0u);
+        EXPECT_EQ(staged("p"), "p.s.a='2'\np.s.c='3'\n") << tail;
+    }
+}
+
+TEST_F(Contract, ValuesCannotPretendToBeNotes)
+{
+    put_config("p", "config t s\n");
+    struct stat status {
+    };
+    ASSERT_EQ(stat("/etc/config/p", &status), 0);
+    const std::string note = "x\n#committed " + std::to_string(status.st_ino) + "\n#group 99999\n";
+    EXPECT_EQ(set("p.s.a", "1"), 0u);
+    EXPECT_EQ(set("p.s.b", note.c_str()), 0u);
+    EXPECT_EQ(set("p.s.c", "3"), 0u);
+    EXPECT_EQ(get("p.s.a"), "1");
+    EXPECT_EQ(get("p.s.b"), note);
+    EXPECT_EQ(get("p.s.c"), "3");
+}
+
+TEST_F(Contract, FailedWritesLoseNothing)
+{
+    put_config("p", "config t s\n\toption a '1'\n");
+    EXPECT_EQ(set("p.s.a", "2"), 0u);
+    std::filesystem::create_directory("/etc/target");
+    std::filesystem::rename("/etc/config/p", "/etc/target/p");
+    std::filesystem::create_symlink("/etc/target/p", "/etc/config/p");
+    if (std::system("mount -t tmpfs -o size=8k none /etc/target && "
+                    "printf \"config t s\\n\\toption a '1'\\n\" >/etc/target/p") != 0) {
+        GTEST_SKIP() << "no mount tool";
+    }
+    put_config("../target/full", std::string(4096, 'x'));
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 14u);
+    EXPECT_EQ(config("p"), "config t s\n\toption a '1'\n");
+    EXPECT_EQ(get("p.s.a"), "2") << "still staged";
+    std::filesystem::remove("/etc/target/full");
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    EXPECT_EQ(config("p"), "\nconfig t 's'\n\toption a '2'\n\n");
+    ASSERT_EQ(std::system("umount /etc/target"), 0);
+}

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+// Gives the test program an /etc and a /tmp of its own, in a mount namespace that ends with it: the
+// configuration library works on its real paths, and the machine's files are never touched.
+#pragma once
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace test
+{
+
+class UciTest : public testing::Test
+{
+  protected:
+    /// Empty /etc/config, no staging folder. Skips where the kernel allows no private mounts.
+    void SetUp() override;
+
+    static std::string get(const std::string& key);
+    static std::string item(const std::string& key, uint32_t index);
+    static std::string config(const std::string& package);
+    static std::string staged(const std::string& package);
+    static void put_config(const std::string& package, const std::string& text);
+    static void put_staged(const std::string& package, const std::string& text);
+};
+
+} // namespace test

@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: Apache-2.0
+// Many processes at once, and processes that are killed at any moment.
+#include <array>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <random>
+#include <vector>
+
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/PrivateFolders.h"
+#include "qrnuci.h"
+
+using namespace test;
+
+class Processes : public UciTest
+{
+  protected:
+    static int rounds(int usual)
+    {
+        const char* const factor = std::getenv("QSC_STRESS_ROUNDS");
+        return factor != nullptr ? usual * std::atoi(factor) : usual;
+    }
+
+    /// Runs work(0) to work(count - 1), each in a process of its own; all must end with 0.
+    template <typename Work>
+    static void run_processes(int count, Work work)
+    {
+        std::vector<pid_t> children;
+        for (int i = 0; i < count; ++i) {
+            const pid_t child = fork();
+            if (child == 0) {
+                _exit(work(i) ? 0 : 1);
+            }
+            children.push_back(child);
+        }
+        for (const pid_t child : children) {
+            int status = 0;
+            waitpid(child, &status, 0);
+            EXPECT_EQ(status, 0);
+        }
+    }
+};
+
+TEST_F(Processes, NoUpdateIsLost)
+{
+    constexpr int kWriters = 4;
+    put_config("p", "config t s\n\tlist l 'x'\n");
+    const int changes = rounds(60);
+    run_processes(kWriters, [&](int writer) {
+        const std::string key = "p.s.o" + std::to_string(writer);
+        for (int i = 1; i <= changes; ++i) {
+            const std::string value = std::to_string(i);
+            if (QrnUci_SetNewString(key.c_str(), value.c_str(), 0, 1) != 0 || get(key) != value ||
+                (i % 3 == writer % 3 && QrnUci_CommitPackage("p") != 0) || get(key) != value) {
+                return false;
+            }
+        }
+        return true;
+    });
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    for (int writer = 0; writer < kWriters; ++writer) {
+        EXPECT_EQ(get("p.s.o" + std::to_string(writer)), std::to_string(changes));
+    }
+    EXPECT_EQ(get("p.s.l"), "x");
+    EXPECT_EQ(staged("p"), "");
+}
+
+TEST_F(Processes, KilledAtAnyMomentNothingAcknowledgedIsLost)
+{
+    // The child tells through shared memory what it has set with success; then it is killed.
+    auto* const acknowledged = static_cast<volatile int*>(
+        mmap(nullptr, sizeof(int), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    std::mt19937 random{20261121};
+    std::uniform_int_distribution<useconds_t> pause{0, 3000};
+    put_config("p", "config t s\n\toption n '0'\n\tlist l '0'\n\toption filler '" + std::string(9000, 'f') +
+                        "'\n");
+    *acknowledged = 0;
+    for (int round = 0; round < rounds(150); ++round) {
+        const int start = *acknowledged;
+        const pid_t child = fork();
+        if (child == 0) {
+            for (int i = start + 1;; ++i) {
+                const std::string value = std::to_string(i);
+                if (QrnUci_SetListItem("p.s.l", 0, value.c_str()) != 0 ||
+                    QrnUci_SetNewString("p.s.n", value.c_str(), 0, 1) != 0) {
+                    _exit(1);
+                }
+                *acknowledged = i;
+                if (i % 2 == 0 && QrnUci_CommitPackage("p") != 0) {
+                    _exit(1);
+                }
+            }
+        }
+        usleep(pause(random));
+        kill(child, SIGKILL);
+        int status = 0;
+        waitpid(child, &status, 0);
+        ASSERT_TRUE(WIFSIGNALED(status)) << "the child failed by itself";
+        const int number = std::atoi(get("p.s.n").c_str());
+        const int item_number = std::atoi(item("p.s.l", 0).c_str());
+        // The step that was under way may have been done; nothing older may be seen, and no second item.
+        ASSERT_GE(number, *acknowledged);
+        ASSERT_LE(number, *acknowledged + 1);
+        ASSERT_GE(item_number, *acknowledged);
+        ASSERT_LE(item_number, *acknowledged + 1);
+        ASSERT_EQ(item("p.s.l", 1), "code 14");
+        *acknowledged = number;
+    }
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    EXPECT_EQ(get("p.s.n"), std::to_string(*acknowledged));
+    EXPECT_GT(*acknowledged, 0);
+    munmap(const_cast<int*>(acknowledged), sizeof(int));
+}
+
+TEST_F(Processes, ACommitThatWasKilledBehindItsRenameIsNotDoneTwice)
+{
+    put_config("p", "config t s\n");
+    put_staged("p", "|p.s.l='once'\n");
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    struct stat status {
+    };
+    ASSERT_EQ(stat("/etc/config/p", &status), 0);
+    put_staged("p", "|p.s.l='once'\n#committed " + std::to_string(status.st_ino) + "\n|p.s.l='twice'\n");
+    EXPECT_EQ(get("p.s.l"), "once twice");
+    put_staged("p", "|p.s.l='once'\n#committed " + std::to_string(status.st_ino) + "\n");
+    EXPECT_EQ(get("p.s.l"), "once");
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    EXPECT_EQ(get("p.s.l"), "once");
+    EXPECT_EQ(staged("p"), "") << "and the staging file is clean again";
+}
+
+TEST_F(Processes, ALockThatIsNeverGivenBackIsACodeAndNoHang)
+{
+    put_config("p", "config t s\n");
+    const int holder = open("/etc/config/p", O_RDWR);
+    ASSERT_EQ(flock(holder, LOCK_EX), 0);
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 14u);
+    close(holder);
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+}
