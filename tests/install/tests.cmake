@@ -1,0 +1,3 @@
+add_test(NAME install.programs_build_against_the_installed_tree
+  COMMAND ${CMAKE_CURRENT_LIST_DIR}/run.sh ${PROJECT_BINARY_DIR} ${CMAKE_C_COMPILER})
+set_tests_properties(install.programs_build_against_the_installed_tree PROPERTIES TIMEOUT 120)

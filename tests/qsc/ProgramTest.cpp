@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: Apache-2.0
+// The program as a person at a terminal sees it, without a device.
+#include <array>
+#include <cstdio>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+namespace
+{
+
+struct Outcome {
+    int code;
+    std::string output;
+};
+
+/// Runs "qsc ARGUMENTS" in a shell with a standard input; errors are kept or dropped by what the arguments
+/// say.
+Outcome qsc(const std::string& arguments, const std::string& input = "")
+{
+    FILE* const pipe = popen(("printf %s '" + input + "' | " QSC_PROGRAM " " + arguments).c_str(), "r");
+    std::string output;
+    std::array<char, 4096> part{};
+    while (const size_t count = fread(part.data(), 1, part.size(), pipe)) {
+        output.append(part.data(), count);
+    }
+    return {WEXITSTATUS(pclose(pipe)), output};
+}
+
+} // namespace
+
+TEST(Program, WrongUsageSaysWhatIsRight)
+{
+    const struct {
+        const char* arguments;
+        const char* sentence;
+    } cases[] = {
+        {"", "a command is missing"},
+        {"gte", "did you mean 'get'?"},
+        {"get", "get takes other arguments: qsc get PATH [NAME...]"},
+        {"service Device.Time", "service takes other arguments"},
+        {"--jsn version", "did you mean '--json'?"},
+        {"--as", "the option --as needs a value"},
+        {"--as WBE version", "did you mean 'WEB'?"},
+        {"version --apply", "--apply goes with set"},
+        {"get Device.Tiem", "did you mean 'Device.Time'?"},
+        {"get Device.X_QRN_RemoteLog Protcol", "did you mean 'Protocol'?"},
+        {"set Device.X_QRN_RemoteLog Server", "'Server' is no assignment"},
+        {"set Device.X_QRN_RemoteLog =x", "'=x' is no assignment"},
+        {"set syslog level:={", "'{' is not JSON"},
+        {"set syslog 'level:=1 2'", "more text behind the value"},
+        {"set syslog level=1 level=2", "level is set twice"},
+        {"request syslog gte </dev/null", "did you mean 'get'?"},
+        {"request syslog get </dev/null", "standard input holds no JSON object"},
+        {"log level high", "'high' is no number"},
+    };
+    for (const auto& [arguments, sentence] : cases) {
+        const Outcome run = qsc(std::string{arguments} + " 2>&1");
+        EXPECT_EQ(run.code, 2) << arguments;
+        EXPECT_NE(run.output.find(sentence), std::string::npos) << arguments << ": " << run.output;
+        EXPECT_EQ(run.output.find('\n'), run.output.size() - 1) << "one sentence: " << run.output;
+    }
+}
+
+TEST(Program, FailuresNameParameterCodeAndMeaning)
+{
+    const struct {
+        const char* arguments;
+        const char* sentence;
+    } cases[] = {
+        {"set syslog level=8", "qsc: syslog: set of level failed: code 14 (refused value"},
+        {"set version halver=1", "qsc: version: set failed: code 22 (bad argument"},
+        {"commit Device.Time", "qsc: Device.Time: commit failed: code 22"},
+        {"get Device.LEDs Colour", "qsc: Device.LEDs has no parameter 'Colour' in this library"},
+        {"version >/dev/full", "qsc: standard output cannot be written"},
+    };
+    for (const auto& [arguments, sentence] : cases) {
+        const Outcome run = qsc("2>&1 " + std::string{arguments});
+        EXPECT_EQ(run.code, 1) << arguments;
+        EXPECT_TRUE(run.output.starts_with(sentence)) << run.output;
+    }
+}
+
+TEST(Program, Answers)
+{
+    EXPECT_EQ(qsc("version").output, "halver  = 0.0.1\nprogver = 0.0.1\nfwver   = \n");
+    EXPECT_EQ(qsc("get version halver").output, "halver = 0.0.1\n");
+    EXPECT_EQ(qsc("log level 3").output, "level = 3\n");
+    EXPECT_EQ(qsc("log property 0x2").output, "property = 2\n");
+    EXPECT_EQ(qsc("list Device.X_QRN_RemoteLog").output,
+              "   0  Enable\n   1  Protocol\n   2  Server\n   3  Port\n   4  Prefix\n");
+    EXPECT_EQ(qsc("--json get syslog level").output,
+              "{\n  \"level\":{\n    \"ParamValue\":5,\n    \"ParamId\":0\n  }\n}\n");
+    EXPECT_NE(qsc("list").output.find("  60  Device.X_QRN_nDPI"), std::string::npos);
+    EXPECT_NE(qsc("get help").output.find(" 60  Device.X_QRN_nDPI\n"), std::string::npos);
+    EXPECT_NE(qsc("-v get Device.X_QRN_RemoteLog Port 2>&1")
+                  .output.find("[W] system.@system[0].log_port not found"),
+              std::string::npos);
+    EXPECT_EQ(qsc("get --help").output,
+              "Usage: qsc get PATH [NAME...]\nprint parameters, all of them without a NAME\n");
+    EXPECT_EQ(qsc("--help").code, 0);
+}
+
+TEST(Program, RawRequests)
+{
+    EXPECT_EQ(qsc("request syslog get+commit", "{\"level\":{}}").output,
+              qsc("--json get syslog level").output);
+    const Outcome refused = qsc("2>&1 request syslog 0x1 >/dev/null", "{\"level\":5}");
+    EXPECT_EQ(refused.code, 1);
+    EXPECT_EQ(refused.output,
+              "qsc: syslog: 0x1 failed: code 22 (bad argument, bad instance, missing value, or an "
+              "operation that this path does not serve)\n");
+    const Outcome run = qsc("request syslog get 2>&1 </dev/zero");
+    EXPECT_EQ(run.code, 2);
+    EXPECT_NE(run.output.find("longer than 1048576 bytes"), std::string::npos) << run.output;
+}

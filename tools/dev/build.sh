@@ -1,0 +1,67 @@
+# shellcheck shell=bash
+# Building, testing, running.
+
+# configure_and_build FOLDER [CMAKE_OPTION...]
+configure_and_build() {
+    local folder=$1
+    shift
+    mkdir -p "$folder"
+    if ! { cmake -S . -B "$folder" -G Ninja "$@" && cmake --build "$folder"; } >"$folder/build.log" 2>&1; then
+        grep -E 'error|Error|FAILED' -A 5 "$folder/build.log" | head -n 60 >&2
+        die "the build in $folder failed; the whole log is $folder/build.log"
+    fi
+}
+
+build_plain() {
+    setup
+    configure_and_build build
+}
+
+run_device() {
+    build_plain
+    if [ $# -eq 0 ]; then
+        sim/tour
+    else
+        sim/device qsc "$@"
+    fi
+}
+
+passed=0
+failed=0
+skipped=0
+
+# run_tests TITLE FOLDER [CTEST_OPTION...]: runs one build's tests and adds them to the tally.
+run_tests() {
+    local title=$1 folder=$2 log=$2/ctest.log
+    shift 2
+    say "== $title"
+    ctest --test-dir "$folder" --output-on-failure --timeout 120 -j "$(nproc)" "$@" >"$log" 2>&1 || true
+    awk '/\*\*\*Failed|\*\*\*Timeout|\*\*\*Exception|Not Run/ { failing = 1 } failing' "$log" | head -n 200 >&2
+    local run
+    run=$(grep -cE '^ *[0-9]+/[0-9]+ Test +#' "$log" || true)
+    local skip fail
+    skip=$(grep -cE '\*\*\*Skipped' "$log" || true)
+    fail=$(grep -cE '^ *[0-9]+/[0-9]+ Test +#.*(\*\*\*Failed|\*\*\*Timeout|\*\*\*Exception|Not Run)' "$log" || true)
+    [ "$run" -gt 0 ] || fail=$((fail + 1))
+    passed=$((passed + run - skip - fail))
+    failed=$((failed + fail))
+    skipped=$((skipped + skip))
+    grep -E '^Total Test time' "$log" >&2 || true
+}
+
+test_all() {
+    build_plain
+    configure_and_build build/asan -DQSC_SANITIZE=address
+    configure_and_build build/tsan -DQSC_SANITIZE=thread
+    run_tests "plain" build
+    run_tests "address and undefined-behaviour sanitizer" build/asan
+    run_tests "thread sanitizer" build/tsan -L threads
+    say "The configuration library was tested on this backend: $(sed -n 's/^QSC_UCI_BACKEND:[^=]*=//p' build/CMakeCache.txt)"
+    printf '%d passed, %d failed, %d skipped\n' "$passed" "$failed" "$skipped"
+    [ "$failed" -eq 0 ]
+}
+
+stress() {
+    build_plain
+    QSC_STRESS_ROUNDS=$1 ctest --test-dir build -R Processes --timeout 3600 --output-on-failure
+}

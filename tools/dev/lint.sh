@@ -1,0 +1,141 @@
+# shellcheck shell=bash
+# Checks that need no run: one line each, saying what held or what to do.
+
+lint_failed=0
+
+# held TEXT; broken TEXT
+held() { printf 'ok   %s\n' "$*"; }
+broken() {
+    printf 'FAIL %s\n' "$*"
+    lint_failed=1
+}
+
+product_sources() { git ls-files 'base/*.cpp' 'core/*.cpp' 'commands/*.cpp' 'handlers/*.cpp' 'log/*.cpp' \
+    'messaging/*.cpp' 'platform/*.cpp' 'tools/*.cpp'; }
+
+lint_format() {
+    local files
+    mapfile -t files < <(git ls-files '*.cpp' '*.h' '*.c')
+    if clang-format --dry-run -Werror "${files[@]}" 2>/dev/null; then
+        held "format: ${#files[@]} files are as clang-format wants them"
+    else
+        broken "format: run clang-format -i on your files"
+    fi
+}
+
+lint_tidy() {
+    local sources
+    mapfile -t sources < <(product_sources)
+    if printf '%s\n' "${sources[@]}" | xargs -P "$(nproc)" -n 4 clang-tidy --quiet -p build >build/tidy.log 2>/dev/null; then
+        held "clang-tidy: ${#sources[@]} sources without a finding"
+    else
+        grep -E 'error:|warning:' build/tidy.log | head -n 20
+        broken "clang-tidy: mend these, or say in .clang-tidy why a check does not apply"
+    fi
+}
+
+lint_cppcheck() {
+    local sources
+    mapfile -t sources < <(product_sources)
+    if cppcheck --quiet --error-exitcode=1 --std=c++20 --language=c++ --inline-suppr -I . -j "$(nproc)" \
+        --enable=warning,performance,portability --suppressions-list=tools/dev/cppcheck.txt "${sources[@]}"; then
+        held "cppcheck: no finding"
+    else
+        broken "cppcheck: mend these, or say in tools/dev/cppcheck.txt why not"
+    fi
+}
+
+lint_shell() {
+    local scripts
+    mapfile -t scripts < <(git grep -lE '^#!.*(bash|/sh)$' -- . && git ls-files 'tools/dev/*.sh' '*/journal.sh')
+    if shellcheck -x --source-path=SCRIPTDIR:. "${scripts[@]}"; then
+        held "shellcheck: ${#scripts[@]} scripts without a finding"
+    else
+        broken "shellcheck: mend these"
+    fi
+}
+
+# Names that a header exports: what stands before "(", "[" or ";" in each QSC_API declaration.
+exported_names() {
+    tr '\n' ' ' | sed 's/QSC_API/\n&/g' | sed -nE 's/^QSC_API [^;([]*[ *]([A-Za-z_0-9]+) *[[(;].*/\1/p' | sort
+}
+
+lint_names() {
+    local library=$1
+    shift
+    local actual wanted
+    actual=$(nm -D --defined-only "build/lib/$library" | awk '{ print $3 }' | grep -vE '^(_init|_fini)$' | sort)
+    wanted=$(cat "$@" | exported_names)
+    if [ "$actual" = "$wanted" ]; then
+        held "names: $library exports the $(wc -l <<<"$wanted") names of its headers and nothing else"
+    else
+        diff <(echo "$wanted") <(echo "$actual") || true
+        broken "names: $library and its headers differ ('<' is declared only, '>' is exported only)"
+    fi
+}
+
+lint_binary() {
+    local library=$1 dynamic headers
+    dynamic=$(readelf -dW "build/lib/$library")
+    headers=$(readelf -lW "build/lib/$library")
+    if grep -q 'libstdc++' <<<"$dynamic"; then
+        broken "hardening: $library needs libstdc++; look for what throws or allocates with new"
+    elif ! grep -qE 'BIND_NOW|FLAGS.*NOW' <<<"$dynamic" || ! grep -q GNU_RELRO <<<"$headers" ||
+        grep -E 'GNU_STACK' <<<"$headers" | grep -q E; then
+        broken "hardening: $library lacks BIND_NOW or RELRO, or has an executable stack"
+    else
+        held "hardening: $library has BIND_NOW, RELRO, no executable stack, no libstdc++"
+    fi
+}
+
+lint_headers() {
+    local header
+    for header in include/*.h; do
+        if ! cc -fsyntax-only -std=c89 -pedantic -Wall -Werror -x c "$header" ||
+            ! c++ -fsyntax-only -Wall -Werror -x c++ "$header"; then
+            broken "headers: $header does not stand alone in C89 and C++"
+            return
+        fi
+    done
+    held "headers: each stands alone, in C89 and in C++"
+}
+
+lint_words() {
+    if git grep -nIiE '\bthe spec(ification)?\b|\bper spec\b|\bPart [0-9]\.[0-9]|\bruling [0-9]+' -- . ':!tools/dev/lint.sh'; then
+        broken "words: this project speaks for itself; say what the code does, not where it was asked for"
+    else
+        held "words: nothing points at documents outside the repository"
+    fi
+}
+
+code_lines() { tr '\n' '\0' | xargs -0 -r cat | grep -cvE '^\s*$'; }
+
+lint_share() {
+    local all tests share
+    all=$(git ls-files | grep -E '\.(cpp|cc|c|h|hpp|sh|py|bats)$|^dev$' | grep -vE 'corpus/|\.inc$' | code_lines)
+    tests=$(git ls-files 'tests/*' | code_lines)
+    share=$((100 * tests / all))
+    if [ "$share" -ge 25 ] && [ "$share" -le 34 ]; then
+        held "share: tests are $share of 100 code lines ($tests of $all)"
+    else
+        broken "share: tests are $share of 100 code lines ($tests of $all); wanted are 25 to 34"
+    fi
+}
+
+lint() {
+    build_plain
+    need "${lint_packages[@]}"
+    lint_format
+    lint_headers
+    lint_words
+    lint_share
+    lint_shell
+    lint_names libqrnuci.so include/qrnuci.h
+    lint_names libqsyscmdhal.so include/qsyscmdhal.h include/qsc_handlers.h include/qslog.h include/bacl.h
+    lint_binary libqrnuci.so
+    lint_binary libqsyscmdhal.so
+    lint_cppcheck
+    lint_tidy
+    [ "$lint_failed" -eq 0 ] || die "lint found something"
+    say "lint: everything held"
+}
