@@ -1,13 +1,17 @@
-# qsc_add_test(NAME sources... [LIBS libraries...]): one GoogleTest program, registered case by case.
+# qsc_add_test(NAME sources... [LIBS libraries...] [LABEL label]): one GoogleTest program, registered case by
+# case. The label "threads" stands for programs that also run under the thread sanitizer.
 #
 # Programs export their symbols, so that a test replaces the outside (popen, syslog, zlog, ...) simply by
 # defining it: the dynamic linker then gives the library the test's definition.
 function(qsc_add_test name)
-  cmake_parse_arguments(test "" "" "LIBS" ${ARGN})
+  cmake_parse_arguments(test "" "LABEL" "LIBS" ${ARGN})
   add_executable(${name} ${test_UNPARSED_ARGUMENTS})
   target_link_libraries(${name} PRIVATE qsc_warnings ${test_LIBS} GTest::gtest GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests)
   set_target_properties(${name} PROPERTIES
     ENABLE_EXPORTS ON RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
-  gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 30 PROPERTIES TIMEOUT 120)
+  if(test_LABEL)
+    set_property(GLOBAL APPEND PROPERTY QSC_TESTS_${test_LABEL} ${name})
+  endif()
+  gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 30 PROPERTIES TIMEOUT 120 LABELS "${test_LABEL}")
 endfunction()
