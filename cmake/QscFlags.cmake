@@ -36,6 +36,12 @@ endif()
 
 # Marks a library or program as product code: strict flags, and no C++ runtime at link time.
 function(qsc_add_product target)
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "SHARED_LIBRARY")
+    # Templates of the standard library keep its default visibility; only our own names leave a library.
+    target_link_options(${target} PRIVATE -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map)
+    set_target_properties(${target} PROPERTIES LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+  endif()
   target_link_libraries(${target} PRIVATE qsc_product)
   set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
 endfunction()

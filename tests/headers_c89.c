@@ -9,4 +9,4 @@
 
 /* Declarations alone would let a header lose what they promise about types. */
 Qsc_Handler headers_c89_handler = QSysCmdHal_Do_Version;
-const Qsc_ParamEntry *headers_c89_table = g_QscVersionCmd;
+const Qsc_ParamEntry* headers_c89_table = g_QscVersionCmd;

@@ -32,7 +32,10 @@ class Arena
     [[nodiscard]] Record* make()
     {
         void* const place = allocate((sizeof(Record) + kAlignment - 1) / kAlignment * kAlignment);
-        return place != nullptr ? new (place) Record{} : nullptr;
+        if (place == nullptr) {
+            return nullptr;
+        }
+        return new (place) Record{};
     }
 
     /// Makes room for text; null: no memory.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/builtin/ConfigFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -208,7 +209,7 @@ u32 Replacement::write(const char* path, const struct stat& old, const Package& 
     }
     int descriptor = -1;
     path_.fill([&](char* buffer, std::size_t) {
-        std::strcpy(buffer, name.c_str());
+        *std::copy(name.view().begin(), name.view().end(), buffer) = '\0';
         descriptor = mkostemp(buffer, O_CLOEXEC);
         return 0;
     });

@@ -124,6 +124,7 @@ lint_share() {
 
 lint() {
     build_plain
+    # shellcheck disable=SC2154  # setup.sh sets it
     need "${lint_packages[@]}"
     lint_format
     lint_headers

@@ -2,6 +2,7 @@
 # Installing what the other verbs need. Nothing is asked of the network when everything is there.
 
 build_packages=(cmake ninja-build g++ pkgconf libjson-c-dev libgtest-dev bubblewrap bats)
+# shellcheck disable=SC2034  # lint.sh uses it
 lint_packages=(clang-format clang-tidy cppcheck shellcheck binutils)
 
 # need PACKAGE...: installs the packages that are missing.

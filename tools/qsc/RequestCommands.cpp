@@ -22,7 +22,7 @@ namespace qsc
 namespace
 {
 
-constexpr std::size_t kLongestRequest = 1024 * 1024;
+constexpr std::size_t kLongestRequest = 1 << 20;
 
 struct FreeMemory {
     void operator()(char* memory) const { std::free(memory); }
@@ -343,7 +343,6 @@ ExitCode request(const Options& options, Words words)
 ExitCode log(const Options& options, Words words)
 {
     if (words.size() == 2) {
-        Target target;
         u32 number = 0;
         if (!parse_number(words[1], number)) {
             return wrong_usage("'%s' is no number; a level is 0 to 7, properties are a sum of 1, 2 and 4",

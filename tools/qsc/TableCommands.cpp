@@ -81,7 +81,7 @@ ExitCode list(const Options& options, Words words)
         if (options.as_json) {
             json_object_array_add(all.get(), described(entry->id, entry->path).release());
         } else {
-            std::printf("%4u  %-60s %u\n", entry->id, entry->path, count_parameters(*entry));
+            std::printf("%4u  %-56s %3u\n", entry->id, entry->path, count_parameters(*entry));
         }
     }
     if (options.as_json) {
