@@ -176,8 +176,16 @@ u32 stage(const Loaded& loaded, const Growing& lines)
                           : append_delta(loaded.delta, loaded.delta_path.c_str(), loaded.state, lines.view());
 }
 
-u32 no_section(const Key& key)
+/// Loads the package of an option that is to change, and finds its section.
+u32 load_section(const Key& key, Loaded& loaded, const Section*& section)
 {
+    if (const u32 code = load_to_stage(key.package, loaded)) {
+        return code;
+    }
+    section = loaded.package.find(key.section);
+    if (section != nullptr) {
+        return 0;
+    }
     syslog(LOG_ERR, "%.*s: no such section for option %.*s\n", static_cast<int>(key.package.size()),
            key.package.data(), static_cast<int>(key.option.size()), key.option.data());
     return EFAULT;
@@ -224,12 +232,9 @@ u32 read_item(const Key& key, u32 index, std::span<char> buffer)
 u32 write(const Key& key, std::string_view value)
 {
     Loaded loaded;
-    if (const u32 code = load_to_stage(key.package, loaded)) {
+    const Section* section = nullptr;
+    if (const u32 code = load_section(key, loaded, section)) {
         return code;
-    }
-    const Section* const section = loaded.package.find(key.section);
-    if (section == nullptr) {
-        return no_section(key);
     }
     const Option* const option = Package::find_option(*section, key.option);
     const bool is_unchanged =
@@ -245,12 +250,9 @@ u32 write(const Key& key, std::string_view value)
 u32 write_item(const Key& key, u32 index, std::string_view value)
 {
     Loaded loaded;
-    if (const u32 code = load_to_stage(key.package, loaded)) {
+    const Section* section = nullptr;
+    if (const u32 code = load_section(key, loaded, section)) {
         return code;
-    }
-    const Section* const section = loaded.package.find(key.section);
-    if (section == nullptr) {
-        return no_section(key);
     }
     const Option* const option = Package::find_option(*section, key.option);
 

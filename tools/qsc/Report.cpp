@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/qsc/Report.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+
+#include "base/Parse.h"
 
 namespace qsc
 {
@@ -14,30 +17,34 @@ namespace
 
 [[gnu::format(printf, 1, 0)]] void say(const char* format, std::va_list arguments)
 {
+    char sentence[2048];
+    (void)std::vsnprintf(sentence, sizeof sentence, format, arguments);
+    // What a person or a script passed in may stand in it, but must neither break it nor steer the terminal.
+    std::replace_if(sentence, sentence + std::strlen(sentence), is_control, '?');
     // Answers that were printed before stand before the sentence, also when both go to one place.
     (void)std::fflush(stdout);
-    (void)std::fputs("qsc: ", stderr);
-    (void)std::vfprintf(stderr, format, arguments);
-    (void)std::fputc('\n', stderr);
+    (void)std::fprintf(stderr, "qsc: %s\n", sentence);
 }
 
 } // namespace
 
+#define SAY(FORMAT)                                                                                          \
+    do {                                                                                                     \
+        std::va_list arguments;                                                                              \
+        va_start(arguments, FORMAT);                                                                         \
+        say(FORMAT, arguments);                                                                              \
+        va_end(arguments);                                                                                   \
+    } while (false)
+
 ExitCode wrong_usage(const char* format, ...)
 {
-    std::va_list arguments;
-    va_start(arguments, format);
-    say(format, arguments);
-    va_end(arguments);
+    SAY(format);
     return kUsage;
 }
 
 ExitCode failure(const char* format, ...)
 {
-    std::va_list arguments;
-    va_start(arguments, format);
-    say(format, arguments);
-    va_end(arguments);
+    SAY(format);
     return kFailed;
 }
 

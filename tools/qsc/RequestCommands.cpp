@@ -210,134 +210,129 @@ ExitCode check_served(const Target& target, json_object* object)
     return kDone;
 }
 
-void show(const Options& options, const Target& target, json_object* object)
+/// A request that is being put together.
+struct Draft {
+    Target target;
+    JsonRef object;
+};
+
+ExitCode start(const char* path, Draft& draft)
 {
-    if (options.as_json) {
-        print_json(object);
-    } else {
-        print_answers(target, object);
+    if (!find_target(path, draft.target)) {
+        return kUsage;
     }
+    draft.object.reset(json_object_new_object());
+    return draft.object != nullptr ? kDone : out_of_memory();
+}
+
+/// Sends a request and shows it as JSON if that is wanted, also when it failed.
+ExitCode finish(const Options& options, const Draft& draft, const char* step, u32 operation)
+{
+    const ExitCode result = send(options, draft.target, step, operation, draft.object.get());
+    if (options.as_json) {
+        print_json(draft.object.get());
+    }
+    return result;
+}
+
+ExitCode add_packages(Words packages, json_object* object)
+{
+    JsonRef list{json_object_new_array()};
+    for (const char* package : packages) {
+        JsonRef name{json_object_new_string(package)};
+        if (list == nullptr || name == nullptr || json_object_array_add(list.get(), name.get()) != 0) {
+            return out_of_memory();
+        }
+        (void)name.release();
+    }
+    return packages.empty() || add(object, "package", std::move(list)) ? kDone : out_of_memory();
 }
 
 } // namespace
 
 ExitCode get(const Options& options, Words words)
 {
-    Target target;
-    if (!find_target(words[0], target)) {
-        return kUsage;
-    }
-    const JsonRef object{json_object_new_object()};
-    if (object == nullptr) {
-        return out_of_memory();
+    Draft draft;
+    if (const ExitCode result = start(words[0], draft)) {
+        return result;
     }
     for (const char* name : words.subspan(1)) {
-        if (!check_parameter(target, name)) {
+        if (!check_parameter(draft.target, name)) {
             return kUsage;
         }
-        if (!add(object.get(), name, JsonRef{json_object_new_object()})) {
+        if (!add(draft.object.get(), name, JsonRef{json_object_new_object()})) {
             return out_of_memory();
         }
     }
-    const ExitCode result = send(options, target, "get", QSC_OPER_GET, object.get());
-    if (result == kDone || options.as_json) {
-        show(options, target, object.get());
+    if (const ExitCode result = finish(options, draft, "get", QSC_OPER_GET)) {
+        return result;
     }
-    return result == kDone ? check_served(target, object.get()) : result;
+    if (!options.as_json) {
+        print_answers(draft.target, draft.object.get());
+    }
+    return check_served(draft.target, draft.object.get());
 }
 
 ExitCode set(const Options& options, Words words)
 {
-    Target target;
-    if (!find_target(words[0], target)) {
-        return kUsage;
-    }
-    const JsonRef object{json_object_new_object()};
-    if (object == nullptr) {
-        return out_of_memory();
+    Draft draft;
+    if (const ExitCode result = start(words[0], draft)) {
+        return result;
     }
     for (const char* word : words.subspan(1)) {
-        if (const ExitCode result = add_assignment(target, word, object.get())) {
+        if (const ExitCode result = add_assignment(draft.target, word, draft.object.get())) {
             return result;
         }
     }
-    const ExitCode result = send(options, target, "set", QSC_OPER_SET, object.get());
-    if (options.as_json) {
-        print_json(object.get());
-    }
-    if (result != kDone) {
+    if (const ExitCode result = finish(options, draft, "set", QSC_OPER_SET)) {
         return result;
     }
-    if (const ExitCode served = check_served(target, object.get())) {
-        return served;
+    if (const ExitCode result = check_served(draft.target, draft.object.get())) {
+        return result;
     }
-    return options.apply ? apply(options, target) : kDone;
+    return options.apply ? apply(options, draft.target) : kDone;
 }
 
 ExitCode commit(const Options& options, Words words)
 {
-    Target target;
-    if (!find_target(words[0], target)) {
-        return kUsage;
+    Draft draft;
+    if (const ExitCode result = start(words[0], draft)) {
+        return result;
     }
-    const JsonRef object{json_object_new_object()};
-    if (object == nullptr) {
-        return out_of_memory();
+    if (const ExitCode result = add_packages(words.subspan(1), draft.object.get())) {
+        return result;
     }
-    const Words packages = words.subspan(1);
-    if (!packages.empty()) {
-        JsonRef list{json_object_new_array()};
-        for (const char* package : packages) {
-            json_object* const name = json_object_new_string(package);
-            if (list == nullptr || name == nullptr || json_object_array_add(list.get(), name) != 0) {
-                json_object_put(name);
-                return out_of_memory();
-            }
-        }
-        if (!add(object.get(), "package", std::move(list))) {
-            return out_of_memory();
-        }
-    }
-    const ExitCode result = send(options, target, "commit", QSC_OPER_COMMIT, object.get());
-    if (options.as_json) {
-        print_json(object.get());
-    }
-    return result;
+    return finish(options, draft, "commit", QSC_OPER_COMMIT);
 }
 
 ExitCode service(const Options& options, Words words)
 {
-    Target target;
-    if (!find_target(words[0], target)) {
-        return kUsage;
+    Draft draft;
+    if (const ExitCode result = start(words[0], draft)) {
+        return result;
     }
-    const JsonRef object = action_request(words[1]);
-    Text<510> step;
-    if (object == nullptr) {
+    draft.object = action_request(words[1]);
+    if (draft.object == nullptr) {
         return out_of_memory();
     }
+    Text<510> step;
     step.append("service ").append({words[1], strnlen(words[1], 256)});
-    const ExitCode result = send(options, target, step.c_str(), QSC_OPER_SERVICE, object.get());
-    if (options.as_json) {
-        print_json(object.get());
-    }
-    return result;
+    return finish(options, draft, step.c_str(), QSC_OPER_SERVICE);
 }
 
 ExitCode request(const Options& options, Words words)
 {
-    Target target;
+    Draft draft;
     u32 operations = 0;
-    JsonRef object;
-    if (!find_target(words[0], target) || !parse_operations(words[1], operations)) {
+    if (!find_target(words[0], draft.target) || !parse_operations(words[1], operations)) {
         return kUsage;
     }
-    if (const ExitCode result = read_request(object)) {
+    if (const ExitCode result = read_request(draft.object)) {
         return result;
     }
-    const ExitCode result = send(options, target, words[1], operations, object.get());
-    print_json(object.get());
-    return result;
+    Options as_json = options;
+    as_json.as_json = true;
+    return finish(as_json, draft, words[1], operations);
 }
 
 ExitCode log(const Options& options, Words words)
