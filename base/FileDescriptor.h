@@ -29,6 +29,9 @@ class FileDescriptor
         descriptor_ = std::exchange(other.descriptor_, -1);
     }
 
+    /// Leaves it open, to nobody's care.
+    void forget() { descriptor_ = -1; }
+
     /// Closes early, where the result counts; true: nothing was lost.
     [[nodiscard]] bool close() { return descriptor_ < 0 || ::close(std::exchange(descriptor_, -1)) == 0; }
 

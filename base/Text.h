@@ -70,6 +70,8 @@ class Text
 
     /// Whether everything that was appended is there.
     [[nodiscard]] bool fits() const { return !too_long_; }
+    /// The text's own memory, for a function that changes characters and not the length.
+    [[nodiscard]] char* data() { return buffer_.data(); }
     [[nodiscard]] const char* c_str() const { return buffer_.data(); }
     [[nodiscard]] std::string_view view() const { return {buffer_.data(), length_}; }
 

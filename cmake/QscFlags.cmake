@@ -16,7 +16,7 @@ target_compile_options(qsc_product INTERFACE
   -fvisibility=hidden -fno-asynchronous-unwind-tables -ffunction-sections -fdata-sections
   -fstack-protector-strong)
 target_link_options(qsc_product INTERFACE
-  -Wl,-z,relro,-z,now,-z,noexecstack,--gc-sections,--as-needed)
+  -Wl,-z,relro,-z,now,-z,noexecstack,-z,noseparate-code,--gc-sections,--as-needed)
 target_link_libraries(qsc_product INTERFACE qsc_warnings)
 
 if(QSC_SANITIZE STREQUAL "address")

@@ -23,7 +23,12 @@ extern "C" {
 /** Opens the configuration library. Reading and writing work without it as well. @retval 0 always */
 QSC_API uint32_t QrnUci_Init(void);
 
-/** Releases what the library holds in memory; staged changes stay staged. @retval 0 always */
+/**
+ * Releases what the library holds: packages in memory, and the files they were read from, which it keeps open
+ * to notice their change. Staged changes stay staged.
+ *
+ * @retval 0 always
+ */
 QSC_API uint32_t QrnUci_Close(void);
 
 /**

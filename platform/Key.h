@@ -10,6 +10,7 @@ namespace qrnuci
 {
 
 using qsc::i32;
+using qsc::i64;
 using qsc::u32;
 using qsc::u64;
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// The exported functions: arguments are checked here, once for every backend.
+// The exported functions: arguments are checked here.
 #include "include/qrnuci.h"
 
 #include <algorithm>
 #include <cerrno>
 
 #include "base/Parse.h"
-#include "platform/Backend.h"
+#include "platform/Store.h"
 
 using namespace qrnuci;
 
@@ -44,7 +44,7 @@ uint32_t QrnUci_Init(void)
 
 uint32_t QrnUci_Close(void)
 {
-    backend::release();
+    store::release();
     return 0;
 }
 
@@ -54,7 +54,7 @@ uint32_t QrnUci_GetString(const char* key, char* buffer, uint32_t size)
     if (!parse(key, parsed) || buffer == nullptr || size == 0) {
         return EINVAL;
     }
-    return backend::read(parsed, {buffer, size});
+    return store::read(parsed, {buffer, size});
 }
 
 uint32_t QrnUci_SetNewString(const char* key, const char* value, uint32_t, uint32_t)
@@ -63,7 +63,7 @@ uint32_t QrnUci_SetNewString(const char* key, const char* value, uint32_t, uint3
     if (!parse_option(key, parsed) || value == nullptr) {
         return EINVAL;
     }
-    return is_storable(value) ? backend::write(parsed, value) : EFAULT;
+    return is_storable(value) ? store::write(parsed, value) : EFAULT;
 }
 
 uint32_t QrnUci_GetListItem(const char* key, uint32_t index, char* buffer, uint32_t size)
@@ -72,7 +72,7 @@ uint32_t QrnUci_GetListItem(const char* key, uint32_t index, char* buffer, uint3
     if (!parse_option(key, parsed) || buffer == nullptr || size == 0) {
         return EINVAL;
     }
-    return backend::read_item(parsed, index, {buffer, size});
+    return store::read_item(parsed, index, {buffer, size});
 }
 
 uint32_t QrnUci_SetListItem(const char* key, uint32_t index, const char* value)
@@ -81,10 +81,10 @@ uint32_t QrnUci_SetListItem(const char* key, uint32_t index, const char* value)
     if (!parse_option(key, parsed) || value == nullptr) {
         return EINVAL;
     }
-    return index < kMostItems && is_storable(value) ? backend::write_item(parsed, index, value) : EFAULT;
+    return index < kMostItems && is_storable(value) ? store::write_item(parsed, index, value) : EFAULT;
 }
 
 uint32_t QrnUci_CommitPackage(const char* package)
 {
-    return package != nullptr && is_package_name(package) ? backend::commit(package) : EINVAL;
+    return package != nullptr && is_package_name(package) ? store::commit(package) : EINVAL;
 }

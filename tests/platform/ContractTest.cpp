@@ -303,5 +303,6 @@ TEST_F(Contract, FailedWritesLoseNothing)
     std::filesystem::remove("/etc/target/full");
     EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
     EXPECT_EQ(config("p"), "\nconfig t 's'\n\toption a '2'\n\n");
-    ASSERT_EQ(std::system("umount /etc/target"), 0);
+    EXPECT_EQ(QrnUci_Close(), 0u);
+    ASSERT_EQ(std::system("umount /etc/target"), 0) << "Close keeps no file open";
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// The built-in store: reads and writes UCI's own files, for machines without libuci.
+// The store: locks, staging, commits and cache over the files of the packages.
 //
 // Locks are taken in one order, the package's file before its staging file, so nobody waits in a circle. A
 // reader holds both shared, so that it never sees a commit half done; staging holds the staging file alone
 // to itself, a commit both.
-#include "platform/Backend.h"
+#include "platform/Store.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -14,69 +14,92 @@
 
 #include <syslog.h>
 
-#include "platform/builtin/ConfigFile.h"
-#include "platform/builtin/Delta.h"
+#include "platform/Cache.h"
+#include "platform/ConfigFile.h"
+#include "platform/Delta.h"
 
-namespace qrnuci::backend
+namespace qrnuci::store
 {
 
 namespace
 {
 
-/// A package with its staged changes, and the locks that keep it so.
-struct Loaded {
+/// A package's files while they are locked.
+struct Files {
     Path config_path;
     Path delta_path;
     LockedFile config;
     LockedFile delta; ///< closed: nothing is staged
-    Package package;
     DeltaState state;
 };
 
-u32 load(std::string_view name, Access config_access, Access delta_access, Loaded& loaded)
+u32 lock(std::string_view name, Access config_access, Access delta_access, Files& files)
 {
-    loaded.config_path = config_path(name);
-    loaded.delta_path = delta_path(name);
-    const char* const path = loaded.config_path.c_str();
-    const char* const delta = loaded.delta_path.c_str();
-    if (!loaded.config_path.fits() || !loaded.delta_path.fits()) {
+    files.config_path = config_path(name);
+    files.delta_path = delta_path(name);
+    if (!files.config_path.fits() || !files.delta_path.fits()) {
         return EFAULT;
     }
-    if (const u32 code = loaded.config.open(path, config_access)) {
+    if (const u32 code = files.config.open(files.config_path.c_str(), config_access)) {
         return code == ENOENT ? EFAULT : code;
     }
-    if (const u32 code = loaded.delta.open(delta, delta_access); code != 0 && code != ENOENT) {
-        return code;
-    }
-    if (const u32 code = load_config(loaded.config, path, loaded.package)) {
-        return code;
-    }
-    if (!loaded.delta.is_open()) {
-        return 0;
-    }
+    const u32 code = files.delta.open(files.delta_path.c_str(), delta_access);
+    return code == ENOENT ? 0 : code;
+}
+
+/// Reads a package with its staged changes from its locked files. Both texts are hashed for the cache before
+/// they are cut up, if a cached package is to be made of them.
+u32 load(std::string_view name, Files& files, Package& package, CachedPackage* cached)
+{
+    const ino_t inode = files.config.status().st_ino;
     char* text = nullptr;
     std::size_t size = 0;
-    if (const u32 code = loaded.delta.read(delta, loaded.package.arena(), text, size)) {
+    if (const u32 code = files.config.read(files.config_path.c_str(), package.arena(), text, size)) {
         return code;
     }
-    if (const u32 code =
-            apply_delta(text, size, name, loaded.config.status().st_ino, loaded.package, loaded.state)) {
+    char* staged = nullptr;
+    std::size_t staged_size = 0;
+    if (files.delta.is_open()) {
+        if (const u32 code =
+                files.delta.read(files.delta_path.c_str(), package.arena(), staged, staged_size)) {
+            return code;
+        }
+    }
+    if (cached != nullptr) {
+        cached->config.take(files.config, {text, size});
+        cached->delta.take(files.delta, {staged, staged_size});
+    }
+    if (const u32 code = load_config(name, text, size, package)) {
         return code;
     }
-    // A commit was killed before it could empty the file; whoever may write there does it now.
-    if (delta_access != Access::kRead && loaded.state.is_committed && !loaded.state.has_changes) {
-        loaded.state = {};
-        return clear_delta(loaded.delta, delta);
+    return apply_delta(staged, staged_size, name, inode, package, files.state);
+}
+
+/// The package as of now, from the cache or from its files.
+u32 current(CacheLock& cache, std::string_view name, const Package*& package)
+{
+    CachedPackage* cached = cache.find(name);
+    if (cached == nullptr) {
+        Files files;
+        if (const u32 code = lock(name, Access::kRead, Access::kRead, files)) {
+            return code;
+        }
+        cached = cache.make(name);
+        if (cached == nullptr) {
+            return ENOMEM;
+        }
+        if (const u32 code = load(name, files, cached->package, cached)) {
+            cache.drop(cached);
+            return code;
+        }
+        cached->package.build_index();
     }
+    package = &cached->package;
     return 0;
 }
 
-u32 load_to_read(std::string_view name, Loaded& loaded)
-{
-    return load(name, Access::kRead, Access::kRead, loaded);
-}
-
-u32 load_to_stage(std::string_view name, Loaded& loaded)
+/// Locks a package's staging file for a change, and reads the package as it is then.
+u32 lock_to_stage(std::string_view name, Files& files, Package& package)
 {
     // Not before the package is known to exist, or every misspelt name would leave a staging file.
     struct stat status = {};
@@ -86,7 +109,18 @@ u32 load_to_stage(std::string_view name, Loaded& loaded)
     if (const u32 code = ensure_staging_folder()) {
         return code;
     }
-    return load(name, Access::kRead, Access::kCreate, loaded);
+    if (const u32 code = lock(name, Access::kRead, Access::kCreate, files)) {
+        return code;
+    }
+    if (const u32 code = load(name, files, package, nullptr)) {
+        return code;
+    }
+    // A commit was killed before it could empty the file; whoever may write there does it now.
+    if (files.state.is_committed && !files.state.has_changes) {
+        files.state = {};
+        return clear_delta(files.delta, files.delta_path.c_str());
+    }
+    return 0;
 }
 
 /// Copies a text with its end; it is never cut.
@@ -170,19 +204,19 @@ void append_change(Growing& lines, std::string_view mark, const Key& key, const 
     lines.append("\n");
 }
 
-u32 stage(const Loaded& loaded, const Growing& lines)
+u32 stage(const Files& files, const Growing& lines)
 {
     return lines.failed() ? ENOMEM
-                          : append_delta(loaded.delta, loaded.delta_path.c_str(), loaded.state, lines.view());
+                          : append_delta(files.delta, files.delta_path.c_str(), files.state, lines.view());
 }
 
 /// Loads the package of an option that is to change, and finds its section.
-u32 load_section(const Key& key, Loaded& loaded, const Section*& section)
+u32 load_section(const Key& key, Files& files, Package& package, const Section*& section)
 {
-    if (const u32 code = load_to_stage(key.package, loaded)) {
+    if (const u32 code = lock_to_stage(key.package, files, package)) {
         return code;
     }
-    section = loaded.package.find(key.section);
+    section = package.find(key.section);
     if (section != nullptr) {
         return 0;
     }
@@ -195,29 +229,31 @@ u32 load_section(const Key& key, Loaded& loaded, const Section*& section)
 
 u32 read(const Key& key, std::span<char> buffer)
 {
-    Loaded loaded;
-    if (const u32 code = load_to_read(key.package, loaded)) {
+    CacheLock cache;
+    const Package* package = nullptr;
+    if (const u32 code = current(cache, key.package, package)) {
         return code;
     }
-    const Section* const section = loaded.package.find(key.section);
+    const Section* const section = package->find(key.section);
     if (section == nullptr) {
         return EFAULT;
     }
     if (key.option.empty()) {
         return copy_out(section->type, buffer);
     }
-    const Option* const option = Package::find_option(*section, key.option);
+    const Option* const option = package->find_option(*section, key.option);
     return option != nullptr ? join_out(*option, buffer) : EFAULT;
 }
 
 u32 read_item(const Key& key, u32 index, std::span<char> buffer)
 {
-    Loaded loaded;
-    if (const u32 code = load_to_read(key.package, loaded)) {
+    CacheLock cache;
+    const Package* package = nullptr;
+    if (const u32 code = current(cache, key.package, package)) {
         return code;
     }
-    const Section* const section = loaded.package.find(key.section);
-    const Option* const option = section != nullptr ? Package::find_option(*section, key.option) : nullptr;
+    const Section* const section = package->find(key.section);
+    const Option* const option = section != nullptr ? package->find_option(*section, key.option) : nullptr;
     if (option == nullptr) {
         return EFAULT;
     }
@@ -231,12 +267,13 @@ u32 read_item(const Key& key, u32 index, std::span<char> buffer)
 
 u32 write(const Key& key, std::string_view value)
 {
-    Loaded loaded;
+    Files files;
+    Package package;
     const Section* section = nullptr;
-    if (const u32 code = load_section(key, loaded, section)) {
+    if (const u32 code = load_section(key, files, package, section)) {
         return code;
     }
-    const Option* const option = Package::find_option(*section, key.option);
+    const Option* const option = package.find_option(*section, key.option);
     const bool is_unchanged =
         option == nullptr ? value.empty() : !option->is_list && (*option->items.begin()).value == value;
     if (is_unchanged) {
@@ -244,17 +281,18 @@ u32 write(const Key& key, std::string_view value)
     }
     Growing lines;
     append_change(lines, value.empty() ? "-" : "", key, *section, value.empty() ? nullptr : &value);
-    return stage(loaded, lines);
+    return stage(files, lines);
 }
 
 u32 write_item(const Key& key, u32 index, std::string_view value)
 {
-    Loaded loaded;
+    Files files;
+    Package package;
     const Section* section = nullptr;
-    if (const u32 code = load_section(key, loaded, section)) {
+    if (const u32 code = load_section(key, files, package, section)) {
         return code;
     }
-    const Option* const option = Package::find_option(*section, key.option);
+    const Option* const option = package.find_option(*section, key.option);
 
     // The format has no change of one item, so the list is written anew: as one group, whole or not at all.
     Growing changes;
@@ -287,38 +325,46 @@ u32 write_item(const Key& key, u32 index, std::string_view value)
     const int length = std::snprintf(group, sizeof group, "#group %zu\n", changes.view().size());
     Growing lines;
     lines.append({group, static_cast<std::size_t>(length)}).append(changes.view());
-    return changes.failed() ? ENOMEM : stage(loaded, lines);
+    return changes.failed() ? ENOMEM : stage(files, lines);
 }
 
-u32 commit(std::string_view package)
+u32 commit(std::string_view name)
 {
-    Loaded loaded;
-    if (const u32 code = load(package, Access::kChange, Access::kChange, loaded)) {
+    Files files;
+    Package package;
+    if (const u32 code = lock(name, Access::kChange, Access::kChange, files)) {
         return code;
     }
-    if (!loaded.delta.is_open() || !loaded.state.has_changes) {
+    if (const u32 code = load(name, files, package, nullptr)) {
+        return code;
+    }
+    if (!files.delta.is_open() || !(files.state.has_changes || files.state.is_committed)) {
         return 0;
     }
-    const char* const delta = loaded.delta_path.c_str();
-    Replacement replacement;
-    if (const u32 code =
-            replacement.write(loaded.config_path.c_str(), loaded.config.status(), loaded.package)) {
-        return code;
-    }
-    // From here on a kill leaves either the old file with everything staged, or the new one with a note in
-    // the staging file that it is all in there.
-    if (const u32 code = mark_committed(loaded.delta, delta, loaded.state, replacement.inode())) {
-        return code;
-    }
-    if (const u32 code = replacement.take_place()) {
-        (void)append_delta(loaded.delta, delta, loaded.state, ""); // takes the note back
-        return code;
+    const char* const delta = files.delta_path.c_str();
+    if (files.state.has_changes) {
+        Replacement replacement;
+        if (const u32 code = replacement.write(name, files.config.status(), package)) {
+            return code;
+        }
+        // From here on a kill leaves either the old file with everything staged, or the new one with a note
+        // in the staging file that it is all in there.
+        if (const u32 code = mark_committed(files.delta, delta, files.state, replacement.inode())) {
+            return code;
+        }
+        if (const u32 code = replacement.take_place()) {
+            (void)append_delta(files.delta, delta, files.state, ""); // takes the note back
+            return code;
+        }
     }
     // The change is made; a staging file that could not be emptied is skipped up to its note.
-    (void)clear_delta(loaded.delta, delta);
+    (void)clear_delta(files.delta, delta);
     return 0;
 }
 
-void release() {}
+void release()
+{
+    CacheLock{}.clear();
+}
 
-} // namespace qrnuci::backend
+} // namespace qrnuci::store

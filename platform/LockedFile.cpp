@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/builtin/LockedFile.h"
+#include "platform/LockedFile.h"
 
 #include <cerrno>
 #include <cstring>
@@ -91,6 +91,12 @@ u32 LockedFile::open(const char* path, Access access)
             return 0;
         }
     }
+}
+
+qsc::FileDescriptor LockedFile::release()
+{
+    (void)flock(descriptor_.get(), LOCK_UN);
+    return std::move(descriptor_);
 }
 
 u32 LockedFile::read(const char* path, Arena& arena, char*& text, std::size_t& size) const

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/builtin/Scanner.h"
+#include "platform/Scanner.h"
 
 #include "base/Parse.h"
 

@@ -4,8 +4,8 @@
 
 #include <string_view>
 
-#include "platform/builtin/LockedFile.h"
-#include "platform/builtin/Package.h"
+#include "platform/LockedFile.h"
+#include "platform/Package.h"
 
 namespace qrnuci
 {
@@ -13,12 +13,8 @@ namespace qrnuci
 /// The path of a package's file.
 [[nodiscard]] Path config_path(std::string_view package);
 
-/// Reads the text of a file into a package; it is cut up in place and must live as long as the package.
-/// EFAULT: malformed, with the line in `line`; ENOMEM.
-[[nodiscard]] u32 parse_config(char* text, std::size_t size, Package& package, u32& line);
-
-/// Reads a package's open file. What is malformed is logged with its line.
-[[nodiscard]] u32 load_config(const LockedFile& file, const char* path, Package& package);
+/// Reads the text of a package's file. What is malformed is logged with its line.
+[[nodiscard]] u32 load_config(std::string_view name, char* text, std::size_t size, Package& package);
 
 /// A new file beside a package's, complete and safe on the storage, but not yet in its place.
 class Replacement
@@ -29,8 +25,8 @@ class Replacement
     Replacement& operator=(const Replacement&) = delete;
     ~Replacement();
 
-    /// Writes the package beside `path`, with owner and permissions of the old file.
-    [[nodiscard]] u32 write(const char* path, const struct stat& old, const Package& package);
+    /// Writes the package beside its file, with owner and permissions of the old file.
+    [[nodiscard]] u32 write(std::string_view name, const struct stat& old, const Package& package);
 
     /// The file's inode, which it keeps when it takes its place.
     [[nodiscard]] ino_t inode() const { return inode_; }
@@ -39,6 +35,10 @@ class Replacement
     [[nodiscard]] u32 take_place();
 
   private:
+    [[nodiscard]] int create();
+    [[nodiscard]] u32 fill(std::string_view name, int descriptor, const struct stat& old,
+                           const Package& package);
+
     Path target_;
     Path path_; ///< empty: nothing to clean up
     ino_t inode_ = 0;

@@ -11,8 +11,8 @@
 
 #include <string_view>
 
-#include "platform/builtin/LockedFile.h"
-#include "platform/builtin/Package.h"
+#include "platform/LockedFile.h"
+#include "platform/Package.h"
 
 namespace qrnuci
 {

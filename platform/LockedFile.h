@@ -9,7 +9,7 @@
 #include "base/FileDescriptor.h"
 #include "base/Text.h"
 #include "base/Types.h"
-#include "platform/builtin/Arena.h"
+#include "platform/Arena.h"
 
 namespace qrnuci
 {
@@ -35,6 +35,9 @@ class LockedFile
     [[nodiscard]] bool is_open() const { return descriptor_.is_open(); }
     [[nodiscard]] int get() const { return descriptor_.get(); }
     [[nodiscard]] const struct stat& status() const { return status_; }
+
+    /// Hands the open file out; the lock is given back.
+    [[nodiscard]] qsc::FileDescriptor release();
 
     /// Reads all of it into the arena.
     [[nodiscard]] u32 read(const char* path, Arena& arena, char*& text, std::size_t& size) const;

@@ -4,9 +4,9 @@
 
 #include <string_view>
 
+#include "platform/Arena.h"
 #include "platform/Key.h"
-#include "platform/builtin/Arena.h"
-#include "platform/builtin/List.h"
+#include "platform/List.h"
 
 namespace qrnuci
 {
@@ -28,6 +28,7 @@ struct Section {
     std::string_view name;
     bool is_anonymous = false; ///< its name is made up and not written to the file
     List<Option> options;
+    i32 index_in_type = 0; ///< how many of its type stand before it; known once the package is indexed
     Section* next = nullptr;
 };
 
@@ -41,7 +42,11 @@ class Package
 
     [[nodiscard]] Section* find(std::string_view name) const;
     [[nodiscard]] Section* find(const SectionRef& reference) const;
-    [[nodiscard]] static Option* find_option(const Section& section, std::string_view name);
+    [[nodiscard]] Option* find_option(const Section& section, std::string_view name) const;
+
+    /// Makes every later search a look into a table; the package must not change any more. Without memory for
+    /// the table the searches go on as before.
+    void build_index();
 
     /// Adds a section; an empty name makes one up as every reader of the file does, so that staged changes
     /// of other programs find it.
@@ -58,12 +63,30 @@ class Package
     void move_section(Section& section, int position);
 
   private:
+    enum class Kind : u32 { kFree, kByName, kByType, kLastOfType, kOption };
+
+    /// What a search finds: a section by its name, by its type and number, as the last of its type; or an
+    /// option of a section.
+    struct Slot {
+        u64 hash;
+        Kind kind;
+        Section* section;
+        Option* option;
+    };
+
+    void enter(Kind kind, u64 hash, Section& section, Option* option = nullptr);
+    template <typename Fits>
+    [[nodiscard]] Slot* look_up(Kind kind, u64 hash, Fits fits) const;
+    [[nodiscard]] Section* look_up_by_type(std::string_view type, i32 index) const;
+    [[nodiscard]] Section* find_by_type(const SectionRef& reference) const;
     [[nodiscard]] Option* add_option(Section& section, std::string_view name);
     [[nodiscard]] bool append_item(Option& option, std::string_view value);
 
     Arena arena_;
     List<Section> sections_;
     u32 added_sections_ = 0;
+    Slot* slots_ = nullptr; ///< null: not indexed
+    std::size_t slot_mask_ = 0;
 };
 
 } // namespace qrnuci

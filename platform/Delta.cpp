@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "platform/builtin/Delta.h"
+#include "platform/Delta.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 #include "base/Parse.h"
-#include "platform/builtin/Scanner.h"
+#include "platform/Scanner.h"
 
 namespace qrnuci
 {
@@ -96,7 +96,7 @@ bool apply(Package& package, const Change& change)
     if (section == nullptr) {
         return true;
     }
-    Option* const option = Package::find_option(*section, change.key.option);
+    Option* const option = package.find_option(*section, change.key.option);
     switch (change.mark) {
     case '-':
         remove(package, *section, option, change);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a backend of the configuration library does. Its arguments have been checked by QrnUci.cpp; its
-// results are those of include/qrnuci.h. One backend is linked in.
+// What the exported functions are made of. Arguments have been checked by QrnUci.cpp; results are those of
+// include/qrnuci.h.
 #pragma once
 
 #include <span>
@@ -8,7 +8,7 @@
 
 #include "platform/Key.h"
 
-namespace qrnuci::backend
+namespace qrnuci::store
 {
 
 /// Reads an option, or a section's type, with staged changes applied.
@@ -29,4 +29,4 @@ namespace qrnuci::backend
 /// Gives back what is held in memory.
 void release();
 
-} // namespace qrnuci::backend
+} // namespace qrnuci::store

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: Apache-2.0
+// Packages as they were last read, kept while nobody changes their files.
+//
+// The rule. A package read before may be used again when, at the time of the question,
+//   1. its file is the one that was read: device, inode, size, and the times of the last change of content
+//   and
+//      of status are those noted under the lock. The file is kept open, so that its inode number cannot come
+//      back as that of another file however often it is replaced;
+//   2. the same holds of its staging file, or there was none and there is none;
+//   3. either file that was changed in the very moment it was read still holds the same bytes. The clock that
+//      marks a file moves in ticks; a second change in the same tick, of the same size, in place, leaves all
+//      marks alone. Once the marks are older than a tick, they alone are enough.
+// A file is looked at by name every time, so that one that appears, goes or is swapped is noticed.
+#pragma once
+
+#include <string_view>
+
+#include <sys/stat.h>
+
+#include "platform/LockedFile.h"
+#include "platform/Package.h"
+
+namespace qrnuci
+{
+
+/// One file as it was when it was read.
+class Snapshot
+{
+  public:
+    /// Takes over an open, locked file with its text; the lock goes. A closed one stands for no file.
+    void take(LockedFile& file, std::string_view text);
+
+    /// Whether the file at the path is still what was read.
+    [[nodiscard]] bool is_current(const char* path);
+
+    Snapshot() = default;
+    Snapshot(const Snapshot&) = delete;
+    Snapshot& operator=(const Snapshot&) = delete;
+    ~Snapshot();
+
+  private:
+    [[nodiscard]] bool holds_same_bytes() const;
+
+    qsc::FileDescriptor descriptor_{-1};
+    struct stat status_ = {};
+    bool is_there_ = false;
+    bool is_settled_ = false;
+    u64 hash_ = 0;
+};
+
+/// A package with its staged changes, as of one moment.
+struct CachedPackage {
+    qsc::Text<254> name;
+    Path config_path;
+    Path delta_path;
+    Snapshot config;
+    Snapshot delta;
+    Package package;
+    u64 last_use = 0;
+    CachedPackage* next = nullptr;
+};
+
+/// Holds the cache for itself until it goes out of scope; one thread at a time, and safe across fork().
+class CacheLock
+{
+  public:
+    CacheLock();
+    ~CacheLock();
+    CacheLock(const CacheLock&) = delete;
+    CacheLock& operator=(const CacheLock&) = delete;
+
+    /// The package if the cache has it and it is current; null otherwise.
+    [[nodiscard]] CachedPackage* find(std::string_view name);
+
+    /// Makes room for a package that is about to be read; null: no memory.
+    [[nodiscard]] CachedPackage* make(std::string_view name);
+
+    /// Drops one package, or all.
+    void drop(CachedPackage* package);
+    void clear();
+};
+
+} // namespace qrnuci
