@@ -19,8 +19,8 @@ namespace
 {
 
 constexpr const char* kStagingFolder = "/tmp/.uci";
-constexpr std::string_view kGroup = "#group ";
-constexpr std::string_view kCommitted = "#committed ";
+constexpr std::string_view kGroup = "qrnuci_group";
+constexpr std::string_view kCommitted = "qrnuci_committed";
 
 /// One change: "[MARK]PACKAGE.SECTION[.OPTION][=VALUE]".
 struct Change {
@@ -128,14 +128,59 @@ bool apply(Package& package, const Change& change)
     }
 }
 
-/// The number behind a comment's mark; false: it is not that comment.
-bool comment_number(std::string_view line, std::string_view mark, u64& number)
+/// The number in a note; false: it is not that note.
+bool note_number(const Change& change, std::string_view note, u64& number)
 {
-    if (!line.starts_with(mark)) {
-        return false;
+    return change.mark == '~' && change.key.section.name == note && qsc::parse_whole(change.value, number);
+}
+
+NoteText make_note(std::string_view package, std::string_view note, const char* option, u64 number)
+{
+    char assignment[48];
+    (void)std::snprintf(assignment, sizeof assignment, ".%s='%llu'\n", option,
+                        static_cast<unsigned long long>(number));
+    NoteText line;
+    line.append("~").append(package).append(".").append(note).append(assignment);
+    return line;
+}
+
+/// Reads the changes of a staging file up to the first that was written in part.
+u32 read_changes(Scanner& scanner, std::size_t size, std::string_view name, ino_t inode, Arena& arena,
+                 List<Change>& changes, DeltaState& state)
+{
+    while (!scanner.at_end()) {
+        std::string_view word;
+        if (!scanner.take_word(word)) {
+            break; // a value that does not end
+        }
+        Change change;
+        const bool is_change =
+            scanner.at_line_end() && parse_change(word, change) && change.key.package == name;
+        const bool has_end = scanner.next_line();
+        u64 number = 0;
+        if (is_change && note_number(change, kGroup, number)) {
+            if (!has_end || number > size - scanner.offset()) {
+                break;
+            }
+        } else if (is_change && note_number(change, kCommitted, number)) {
+            if (has_end && number == inode) {
+                changes.clear();
+                state.is_committed = true;
+            }
+        } else if (is_change) {
+            auto* const kept = arena.make<Change>();
+            if (kept == nullptr) {
+                return ENOMEM;
+            }
+            *kept = change;
+            changes.append(*kept);
+        }
+        if (!has_end) {
+            break; // a last line without its end is seen, but the next change is written over it
+        }
+        state.sound = scanner.offset();
     }
-    line.remove_prefix(mark.size());
-    return qsc::parse_whole(line, number);
+    return 0;
 }
 
 } // namespace
@@ -157,35 +202,8 @@ u32 apply_delta(char* text, std::size_t size, std::string_view name, ino_t inode
 {
     List<Change> changes;
     Scanner scanner{text, size};
-    while (!scanner.at_end()) {
-        const std::size_t start = scanner.offset();
-        const std::size_t end = std::min(std::string_view{text, size}.find('\n', start), size);
-        const std::string_view line{text + start, end - start};
-        u64 number = 0;
-        if (comment_number(line, kGroup, number) && number > size - std::min(size, end + 1)) {
-            break; // its writer was killed: the group counts as never written
-        }
-        if (comment_number(line, kCommitted, number) && number == inode) {
-            changes.clear();
-            state.is_committed = true;
-        }
-        std::string_view word;
-        if (!scanner.take_word(word)) {
-            break; // a value that does not end: written in part as well
-        }
-        Change change;
-        if (scanner.at_line_end() && parse_change(word, change) && change.key.package == name) {
-            auto* const kept = package.arena().make<Change>();
-            if (kept == nullptr) {
-                return ENOMEM;
-            }
-            *kept = change;
-            changes.append(*kept);
-        }
-        if (!scanner.next_line()) {
-            break; // a last line without its end is seen, but the next change is written over it
-        }
-        state.sound = scanner.offset();
+    if (const u32 code = read_changes(scanner, size, name, inode, package.arena(), changes, state)) {
+        return code;
     }
     state.has_changes = !changes.empty();
     for (const Change& change : changes) {
@@ -209,12 +227,17 @@ u32 append_delta(const LockedFile& file, const char* path, const DeltaState& sta
     return log_failure("write", path);
 }
 
-u32 mark_committed(const LockedFile& file, const char* path, const DeltaState& state, ino_t inode)
+NoteText group_note(std::string_view package, const DeltaState& state, std::size_t size)
 {
-    char line[48];
-    const int length = std::snprintf(line, sizeof line, "%s%llu\n", kCommitted.data(),
-                                     static_cast<unsigned long long>(inode));
-    return append_delta(file, path, state, {line, static_cast<std::size_t>(length)});
+    // A kill can stop a write between two pages of the file, but not within one.
+    constexpr std::size_t kPageSize = 4096;
+    return state.sound % kPageSize + size > kPageSize ? make_note(package, kGroup, "size", size) : NoteText{};
+}
+
+u32 mark_committed(const LockedFile& file, const char* path, std::string_view package,
+                   const DeltaState& state, ino_t inode)
+{
+    return append_delta(file, path, state, make_note(package, kCommitted, "inode", inode).view());
 }
 
 u32 clear_delta(const LockedFile& file, const char* path)

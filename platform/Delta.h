@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The staged changes of a package: a file of lines in /tmp/.uci, applied in order over the package's file.
 //
-// Line by line it is the format of every program that works on the configuration. Two kinds of comment lines,
-// which the others skip, make it safe against a kill at any moment:
-//   "#group N"      the N bytes behind it belong together; fewer mean that their writer was killed, and they
-//                   count as never written
-//   "#committed I"  everything before is part of the package's file if that file has the inode I: the commit
-//                   was killed after it had replaced the file and before it could empty this one
+// Line by line it is the format of every program that works on the configuration. Two notes make it safe
+// against a kill at any moment. To other programs they are changes of a section that does not exist, which
+// they skip; comments would stop some of them.
+//   ~PACKAGE.qrnuci_group.size='N'       the N bytes behind it belong together; fewer mean that their writer
+//                                        was killed, and they count as never written
+//   ~PACKAGE.qrnuci_committed.inode='I'  everything before is part of the package's file if that file has the
+//                                        inode I: the commit was killed after it had replaced the file and
+//                                        before it could empty this one
 #pragma once
 
 #include <string_view>
@@ -37,12 +39,18 @@ struct DeltaState {
                               Package& package, DeltaState& state);
 
 /// Appends text to an open staging file, behind its last whole change. What does not fit is taken back.
+/// Several lines that belong together need a note in front when a kill could leave only some of them.
 [[nodiscard]] u32 append_delta(const LockedFile& file, const char* path, const DeltaState& state,
                                std::string_view text);
 
+using NoteText = qsc::Text<320>;
+
+/// The note to put before lines of that size in total; empty when they are written in one piece anyway.
+[[nodiscard]] NoteText group_note(std::string_view package, const DeltaState& state, std::size_t size);
+
 /// Notes that everything staged becomes part of the file with this inode.
-[[nodiscard]] u32 mark_committed(const LockedFile& file, const char* path, const DeltaState& state,
-                                 ino_t inode);
+[[nodiscard]] u32 mark_committed(const LockedFile& file, const char* path, std::string_view package,
+                                 const DeltaState& state, ino_t inode);
 
 /// Empties an open staging file.
 [[nodiscard]] u32 clear_delta(const LockedFile& file, const char* path);

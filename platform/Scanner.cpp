@@ -58,11 +58,15 @@ bool Scanner::take_word(std::string_view& word)
     skip_blanks();
     char* const begin = position_;
     char* out = begin;
+    took_semicolon_ = !at_end() && *position_ == ';';
+    if (took_semicolon_) {
+        ++position_;
+        word = {};
+        return true;
+    }
     while (position_ != end_ && !qsc::is_space(*position_) && *position_ != ';') {
         if (*position_ == '#') {
-            while (!at_line_end()) {
-                ++position_;
-            }
+            skip_line();
             break;
         }
         if (*position_ == '\'' || *position_ == '"') {
@@ -77,6 +81,9 @@ bool Scanner::take_word(std::string_view& word)
         put(out);
     }
     word = {begin, static_cast<std::size_t>(out - begin)};
+    if (!at_end() && *position_ == ';' && out == position_) {
+        skip_line();
+    }
     return true;
 }
 
@@ -90,21 +97,16 @@ std::string_view Scanner::take_command()
     return {begin, static_cast<std::size_t>(position_ - begin)};
 }
 
-bool Scanner::take_semicolon()
-{
-    skip_blanks();
-    if (at_line_end() || *position_ != ';') {
-        return false;
-    }
-    ++position_;
-    return true;
-}
-
-bool Scanner::next_line()
+void Scanner::skip_line()
 {
     while (!at_line_end()) {
         ++position_;
     }
+}
+
+bool Scanner::next_line()
+{
+    skip_line();
     if (at_end()) {
         return false;
     }

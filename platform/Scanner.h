@@ -19,15 +19,16 @@ class Scanner
     /// Skips blanks within the line.
     void skip_blanks();
 
-    /// Takes the next word of the line; an empty one at its end, at a comment, or where it is quoted empty.
+    /// Takes the next word of the line; an empty one at its end, at a comment or a ";", or where it is quoted
+    /// empty. As in every reader of the format, a ";" right behind a word without quotes ends the whole line.
     /// False: a quote does not end before the text does.
     [[nodiscard]] bool take_word(std::string_view& word);
 
     /// Takes a command word, to which quoting does not apply.
     [[nodiscard]] std::string_view take_command();
 
-    /// Takes the mark that ends a command before the line ends; false: there is none.
-    bool take_semicolon();
+    /// Whether the last word that was taken was the mark that ends a command before the line ends.
+    [[nodiscard]] bool took_semicolon() const { return took_semicolon_; }
 
     /// Goes on to the next line; false: there is none.
     bool next_line();
@@ -40,12 +41,14 @@ class Scanner
   private:
     [[nodiscard]] bool take_quoted(char quote, char*& out);
     [[nodiscard]] bool skip_continuation();
+    void skip_line();
     void put(char*& out);
 
     char* start_;
     char* position_;
     char* end_;
     u32 line_ = 1;
+    bool took_semicolon_ = false;
 };
 
 } // namespace qrnuci

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -321,10 +320,8 @@ u32 write_item(const Key& key, u32 index, std::string_view value)
     if (changes.view().empty()) {
         return changes.failed() ? ENOMEM : 0;
     }
-    char group[32];
-    const int length = std::snprintf(group, sizeof group, "#group %zu\n", changes.view().size());
     Growing lines;
-    lines.append({group, static_cast<std::size_t>(length)}).append(changes.view());
+    lines.append(group_note(key.package, files.state, changes.view().size()).view()).append(changes.view());
     return changes.failed() ? ENOMEM : stage(files, lines);
 }
 
@@ -349,7 +346,7 @@ u32 commit(std::string_view name)
         }
         // From here on a kill leaves either the old file with everything staged, or the new one with a note
         // in the staging file that it is all in there.
-        if (const u32 code = mark_committed(files.delta, delta, files.state, replacement.inode())) {
+        if (const u32 code = mark_committed(files.delta, delta, name, files.state, replacement.inode())) {
             return code;
         }
         if (const u32 code = replacement.take_place()) {

@@ -34,6 +34,10 @@ class Parser
                     return code;
                 }
                 scanner_.skip_blanks();
+                // A mark that ends a command calls for another one.
+                if (scanner_.took_semicolon() && scanner_.at_line_end() && !scanner_.at_end()) {
+                    return EFAULT;
+                }
             }
         } while (scanner_.next_line());
         return 0;
@@ -49,7 +53,6 @@ class Parser
             !surplus.empty()) {
             return EFAULT;
         }
-        scanner_.take_semicolon();
         if (command == "config" || command == "c") {
             return add_section(first, second);
         }
@@ -80,8 +83,9 @@ class Parser
         if (section_ == nullptr || !is_name(name)) {
             return EFAULT;
         }
-        const bool is_added =
-            is_item ? package_.add_item(*section_, name, value) : package_.set_option(*section_, name, value);
+        // An empty value says nothing, not even that an earlier one goes.
+        const bool is_added = is_item ? package_.add_item(*section_, name, value)
+                                      : value.empty() || package_.set_option(*section_, name, value);
         return is_added ? 0 : ENOMEM;
     }
 

@@ -95,12 +95,13 @@ TEST_F(Contract, FileFormat)
                     "\toption joined one\\\n"
                     "two\n"
                     "\toption hash a#b\n"
-                    "\toption gone 'x'\n"
-                    "\toption gone ''\n"
+                    "\toption none ''\n"
+                    "\toption kept 'x'\n"
+                    "\toption kept ''\n"
                     "\tlist l 'a'\n"
                     "\tlist l ''\n"
                     "\tlist l 'it'\\''s'\n"
-                    "c a two; o x y\r\n"
+                    "c a two\r\n o x y\r\n"
                     "config a one\n"
                     "\toption later 1");
     const struct {
@@ -112,7 +113,8 @@ TEST_F(Contract, FileFormat)
         {"p.one.long", "first\nsecond"},
         {"p.one.joined", "onetwo"},
         {"p.one.hash", "a"},
-        {"p.one.gone", "code 14"},
+        {"p.one.kept", "x"},
+        {"p.one.none", "code 14"},
         {"p.one.l", "a  it's"},
         {"p.two.x", "y"},
         {"p.one.later", "1"},
@@ -259,8 +261,8 @@ TEST_F(Contract, StagedChangesOfOtherPrograms)
 
 TEST_F(Contract, ChangesThatWereWrittenInPartAreDropped)
 {
-    for (const char* tail :
-         {"p.s.b='torn", "#group 500\n-p.s.a\n|p.s.a='x'\n", "#group 999", "p.s.b=\"torn\n"}) {
+    for (const char* tail : {"p.s.b='torn", "~p.qrnuci_group.size='500'\n-p.s.a\n|p.s.a='x'\n",
+                             "~p.qrnuci_group.size='9'", "p.s.b=\"torn\n"}) {
         put_config("p", "config t s\n\toption a '1'\n");
         put_staged("p", std::string{"p.s.a='2'\n"} + tail);
         EXPECT_EQ(get("p.s.a"), "2") << tail;
@@ -276,7 +278,8 @@ TEST_F(Contract, ValuesCannotPretendToBeNotes)
     struct stat status {
     };
     ASSERT_EQ(stat("/etc/config/p", &status), 0);
-    const std::string note = "x\n#committed " + std::to_string(status.st_ino) + "\n#group 99999\n";
+    const std::string note = "x\n~p.qrnuci_committed.inode='" + std::to_string(status.st_ino) +
+                             "'\n~p.qrnuci_group.size='99999'\n";
     EXPECT_EQ(set("p.s.a", "1"), 0u);
     EXPECT_EQ(set("p.s.b", note.c_str()), 0u);
     EXPECT_EQ(set("p.s.c", "3"), 0u);

@@ -125,9 +125,10 @@ TEST_F(Processes, ACommitThatWasKilledBehindItsRenameIsNotDoneTwice)
     struct stat status {
     };
     ASSERT_EQ(stat("/etc/config/p", &status), 0);
-    put_staged("p", "|p.s.l='once'\n#committed " + std::to_string(status.st_ino) + "\n|p.s.l='twice'\n");
+    put_staged("p", "|p.s.l='once'\n~p.qrnuci_committed.inode='" + std::to_string(status.st_ino) +
+                        "'\n|p.s.l='twice'\n");
     EXPECT_EQ(get("p.s.l"), "once twice");
-    put_staged("p", "|p.s.l='once'\n#committed " + std::to_string(status.st_ino) + "\n");
+    put_staged("p", "|p.s.l='once'\n~p.qrnuci_committed.inode='" + std::to_string(status.st_ino) + "'\n");
     EXPECT_EQ(get("p.s.l"), "once");
     EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
     EXPECT_EQ(get("p.s.l"), "once");

@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: Apache-2.0
+// Every change by others is noticed before the next answer, however alike the files are before and after.
+#include <array>
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/PrivateFolders.h"
+#include "qrnuci.h"
+#include "support/TemporaryFolder.h"
+
+using namespace test;
+
+class Cache : public UciTest
+{
+  protected:
+    static std::string text(char value) { return std::string{"config t s\n\toption a '"} + value + "'\n"; }
+};
+
+TEST_F(Cache, ChangesInPlaceInTheSameTick)
+{
+    for (int round = 0; round < 300; ++round) {
+        const char value = static_cast<char>('a' + round % 26);
+        put_config("p", text(value));
+        ASSERT_EQ(get("p.s.a"), std::string(1, value)) << round;
+    }
+}
+
+TEST_F(Cache, FilesSwappedForOthersOfEqualSize)
+{
+    for (int round = 0; round < 300; ++round) {
+        const char value = static_cast<char>('a' + round % 26);
+        write_file("/etc/config/.new", text(value));
+        std::filesystem::rename("/etc/config/.new", "/etc/config/p");
+        ASSERT_EQ(get("p.s.a"), std::string(1, value)) << round;
+    }
+}
+
+TEST_F(Cache, ChangesThatForgeTheFilesTimes)
+{
+    const timespec times[2] = {{.tv_sec = 1000, .tv_nsec = 0}, {.tv_sec = 1000, .tv_nsec = 0}};
+    for (const char value : std::string{"abcabc"}) {
+        put_config("p", text(value));
+        ASSERT_EQ(utimensat(AT_FDCWD, "/etc/config/p", times, 0), 0);
+        ASSERT_EQ(get("p.s.a"), std::string(1, value));
+    }
+}
+
+TEST_F(Cache, StagingFilesThatComeChangeAndGo)
+{
+    put_config("p", text('a'));
+    for (int round = 0; round < 100; ++round) {
+        const char value = static_cast<char>('a' + round % 26);
+        put_staged("p", std::string{"p.s.a='"} + value + "'\n");
+        ASSERT_EQ(get("p.s.a"), std::string(1, value)) << round;
+        if (round % 3 == 0) {
+            std::filesystem::remove("/tmp/.uci/p");
+            ASSERT_EQ(get("p.s.a"), "a") << round;
+        }
+    }
+}
+
+TEST_F(Cache, PackagesThatAppearBreakAndGo)
+{
+    EXPECT_EQ(get("p.s.a"), "code 14");
+    put_config("p", text('a'));
+    EXPECT_EQ(get("p.s.a"), "a");
+    put_config("p", "nonsense\n");
+    EXPECT_EQ(get("p.s.a"), "code 14");
+    put_config("p", text('b'));
+    EXPECT_EQ(get("p.s.a"), "b");
+    std::filesystem::remove("/etc/config/p");
+    EXPECT_EQ(get("p.s.a"), "code 14");
+}
+
+TEST_F(Cache, MorePackagesThanItHolds)
+{
+    for (int round = 0; round < 3; ++round) {
+        for (char package = 'a'; package <= 'z'; ++package) {
+            put_config(std::string(1, package), text(package));
+            ASSERT_EQ(get(std::string(1, package) + ".s.a"), std::string(1, package));
+        }
+    }
+}
+
+TEST_F(Cache, LargePackagesAreSearchedRight)
+{
+    std::string large;
+    for (int section = 0; section < 60; ++section) {
+        large += "config t" + std::to_string(section % 3) + " s" + std::to_string(section) + "\n";
+        for (int option = 0; option < 20; ++option) {
+            large +=
+                "\toption o" + std::to_string(option) + " '" + std::to_string(section * 100 + option) + "'\n";
+        }
+    }
+    put_config("p", large);
+    for (int section = 0; section < 60; ++section) {
+        const std::string number = std::to_string(section);
+        EXPECT_EQ(get("p.s" + number + ".o7"), std::to_string(section * 100 + 7));
+        const std::string by_type = "p.@t" + std::to_string(section % 3);
+        EXPECT_EQ(get(by_type + "[" + std::to_string(section / 3) + "].o19"),
+                  std::to_string(section * 100 + 19));
+        EXPECT_EQ(get(by_type + "[" + std::to_string(section / 3 - 20) + "].o0"),
+                  std::to_string(section * 100));
+        EXPECT_EQ(get("p.@[" + number + "]"), "t" + std::to_string(section % 3));
+    }
+    EXPECT_EQ(get("p.@t0[20]"), "code 14");
+    EXPECT_EQ(get("p.@t0[-21]"), "code 14");
+    EXPECT_EQ(get("p.@t3[0]"), "code 14");
+    EXPECT_EQ(get("p.s1.o20"), "code 14");
+}
+
+TEST_F(Cache, ADescriptorThatTheHostClosedIsNotClosedAgain)
+{
+    put_config("p", text('a'));
+    EXPECT_EQ(get("p.s.a"), "a");
+    for (int descriptor = 3; descriptor < 64; ++descriptor) {
+        close(descriptor); // as a daemon does that knows nothing of libraries
+    }
+    std::array<int, 2> pipes{};
+    ASSERT_EQ(pipe(pipes.data()), 0);
+    put_config("p", text('b'));
+    EXPECT_EQ(get("p.s.a"), "b");
+    QrnUci_Close();
+    EXPECT_NE(fcntl(pipes[0], F_GETFD), -1) << "the host's own descriptor";
+    EXPECT_NE(fcntl(pipes[1], F_GETFD), -1);
+}

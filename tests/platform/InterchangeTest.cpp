@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: Apache-2.0
+// The library and the `uci` tool on the same files. Skipped where the tool is not installed.
+#include <array>
+#include <cstdio>
+#include <sstream>
+
+#include <sys/wait.h>
+
+#include "platform/PrivateFolders.h"
+#include "qrnuci.h"
+
+using namespace test;
+
+class Interchange : public UciTest
+{
+  protected:
+    void SetUp() override
+    {
+        if (std::string{QSC_UCI_TOOL}.empty()) {
+            GTEST_SKIP() << "the uci tool is not installed";
+        }
+        UciTest::SetUp();
+    }
+
+    /// What the tool prints, or "code 14" when it fails.
+    static std::string uci(const std::string& arguments)
+    {
+        FILE* const pipe = popen((QSC_UCI_TOOL " -q " + arguments).c_str(), "r");
+        std::string output;
+        std::array<char, 4096> part{};
+        while (const size_t count = fread(part.data(), 1, part.size(), pipe)) {
+            output.append(part.data(), count);
+        }
+        if (pclose(pipe) != 0) {
+            return "code 14";
+        }
+        if (output.ends_with('\n')) {
+            output.pop_back();
+        }
+        return output;
+    }
+
+    static uint32_t set(const std::string& key, const char* value)
+    {
+        return QrnUci_SetNewString(key.c_str(), value, 0, 1);
+    }
+
+    /// Every key that the tool shows reads the same with both.
+    static void expect_same_view(const std::string& package)
+    {
+        std::stringstream shown{uci("-X show " + package)};
+        for (std::string line; std::getline(shown, line);) {
+            const std::string key = line.substr(0, line.find('='));
+            if (key.starts_with(package + ".") && key.find_first_of("' ") == std::string::npos) {
+                EXPECT_EQ(get(key), uci("get " + key)) << key;
+            }
+        }
+    }
+};
+
+TEST_F(Interchange, FilesAreReadAlike)
+{
+    const char* const files[] = {
+        "config a 'one'\n\toption x 'a b'\"c'd\"e\\ f\n\tlist l 1\n\tlist l ''\n\tlist l 'it'\\''s'\n",
+        "package p\nconfig a one # c\n option long 'first\nsecond' # c\n option j one\\\ntwo\n option h "
+        "a#b\n",
+        "config a\noption x 1\nconfig a\noption x 2\nconfig b named\nlist l x\noption l y\nlist l z\n",
+        "config a one\noption x \"a\\\nb\"\noption y \"q\\\"q\"\noption z 'b\\s'\n\tlist\tl\t1\n",
+        "c a one\no x y\nl m z\nconfig a one\noption later 1",
+        "config a one\n\toption gone 'x'\n\toption gone ''\n\toption none\n\tlist none\n",
+        "config a one\r\n\toption x 'y'\r\n\r\n",
+        "config a two; o x y\n",
+        "config a two x; o x y\n",
+        "config a two ;o x y\n",
+        "config a one\n\toption x 'open\n",
+        "config a one\n\toption x y z\n",
+        "config a b-c\n",
+        "option x y\n",
+        "config\n",
+        "nonsense\n",
+        "config a one\nconfig b one\n",
+        "config a one\n\toption x-y 1\n",
+        "config a one\n\toption x 1;\n",
+        "config a one\n\toption x a;b\n",
+        "config a one\n\toption x 'a';option y b\n",
+        "config \"a'b\" one\n\toption x 1\n",
+        "#only a comment\n",
+        "",
+        "\n\n  \n",
+    };
+    for (const char* text : files) {
+        put_config("p", text);
+        const bool is_refused = uci("show p") == "code 14";
+        EXPECT_EQ(QrnUci_CommitPackage("p"), is_refused ? 14u : 0u) << text;
+        for (const char* key : {"p.one", "p.one.x", "p.one.y", "p.one.z", "p.one.l", "p.one.long", "p.one.j",
+                                "p.one.h", "p.one.m", "p.one.later", "p.one.gone", "p.one.none", "p.two",
+                                "p.two.x", "p.named.l", "p.@a[0]", "p.@a[-1].x", "p.@a[1].x", "p.@[0]"}) {
+            EXPECT_EQ(get(key), uci(std::string{"get '"} + key + "'")) << key << " of " << text;
+        }
+        expect_same_view("p");
+    }
+}
+
+TEST_F(Interchange, WhatTheToolStagesWeReadAndCommit)
+{
+    put_config("p", "config t s\n\toption a '1'\n\tlist l 'x'\nconfig t\n\toption b '2'\nconfig u u\n");
+    for (const char* step : {"set p.s.a='it'\\''s'", "add_list p.s.l=y-z", "del_list p.s.l=x",
+                             "set p.fresh=t", "set p.fresh.v=w", "rename p.s.a=renamed", "rename p.u=v",
+                             "delete p.@t[1].b", "add p t", "reorder p.v=0", "set p.@t[-1].k=1"}) {
+        ASSERT_NE(uci(step), "code 14") << step;
+        expect_same_view("p");
+    }
+    const std::string before = uci("show p");
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    EXPECT_EQ(uci("changes p"), "");
+    EXPECT_EQ(uci("show p"), before);
+    const std::string ours = config("p");
+    ASSERT_NE(uci("set p.s.touch=1"), "code 14");
+    ASSERT_NE(uci("delete p.s.touch"), "code 14");
+    ASSERT_NE(uci("commit p"), "code 14");
+    EXPECT_EQ(config("p"), ours) << "both write the same bytes";
+}
+
+TEST_F(Interchange, WhatWeStageTheToolReadsRevertsAndCommits)
+{
+    put_config("p", "config t\n\toption a '1'\n\tlist l 'x'\n");
+    EXPECT_EQ(set("p.@t[0].a", "it's \"so\"\n$x `y` \\"), 0u);
+    EXPECT_EQ(QrnUci_SetListItem("p.@t[0].l", 2, "z"), 0u);
+    EXPECT_EQ(set("p.@t[0].gone", "1"), 0u);
+    EXPECT_EQ(set("p.@t[0].gone", ""), 0u);
+    EXPECT_EQ(uci("get p.@t[0].a"), "it's \"so\"\n$x `y` \\");
+    EXPECT_EQ(uci("get p.@t[0].l"), "x  z");
+    ASSERT_NE(uci("revert p.@t[0].a"), "code 14");
+    EXPECT_EQ(get("p.@t[0].a"), "1");
+    ASSERT_NE(uci("commit p"), "code 14");
+    EXPECT_EQ(config("p"), "\nconfig t\n\toption a '1'\n\tlist l 'x'\n\tlist l ''\n\tlist l 'z'\n\n");
+    EXPECT_EQ(get("p.@t[0].l"), "x  z");
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+}
