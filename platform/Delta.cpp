@@ -148,6 +148,7 @@ NoteText make_note(std::string_view package, std::string_view note, const char* 
 u32 read_changes(Scanner& scanner, std::size_t size, std::string_view name, ino_t inode, Arena& arena,
                  List<Change>& changes, DeltaState& state)
 {
+    std::size_t group_end = 0;
     while (!scanner.at_end()) {
         std::string_view word;
         if (!scanner.take_word(word)) {
@@ -162,6 +163,7 @@ u32 read_changes(Scanner& scanner, std::size_t size, std::string_view name, ino_
             if (!has_end || number > size - scanner.offset()) {
                 break;
             }
+            group_end = scanner.offset() + static_cast<std::size_t>(number);
         } else if (is_change && note_number(change, kCommitted, number)) {
             if (has_end && number == inode) {
                 changes.clear();
@@ -178,7 +180,9 @@ u32 read_changes(Scanner& scanner, std::size_t size, std::string_view name, ino_
         if (!has_end) {
             break; // a last line without its end is seen, but the next change is written over it
         }
-        state.sound = scanner.offset();
+        if (scanner.offset() >= group_end) {
+            state.sound = scanner.offset();
+        }
     }
     return 0;
 }

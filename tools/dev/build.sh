@@ -64,3 +64,34 @@ stress() {
     build_plain
     QSC_STRESS_ROUNDS=$1 ctest --test-dir build -R Processes --timeout 3600 --output-on-failure
 }
+
+# bench [NAME]: runs one benchmark, or all.
+bench() {
+    setup
+    need libbenchmark-dev
+    configure_and_build build/bench all -DQSC_BENCH=ON -DBUILD_TESTING=OFF
+    local program
+    for program in build/bench/bench/bench_"${1:-*}"; do
+        [ -x "$program" ] || die "there is no benchmark '$1'; there are: $(cd build/bench/bench && echo bench_*)"
+        say "== ${program##*/}"
+        "$program"
+    done
+}
+
+# fuzz [NAME]: runs the fuzzers whose names begin so, or all, each for QSC_FUZZ_SECONDS (30).
+fuzz() {
+    setup
+    need clang
+    CC=clang CXX=clang++ configure_and_build build/fuzz all -DQSC_FUZZ=ON -DBUILD_TESTING=OFF
+    local program name count=0
+    for program in build/fuzz/fuzz/fuzz_"${1:-}"*; do
+        [ -x "$program" ] || die "there is no fuzzer '$1'; there are: $(cd build/fuzz/fuzz && echo fuzz_*)"
+        name=${program##*/fuzz_}
+        mkdir -p "build/fuzz/corpus/$name"
+        say "== $name"
+        "$program" -max_total_time="${QSC_FUZZ_SECONDS:-30}" -max_len=4096 -artifact_prefix="build/fuzz/$name-" \
+            "build/fuzz/corpus/$name" "fuzz/corpus/$name" 2>&1 | tail -n 2 || die "fuzz: $name found a fault"
+        count=$((count + 1))
+    done
+    echo "fuzz: $count fuzzers, no fault"
+}
