@@ -205,6 +205,7 @@ CachedPackage* CacheLock::make(std::string_view name)
     if (place == nullptr) {
         return nullptr;
     }
+    // cppcheck-suppress legacyUninitvar  // false alarm on placement new
     auto* const package = new (place) CachedPackage{};
     package->name.append(name);
     package->config_path = config_path(name);

@@ -3,6 +3,7 @@
 // store's, and libuci's own would wait for them.
 #include "platform/Codec.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -64,7 +65,7 @@ bool keep(Package& package, const char* text, std::string_view& kept)
     if (copy == nullptr) {
         return false;
     }
-    std::memcpy(copy, text, length);
+    std::copy_n(text, length, copy);
     kept = {copy, length};
     return true;
 }

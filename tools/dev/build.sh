@@ -65,13 +65,13 @@ stress() {
     QSC_STRESS_ROUNDS=$1 ctest --test-dir build -R Processes --timeout 3600 --output-on-failure
 }
 
-# bench [NAME]: runs one benchmark, or all.
+# bench [NAME]: runs the benchmarks whose names begin so, or all.
 bench() {
     setup
     need libbenchmark-dev
     configure_and_build build/bench all -DQSC_BENCH=ON -DBUILD_TESTING=OFF
     local program
-    for program in build/bench/bench/bench_"${1:-*}"; do
+    for program in build/bench/bench/bench_"${1:-}"*; do
         [ -x "$program" ] || die "there is no benchmark '$1'; there are: $(cd build/bench/bench && echo bench_*)"
         say "== ${program##*/}"
         "$program"
