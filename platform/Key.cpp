@@ -2,6 +2,7 @@
 #include "platform/Key.h"
 
 #include <algorithm>
+#include <array>
 
 #include "base/Parse.h"
 
@@ -11,9 +12,20 @@ namespace qrnuci
 namespace
 {
 
+/// Keys are parsed on every read, so their characters are looked up instead of compared.
+constexpr auto kNameCharacters = [] {
+    std::array<bool, 256> table{};
+    for (std::size_t c = 0; c < 128; ++c) {
+        const char character = static_cast<char>(c);
+        table[c] = qsc::is_digit(character) || qsc::is_lower(character) || qsc::is_upper(character) ||
+                   character == '_';
+    }
+    return table;
+}();
+
 constexpr bool is_name_character(char c)
 {
-    return qsc::is_digit(c) || qsc::is_lower(c) || qsc::is_upper(c) || c == '_';
+    return kNameCharacters[static_cast<unsigned char>(c)];
 }
 
 /// Takes what stands before the first dot; the rest stays behind it.
@@ -58,8 +70,8 @@ bool is_type(std::string_view text)
 
 bool parse_key(std::string_view text, Key& key)
 {
-    const bool has_option = std::count(text.begin(), text.end(), '.') == 2;
-    if (!has_option && std::count(text.begin(), text.end(), '.') != 1) {
+    const auto dots = std::count(text.begin(), text.end(), '.');
+    if (dots != 1 && dots != 2) {
         return false;
     }
     key.package = take_part(text);
@@ -70,7 +82,7 @@ bool parse_key(std::string_view text, Key& key)
     } else if (!parse_indexed_section(section, key.section)) {
         return false;
     }
-    return is_package_name(key.package) && (!has_option || is_name(key.option));
+    return is_package_name(key.package) && (dots == 1 || is_name(key.option));
 }
 
 } // namespace qrnuci

@@ -68,6 +68,7 @@ void read(const char* key)
 
 #ifdef QSC_BASELINE_LIBUCI
 constexpr const char* kBaseline = "libuci";
+constexpr bool kHasLibuci = true;
 
 /// Allocates a context, loads the package and looks one option up.
 void baseline_load(const char* key)
@@ -91,6 +92,7 @@ void baseline_set(const std::string& assignment)
 }
 #else
 constexpr const char* kBaseline = "the built-in parser";
+constexpr bool kHasLibuci = false;
 
 void baseline_load(const char* key)
 {
@@ -173,18 +175,18 @@ void register_all()
     benchmark::RegisterBenchmark("set", [](State& state) {
         for (auto _ : state) {
             state.PauseTiming();
-            std::filesystem::remove("/tmp/.uci/small");
+            std::filesystem::remove("/tmp/.uci/staged");
             state.ResumeTiming();
-            QrnUci_SetNewString("small.s0.option3", "changed", 0, 1);
+            QrnUci_SetNewString("staged.s0.option3", "changed", 0, 1);
         }
     });
 #ifdef QSC_BASELINE_LIBUCI
     benchmark::RegisterBenchmark("set_baseline", [](State& state) {
         for (auto _ : state) {
             state.PauseTiming();
-            std::filesystem::remove("/tmp/.uci/small");
+            std::filesystem::remove("/tmp/.uci/staged");
             state.ResumeTiming();
-            baseline_set("small.s0.option3=changed");
+            baseline_set("staged.s0.option3=changed");
         }
     });
 #endif
@@ -226,6 +228,7 @@ int main(int count, char** arguments)
     }
     std::filesystem::create_directories(kFolder);
     write_package("small", package_text(1, 40));
+    write_package("staged", package_text(1, 40));
     write_package("middle", package_text(10, 40));
     write_package("large", package_text(250, 40));
 
@@ -260,8 +263,14 @@ int main(int count, char** arguments)
             continue;
         }
         const double ratio = measured.best[over] / measured.best[under];
-        broken += ratio > bound ? 1 : 0;
-        std::printf("%-20s %8.3f %8.3f   %s\n", name, ratio, bound, ratio <= bound ? "held" : "NOT HELD");
+        // Some bounds speak of libuci alone; the built-in parser is several times as fast.
+        const bool is_bound = kHasLibuci || std::string{over} == "cached_large" ||
+                              std::string{under} == "stat" || std::string{over} == "eleven_after_commit";
+        broken += is_bound && ratio > bound ? 1 : 0;
+        std::printf("%-20s %8.3f %8.3f   %s\n", name, ratio, bound,
+                    !is_bound        ? "(the bound is for libuci)"
+                    : ratio <= bound ? "held"
+                                     : "NOT HELD");
     }
     std::printf("%d not held\n", broken);
     return 0;
