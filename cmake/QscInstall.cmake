@@ -8,6 +8,8 @@ install(TARGETS qsc DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qsyscmdhal FILES_MATCHING PATTERN "*.h")
 install(FILES packaging/zlog.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/qsyscmdhal)
 
+# Relative, so that an installation can be put anywhere.
+file(RELATIVE_PATH QSC_PREFIX_FROM_PC /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(packaging/qsyscmdhal.pc.in qsyscmdhal.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/qsyscmdhal.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 

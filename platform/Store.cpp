@@ -97,6 +97,26 @@ u32 current(CacheLock& cache, std::string_view name, const Package*& package)
     return 0;
 }
 
+/// What a key leads to; valid while the cache is held.
+struct Found {
+    const Section* section = nullptr;
+    const Option* option = nullptr; ///< null: the section has none of that name
+};
+
+u32 find(CacheLock& cache, const Key& key, Found& found)
+{
+    const Package* package = nullptr;
+    if (const u32 code = current(cache, key.package, package)) {
+        return code;
+    }
+    found.section = package->find(key.section);
+    if (found.section == nullptr) {
+        return EFAULT;
+    }
+    found.option = package->find_option(*found.section, key.option);
+    return 0;
+}
+
 /// Locks a package's staging file for a change, and reads the package as it is then.
 u32 lock_to_stage(std::string_view name, Files& files, Package& package)
 {
@@ -229,34 +249,27 @@ u32 load_section(const Key& key, Files& files, Package& package, const Section*&
 u32 read(const Key& key, std::span<char> buffer)
 {
     CacheLock cache;
-    const Package* package = nullptr;
-    if (const u32 code = current(cache, key.package, package)) {
+    Found found;
+    if (const u32 code = find(cache, key, found)) {
         return code;
     }
-    const Section* const section = package->find(key.section);
-    if (section == nullptr) {
-        return EFAULT;
-    }
     if (key.option.empty()) {
-        return copy_out(section->type, buffer);
+        return copy_out(found.section->type, buffer);
     }
-    const Option* const option = package->find_option(*section, key.option);
-    return option != nullptr ? join_out(*option, buffer) : EFAULT;
+    return found.option != nullptr ? join_out(*found.option, buffer) : EFAULT;
 }
 
 u32 read_item(const Key& key, u32 index, std::span<char> buffer)
 {
     CacheLock cache;
-    const Package* package = nullptr;
-    if (const u32 code = current(cache, key.package, package)) {
+    Found found;
+    if (const u32 code = find(cache, key, found)) {
         return code;
     }
-    const Section* const section = package->find(key.section);
-    const Option* const option = section != nullptr ? package->find_option(*section, key.option) : nullptr;
-    if (option == nullptr) {
+    if (found.option == nullptr) {
         return EFAULT;
     }
-    for (const Item& item : option->items) {
+    for (const Item& item : found.option->items) {
         if (index-- == 0) {
             return copy_out(item.value, buffer);
         }

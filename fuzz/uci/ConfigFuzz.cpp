@@ -1,30 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // The file parser: whatever it takes, it writes in a form that reads back as the same package.
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 
-#include "platform/Codec.h"
+#include "fuzz/uci/Written.h"
 
 using namespace qrnuci;
-
-namespace
-{
-
-std::string written(const Package& package)
-{
-    char* text = nullptr;
-    std::size_t size = 0;
-    std::FILE* const out = open_memstream(&text, &size);
-    write_config(package, out);
-    std::fclose(out);
-    std::string result{text, size};
-    std::free(text);
-    return result;
-}
-
-} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {

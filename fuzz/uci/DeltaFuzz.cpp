@@ -2,11 +2,10 @@
 // The staging file parser, over a small package. What counts as sound must give the same package when it is
 // read alone, because the next change is written behind it.
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 
-#include "platform/Codec.h"
+#include "fuzz/uci/Written.h"
 #include "platform/Delta.h"
 
 using namespace qrnuci;
@@ -23,14 +22,7 @@ std::string applied(std::string delta, DeltaState& state)
         apply_delta(delta.data(), delta.size(), "p", 7, package, state) != 0) {
         std::abort();
     }
-    char* text = nullptr;
-    std::size_t size = 0;
-    std::FILE* const out = open_memstream(&text, &size);
-    write_config(package, out);
-    std::fclose(out);
-    std::string result{text, size};
-    std::free(text);
-    return result;
+    return written(package);
 }
 
 } // namespace

@@ -17,7 +17,7 @@ export LDFLAGS=-Wl,--allow-shlib-undefined
 
 # shellcheck disable=SC2046  # pkg-config answers several words
 "$cc" -std=c99 -Wall -Werror "$here/consumer.c" -o "$scratch/c" \
-    $(pkg-config --define-prefix --cflags --libs qsyscmdhal) $LDFLAGS
+    $(pkg-config --cflags --libs qsyscmdhal) $LDFLAGS
 [ "$("$scratch/c")" = "0.0.1" ]
 
 cmake -S "$here" -B "$scratch/cxx" -DCMAKE_PREFIX_PATH="$scratch/usr" >"$scratch/configure.log"
