@@ -3,10 +3,10 @@
 //
 // The rule. A package read before may be used again when, at the time of the question,
 //   1. its file is the one that was read: device, inode, size, and the times of the last change of content
-//   and
-//      of status are those noted under the lock. The file is kept open, so that its inode number cannot come
-//      back as that of another file however often it is replaced;
-//   2. the same holds of its staging file, or there was none and there is none;
+//      and of status are those noted under the lock. The file is kept open, so that its inode number cannot
+//      come back as that of another file however often it is replaced;
+//   2. the same holds of its staging file, or there was none and there is none: the folder of staging files
+//      has the marks it had before the file was last looked for in vain, or it is looked for again;
 //   3. either file that was changed in the very moment it was read still holds the same bytes. The clock that
 //      marks a file moves in ticks; a second change in the same tick, of the same size, in place, leaves all
 //      marks alone. Once the marks are older than a tick, they alone are enough.
@@ -30,7 +30,7 @@ class Snapshot
     /// Takes over an open, locked file with its text; the lock goes. A closed one stands for no file.
     void take(LockedFile& file, std::string_view text);
 
-    /// Whether the file at the path is still what was read.
+    /// Whether the file at the path is still what was read. Only a staging file may have been absent.
     [[nodiscard]] bool is_current(const char* path);
 
     Snapshot() = default;
@@ -39,12 +39,13 @@ class Snapshot
     ~Snapshot();
 
   private:
+    [[nodiscard]] bool is_still_absent(const char* path);
     [[nodiscard]] bool holds_same_bytes() const;
 
     qsc::FileDescriptor descriptor_{-1};
-    struct stat status_ = {};
+    struct stat status_ = {}; ///< of the file; of the staging folder if there is no file
     bool is_there_ = false;
-    bool is_settled_ = false;
+    bool is_settled_ = false; ///< the marks in status_ alone are enough
     u64 hash_ = 0;
 };
 
@@ -56,6 +57,7 @@ struct CachedPackage {
     Snapshot config;
     Snapshot delta;
     Package package;
+    u32 reads = 0; ///< since it was loaded, from memory
     u64 last_use = 0;
     CachedPackage* next = nullptr;
 };

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -32,11 +31,9 @@ void sync_folder_of(const Path& path)
     }
 }
 
-/// Removes files that killed commits have left behind. Young ones may be another program's, about to take
-/// their place.
+/// Removes what killed commits have left behind: nobody else writes such a file while the package is locked.
 void remove_orphans(const Path& prefix)
 {
-    constexpr time_t kOldEnough = 60;
     const std::size_t slash = prefix.view().rfind('/');
     const std::string_view name{prefix.c_str() + slash + 1};
     Path folder;
@@ -46,10 +43,7 @@ void remove_orphans(const Path& prefix)
         return;
     }
     while (const dirent* const entry = readdir(entries)) {
-        struct stat status = {};
-        if (std::string_view{entry->d_name}.starts_with(name) &&
-            fstatat(dirfd(entries), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-            status.st_mtime + kOldEnough < time(nullptr)) {
+        if (std::string_view{entry->d_name}.starts_with(name)) {
             (void)unlinkat(dirfd(entries), entry->d_name, 0);
         }
     }
@@ -88,7 +82,7 @@ int Replacement::create()
     const std::string_view target = target_.view();
     const std::size_t name = target.rfind('/') + 1;
     path_.append({target.data(), name}).append(".").append({target.data() + name, target.size() - name});
-    remove_orphans(path_.append(".uci-"));
+    remove_orphans(path_.append(".qrnuci-"));
     path_.append("XXXXXX");
     if (!path_.fits()) {
         errno = ENAMETOOLONG;

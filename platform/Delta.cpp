@@ -18,7 +18,6 @@ namespace qrnuci
 namespace
 {
 
-constexpr const char* kStagingFolder = "/tmp/.uci";
 constexpr std::string_view kGroup = "qrnuci_group";
 constexpr std::string_view kCommitted = "qrnuci_committed";
 

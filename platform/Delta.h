@@ -19,6 +19,9 @@
 namespace qrnuci
 {
 
+/// Where every program that works on the configuration stages its changes.
+inline constexpr const char* kStagingFolder = "/tmp/.uci";
+
 /// The path of a package's staging file.
 [[nodiscard]] Path delta_path(std::string_view package);
 

@@ -58,6 +58,12 @@ class Package
     /// Adds an item to a list; a plain option becomes a list first.
     [[nodiscard]] bool add_item(Section& section, std::string_view name, std::string_view value);
 
+    /// Adds an option that the section does not have yet, without a value.
+    [[nodiscard]] Option* add_option(Section& section, std::string_view name);
+
+    /// Adds a value behind those that the option has.
+    [[nodiscard]] bool append_item(Option& option, std::string_view value);
+
     static void remove_option(Section& section, const Option* option);
     void remove_section(const Section* section);
     void move_section(Section& section, int position);
@@ -79,8 +85,6 @@ class Package
     [[nodiscard]] Slot* look_up(Kind kind, u64 hash, Fits fits) const;
     [[nodiscard]] Section* look_up_by_type(std::string_view type, i32 index) const;
     [[nodiscard]] Section* find_by_type(const SectionRef& reference) const;
-    [[nodiscard]] Option* add_option(Section& section, std::string_view name);
-    [[nodiscard]] bool append_item(Option& option, std::string_view value);
 
     Arena arena_;
     List<Section> sections_;

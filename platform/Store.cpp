@@ -23,6 +23,9 @@ namespace qrnuci::store
 namespace
 {
 
+/// An index costs as much as this many searches without one.
+constexpr u32 kReadsBeforeIndex = 8;
+
 /// A package's files while they are locked.
 struct Files {
     Path config_path;
@@ -91,6 +94,7 @@ u32 current(CacheLock& cache, std::string_view name, const Package*& package)
             cache.drop(cached);
             return code;
         }
+    } else if (++cached->reads == kReadsBeforeIndex) {
         cached->package.build_index();
     }
     package = &cached->package;

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 
+#include <stdio_ext.h>
 #include <uci.h>
 
 #include "base/Text.h"
@@ -53,6 +54,7 @@ u32 import(uci_context* context, std::string_view name, char* text, std::size_t 
     if (stream == nullptr || !package_name.assign(name)) {
         return ENOMEM;
     }
+    (void)__fsetlocking(stream.get(), FSETLOCKING_BYCALLER); // libuci asks it for every line
     const int result = uci_import(context, stream.get(), package_name.c_str(), &package, true);
     return result == UCI_OK ? 0 : result == UCI_ERR_MEM ? ENOMEM : EFAULT;
 }
@@ -70,20 +72,23 @@ bool keep(Package& package, const char* text, std::string_view& kept)
     return true;
 }
 
+/// libuci has brought each option together under its name already.
 bool copy_option(const uci_option& source, Package& package, Section& section)
 {
     std::string_view name;
     std::string_view value;
-    if (!keep(package, source.e.name, name)) {
+    Option* const option = keep(package, source.e.name, name) ? package.add_option(section, name) : nullptr;
+    if (option == nullptr) {
         return false;
     }
-    if (source.type == UCI_TYPE_STRING) {
-        return keep(package, source.v.string, value) && package.set_option(section, name, value);
+    option->is_list = source.type == UCI_TYPE_LIST;
+    if (!option->is_list) {
+        return keep(package, source.v.string, value) && package.append_item(*option, value);
     }
     const uci_element* element = nullptr;
     uci_foreach_element(&source.v.list, element)
     {
-        if (!keep(package, element->name, value) || !package.add_item(section, name, value)) {
+        if (!keep(package, element->name, value) || !package.append_item(*option, value)) {
             return false;
         }
     }

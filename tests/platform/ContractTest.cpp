@@ -300,7 +300,9 @@ TEST_F(Contract, FailedWritesLoseNothing)
         GTEST_SKIP() << "no mount tool";
     }
     put_config("../target/full", std::string(4096, 'x'));
+    put_config("../target/.p.qrnuci-killed", "");
     EXPECT_EQ(QrnUci_CommitPackage("p"), 14u);
+    EXPECT_FALSE(std::filesystem::exists("/etc/target/.p.qrnuci-killed")) << "what a killed commit left";
     EXPECT_EQ(config("p"), "config t s\n\toption a '1'\n");
     EXPECT_EQ(get("p.s.a"), "2") << "still staged";
     std::filesystem::remove("/etc/target/full");
@@ -308,4 +310,26 @@ TEST_F(Contract, FailedWritesLoseNothing)
     EXPECT_EQ(config("p"), "\nconfig t 's'\n\toption a '2'\n\n");
     EXPECT_EQ(QrnUci_Close(), 0u);
     ASSERT_EQ(std::system("umount /etc/target"), 0) << "Close keeps no file open";
+}
+
+TEST_F(Contract, AReadOnlyFileSystemLosesNothingThatIsStaged)
+{
+    put_config("p", "config t s\n\toption o 'old'\n");
+    EXPECT_EQ(QrnUci_SetNewString("p.s.o", "new", 0, 1), 0u);
+    const auto remount = [](const char* folder, const char* how) {
+        return std::system(("mount -o bind,remount," + std::string{how} + " " + folder).c_str());
+    };
+    if (std::system("mount --bind /etc/config /etc/config && mount --bind /tmp/.uci /tmp/.uci") != 0 ||
+        remount("/etc/config", "ro") != 0) {
+        GTEST_SKIP() << "no bind mounts here";
+    }
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 14u);
+    EXPECT_EQ(get("p.s.o"), "new");
+    EXPECT_EQ(QrnUci_SetNewString("p.s.o", "newer", 0, 1), 0u) << "staging is elsewhere";
+    ASSERT_EQ(remount("/tmp/.uci", "ro"), 0);
+    EXPECT_EQ(QrnUci_SetNewString("p.s.o", "newest", 0, 1), 14u);
+    EXPECT_EQ(get("p.s.o"), "newer");
+    ASSERT_EQ(remount("/etc/config", "rw") + remount("/tmp/.uci", "rw"), 0);
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    EXPECT_EQ(config("p"), "\nconfig t 's'\n\toption o 'newer'\n\n");
 }
