@@ -31,6 +31,12 @@ constexpr bool is_control(char c)
     return static_cast<unsigned char>(c) < ' ' || c == 0x7F;
 }
 
+/// Whether the character could start or redirect a command of its own in a shell.
+constexpr bool is_shell_special(char c)
+{
+    return std::string_view{"`;|&{}$<>"}.find(c) != std::string_view::npos;
+}
+
 constexpr bool is_space(char c)
 {
     return c == ' ' || (c >= '\t' && c <= '\r');

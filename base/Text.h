@@ -5,8 +5,11 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstddef>
 #include <string_view>
+
+#include "base/Types.h"
 
 namespace qsc
 {
@@ -40,6 +43,13 @@ class Text
         length_ += text.size();
         buffer_[length_] = '\0';
         return *this;
+    }
+
+    Text& append_number(i64 number)
+    {
+        std::array<char, 20> digits{};
+        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+        return append({digits.data(), static_cast<std::size_t>(end - digits.data())});
     }
 
     /// Appends text for the inside of double quotes in a shell command, so that the command sees it exactly.
@@ -82,6 +92,15 @@ class Text
         clear();
         const auto result = write(buffer_.data(), Size);
         buffer_.back() = '\0';
+        length_ = std::string_view{buffer_.data()}.size();
+        return result;
+    }
+
+    /// Lets a function change the text in place; it may become shorter.
+    template <typename Edit>
+    auto edit(Edit change)
+    {
+        const auto result = change(buffer_.data());
         length_ = std::string_view{buffer_.data()}.size();
         return result;
     }

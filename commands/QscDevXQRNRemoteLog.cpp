@@ -14,16 +14,9 @@ constexpr const char* kModule = "QscDevXQRNRemoteLog";
 
 u32 remote_log_text(const Call& call, const char* key)
 {
-    const auto get = [&] { return uci_answer_text(call, key); };
-    const auto set = [&]() -> u32 {
-        ValueText value;
-        if (const u32 code = uci_take_text(call, key, value)) {
-            return code;
-        }
-        QSC_EVENT(call, "set Remote Log %s %s by %s", shown(call.name), value.c_str(), commander(call));
-        return 0;
-    };
-    return serve(call, get, set);
+    return serve_text(call, key, [&](const char* value) {
+        QSC_EVENT(call, "set Remote Log %s %s by %s", shown(call.name), value, commander(call));
+    });
 }
 
 } // namespace

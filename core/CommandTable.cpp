@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The command table. Its order is part of the contract: a path stands before every path that is its prefix.
+#include "include/qsc_device_time.h"
+#include "include/qsc_dhcpv4_client.h"
 #include "include/qsc_handlers.h"
 #include "include/qsyscmdhal.h"
 

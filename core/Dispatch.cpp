@@ -11,6 +11,7 @@
 #include "base/Parse.h"
 #include "base/Text.h"
 #include "core/Request.h"
+#include "include/qscbase.h"
 
 namespace qsc
 {
@@ -125,7 +126,7 @@ u32 get_all(const Subtree& subtree, const Request& request, const Qsc_ParamEntry
             json_object_put(value);
             return log_parameter(request, label, label != nullptr ? "all get" : "get", entry->name, code);
         }
-        if (const u32 code = add_member(request.object, entry->name, value)) {
+        if (const u32 code = add_new_member(request.object, entry->name, value)) {
             return code;
         }
     }
@@ -165,11 +166,31 @@ u32 service(const Subtree& subtree, const Request& request)
     return 0;
 }
 
-/// An instance number: digits alone, within the range of an index.
-bool is_index(std::string_view text)
+/// Reads an instance number: digits alone, within the range of an index. One dot may stand behind it.
+bool parse_index(std::string_view text, i32& index)
 {
-    i32 index = 0;
+    if (text.ends_with('.')) {
+        text.remove_suffix(1);
+    }
     return !text.empty() && is_digit(text.front()) && parse_whole(text, index);
+}
+
+u32 serve_list(const InstanceRoutines& routines, const Request& request, std::string_view rest)
+{
+    const bool is_all = rest.empty() || rest == "*";
+    QSCBase_ParamId record;
+    (void)QSCBase_ParamId_Init(&record);
+    record.context = static_cast<u64>(request.context);
+    if (!is_all && !parse_index(rest, record.index[0])) {
+        return EINVAL;
+    }
+    if (routines.all == nullptr) {
+        return 0;
+    }
+    return is_all ? routines.all(request.path, request.object, request.oper, request.argument,
+                                 request.context, request.value)
+                  : routines.index(request.path, request.object, request.oper, request.argument,
+                                   request.context, request.value, request.object, &record);
 }
 
 } // namespace
@@ -226,7 +247,7 @@ u32 dispatch_action(Qsc_ParamEntry* table, const Request& request)
     return code;
 }
 
-u32 dispatch_list(const char* prefix, const Request& request)
+u32 dispatch_list(const InstanceRoutines& routines, const Request& request)
 {
     if (!is_request(request)) {
         return EINVAL;
@@ -234,20 +255,12 @@ u32 dispatch_list(const char* prefix, const Request& request)
     if ((request.oper & (QSC_OPER_GET | QSC_OPER_SET)) == 0) {
         return log_unsupported(request, nullptr);
     }
-    std::string_view rest{or_empty(request.path)};
-    const bool is_below = rest.starts_with(prefix);
-    if (is_below) {
-        rest.remove_prefix(std::strlen(prefix));
-    }
-    std::string_view number = rest;
-    if (number.ends_with('.')) {
-        number.remove_suffix(1);
-    }
-    if (!is_below || !(rest.empty() || rest == "*" || is_index(number))) {
-        const char* const verb = (request.oper & QSC_OPER_GET) != 0 ? "get" : "set";
-        return log_parameter(request, nullptr, verb, rest.data(), EINVAL);
-    }
-    return 0;
+    const char* rest = or_empty(request.path);
+    const bool is_below = std::string_view{rest}.starts_with(routines.prefix);
+    rest += is_below ? std::strlen(routines.prefix) : 0;
+    const u32 code = is_below ? serve_list(routines, request, rest) : EINVAL;
+    const char* const verb = (request.oper & QSC_OPER_GET) != 0 ? "get" : "set";
+    return code != 0 ? log_parameter(request, nullptr, verb, rest, code) : 0;
 }
 
 } // namespace qsc

@@ -71,7 +71,14 @@ u32 dispatch(const Subtree& subtree, const Request& request);
 /// only way to hand the request on to a handler of the common shape, so it is written here.
 u32 dispatch_action(Qsc_ParamEntry* table, const Request& request);
 
-/// Serves a request for one or all of a list's instances; `prefix` is the path up to the instance number.
-u32 dispatch_list(const char* prefix, const Request& request);
+/// A list of instances. Without routines there is nothing to answer, which is no error.
+struct InstanceRoutines {
+    const char* prefix; ///< the path up to the instance number
+    Qsc_Handler all = nullptr;
+    Qsc_IndexFunction* index = nullptr;
+};
+
+/// Serves a request for one or all of a list's instances.
+u32 dispatch_list(const InstanceRoutines& routines, const Request& request);
 
 } // namespace qsc

@@ -2,6 +2,8 @@
 // The dispatchers: one description for each row of the command table, in its order.
 #include "core/Dispatch.h"
 #include "core/EmptyTables.h"
+#include "include/qsc_device_time.h"
+#include "include/qsc_dhcpv4_client.h"
 #include "include/qsc_handlers.h"
 
 using namespace qsc;
@@ -84,7 +86,8 @@ SUBTREE(QSysCmdHal_Do_Version, .labels = label("Version"), .table = g_QscVersion
 SUBTREE(QSysCmdHal_Do_SysLog, .labels = label("SysLog"), .table = g_QscSysLogCmd)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_2ndStaticIp, .labels = label("X_QRN_2ndStaticIp"),
         .table = g_Qsc2ndStaticIpCmd)
-SUBTREE(QSysCmdHal_Do_Device_Time, .labels = label("Device_Time"), .table = g_QscDeviceTimeCmd)
+SUBTREE(QSysCmdHal_Do_Device_Time, .labels = label("Device_Time"), .table = g_QscDeviceTimeCmd,
+        .commit = Qsc_DevTime_Commit, .service = Qsc_DevTime_Service)
 SUBTREE(QSysCmdHal_Do_Device_Leds, .labels = label("Device_Leds"), .table = g_QscDeviceLedsCmd)
 DISPATCHER(QSysCmdHal_Do_SysUpg, dispatch_action(g_QscSysUpgCmd, request))
 SUBTREE(QSysCmdHal_Do_DevInfo_CPU, .labels = kByPath, .table = g_QscDevInfoCPUCmd, .served = QSC_OPER_GET)
@@ -92,17 +95,27 @@ SUBTREE(QSysCmdHal_Do_DevInfo_Mem, .labels = kByPath, .table = g_QscDevInfoMemCm
 SUBTREE(QSysCmdHal_Do_DevInfo_Flash, .labels = kByPath, .table = g_QscDevInfoFlashCmd, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_DeviceInfo, .labels = kByPath, .table = g_QscDeviceInfoCmd)
 DISPATCHER(QSysCmdHal_Do_Device_DHCPv4_Client_1_SentOption,
-           dispatch_list("Device.DHCPv4.Client.1.SentOption.", request))
+           dispatch_list({"Device.DHCPv4.Client.1.SentOption.", Qsc_DhcpV4ClientSentOption_Do_All,
+                          Qsc_DhcpV4ClientSentOption_Do_Index},
+                         request))
 DISPATCHER(QSysCmdHal_Do_Device_DHCPv4_Client_1_ReqOption,
-           dispatch_list("Device.DHCPv4.Client.1.ReqOption.", request))
+           dispatch_list({"Device.DHCPv4.Client.1.ReqOption.", Qsc_DhcpV4ClientReqOption_Do_All,
+                          Qsc_DhcpV4ClientReqOption_Do_Index},
+                         request))
 DISPATCHER(QSysCmdHal_Do_Device_DHCPv4_Client_1_XQrnRelaySentOption_1_Subcode,
-           dispatch_list("Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.", request))
+           dispatch_list({"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.",
+                          Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_All,
+                          Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Index},
+                         request))
 DISPATCHER(QSysCmdHal_Do_Device_DHCPv4_Client_1_XQrnRelaySentOption,
-           dispatch_list("Device.DHCPv4.Client.1.X_QRN_RelaySentOption.", request))
+           dispatch_list({"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.",
+                          Qsc_DhcpV4ClientXQrnRelaySentOption_Do_All,
+                          Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Index},
+                         request))
 SUBTREE(QSysCmdHal_Do_Device_DHCPv4_Client_1, .labels = label("DHCPv4.Client.1"),
-        .table = g_QscDhcpV4ClientCmd)
+        .table = g_QscDhcpV4ClientCmd, .commit = Qsc_DhcpV4Client_Commit, .service = Qsc_DhcpV4Client_Service)
 DISPATCHER(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1_StaticAddr,
-           dispatch_list("Device.DHCPv4.Server.Pool.1.StaticAddress.", request))
+           dispatch_list({"Device.DHCPv4.Server.Pool.1.StaticAddress."}, request))
 SUBTREE(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1, .labels = label("DHCPv4.Server.Pool.1", "DHCPv4.Server"),
         .table = g_QscDhcpV4ServerPoolCmd)
 SUBTREE(QSysCmdHal_Do_Device_DNS_Cli_Server, .labels = label("DNS_Client_Server"),
@@ -134,7 +147,7 @@ SUBTREE(QSysCmdHal_Do_Device_X_QRN_Ndsctl, .labels = kByPath, .table = tables::k
 SUBTREE(QSysCmdHal_Do_Device_Throughput, .labels = label("Device throughput"), .table = tables::kThroughput,
         .served = QSC_OPER_GET)
 DISPATCHER(QSysCmdHal_Do_Device_Routing_Router_1_Ipv4Fwd,
-           dispatch_list("Device.Routing.Router.1.IPv4Forwarding.", request))
+           dispatch_list({"Device.Routing.Router.1.IPv4Forwarding."}, request))
 SUBTREE(QSysCmdHal_Do_Device_Routing_Router_1, .labels = label("Device_Routing Router 1"),
         .table = g_QscDeviceRoutingRouter1Cmd)
 SUBTREE(QSysCmdHal_Do_Device_Routing_Rip_IfSetting_1,

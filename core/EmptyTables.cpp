@@ -7,16 +7,12 @@
 using qsc::kTableEnd;
 
 const Qsc_ParamEntry g_Qsc2ndStaticIpCmd[] = {kTableEnd};
-const Qsc_ParamEntry g_QscDeviceTimeCmd[] = {kTableEnd};
 const Qsc_ParamEntry g_QscDeviceLedsCmd[] = {kTableEnd};
 Qsc_ParamEntry g_QscSysUpgCmd[] = {kTableEnd};
 const Qsc_ParamEntry g_QscDevInfoCPUCmd[] = {kTableEnd};
 const Qsc_ParamEntry g_QscDevInfoMemCmd[] = {kTableEnd};
 const Qsc_ParamEntry g_QscDevInfoFlashCmd[] = {kTableEnd};
 const Qsc_ParamEntry g_QscDeviceInfoCmd[] = {kTableEnd};
-const Qsc_ParamEntry g_QscDhcpV4ClientSentOptionCmd[] = {kTableEnd};
-const Qsc_ParamEntry g_QscDhcpV4ClientReqOptionCmd[] = {kTableEnd};
-const Qsc_ParamEntry g_QscDhcpV4ClientCmd[] = {kTableEnd};
 const Qsc_ParamEntry g_QscDhcpV4ServerPoolCmd[] = {kTableEnd};
 const Qsc_ParamEntry g_QscEthIfaceCmd[] = {kTableEnd};
 const Qsc_ParamEntry g_QscDeviceWiFiRadioCmd[] = {kTableEnd};

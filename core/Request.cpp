@@ -29,15 +29,30 @@ bool parse_decimal(std::string_view text, i32& number)
     return true;
 }
 
+u32 add(json_object* object, const char* name, json_object* member, unsigned how)
+{
+    if (member == nullptr) {
+        return ENOMEM;
+    }
+    if (json_object_object_add_ex(object, name, member, how) != 0) {
+        json_object_put(member);
+        return ENOMEM;
+    }
+    return 0;
+}
+
 /// Puts a value into a member: an existing one of the same type is changed, otherwise a new one is added.
 template <typename Value, typename Change, typename Make>
 u32 answer(json_object* value, const char* member, json_type type, Value content, Change change, Make make)
 {
     json_object* existing = nullptr;
-    if (find_member(value, member, existing) && json_object_is_type(existing, type)) {
-        return change(existing, content) != 0 ? 0 : EFAULT;
+    if (!find_member(value, member, existing)) {
+        return add_new_member(value, member, make(content));
     }
-    return add_member(value, member, make(content));
+    if (json_object_is_type(existing, type) == 0) {
+        return add_member(value, member, make(content));
+    }
+    return change(existing, content) != 0 ? 0 : EFAULT;
 }
 
 } // namespace
@@ -126,14 +141,12 @@ u32 answer_int(json_object* value, i32 number)
 
 u32 add_member(json_object* object, const char* name, json_object* member)
 {
-    if (member == nullptr) {
-        return ENOMEM;
-    }
-    if (json_object_object_add(object, name, member) != 0) {
-        json_object_put(member);
-        return ENOMEM;
-    }
-    return 0;
+    return add(object, name, member, 0);
+}
+
+u32 add_new_member(json_object* object, const char* name, json_object* member)
+{
+    return add(object, name, member, JSON_C_OBJECT_ADD_KEY_IS_NEW);
 }
 
 u32 refuse_operation(const Call& call, u32 code)
@@ -142,13 +155,18 @@ u32 refuse_operation(const Call& call, u32 code)
     return code;
 }
 
+void tell_host()
+{
+    if (g_QSysCmdHalCb != nullptr) {
+        g_QSysCmdHalCb(4, 0);
+    }
+}
+
 u32 finish(json_object* value, u32 code)
 {
     // An object whose "ParamId" is not a number cannot carry the code; the caller still gets it.
     (void)Qsc_SetParamId(value, code);
-    if (g_QSysCmdHalCb != nullptr) {
-        g_QSysCmdHalCb(4, 0);
-    }
+    tell_host();
     return code;
 }
 

@@ -51,8 +51,14 @@ struct Call {
 /// Adds a new member, which the object then owns; a null one is the failure to make it. ENOMEM.
 [[nodiscard]] u32 add_member(json_object* object, const char* name, json_object* member);
 
+/// The same for a name that the object is known not to have, which need not be searched for.
+[[nodiscard]] u32 add_new_member(json_object* object, const char* name, json_object* member);
+
 /// Logs that a handler was asked for an operation that it does not serve.
 u32 refuse_operation(const Call& call, u32 code = EFAULT);
+
+/// Tells the host that a handler has ended.
+void tell_host();
 
 /// Records the result and tells the host; returns it.
 u32 finish(json_object* value, u32 code);

@@ -12,31 +12,11 @@
 namespace qsc
 {
 
-namespace
-{
-
-u32 run_init_scripts(json_object* request, std::span<const char* const> scripts)
-{
-    std::string_view action;
-    if (const u32 code = take_action(request, action)) {
-        return code;
-    }
-    for (const char* script : scripts) {
-        if (const u32 code = run_init_script(script, action)) {
-            return code;
-        }
-    }
-    return 0;
-}
-
-} // namespace
-
 u32 take_action(json_object* request, std::string_view& action)
 {
     // The action stands in a shell command as it is, so nothing may pass that starts a second one.
     constexpr auto is_unsafe = [](char character) {
-        return is_control(character) ||
-               std::string_view{"`;|&{}$<>"}.find(character) != std::string_view::npos;
+        return is_control(character) || is_shell_special(character);
     };
     json_object* member = nullptr;
     std::string_view text;
@@ -57,7 +37,14 @@ u32 run_init_script(const char* script, std::string_view action)
 
 u32 serve_service(json_object* request, std::span<const char* const> scripts)
 {
-    return is_object(request) ? finish(request, run_init_scripts(request, scripts)) : EINVAL;
+    return serve_action(request, [&](std::string_view action) -> u32 {
+        for (const char* script : scripts) {
+            if (const u32 code = run_init_script(script, action)) {
+                return code;
+            }
+        }
+        return 0;
+    });
 }
 
 } // namespace qsc

@@ -16,6 +16,18 @@ namespace qsc
 /// Runs an init script with an action that take_action() let pass.
 [[nodiscard]] u32 run_init_script(const char* script, std::string_view action);
 
+/// Ends a service with the result of run(action), for an action that take_action() let pass.
+template <typename Run>
+u32 serve_action(json_object* request, Run run)
+{
+    if (!is_object(request)) {
+        return EINVAL;
+    }
+    std::string_view action;
+    const u32 code = take_action(request, action);
+    return finish(request, code != 0 ? code : run(action));
+}
+
 /// Runs init scripts in order with the request's action, up to the first that fails, and ends the service.
 u32 serve_service(json_object* request, std::span<const char* const> scripts);
 

@@ -1,19 +1,98 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/UciAccess.h"
 
+#include <algorithm>
+#include <cstdlib>
+
+#include <json-c/json.h>
+#include <unistd.h>
+
+#include "core/JsonRef.h"
+
 namespace qsc
 {
 
-u32 uci_answer_text(const Call& call, const char* key)
+namespace
+{
+
+u32 add_package(json_object* list, const char* package)
+{
+    JsonRef name{json_object_new_string(package)};
+    if (name == nullptr || json_object_array_add(list, name.get()) != 0) {
+        return ENOMEM;
+    }
+    (void)name.release();
+    return 0;
+}
+
+/// Elements that are no texts, or empty ones, are skipped.
+u32 commit_all(json_object* list)
+{
+    for (std::size_t i = 0; i < json_object_array_length(list); ++i) {
+        json_object* const element = json_object_array_get_idx(list, i);
+        if (json_object_is_type(element, json_type_string) == 0 || json_object_get_string_len(element) == 0) {
+            continue;
+        }
+        if (const u32 code = QrnUci_CommitPackage(json_object_get_string(element))) {
+            return code;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+bool uci_holds(const char* key, std::string_view text)
+{
+    ValueText value;
+    return uci_peek(key, value) == 0 && value.view() == text;
+}
+
+i32 uci_read_int(const Call& call, const char* key)
 {
     ValueText value;
     (void)uci_read(call, key, value);
-    return answer_text(call.value, value.c_str());
+    return static_cast<i32>(std::clamp<long>(std::strtol(value.c_str(), nullptr, 0), INT32_MIN, INT32_MAX));
 }
 
 u32 uci_write(const char* key, const char* value)
 {
     return QrnUci_SetNewString(key, value, 0, 1);
+}
+
+u32 uci_write_int(const char* key, i32 value)
+{
+    ValueText text;
+    return uci_write(key, text.append_number(value).c_str());
+}
+
+u32 commit_packages(json_object* request, const char* package)
+{
+    constexpr const char* kMember = "package";
+    json_object* list = nullptr;
+    if (find_member(request, kMember, list)) {
+        if (json_object_is_type(list, json_type_array) == 0) {
+            return EINVAL;
+        }
+        const u32 code = json_object_array_length(list) == 0 ? add_package(list, package) : 0;
+        return code != 0 ? code : commit_all(list);
+    }
+    JsonRef made{json_object_new_array()};
+    if (made == nullptr) {
+        return ENOMEM;
+    }
+    if (const u32 code = add_package(made.get(), package)) {
+        return code;
+    }
+    const u32 code = commit_all(made.get());
+    return code != 0 ? code : add_new_member(request, kMember, made.release());
+}
+
+u32 finish_commit(json_object* request, u32 code)
+{
+    (void)finish(request, code);
+    sync();
+    return code;
 }
 
 } // namespace qsc

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// How handlers read and write the device configuration.
+// How handlers read and write the device configuration: the building blocks of every parameter that is
+// an option, and the commit of packages.
 #pragma once
 
 #include <cerrno>
@@ -11,35 +12,103 @@
 namespace qsc
 {
 
-/// Reads an option. A missing one is logged as a warning and leaves the text empty.
+/// Reads an option quietly. A missing one leaves the text empty.
 template <std::size_t Longest, std::size_t Size>
-u32 uci_read(const Call& call, const char* key, Text<Longest, Size>& value)
+u32 uci_peek(const char* key, Text<Longest, Size>& value)
 {
     const u32 code = value.fill([&](char* buffer, std::size_t size) {
         return QrnUci_GetString(key, buffer, static_cast<u32>(size));
     });
     if (code != 0) {
-        QSC_LOG_CALL(call, kLogWarning, "%s not found\n", key);
         value.clear();
     }
     return code;
 }
 
+/// Whether an option holds exactly this text.
+[[nodiscard]] bool uci_holds(const char* key, std::string_view text);
+
+/// Reads an option for an answer: a missing one is logged as a warning and leaves the text empty.
+template <std::size_t Longest, std::size_t Size>
+u32 uci_read(const Call& call, const char* key, Text<Longest, Size>& value)
+{
+    const u32 code = uci_peek(key, value);
+    if (code != 0) {
+        QSC_LOG_CALL(call, kLogWarning, "%s not found\n", key);
+    }
+    return code;
+}
+
+/// Reads a number for an answer, by its leading digits, with 0x and 0 as in C; 0: missing, or no number.
+[[nodiscard]] i32 uci_read_int(const Call& call, const char* key);
+
 /// Answers with an option's text; a missing option is no error of the request and reads as empty.
-[[nodiscard]] u32 uci_answer_text(const Call& call, const char* key);
+template <typename Value = ValueText>
+[[nodiscard]] u32 uci_answer_text(const Call& call, const char* key)
+{
+    Value value;
+    (void)uci_read(call, key, value);
+    return answer_text(call.value, value.c_str());
+}
 
 /// Stores one value.
 [[nodiscard]] u32 uci_write(const char* key, const char* value);
+[[nodiscard]] u32 uci_write_int(const char* key, i32 value);
 
-/// Takes the caller's text and stores it. EFAULT: it is too long.
+/// Takes the caller's text. EFAULT: it is too long.
 template <std::size_t Longest, std::size_t Size>
-[[nodiscard]] u32 uci_take_text(const Call& call, const char* key, Text<Longest, Size>& value)
+[[nodiscard]] u32 take_value(const Call& call, Text<Longest, Size>& value)
 {
     std::string_view text;
     if (const u32 code = take_text(call.value, text)) {
         return code;
     }
-    return value.assign(text) ? uci_write(key, value.c_str()) : EFAULT;
+    return value.assign(text) ? 0 : EFAULT;
 }
+
+/// Serves a parameter that is an option's text. record(text) writes the event of a successful set.
+template <typename Record>
+u32 serve_text(const Call& call, const char* key, Record record)
+{
+    const auto get = [&] { return uci_answer_text(call, key); };
+    const auto set = [&]() -> u32 {
+        ValueText value;
+        if (const u32 code = take_value(call, value)) {
+            return code;
+        }
+        if (const u32 code = uci_write(key, value.c_str())) {
+            return code;
+        }
+        record(value.c_str());
+        return 0;
+    };
+    return serve(call, get, set);
+}
+
+/// Serves a parameter that is an option's number. record(number) follows a successful set.
+template <typename Record>
+u32 serve_int(const Call& call, const char* key, Record record)
+{
+    const auto get = [&] { return answer_int(call.value, uci_read_int(call, key)); };
+    const auto set = [&]() -> u32 {
+        i32 number = 0;
+        if (const u32 code = take_int(call.value, number)) {
+            return code;
+        }
+        if (const u32 code = uci_write_int(key, number)) {
+            return code;
+        }
+        record(number);
+        return 0;
+    };
+    return serve(call, get, set);
+}
+
+/// Commits the packages that the request's array "package" names, in its order, up to the first failure;
+/// without names it commits, and adds, the given one. EINVAL: "package" is no array.
+[[nodiscard]] u32 commit_packages(json_object* request, const char* package);
+
+/// Ends a commit: records the result, tells the host, and has everything written to the flash.
+u32 finish_commit(json_object* request, u32 code);
 
 } // namespace qsc

@@ -93,31 +93,26 @@ QSC_API Qsc_HandlerFunction QSysCmdHal_Do_DMZ;                /**< "Device.X_QRN
 QSC_API Qsc_HandlerFunction QSysCmdHal_Do_nDPI;               /**< "Device.X_QRN_nDPI" */
 
 /*
- * Parameter tables, each named with its subtree; a table that holds only its end has no handlers yet.
- * g_QscSysUpgCmd is writable because its dispatcher hands each request over in the entry's `param`.
+ * Parameter tables, each named with its subtree; a table that holds only its end has no handlers yet. Those
+ * of larger subtrees are in headers of their own. g_QscSysUpgCmd is writable because its dispatcher hands
+ * each request over in the entry's `param`.
  */
-QSC_API extern const Qsc_ParamEntry g_QscFunHelpCmd[];      /**< "help" */
-QSC_API extern const Qsc_ParamEntry g_QscVersionCmd[];      /**< "version" */
-QSC_API extern const Qsc_ParamEntry g_QscSysLogCmd[];       /**< "syslog" */
-QSC_API extern const Qsc_ParamEntry g_Qsc2ndStaticIpCmd[];  /**< "Device.X_QRN_2ndStaticIp" */
-QSC_API extern const Qsc_ParamEntry g_QscDeviceTimeCmd[];   /**< "Device.Time" */
-QSC_API extern const Qsc_ParamEntry g_QscDeviceLedsCmd[];   /**< "Device.LEDs" */
-QSC_API extern Qsc_ParamEntry g_QscSysUpgCmd[];             /**< "SysUpg" */
-QSC_API extern const Qsc_ParamEntry g_QscDevInfoCPUCmd[];   /**< "Device.DeviceInfo.ProcessStatus" */
-QSC_API extern const Qsc_ParamEntry g_QscDevInfoMemCmd[];   /**< "Device.DeviceInfo.MemoryStatus" */
-QSC_API extern const Qsc_ParamEntry g_QscDevInfoFlashCmd[]; /**< "Device.DeviceInfo.X_QRN_FlashStatus" */
-QSC_API extern const Qsc_ParamEntry g_QscDeviceInfoCmd[];   /**< "Device.DeviceInfo" */
-/** "Device.DHCPv4.Client.1.SentOption." */
-QSC_API extern const Qsc_ParamEntry g_QscDhcpV4ClientSentOptionCmd[];
-/** "Device.DHCPv4.Client.1.ReqOption." */
-QSC_API extern const Qsc_ParamEntry g_QscDhcpV4ClientReqOptionCmd[];
-QSC_API extern const Qsc_ParamEntry g_QscDhcpV4ClientCmd[];         /**< "Device.DHCPv4.Client.1" */
-QSC_API extern const Qsc_ParamEntry g_QscDhcpV4ServerPoolCmd[];     /**< "Device.DHCPv4.Server.Pool.1" */
-QSC_API extern const Qsc_ParamEntry g_QscEthIfaceCmd[];             /**< "Device.Ethernet.Interface" */
-QSC_API extern const Qsc_ParamEntry g_QscDeviceWiFiRadioCmd[];      /**< "Device.WiFi.Radio" */
-QSC_API extern const Qsc_ParamEntry g_QscDeviceWiFiSSIDCmd[];       /**< "Device.WiFi.SSID" */
-QSC_API extern const Qsc_ParamEntry g_QscIpv4InterfaceCmd[];        /**< "Device.IP.Interface.1" */
-QSC_API extern const Qsc_ParamEntry g_QscDevLLDPCmd[];              /**< "Device.LLDP" */
+QSC_API extern const Qsc_ParamEntry g_QscFunHelpCmd[];          /**< "help" */
+QSC_API extern const Qsc_ParamEntry g_QscVersionCmd[];          /**< "version" */
+QSC_API extern const Qsc_ParamEntry g_QscSysLogCmd[];           /**< "syslog" */
+QSC_API extern const Qsc_ParamEntry g_Qsc2ndStaticIpCmd[];      /**< "Device.X_QRN_2ndStaticIp" */
+QSC_API extern const Qsc_ParamEntry g_QscDeviceLedsCmd[];       /**< "Device.LEDs" */
+QSC_API extern Qsc_ParamEntry g_QscSysUpgCmd[];                 /**< "SysUpg" */
+QSC_API extern const Qsc_ParamEntry g_QscDevInfoCPUCmd[];       /**< "Device.DeviceInfo.ProcessStatus" */
+QSC_API extern const Qsc_ParamEntry g_QscDevInfoMemCmd[];       /**< "Device.DeviceInfo.MemoryStatus" */
+QSC_API extern const Qsc_ParamEntry g_QscDevInfoFlashCmd[];     /**< "Device.DeviceInfo.X_QRN_FlashStatus" */
+QSC_API extern const Qsc_ParamEntry g_QscDeviceInfoCmd[];       /**< "Device.DeviceInfo" */
+QSC_API extern const Qsc_ParamEntry g_QscDhcpV4ServerPoolCmd[]; /**< "Device.DHCPv4.Server.Pool.1" */
+QSC_API extern const Qsc_ParamEntry g_QscEthIfaceCmd[];         /**< "Device.Ethernet.Interface" */
+QSC_API extern const Qsc_ParamEntry g_QscDeviceWiFiRadioCmd[];  /**< "Device.WiFi.Radio" */
+QSC_API extern const Qsc_ParamEntry g_QscDeviceWiFiSSIDCmd[];   /**< "Device.WiFi.SSID" */
+QSC_API extern const Qsc_ParamEntry g_QscIpv4InterfaceCmd[];    /**< "Device.IP.Interface.1" */
+QSC_API extern const Qsc_ParamEntry g_QscDevLLDPCmd[];          /**< "Device.LLDP" */
 QSC_API extern const Qsc_ParamEntry g_QscDeviceRoutingRouter1Cmd[]; /**< "Device.Routing.Router.1" */
 /** "Device.Routing.Rip.InterfaceSetting.1" */
 QSC_API extern const Qsc_ParamEntry g_QscDevRtingRipIfSetting1Cmd[];

@@ -90,6 +90,35 @@ typedef uint32_t Qsc_HandlerFunction(const char *name, struct json_object *value
 typedef Qsc_HandlerFunction *Qsc_Handler;
 typedef Qsc_Handler QSysCmdHal_Dispatcher;
 
+/** Which instance a handler works on. QSCBase_ParamId_Init() gives every field its empty value. */
+typedef struct {
+    uint64_t context; /**< the context of the dispatcher's caller */
+    int32_t index[2]; /**< instance numbers from 1, outermost first; -1: none */
+    uint64_t value;   /**< 0 */
+} QSCBase_ParamId;
+
+/**
+ * The shape of the routines that handle one instance of a list, such as one DHCP option.
+ *
+ * @param[in]     name      the instance's path; not read
+ * @param[in,out] instance  its parameters. A get that names none is filled with all. Gets "ParamId".
+ * @param[in]     oper      get or set; get wins
+ * @param[in]     argument  the commander's id
+ * @param[in]     context   the caller's own value, handed on untouched
+ * @param[in]     param     not read
+ * @param[in]     root      the object that holds the instance, or the instance itself; not read
+ * @param[in]     record    its first index is the instance number; handed to each parameter's handler
+ * @retval 0  done
+ * @retval 12 no memory
+ * @retval 14 neither get nor set
+ * @retval 22 no instance object, no record, or an instance that does not exist
+ * @retval 61 an instance without data
+ * @return otherwise the code of the first parameter that failed; it is logged
+ */
+typedef uint32_t Qsc_IndexFunction(const char *name, struct json_object *instance, uint32_t oper,
+                                   uint32_t argument, int64_t context, uint64_t param,
+                                   struct json_object *root, QSCBase_ParamId *record);
+
 /** One parameter of a subtree. A table of them ends with the id QSC_TABLE_END. */
 typedef struct {
     uint32_t id;         /**< unique in its table */

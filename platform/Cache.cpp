@@ -179,6 +179,9 @@ bool Snapshot::is_still_absent(const char* path)
     // what they have not, so looking for an absent file takes them twice as long.
     struct stat now = {};
     const bool is_known = stat(kStagingFolder, &now) == 0;
+    if (!is_known && errno == ENOENT) {
+        return true;
+    }
     if (is_known && is_settled_ && has_same_marks(now, status_)) {
         return true;
     }

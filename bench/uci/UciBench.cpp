@@ -7,23 +7,16 @@
 //   parse_400          reading a package of 400 options for the first time, against the baseline's load
 //   large_read         one cached read of a package of 10,000 options, against one of 40 options
 // The baseline is libuci where the build found it, else the built-in parser.
-#include <algorithm>
 #include <array>
-#include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <map>
 #include <string>
-#include <vector>
 
 #include <benchmark/benchmark.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "bench/support/Ratios.h"
 #include "include/qrnuci.h"
 
 #ifdef QSC_BASELINE_LIBUCI
@@ -192,86 +185,27 @@ void register_all()
 #endif
 }
 
-/// Keeps the best of several repetitions of each benchmark: noise only ever adds.
-class Best : public benchmark::BenchmarkReporter
-{
-  public:
-    bool ReportContext(const Context&) override { return true; }
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration) {
-                auto [place, is_new] =
-                    best.try_emplace(run.run_name.function_name, run.GetAdjustedRealTime());
-                place->second = std::min(place->second, run.GetAdjustedRealTime());
-            }
-        }
-    }
-
-    std::map<std::string, double> best;
-};
-
-bool enter_private_folders()
-{
-    return (unshare(CLONE_NEWNS) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0) &&
-           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-           mount("none", "/etc", "tmpfs", 0, nullptr) == 0 && mount("none", "/tmp", "tmpfs", 0, nullptr) == 0;
-}
-
 } // namespace
 
 int main(int count, char** arguments)
 {
-    if (!enter_private_folders()) {
-        std::fputs("bench_uci: the kernel allows no private mount namespace here; run as root\n", stderr);
-        return 1;
-    }
+    bench::enter_private_folders("bench_uci");
     std::filesystem::create_directories(kFolder);
     write_package("small", package_text(1, 40));
     write_package("staged", package_text(1, 40));
     write_package("middle", package_text(10, 40));
     write_package("large", package_text(250, 40));
 
-    std::vector<char*> all{arguments, arguments + count};
-    // Short and often, in random order, so that a slow moment of the machine meets every measure alike.
-    std::string repetitions = "--benchmark_repetitions=15";
-    std::string order = "--benchmark_enable_random_interleaving=true";
-    std::string time = "--benchmark_min_time=0.03";
-    all.insert(all.begin() + 1, {repetitions.data(), order.data(), time.data()});
-    int all_count = static_cast<int>(all.size());
-    benchmark::Initialize(&all_count, all.data());
     register_all();
-    Best measured;
-    benchmark::RunSpecifiedBenchmarks(&measured);
-
-    const struct {
-        const char* name;
-        const char *over, *under;
-        double bound;
-    } ratios[] = {
-        {"cached_read", "cached", "load", 1.0 / 20},
+    // Some bounds speak of libuci alone; the built-in parser is several times as fast.
+    const char* const note = kHasLibuci ? nullptr : "(the bound is for libuci)";
+    const bench::Ratio ratios[] = {
+        {"cached_read", "cached", "load", 1.0 / 20, note},
         {"cached_read_stat", "cached", "stat", 4},
         {"reads_after_commit", "eleven_after_commit", "load_after_commit", 1.5},
         {"staged_set", "set", "set_baseline", 1.5},
-        {"parse_400", "first_400", "load_400", 1},
+        {"parse_400", "first_400", "load_400", 1, note},
         {"large_read", "cached_large", "cached", 1.5},
     };
-    std::printf("%-20s %8s %8s   against %s\n", "measure", "ratio", "bound", kBaseline);
-    int broken = 0;
-    for (const auto& [name, over, under, bound] : ratios) {
-        if (!measured.best.contains(over) || !measured.best.contains(under)) {
-            continue;
-        }
-        const double ratio = measured.best[over] / measured.best[under];
-        // Some bounds speak of libuci alone; the built-in parser is several times as fast.
-        const bool is_bound = kHasLibuci || std::string{over} == "cached_large" ||
-                              std::string{under} == "stat" || std::string{over} == "eleven_after_commit";
-        broken += is_bound && ratio > bound ? 1 : 0;
-        std::printf("%-20s %8.3f %8.3f   %s\n", name, ratio, bound,
-                    !is_bound        ? "(the bound is for libuci)"
-                    : ratio <= bound ? "held"
-                                     : "NOT HELD");
-    }
-    std::printf("%d not held\n", broken);
-    return 0;
+    return bench::run(count, arguments, kBaseline, ratios);
 }

@@ -22,14 +22,6 @@ uint64_t count_events(uint64_t event, uint64_t)
 
 class BuiltIn : public OutsideTest
 {
-  protected:
-    /// Answers a handler's object, after the call, with its code in front.
-    static std::string call(Qsc_Handler handler, uint32_t oper, const char* object, uint64_t param = 0)
-    {
-        const Json value{object};
-        const uint32_t code = handler("name", value.get(), oper, 0x8, 0, param);
-        return std::to_string(code) + " " + value.text();
-    }
 };
 
 TEST_F(BuiltIn, EveryHandlerEndsWithItsCodeAndOneEvent)

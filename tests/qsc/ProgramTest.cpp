@@ -71,7 +71,7 @@ TEST(Program, FailuresNameParameterCodeAndMeaning)
     } cases[] = {
         {"set syslog level=8", "qsc: syslog: set of level failed: code 14 (refused value"},
         {"set version halver=1", "qsc: version: set failed: code 22 (bad argument"},
-        {"commit Device.Time", "qsc: Device.Time: commit failed: code 22"},
+        {"commit Device.LEDs", "qsc: Device.LEDs: commit failed: code 22"},
         {"get Device.LEDs Colour", "qsc: Device.LEDs has no parameter 'Colour' in this library"},
         {"version >/dev/full", "qsc: standard output cannot be written"},
     };

@@ -61,6 +61,11 @@ Outside& outside()
     return world;
 }
 
+std::string list_item(const char* key, uint32_t index)
+{
+    return std::string{key} + "[" + std::to_string(index) + "]";
+}
+
 Lines Outside::commands() const
 {
     Lines result;
@@ -88,6 +93,13 @@ void OutsideTest::TearDown()
     g_QSysCmdHalCb = nullptr;
     QEvtLog_Close();
     QSysCmdHal_Close();
+}
+
+std::string OutsideTest::call(Qsc_Handler handler, uint32_t oper, const char* object, uint64_t param)
+{
+    const Json value{object};
+    const uint32_t code = handler("name", value.get(), oper, 0x8, 0, param);
+    return std::to_string(code) + " " + value.text();
 }
 
 Json::Json(const char* text) : value_(json_tokener_parse(text))
@@ -260,6 +272,16 @@ uint32_t QrnUci_SetNewString(const char* key, const char* value, uint32_t reserv
         outside().uci[key] = value;
     }
     return code;
+}
+
+uint32_t QrnUci_GetListItem(const char* key, uint32_t index, char* buffer, uint32_t size)
+{
+    return QrnUci_GetString(test::list_item(key, index).c_str(), buffer, size);
+}
+
+uint32_t QrnUci_SetListItem(const char* key, uint32_t index, const char* value)
+{
+    return QrnUci_SetNewString(test::list_item(key, index).c_str(), value, 0, 1);
 }
 
 uint32_t QrnUci_CommitPackage(const char* package)

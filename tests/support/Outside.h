@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-struct json_object;
+#include "qsc_types.h"
 
 namespace test
 {
@@ -48,6 +48,9 @@ struct Outside {
     [[nodiscard]] Lines commands() const;
 };
 
+/// The key of one item of a list in Outside::uci: "KEY[INDEX]".
+std::string list_item(const char* key, uint32_t index);
+
 /// The one world of the test program; fresh for each test that uses OutsideTest.
 Outside& outside();
 
@@ -55,6 +58,9 @@ Outside& outside();
 class OutsideTest : public testing::Test
 {
   protected:
+    /// Calls a handler as the command line does and answers its code and its object.
+    static std::string call(Qsc_Handler handler, uint32_t oper, const char* object, uint64_t param = 0);
+
     void SetUp() override;
     void TearDown() override;
 };

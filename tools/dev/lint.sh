@@ -135,7 +135,9 @@ lint() {
     lint_share
     lint_shell
     lint_names libqrnuci.so include/qrnuci.h
-    lint_names libqsyscmdhal.so include/qsyscmdhal.h include/qsc_handlers.h include/qslog.h include/bacl.h
+    local headers
+    mapfile -t headers < <(git ls-files 'include/*.h' ':!include/qrnuci.h')
+    lint_names libqsyscmdhal.so "${headers[@]}"
     lint_binary libqrnuci.so
     lint_binary libqsyscmdhal.so
     lint_cppcheck

@@ -12,6 +12,10 @@ namespace qsc
 
 using Words = std::span<const char* const>;
 
+/// Runs the command that the words name, in a library that is up.
+ExitCode execute(const Options& options);
+
+ExitCode batch(const Options& options, Words words);
 ExitCode get(const Options& options, Words words);
 ExitCode set(const Options& options, Words words);
 ExitCode commit(const Options& options, Words words);

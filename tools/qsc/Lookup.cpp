@@ -5,6 +5,7 @@
 #include <array>
 
 #include "base/Parse.h"
+#include "include/qsc_dhcpv4_client.h"
 #include "include/qsc_handlers.h"
 #include "tools/qsc/Report.h"
 
@@ -26,10 +27,18 @@ constexpr struct {
     std::string_view path;
     const Qsc_ParamEntry* parameters;
 } kOwnTables[] = {
+    {"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.",
+     g_QscDhcpV4ClientXQrnRelaySentOption1SubcodeCmd},
+    {"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.", g_QscDhcpV4ClientXQrnRelaySentOptionCmd},
     {"Device.X_QRN_RemoteLog", g_QscDevXQRNRemoteLogCmd},
 };
 
 constexpr Qsc_ParamEntry kUnknown[] = {{QSC_TABLE_END, nullptr, nullptr, 0, 0}};
+
+/// Subtrees whose changes are committed by another one.
+constexpr Application kApplications[] = {
+    {"Device.DHCPv4.Client.1", "Device.DHCPv4.Client.1", {"qrndhcpopts", "network"}},
+};
 
 /// Whether a path is the subtree's own or below it.
 bool is_at_or_below(std::string_view path, std::string_view subtree)
@@ -113,6 +122,16 @@ const Qsc_ParamEntry* parameters_of(const Qsc_CommandEntry& entry)
         }
     }
     return kUnknown;
+}
+
+const Application* application_of(const Qsc_CommandEntry& entry)
+{
+    for (const Application& application : kApplications) {
+        if (std::string_view{entry.path}.starts_with(application.subtrees)) {
+            return &application;
+        }
+    }
+    return nullptr;
 }
 
 bool check_parameter(const Target& target, std::string_view name)

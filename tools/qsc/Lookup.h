@@ -49,6 +49,16 @@ struct Target {
 /// The parameters of a subtree; ends at once when they are not known.
 [[nodiscard]] const Qsc_ParamEntry* parameters_of(const Qsc_CommandEntry& entry);
 
+/// How a change below some subtrees takes effect, where that is not the subtree's own commit and service.
+struct Application {
+    const char* subtrees;    ///< what their paths begin with
+    const char* path;        ///< the subtree that commits and serves them
+    const char* packages[2]; ///< what it commits
+};
+
+/// Null: the subtree's own commit and service.
+[[nodiscard]] const Application* application_of(const Qsc_CommandEntry& entry);
+
 /// Whether a subtree may have a parameter of that name. False: it has not, which has been said.
 [[nodiscard]] bool check_parameter(const Target& target, std::string_view name);
 

@@ -49,6 +49,7 @@ bool parse_commander(const char* text, u32& commander)
 bool parse_options(int count, char** arguments, Options& options)
 {
     opterr = 0;
+    optind = 0; // a batch parses one line after the other
     for (;;) {
         const int found = getopt_long(count, arguments, ":vh", kLongOptions, nullptr);
         switch (found) {

@@ -133,19 +133,6 @@ JsonRef action_request(const char* action)
     return object;
 }
 
-/// Commit and service after a set, each as its own request; the first failure ends it.
-ExitCode apply(const Options& options, const Target& target)
-{
-    const JsonRef nothing{json_object_new_object()};
-    const JsonRef restart = action_request("restart");
-    if (nothing == nullptr || restart == nullptr) {
-        return out_of_memory();
-    }
-    const ExitCode committed = send(options, target, "commit", QSC_OPER_COMMIT, nothing.get());
-    return committed != kDone ? committed
-                              : send(options, target, "service restart", QSC_OPER_SERVICE, restart.get());
-}
-
 /// Reads a request object from standard input.
 ExitCode read_request(JsonRef& object)
 {
@@ -246,6 +233,31 @@ ExitCode add_packages(Words packages, json_object* object)
         (void)name.release();
     }
     return packages.empty() || add(object, "package", std::move(list)) ? kDone : out_of_memory();
+}
+
+/// Commit and service after a set, each as its own request; the first failure ends it.
+ExitCode apply(const Options& options, const Target& changed)
+{
+    const Application* const application = application_of(*changed.entry);
+    Target target;
+    if (application == nullptr) {
+        target = changed;
+    } else if (!find_target(application->path, target)) {
+        return kUsage;
+    }
+    const JsonRef what{json_object_new_object()};
+    const JsonRef restart = action_request("restart");
+    if (what == nullptr || restart == nullptr) {
+        return out_of_memory();
+    }
+    if (application != nullptr) {
+        if (const ExitCode result = add_packages(application->packages, what.get())) {
+            return result;
+        }
+    }
+    const ExitCode committed = send(options, target, "commit", QSC_OPER_COMMIT, what.get());
+    return committed != kDone ? committed
+                              : send(options, target, "service restart", QSC_OPER_SERVICE, restart.get());
 }
 
 } // namespace

@@ -33,6 +33,7 @@ constexpr Command kCommands[] = {
     {"service", "PATH ACTION", "run the subtree's init scripts, such as with restart", 2, 2, service},
     {"list", "[PREFIX]", "show the subtrees, or one subtree's parameters", 0, 1, list},
     {"request", "PATH OPER", "send a raw request object from standard input", 2, 2, request},
+    {"batch", "", "run commands from standard input, one a line, up to the first failure", 0, 0, batch},
     {"log", "[level|property] [VALUE]", "show or set the library's log for this call", 0, 2, log},
     {"version", "", "show the versions", 0, 0, version},
 };
@@ -71,6 +72,21 @@ const Command* find_command(const char* name)
 
 ExitCode run(const Options& options)
 {
+    if (options.verbose) {
+        Qslog_SetLogLevel(7);
+    } else {
+        Qslog_SubProperty(QSLOG_STDERR);
+    }
+    QSysCmdHal_Init(nullptr, QSC_INIT_LOG | QSC_INIT_FOUNDATION | QSC_INIT_UCI | QSC_INIT_EVENTS);
+    const ExitCode result = execute(options);
+    QSysCmdHal_Close();
+    return result;
+}
+
+} // namespace
+
+ExitCode qsc::execute(const Options& options)
+{
     if (options.words.empty() || std::strcmp(options.words[0], "help") == 0) {
         if (options.help || !options.words.empty()) {
             print_help();
@@ -95,18 +111,8 @@ ExitCode run(const Options& options)
     if (options.apply && command->run != set) {
         return wrong_usage("--apply goes with set: qsc set PATH NAME=VALUE... --apply");
     }
-    if (options.verbose) {
-        Qslog_SetLogLevel(7);
-    } else {
-        Qslog_SubProperty(QSLOG_STDERR);
-    }
-    QSysCmdHal_Init(nullptr, QSC_INIT_LOG | QSC_INIT_FOUNDATION | QSC_INIT_UCI | QSC_INIT_EVENTS);
-    const ExitCode result = command->run(options, words);
-    QSysCmdHal_Close();
-    return result;
+    return command->run(options, words);
 }
-
-} // namespace
 
 int main(int count, char** arguments)
 {

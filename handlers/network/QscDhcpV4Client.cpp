@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+// "Device.DHCPv4.Client.1": the client's own switches, and commit and service for it and its options.
+#include "core/Service.h"
+#include "core/Tables.h"
+#include "core/UciAccess.h"
+#include "handlers/network/DhcpV4Options.h"
+#include "include/qsc_dhcpv4_client.h"
+
+using namespace qsc;
+
+namespace
+{
+
+constexpr const char* kModule = "QscDhcpV4Client";
+constexpr const char* kBroadcast = "network.wan.broadcast";
+
+u32 client_enable(const Call& call)
+{
+    // The option has the opposite sense: a client that is not disabled is enabled.
+    constexpr const char* kDisabled = "network.wan.disabled";
+    const auto get = [&] { return answer_text(call.value, uci_read_int(call, kDisabled) == 0 ? "1" : "0"); };
+    const auto set = [&]() -> u32 {
+        i32 flag = 0;
+        if (const u32 code = take_int(call.value, flag)) {
+            return code;
+        }
+        if (flag != 0 && flag != 1) {
+            return EFAULT;
+        }
+        if (const u32 code = uci_write(kDisabled, flag == 1 ? "0" : "1")) {
+            return code;
+        }
+        QSC_EVENT(call, "set wan client enable %s by %s", flag == 1 ? "1" : "0", commander(call));
+        return 0;
+    };
+    return serve(call, get, set);
+}
+
+u32 client_broadcast(const Call& call)
+{
+    const auto get = [&] {
+        ValueText value;
+        (void)uci_read(call, kBroadcast, value);
+        return answer_text(call.value, value.view().empty() ? "0" : value.c_str());
+    };
+    const auto set = [&]() -> u32 {
+        ValueText value; // without DHCP there is nothing to broadcast, whatever was sent
+        if (uci_holds("network.wan.proto", "dhcp")) {
+            if (const u32 code = take_value(call, value)) {
+                return code;
+            }
+            if (value.view().empty()) {
+                return EFAULT;
+            }
+        }
+        if (const u32 code = uci_write(kBroadcast, value.c_str())) {
+            return code;
+        }
+        QSC_EVENT(call, "set wan client broadcast %s by %s", shown(value.c_str()), commander(call));
+        return 0;
+    };
+    return serve(call, get, set);
+}
+
+u32 pppoe_password(const Call& call)
+{
+    const auto get = [&] { return answer_text(call.value, ""); };
+    const auto set = [&]() -> u32 {
+        ValueText password;
+        if (const u32 code = take_value(call, password)) {
+            return code;
+        }
+        if (const u32 code = uci_write("network.wan.password", password.c_str())) {
+            return code;
+        }
+        QSC_EVENT(call, "set wan client pppoe password by %s", commander(call));
+        return 0;
+    };
+    return serve(call, get, set);
+}
+
+u32 commit(json_object* request)
+{
+    const u32 code = update_dhcp_options();
+    return code != 0 ? code : commit_packages(request, "qrndhcpopts");
+}
+
+} // namespace
+
+QSC_HANDLER(Qsc_DhcpV4Client_Do_Enable, client_enable(call))
+QSC_HANDLER(Qsc_DhcpV4Client_Do_Broadcast, client_broadcast(call))
+QSC_HANDLER(Qsc_DhcpV4Client_Do_SentOptionNumberOfEntries,
+            serve_get(call, [&] { return answer_text(call.value, "2"); }))
+QSC_HANDLER(Qsc_DhcpV4Client_Do_ReqOptionNumberOfEntries,
+            serve_get(call, [&] { return answer_text(call.value, "1"); }))
+QSC_HANDLER(Qsc_DhcpV4Client_Do_XQrnPppoeUsername,
+            serve_text(call, "network.wan.username", [&](const char* username) {
+                QSC_EVENT(call, "set wan client pppoe username %s by %s", shown(username), commander(call));
+            }))
+QSC_HANDLER(Qsc_DhcpV4Client_Do_XQrnPppoePassword, pppoe_password(call))
+
+uint32_t Qsc_DhcpV4Client_Commit(const char*, json_object* request, uint32_t, uint32_t, int64_t, uint64_t)
+{
+    return is_object(request) ? finish_commit(request, commit(request)) : EINVAL;
+}
+
+uint32_t Qsc_DhcpV4Client_Service(const char*, json_object* request)
+{
+    constexpr const char* kScripts[] = {"network"};
+    return serve_service(request, kScripts);
+}
+
+constexpr Qsc_ParamEntry g_QscDhcpV4ClientCmd[] = {
+    {0, "Enable", Qsc_DhcpV4Client_Do_Enable, 0, 0},
+    {1, "Broadcast", Qsc_DhcpV4Client_Do_Broadcast, 0, 0},
+    {2, "SentOptionNumberOfEntries", Qsc_DhcpV4Client_Do_SentOptionNumberOfEntries, 0, 0},
+    {3, "ReqOptionNumberOfEntries", Qsc_DhcpV4Client_Do_ReqOptionNumberOfEntries, 0, 0},
+    {4, "XQrnPppoeUsername", Qsc_DhcpV4Client_Do_XQrnPppoeUsername, 0, 0},
+    {5, "XQrnPppoePassword", Qsc_DhcpV4Client_Do_XQrnPppoePassword, 0, 0},
+    kTableEnd,
+};
+static_assert(is_sound(g_QscDhcpV4ClientCmd));

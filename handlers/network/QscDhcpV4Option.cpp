@@ -1,0 +1,377 @@
+// SPDX-License-Identifier: Apache-2.0
+// The options of the DHCPv4 client: fixed slots, each one option tag with a section of its own.
+#include <atomic>
+#include <cstring>
+
+#include "base/Parse.h"
+#include "core/Instances.h"
+#include "core/Tables.h"
+#include "core/UciAccess.h"
+#include "handlers/network/DhcpV4Options.h"
+#include "include/bacl.h"
+#include "include/qsc_dhcpv4_client.h"
+
+using namespace qsc;
+
+namespace
+{
+
+constexpr const char* kModule = "QscDhcpV4Client";
+
+using OptionText = Text<510>;
+
+enum class Object { kRequested, kSent, kRelay, kSubcode };
+
+/// Where a slot keeps its state, and what the DHCP client reads.
+struct Slot {
+    Object object;
+    i32 instance;
+    const char* tag;
+    const char* subcode; ///< null: it is no sub-option
+    const char* input;
+    const char* enable;
+    const char* update;
+    const char* instr;
+    const char* outputtype;
+    const char* section; ///< what the target belongs to
+    const char* target;  ///< null: the tag stands in the list of requested options or not
+};
+
+#define SLOT_KEYS(SECTION)                                                                                   \
+    SECTION ".input", SECTION ".enable", SECTION ".update", SECTION ".instr", SECTION ".outputtype"
+
+constexpr Slot kSlots[] = {
+    {Object::kRequested, 1, "43", nullptr, SLOT_KEYS("qrndhcpopts.req43"), "network.wan", nullptr},
+    {Object::kSent, 1, "60", nullptr, SLOT_KEYS("qrndhcpopts.sent60"), "network.wan", "network.wan.vendorid"},
+    {Object::kSent, 2, "61", nullptr, SLOT_KEYS("qrndhcpopts.sent61"), "network.wan", "network.wan.clientid"},
+    {Object::kRelay, 1, "82", nullptr, SLOT_KEYS("qrndhcpopts.relays82"), "qrndhcpopts.relays82",
+     "qrndhcpopts.relays82.output"},
+    {Object::kSubcode, 1, "82", "1", SLOT_KEYS("qrndhcpopts.dorelay82sc1"), "qrndhcpopts.dorelay82sc1",
+     "qrndhcpopts.dorelay82sc1.output"},
+    {Object::kSubcode, 2, "82", "1", SLOT_KEYS("qrndhcpopts.dorelay82sc2"), "qrndhcpopts.dorelay82sc2",
+     "qrndhcpopts.dorelay82sc2.output"},
+};
+
+constexpr i32 count_slots(Object object)
+{
+    i32 count = 0;
+    for (const Slot& slot : kSlots) {
+        count += slot.object == object ? 1 : 0;
+    }
+    return count;
+}
+
+constexpr const char* kRequestedTags = "network.wan.reqopts";
+
+/// An option has changed since the last commit.
+constinit std::atomic<bool> g_has_changes = false;
+
+const Slot* find_slot(Object object, i32 instance)
+{
+    for (const Slot& slot : kSlots) {
+        if (slot.object == object && slot.instance == instance) {
+            return &slot;
+        }
+    }
+    return nullptr;
+}
+
+/// What an object's events call it.
+constexpr const char* words_of(Object object)
+{
+    switch (object) {
+    case Object::kRequested:
+        return "request option";
+    case Object::kSent:
+        return "sent option";
+    case Object::kRelay:
+        return "relay sent option";
+    default:
+        return "relay sent option subcode";
+    }
+}
+
+/// Serves a parameter of the instance that the call is for.
+template <typename Serve>
+u32 with_slot(const Call& call, Object object, Serve serve_slot)
+{
+    if (!is_object(call.value)) {
+        return EINVAL;
+    }
+    const Slot* const slot = find_slot(object, instance_of(call));
+    return slot != nullptr ? serve_slot(*slot) : finish(call.value, EINVAL);
+}
+
+/// A text that belongs to the slot for good.
+u32 option_constant(const Call& call, Object object, const char* Slot::*text)
+{
+    return with_slot(call, object, [&](const Slot& slot) {
+        return serve_get(call, [&] { return answer_text(call.value, slot.*text); });
+    });
+}
+
+/// One of the options that make up a slot's state.
+struct Field {
+    const char* Slot::*key;
+    const char* words;
+    bool is_switch; ///< only "1" and "0"
+};
+
+constexpr Field kValue{&Slot::input, "value", false};
+constexpr Field kEnable{&Slot::enable, "enable", true};
+constexpr Field kValueString{&Slot::instr, "value string", false};
+
+/// Stores a changed value and marks the slot.
+u32 store(const Slot& slot, const char* key, const OptionText& value)
+{
+    OptionText stored;
+    (void)uci_peek(key, stored);
+    if (stored.view() == value.view()) {
+        return 0;
+    }
+    if (const u32 code = uci_write(key, value.c_str())) {
+        return code;
+    }
+    g_has_changes = true;
+    return uci_write(slot.update, "1");
+}
+
+u32 set_option(const Call& call, const Slot& slot, const Field& field)
+{
+    OptionText value;
+    if (const u32 code = take_value(call, value)) {
+        return code;
+    }
+    if (field.is_switch && value.view() != "1" && value.view() != "0") {
+        return EFAULT;
+    }
+    if (const u32 code = store(slot, slot.*field.key, value)) {
+        return code;
+    }
+    QSC_EVENT(call, "set DHCPv4 client %s [%d] %s %s by %s", words_of(slot.object), slot.instance,
+              field.words, shown(value.c_str()), commander(call));
+    return 0;
+}
+
+u32 option_field(const Call& call, Object object, const Field& field)
+{
+    return with_slot(call, object, [&](const Slot& slot) {
+        return serve(
+            call, [&] { return uci_answer_text<OptionText>(call, slot.*field.key); },
+            [&] { return set_option(call, slot, field); });
+    });
+}
+
+/// The value in the form that the DHCP client sends.
+void encode(const Slot& slot, Text<1022>& output)
+{
+    OptionText text;
+    if (uci_holds(slot.outputtype, "string")) {
+        (void)uci_peek(slot.instr, output);
+    } else if (uci_holds(slot.outputtype, "hex")) {
+        (void)uci_peek(slot.instr, text);
+        (void)output.fill([&](char* digits, std::size_t size) {
+            return BaCL_Binary2HexString(digits, static_cast<int32_t>(size),
+                                         reinterpret_cast<const uint8_t*>(text.c_str()),
+                                         static_cast<int32_t>(text.view().size()));
+        });
+    } else {
+        (void)uci_peek(slot.input, output);
+    }
+}
+
+/// Puts a tag into the list of requested options or takes it out; the order of the others stays.
+u32 request_tag(std::string_view tag, bool is_wanted)
+{
+    Text<2046> tags;
+    Text<2046> changed;
+    (void)uci_peek(kRequestedTags, tags);
+    const auto add = [&](std::string_view one) {
+        changed.append(changed.view().empty() ? "" : " ").append(one);
+    };
+    bool is_there = false;
+    for (std::string_view rest = tags.view(); !rest.empty();) {
+        const std::size_t length = std::min(rest.find(' '), rest.size());
+        const std::string_view one{rest.data(), length};
+        is_there = is_there || one == tag;
+        if (!one.empty() && (is_wanted || one != tag)) {
+            add(one);
+        }
+        rest.remove_prefix(std::min(length + 1, rest.size()));
+    }
+    if (is_there == is_wanted) {
+        return 0;
+    }
+    if (is_wanted) {
+        add(tag);
+    }
+    return changed.fits() ? uci_write(kRequestedTags, changed.c_str()) : EFAULT;
+}
+
+u32 update_target(const Slot& slot)
+{
+    const bool is_enabled = uci_holds(slot.enable, "1");
+    if (slot.target == nullptr) {
+        return request_tag(slot.tag, is_enabled);
+    }
+    Text<1022> output;
+    if (is_enabled) {
+        encode(slot, output);
+    }
+    return uci_write(slot.target, output.c_str());
+}
+
+u32 update(Object object, bool is_forced)
+{
+    if (!is_forced && !g_has_changes) {
+        return 0;
+    }
+    for (const Slot& slot : kSlots) {
+        if (slot.object != object || !(is_forced || uci_holds(slot.update, "1"))) {
+            continue;
+        }
+        if (const u32 code = update_target(slot)) {
+            return code;
+        }
+        if (const u32 code = uci_write(slot.update, "0")) {
+            return code;
+        }
+    }
+    return 0;
+}
+
+constexpr InstanceList kSentOptions{"Device.DHCPv4.Client.1.SentOption.",
+                                    "Device_DHCPv4 Client 1 Sent Option", g_QscDhcpV4ClientSentOptionCmd,
+                                    count_slots(Object::kSent)};
+constexpr InstanceList kRequestedOptions{"Device.DHCPv4.Client.1.ReqOption.",
+                                         "Device_DHCPv4 Client 1 Req Option", g_QscDhcpV4ClientReqOptionCmd,
+                                         count_slots(Object::kRequested)};
+constexpr InstanceList kRelayOptions{"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.",
+                                     "Device_DHCPv4 Client 1 Relay Sent Option",
+                                     g_QscDhcpV4ClientXQrnRelaySentOptionCmd, count_slots(Object::kRelay)};
+constexpr InstanceList kRelaySubcodes{"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.",
+                                      "Device_DHCPv4 Client 1 Relay Sent Option Subcode",
+                                      g_QscDhcpV4ClientXQrnRelaySentOption1SubcodeCmd,
+                                      count_slots(Object::kSubcode)};
+
+} // namespace
+
+QSC_HANDLER(Qsc_DhcpV4ClientSentOption_Do_Tag, option_constant(call, Object::kSent, &Slot::tag))
+QSC_HANDLER(Qsc_DhcpV4ClientSentOption_Do_Value, option_field(call, Object::kSent, kValue))
+QSC_HANDLER(Qsc_DhcpV4ClientSentOption_Do_Enable, option_field(call, Object::kSent, kEnable))
+QSC_HANDLER(Qsc_DhcpV4ClientSentOption_Do_XQrnValueStr, option_field(call, Object::kSent, kValueString))
+QSC_INSTANCE_HANDLERS(Qsc_DhcpV4ClientSentOption_Do_Index, Qsc_DhcpV4ClientSentOption_Do_All, kSentOptions)
+
+QSC_HANDLER(Qsc_DhcpV4ClientReqOption_Do_Tag, option_constant(call, Object::kRequested, &Slot::tag))
+QSC_HANDLER(Qsc_DhcpV4ClientReqOption_Do_Value, option_field(call, Object::kRequested, kValue))
+QSC_HANDLER(Qsc_DhcpV4ClientReqOption_Do_Enable, option_field(call, Object::kRequested, kEnable))
+QSC_INSTANCE_HANDLERS(Qsc_DhcpV4ClientReqOption_Do_Index, Qsc_DhcpV4ClientReqOption_Do_All, kRequestedOptions)
+
+QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Tag, option_constant(call, Object::kRelay, &Slot::tag))
+QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Enable, option_field(call, Object::kRelay, kEnable))
+QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Value, option_field(call, Object::kRelay, kValue))
+QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_XQrnValueStr,
+            option_field(call, Object::kRelay, kValueString))
+QSC_INSTANCE_HANDLERS(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Index,
+                      Qsc_DhcpV4ClientXQrnRelaySentOption_Do_All, kRelayOptions)
+
+QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Subcode,
+            option_constant(call, Object::kSubcode, &Slot::subcode))
+QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Tag,
+            option_constant(call, Object::kSubcode, &Slot::tag))
+QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Enable,
+            option_field(call, Object::kSubcode, kEnable))
+QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Value,
+            option_field(call, Object::kSubcode, kValue))
+QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_XQrnValueStr,
+            option_field(call, Object::kSubcode, kValueString))
+QSC_INSTANCE_HANDLERS(Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Index,
+                      Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_All, kRelaySubcodes)
+
+uint32_t _Qsc_DhcpV4ClientSentOption_CheckExist(uint32_t instance, uint32_t mode)
+{
+    const Slot* const slot =
+        instance <= INT32_MAX ? find_slot(Object::kSent, static_cast<i32>(instance)) : nullptr;
+    if (slot == nullptr) {
+        return 0;
+    }
+    OptionText text;
+    if (mode == 0) {
+        CommandText command;
+        command.append("/sbin/uci -q get ").append(slot->section);
+        (void)text.fill([&](char* buffer, std::size_t size) {
+            return QrnExeCmdSimpleGet(command.c_str(), buffer, static_cast<u32>(size));
+        });
+        (void)text.edit([](char* line) { return BaCL_RemoveLineFeed(line, 512); });
+    } else if (mode == 2) {
+        (void)uci_peek(slot->instr, text);
+    }
+    return text.view().empty() ? 0 : 1;
+}
+
+uint32_t _Qsc_DhcpV4ClientSentOption_Update(uint32_t force)
+{
+    return update(Object::kSent, force != 0);
+}
+
+uint32_t _Qsc_DhcpV4ClientReqOption_Update(uint32_t force)
+{
+    return update(Object::kRequested, force != 0);
+}
+
+uint32_t _Qsc_DhcpV4ClientRelaySentOption_Update(uint32_t force)
+{
+    return update(Object::kRelay, force != 0);
+}
+
+uint32_t _Qsc_DhcpV4ClientRelaySentOptionSubcode_Update(uint32_t force)
+{
+    return update(Object::kSubcode, force != 0);
+}
+
+u32 qsc::update_dhcp_options()
+{
+    for (const Object object : {Object::kRequested, Object::kSent, Object::kRelay, Object::kSubcode}) {
+        if (const u32 code = update(object, false)) {
+            return code;
+        }
+    }
+    g_has_changes = false;
+    return 0;
+}
+
+constexpr Qsc_ParamEntry g_QscDhcpV4ClientSentOptionCmd[] = {
+    {0, "Tag", Qsc_DhcpV4ClientSentOption_Do_Tag, 0, 0},
+    {1, "Value", Qsc_DhcpV4ClientSentOption_Do_Value, 0, 0},
+    {2, "Enable", Qsc_DhcpV4ClientSentOption_Do_Enable, 0, 0},
+    {3, "XQrnValueStr", Qsc_DhcpV4ClientSentOption_Do_XQrnValueStr, 0, 0},
+    kTableEnd,
+};
+static_assert(is_sound(g_QscDhcpV4ClientSentOptionCmd));
+
+constexpr Qsc_ParamEntry g_QscDhcpV4ClientReqOptionCmd[] = {
+    {0, "Tag", Qsc_DhcpV4ClientReqOption_Do_Tag, 0, 0},
+    {1, "Value", Qsc_DhcpV4ClientReqOption_Do_Value, 0, 0},
+    {2, "Enable", Qsc_DhcpV4ClientReqOption_Do_Enable, 0, 0},
+    kTableEnd,
+};
+static_assert(is_sound(g_QscDhcpV4ClientReqOptionCmd));
+
+constexpr Qsc_ParamEntry g_QscDhcpV4ClientXQrnRelaySentOptionCmd[] = {
+    {0, "Tag", Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Tag, 0, 0},
+    {1, "Enable", Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Enable, 0, 0},
+    {2, "Value", Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Value, 0, 0},
+    {3, "XQrnValueStr", Qsc_DhcpV4ClientXQrnRelaySentOption_Do_XQrnValueStr, 0, 0},
+    kTableEnd,
+};
+static_assert(is_sound(g_QscDhcpV4ClientXQrnRelaySentOptionCmd));
+
+constexpr Qsc_ParamEntry g_QscDhcpV4ClientXQrnRelaySentOption1SubcodeCmd[] = {
+    {0, "Subcode", Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Subcode, 0, 0},
+    {1, "Tag", Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Tag, 0, 0},
+    {2, "Enable", Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Enable, 0, 0},
+    {3, "Value", Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Value, 0, 0},
+    {4, "XQrnValueStr", Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_XQrnValueStr, 0, 0},
+    kTableEnd,
+};
+static_assert(is_sound(g_QscDhcpV4ClientXQrnRelaySentOption1SubcodeCmd));

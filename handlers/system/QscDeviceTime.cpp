@@ -1,0 +1,244 @@
+// SPDX-License-Identifier: Apache-2.0
+// "Device.Time": the NTP client, the local time and the time zone.
+#include <algorithm>
+#include <atomic>
+#include <ctime>
+
+#include <fcntl.h>
+
+#include "base/FileDescriptor.h"
+#include "base/Parse.h"
+#include "core/Service.h"
+#include "core/Tables.h"
+#include "core/UciAccess.h"
+#include "include/bacl.h"
+#include "include/qsc_device_time.h"
+
+using namespace qsc;
+
+namespace
+{
+
+constexpr const char* kModule = "QscDeviceTime";
+
+constexpr const char* kNtpEnabled = "system.ntp.enabled";
+constexpr const char* kNtpServers = "system.ntp.server";
+constexpr const char* kDstDisabled = "system.ntp.dstdisable";
+constexpr const char* kZone = "system.@system[0].timezone";
+constexpr const char* kLocation = "system.@system[0].tzlocation";
+
+constexpr i32 kNtpServerCount = 5;
+
+/// The zone has changed, and "system" was not restarted since.
+constinit std::atomic<bool> g_needs_restart = false;
+
+/// The word that the NTP service left for us.
+u32 answer_ntp_status(const Call& call)
+{
+    ValueText enabled;
+    (void)uci_read(call, kNtpEnabled, enabled);
+    if (enabled.view() != "1") {
+        return answer_text(call.value, "Disabled");
+    }
+    // Not blocking, so that a pipe in the place of the file cannot stop the caller.
+    const FileDescriptor file{open("/tmp/.ntpstatus", O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
+    if (!file.is_open()) {
+        return answer_text(call.value, "Unsynchronized");
+    }
+    char text[256];
+    const ssize_t length = read(file.get(), text, sizeof text);
+    std::string_view rest{text, static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
+    const auto* const begin = std::find_if_not(rest.begin(), rest.end(), is_space);
+    const auto* const end = std::find_if(begin, rest.end(), is_space);
+    ValueText word;
+    return word.assign({begin, end}) && !word.view().empty()
+               ? answer_text(call.value, word.c_str())
+               : answer_text(call.value, "Error_FailedToSynchronize");
+}
+
+u32 ntp_server(const Call& call, i32 index)
+{
+    if (index < 0 || index >= kNtpServerCount) {
+        return EINVAL;
+    }
+    const auto item = static_cast<u32>(index);
+    Text<126, 256> server;
+    const auto get = [&] {
+        const u32 code = server.fill([&](char* buffer, std::size_t size) {
+            return QrnUci_GetListItem(kNtpServers, item, buffer, static_cast<u32>(size));
+        });
+        if (code != 0) {
+            QSC_LOG_CALL(call, kLogWarning, "%s not found\n", kNtpServers);
+            server.clear();
+        }
+        return answer_text(call.value, server.c_str());
+    };
+    const auto set = [&]() -> u32 {
+        if (const u32 code = take_value(call, server)) {
+            return code;
+        }
+        if (const u32 code = QrnUci_SetListItem(kNtpServers, item, server.c_str())) {
+            return code;
+        }
+        QSC_EVENT(call, "set NTP server %d %s by %s", index, shown(server.c_str()), commander(call));
+        return 0;
+    };
+    return serve(call, get, set);
+}
+
+u32 answer_local_time(const Call& call)
+{
+    const std::time_t now = std::time(nullptr);
+    std::tm broken_down = {};
+    char text[128];
+    tzset(); // localtime_r() need not look at the zone again
+    if (localtime_r(&now, &broken_down) == nullptr ||
+        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &broken_down) == 0) {
+        return EFAULT;
+    }
+    return answer_text(call.value, text);
+}
+
+u32 set_local_time(const Call& call)
+{
+    std::string_view text;
+    if (const u32 code = take_text(call.value, text)) {
+        return code;
+    }
+    ValueText time;
+    if (!time.assign(text) || std::count(text.begin(), text.end(), '-') > 2) {
+        return EINVAL;
+    }
+    if (std::any_of(text.begin(), text.end(), is_shell_special)) {
+        return EFAULT;
+    }
+    CommandText command;
+    command.append("date -s \"").append_quoted(text).append("\"");
+    if (const u32 code = QrnExeCmdSimple(command.c_str())) {
+        return code;
+    }
+    QSC_EVENT(call, "set %s %s by %s", shown(call.name), shown(time.c_str()), commander(call));
+    return 0;
+}
+
+u32 time_zone_location(const Call& call)
+{
+    const auto get = [&] { return uci_answer_text(call, kLocation); };
+    const auto set = [&]() -> u32 {
+        ValueText location;
+        if (const u32 code = take_value(call, location)) {
+            return code;
+        }
+        char zone[128];
+        if (Qsc_TZ_FindTimeZone(location.c_str(), zone, sizeof zone) == 0) {
+            QSC_LOG_CALL(call, kLogError, "time zone location not found\n");
+            return EFAULT;
+        }
+        if (const u32 code = uci_write(kLocation, location.c_str())) {
+            return code;
+        }
+        g_needs_restart = true;
+        QSC_EVENT(call, "set time zone location %s by %s", location.c_str(), commander(call));
+        return 0;
+    };
+    return serve(call, get, set);
+}
+
+u32 daylight_saving_disabled(const Call& call)
+{
+    return serve_int(call, kDstDisabled, [&](i32 flag) {
+        g_needs_restart = true;
+        QSC_EVENT(call, "set daylight saving time disabled flag %d by %s", flag, commander(call));
+    });
+}
+
+/// Brings the zone string in line with the location; false in `is_known` means there is nothing to commit.
+u32 update_zone(bool& is_known)
+{
+    Text<130> location;
+    if (const u32 code = uci_peek(kLocation, location)) {
+        return code;
+    }
+    ValueText zone;
+    const u32 found = zone.fill([&](char* buffer, std::size_t size) {
+        return Qsc_TZ_FindTimeZone(location.c_str(), buffer, static_cast<u32>(size));
+    });
+    is_known = found != 0;
+    if (!is_known) {
+        return 0;
+    }
+    if (found == 2) {
+        if (const u32 code = uci_peek(kZone, zone)) {
+            return code;
+        }
+    }
+    if (uci_holds(kDstDisabled, "1")) {
+        const std::size_t length = zone.view().size();
+        if (const u32 code = zone.edit(Qsc_TZ_RemoveDaylightSavingTime)) {
+            return code;
+        }
+        g_needs_restart = g_needs_restart || zone.view().size() != length;
+    }
+    return g_needs_restart ? uci_write(kZone, zone.c_str()) : 0;
+}
+
+u32 commit(json_object* request)
+{
+    bool is_known = false;
+    const u32 code = update_zone(is_known);
+    return code != 0 || !is_known ? code : commit_packages(request, "system");
+}
+
+} // namespace
+
+QSC_HANDLER(Qsc_DevTime_Do_Enable, serve_int(call, kNtpEnabled, [&](i32 flag) {
+                QSC_EVENT(call, "set NTP server enabled flag %d by %s", flag, commander(call));
+            }))
+QSC_HANDLER(Qsc_DevTime_Do_Status, serve_get(call, [&] { return answer_ntp_status(call); }))
+QSC_HANDLER(Qsc_DevTime_Do_NtpServer1, ntp_server(call, 0))
+QSC_HANDLER(Qsc_DevTime_Do_NtpServer2, ntp_server(call, 1))
+QSC_HANDLER(Qsc_DevTime_Do_NtpServer3, ntp_server(call, 2))
+QSC_HANDLER(Qsc_DevTime_Do_NtpServer4, ntp_server(call, 3))
+QSC_HANDLER(Qsc_DevTime_Do_NtpServer5, ntp_server(call, 4))
+QSC_HANDLER(Qsc_DevTime_Do_CurrentLocalTime,
+            serve(
+                call, [&] { return answer_local_time(call); }, [&] { return set_local_time(call); }))
+QSC_HANDLER(Qsc_DevTime_Do_LocalTimeZone, serve_text(call, kZone, [&](const char* zone) {
+                QSC_EVENT(call, "set time zone %s by %s", shown(zone), commander(call));
+            }))
+QSC_HANDLER(Qsc_DevTime_Do_XQrnTimeZoneLocation, time_zone_location(call))
+QSC_HANDLER(Qsc_DevTime_Do_XQrnDSTDisable, daylight_saving_disabled(call))
+
+uint32_t Qsc_DevTime_Commit(const char*, json_object* request, uint32_t, uint32_t, int64_t, uint64_t)
+{
+    return is_object(request) ? finish_commit(request, commit(request)) : EINVAL;
+}
+
+uint32_t Qsc_DevTime_Service(const char*, json_object* request)
+{
+    return serve_action(request, [](std::string_view action) -> u32 {
+        if (g_needs_restart) {
+            if (const u32 code = run_init_script("system", "restart")) {
+                return code;
+            }
+            g_needs_restart = false;
+        }
+        return run_init_script("sysntpd", action);
+    });
+}
+
+constexpr Qsc_ParamEntry g_QscDeviceTimeCmd[] = {
+    {0, "Enable", Qsc_DevTime_Do_Enable, 0, 0},
+    {1, "Status", Qsc_DevTime_Do_Status, 0, 0},
+    {2, "NTPServer1", Qsc_DevTime_Do_NtpServer1, 0, 0},
+    {3, "NTPServer2", Qsc_DevTime_Do_NtpServer2, 0, 0},
+    {4, "NTPServer3", Qsc_DevTime_Do_NtpServer3, 0, 0},
+    {5, "NTPServer4", Qsc_DevTime_Do_NtpServer4, 0, 0},
+    {6, "NTPServer5", Qsc_DevTime_Do_NtpServer5, 0, 0},
+    {7, "CurrentLocalTime", Qsc_DevTime_Do_CurrentLocalTime, 0, 0},
+    {8, "LocalTimeZone", Qsc_DevTime_Do_LocalTimeZone, 0, 0},
+    {9, "XQrnTimeZoneLocation", Qsc_DevTime_Do_XQrnTimeZoneLocation, 0, 0},
+    {10, "XQrnDSTDisable", Qsc_DevTime_Do_XQrnDSTDisable, 0, 0},
+    kTableEnd,
+};
+static_assert(is_sound(g_QscDeviceTimeCmd));

@@ -1,0 +1,51 @@
+#!/usr/bin/env bats
+load device.bash
+
+@test "a sent option reaches the DHCP client by set --apply" {
+    qsc set Device.DHCPv4.Client.1.SentOption.1 Value=router XQrnValueStr=router Enable=1 --apply
+    grep -q "option vendorid 'router'" "$state/etc/config/network"
+    grep -q "option update '0'" "$state/etc/config/qrndhcpopts"
+    same "$(journal)" "/etc/init.d/network restart"
+    qsc set Device.DHCPv4.Client.1.SentOption.1 Enable=0 --apply
+    run grep vendorid "$state/etc/config/network"
+    same "$status" 1
+}
+
+@test "commit takes the packages it is told, service the action as given" {
+    qsc batch <<'BATCH'
+# what a front end sends, step by step
+set Device.DHCPv4.Client.1.SentOption.1 'XQrnValueStr=it'\''s "it"' Enable=1
+commit Device.DHCPv4.Client.1 qrndhcpopts network
+service Device.DHCPv4.Client.1 "restart now"
+BATCH
+    same "$(device uci get network.wan.vendorid)" "it's \"it\""
+    same "$(journal)" "/etc/init.d/network restart now"
+    same "$(events)" "set DHCPv4 client sent option [1] enable 1 by CLI
+set DHCPv4 client sent option [1] value string it's \\\"it\\\" by CLI"
+    run qsc batch <<<"set Device.DHCPv4.Client.1.SentOption.3 Enable=1
+get version"
+    same "$status" 1
+    [[ $output == *"SentOption.3: set failed: code 22"*"line 1 of the batch was the last" ]]
+    run qsc batch <<<"get 'version"
+    same "$output" "qsc: line 1 of the batch has an open quote, or more than 254 words"
+}
+
+@test "a list answers all its instances or one" {
+    qsc set Device.DHCPv4.Client.1.SentOption.2 XQrnValueStr=id
+    same "$(qsc get 'Device.DHCPv4.Client.1.SentOption.*')" "Device.DHCPv4.Client.1.SentOption.1.Tag          = 60
+Device.DHCPv4.Client.1.SentOption.1.Value        = 
+Device.DHCPv4.Client.1.SentOption.1.Enable       = 0
+Device.DHCPv4.Client.1.SentOption.1.XQrnValueStr = 
+Device.DHCPv4.Client.1.SentOption.2.Tag          = 61
+Device.DHCPv4.Client.1.SentOption.2.Value        = 
+Device.DHCPv4.Client.1.SentOption.2.Enable       = 0
+Device.DHCPv4.Client.1.SentOption.2.XQrnValueStr = id"
+    same "$(qsc get Device.DHCPv4.Client.1.SentOption.2 XQrnValueStr)" "XQrnValueStr = id"
+    same "$(qsc get Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.2 Subcode)" "Subcode = 1"
+    same "$(qsc get Device.DHCPv4.Client.1 SentOptionNumberOfEntries)" "SentOptionNumberOfEntries = 2"
+    for index in 0 -1 3 4294967297 1x; do
+        run qsc get "Device.DHCPv4.Client.1.SentOption.$index"
+        same "$status" 1
+        [[ $output == *"code 22"* ]]
+    done
+}

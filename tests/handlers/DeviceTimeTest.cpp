@@ -1,0 +1,319 @@
+// SPDX-License-Identifier: Apache-2.0
+// "Device.Time" against a faked outside.
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+
+#include <json-c/json.h>
+
+#include "qsc_device_time.h"
+#include "support/Outside.h"
+
+using namespace test;
+
+namespace
+{
+
+constexpr const char* kZone = "system.@system[0].timezone";
+constexpr const char* kLocation = "system.@system[0].tzlocation";
+
+std::string service(const char* object)
+{
+    const Json value{object};
+    const uint32_t code = Qsc_DevTime_Service("Device.Time", value.get());
+    return std::to_string(code) + " " + value.text();
+}
+
+/// Text of a length, as a request's object.
+std::string value_of(std::size_t length, char character = 'x')
+{
+    return R"({"ParamValue":")" + std::string(length, character) + R"("})";
+}
+
+} // namespace
+
+class DeviceTime : public OutsideTest
+{
+  protected:
+    /// The restart flag lives as long as the library: each test starts with it cleared.
+    void SetUp() override
+    {
+        OutsideTest::SetUp();
+        service(R"({"action":"x"})");
+        outside() = Outside{};
+    }
+
+    static std::string commit(const char* object = "{}") { return call(Qsc_DevTime_Commit, kCommit, object); }
+};
+
+TEST_F(DeviceTime, ReadsEveryParameter)
+{
+    outside().uci = {{"system.ntp.enabled", "0x10"},
+                     {"system.ntp.server[0]", "a.example"},
+                     {"system.ntp.server[4]", "e.example"},
+                     {kZone, "GMT0"},
+                     {kLocation, "UserDefined"},
+                     {"system.ntp.dstdisable", "1x"}};
+    const Json all{"{}"};
+    EXPECT_EQ(request("Device.Time", kGet, all.get()), 0u);
+    const auto value = [&](const char* name) {
+        return std::string{json_object_get_string(
+            json_object_object_get(json_object_object_get(all.get(), name), "ParamValue"))};
+    };
+    EXPECT_EQ(value("Enable"), "16");
+    EXPECT_EQ(value("Status"), "Disabled");
+    EXPECT_EQ(value("NTPServer1"), "a.example");
+    EXPECT_EQ(value("NTPServer2"), "");
+    EXPECT_EQ(value("NTPServer5"), "e.example");
+    EXPECT_EQ(value("LocalTimeZone"), "GMT0");
+    EXPECT_EQ(value("XQrnTimeZoneLocation"), "UserDefined");
+    EXPECT_EQ(value("XQrnDSTDisable"), "1");
+    EXPECT_EQ(json_object_object_length(all.get()), 11);
+    const LogLine missing{4, "[W] system.ntp.server not found\n"};
+    EXPECT_EQ(outside().logs, (std::vector<LogLine>{missing, missing, missing}));
+
+    // The time as libc writes it, to the second.
+    std::string before, after, answered;
+    do {
+        char text[64];
+        std::time_t now = std::time(nullptr);
+        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", std::localtime(&now));
+        before = text;
+        answered = call(Qsc_DevTime_Do_CurrentLocalTime, kGet, "{}");
+        now = std::time(nullptr);
+        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", std::localtime(&now));
+        after = text;
+    } while (before != after);
+    EXPECT_EQ(answered, R"(0 {"ParamValue":")" + before + R"(","ParamId":0})");
+}
+
+TEST_F(DeviceTime, StatusIsTheWordOfTheNtpService)
+{
+    const struct {
+        const char* enabled;
+        const char* file; // null: there is none
+        const char* status;
+    } cases[] = {
+        {"0", "Synchronized", "Disabled"},
+        {"01", "Synchronized", "Disabled"},
+        {"1", nullptr, "Unsynchronized"},
+        {"1", "Synchronized since noon\n", "Synchronized"},
+        {"1", "  \n Word", "Word"},
+        {"1", "", "Error_FailedToSynchronize"},
+        {"1", " \n", "Error_FailedToSynchronize"},
+    };
+    for (const auto& [enabled, file, status] : cases) {
+        outside().uci["system.ntp.enabled"] = enabled;
+        std::remove("/tmp/.ntpstatus");
+        if (file != nullptr) {
+            std::ofstream{"/tmp/.ntpstatus"} << file;
+        }
+        EXPECT_EQ(call(Qsc_DevTime_Do_Status, kGet, "{}"),
+                  std::string{R"(0 {"ParamValue":")"} + status + R"(","ParamId":0})");
+    }
+    std::remove("/tmp/.ntpstatus");
+    EXPECT_EQ(call(Qsc_DevTime_Do_Status, kSet, R"({"ParamValue":"x"})"),
+              R"(14 {"ParamValue":"x","ParamId":14})");
+}
+
+TEST_F(DeviceTime, SetsAreStagedAndRecorded)
+{
+    const struct {
+        Qsc_Handler handler;
+        const char* value;
+        const char* stored;
+        const char* event;
+    } cases[] = {
+        {Qsc_DevTime_Do_Enable, "1", "set system.ntp.enabled=1", "set NTP server enabled flag 1 by CLI"},
+        {Qsc_DevTime_Do_Enable, "\"-7\"", "set system.ntp.enabled=-7",
+         "set NTP server enabled flag -7 by CLI"},
+        {Qsc_DevTime_Do_NtpServer1, "\"a\"", "set system.ntp.server[0]=a", "set NTP server 0 a by CLI"},
+        {Qsc_DevTime_Do_NtpServer5, "\"\"", "set system.ntp.server[4]=", "set NTP server 4 <empty> by CLI"},
+        {Qsc_DevTime_Do_LocalTimeZone, "\"no zone\"", "set system.@system[0].timezone=no zone",
+         "set time zone no zone by CLI"},
+        {Qsc_DevTime_Do_XQrnTimeZoneLocation, "\"asia/tehran\"",
+         "set system.@system[0].tzlocation=asia/tehran", "set time zone location asia/tehran by CLI"},
+        {Qsc_DevTime_Do_XQrnDSTDisable, "true", "set system.ntp.dstdisable=1",
+         "set daylight saving time disabled flag 1 by CLI"},
+    };
+    for (const auto& [handler, value, stored, event] : cases) {
+        outside().done.clear();
+        outside().events.clear();
+        const std::string object = std::string{R"({"ParamValue":)"} + value + "}";
+        EXPECT_EQ(call(handler, kSet, object.c_str()).substr(0, 2), "0 ") << stored;
+        EXPECT_EQ(outside().done, Lines{stored});
+        EXPECT_EQ(outside().events, Lines{std::string{R"("Status":"n","Msg":")"} + event + "\""});
+    }
+}
+
+TEST_F(DeviceTime, RefusedSetsChangeNothing)
+{
+    const struct {
+        Qsc_Handler handler;
+        std::string object;
+        uint32_t code;
+    } cases[] = {
+        {Qsc_DevTime_Do_Enable, "{}", 22},
+        {Qsc_DevTime_Do_Enable, R"({"ParamValue":"1x"})", 14},
+        {Qsc_DevTime_Do_Enable, R"({"ParamValue":2147483648})", 14},
+        {Qsc_DevTime_Do_NtpServer1, "{}", 22},
+        {Qsc_DevTime_Do_NtpServer1, R"({"ParamValue":null})", 14},
+        {Qsc_DevTime_Do_NtpServer1, R"({"ParamValue":["a"]})", 14},
+        {Qsc_DevTime_Do_NtpServer1, value_of(127), 14},
+        {Qsc_DevTime_Do_LocalTimeZone, value_of(127), 14},
+        {Qsc_DevTime_Do_XQrnTimeZoneLocation, R"({"ParamValue":"America/New_York"})", 14},
+        {Qsc_DevTime_Do_XQrnTimeZoneLocation, R"({"ParamValue":""})", 14},
+        {Qsc_DevTime_Do_XQrnTimeZoneLocation, value_of(5000), 14},
+        {Qsc_DevTime_Do_CurrentLocalTime, "{}", 22},
+        {Qsc_DevTime_Do_CurrentLocalTime, value_of(127), 22},
+        {Qsc_DevTime_Do_CurrentLocalTime, R"({"ParamValue":"2024-01-02-03"})", 22},
+        {Qsc_DevTime_Do_CurrentLocalTime, R"({"ParamValue":"$reboot---"})", 22},
+        {Qsc_DevTime_Do_CurrentLocalTime, R"({"ParamValue":"$reboot"})", 14},
+        {Qsc_DevTime_Do_CurrentLocalTime, R"({"ParamValue":"a;reboot"})", 14},
+    };
+    for (const auto& [handler, object, code] : cases) {
+        EXPECT_EQ(call(handler, kSet, object.c_str()).substr(0, 2), std::to_string(code)) << object;
+    }
+    EXPECT_TRUE(outside().done.empty());
+    EXPECT_TRUE(outside().events.empty());
+    EXPECT_EQ(outside().logs.size(), 2u) << "only unknown locations say so";
+    EXPECT_EQ(outside().logs[0], (LogLine{3, "[E] time zone location not found\n"}));
+
+    outside().uci_codes["set system.ntp.server[0]"] = 5;
+    EXPECT_EQ(call(Qsc_DevTime_Do_NtpServer1, kSet, value_of(126).c_str()).substr(0, 2), "5 ");
+    EXPECT_TRUE(outside().events.empty());
+}
+
+TEST_F(DeviceTime, SettingTheTimeRunsDateWithTheTextExactly)
+{
+    const struct {
+        const char* value;
+        const char* command;
+        const char* event;
+    } cases[] = {
+        {R"("2024-01-02T03:04:05")", R"(popen date -s "2024-01-02T03:04:05")",
+         "set name 2024-01-02T03:04:05 by CLI"},
+        {R"("a\"b\\c\nd")", "popen date -s \"a\\\"b\\\\c\nd\"", R"(set name a\"b\\c\nd by CLI)"},
+        {R"("")", R"(popen date -s "")", "set name <empty> by CLI"},
+    };
+    for (const auto& [value, command, event] : cases) {
+        outside().done.clear();
+        outside().events.clear();
+        EXPECT_EQ(call(Qsc_DevTime_Do_CurrentLocalTime, kSet,
+                       (std::string{R"({"ParamValue":)"} + value + "}").c_str())
+                      .substr(0, 2),
+                  "0 ");
+        EXPECT_EQ(outside().commands(), Lines{command});
+        EXPECT_EQ(outside().events, Lines{std::string{R"("Status":"n","Msg":")"} + event + "\""});
+    }
+    outside().wait_statuses["date -s \"x\""] = 1 << 8;
+    EXPECT_EQ(call(Qsc_DevTime_Do_CurrentLocalTime, kSet, R"({"ParamValue":"x"})").substr(0, 2), "14");
+    EXPECT_EQ(outside().events.size(), 1u) << "a failed set is no event";
+}
+
+TEST_F(DeviceTime, CommitDerivesTheZoneFromTheLocation)
+{
+    const struct {
+        const char* location;
+        const char* disabled;
+        const char* zone; // what is stored before
+        bool is_set;      // the location was set, so the zone must be written
+        Lines done;
+    } cases[] = {
+        {"america/new york",
+         "0",
+         "GMT0",
+         true,
+         {"set system.@system[0].timezone=EST5EDT,M3.2.0,M11.1.0", "commit system", "sync"}},
+        {"America/New York", "0", "GMT0", false, {"commit system", "sync"}},
+        {"America/New York",
+         "1",
+         "GMT0",
+         false,
+         {"set system.@system[0].timezone=EST5", "commit system", "sync"}},
+        {"Asia/Tehran", "1", "GMT0", false, {"commit system", "sync"}},
+        {"Asia/Tehran",
+         "1",
+         "GMT0",
+         true,
+         {"set system.@system[0].timezone=<+0330>-3:30<+0430>,J79/24,J263/24", "commit system", "sync"}},
+        {"UserDefined", "0", "mine", false, {"commit system", "sync"}},
+        {"UserDefined",
+         "1",
+         "CET-1CEST,M3.5.0",
+         false,
+         {"set system.@system[0].timezone=CET-1", "commit system", "sync"}},
+        {"UserDefined", "1", "X,M3", false, {"sync"}},
+        {"Nowhere", "0", "GMT0", true, {"sync"}},
+        {"", "0", "GMT0", true, {"sync"}},
+    };
+    for (const auto& [location, disabled, zone, is_set, done] : cases) {
+        outside() = Outside{};
+        service(R"({"action":"x"})");
+        if (is_set) {
+            call(Qsc_DevTime_Do_XQrnTimeZoneLocation, kSet, R"({"ParamValue":"Asia/Tehran"})");
+        }
+        outside() = Outside{};
+        outside().uci = {{kLocation, location}, {kZone, zone}, {"system.ntp.dstdisable", disabled}};
+        const bool is_broken = std::string{zone} == "X,M3";
+        EXPECT_EQ(commit().substr(0, 2), is_broken ? "14" : "0 ") << location;
+        EXPECT_EQ(outside().done, done) << location;
+    }
+}
+
+TEST_F(DeviceTime, CommitTakesThePackagesThatTheRequestNames)
+{
+    outside().uci[kLocation] = "Africa/Abidjan";
+    const struct {
+        const char* object;
+        const char* answer;
+        Lines done;
+    } cases[] = {
+        {"{}", R"(0 {"package":["system"],"ParamId":0})", {"commit system", "sync"}},
+        {R"({"package":[]})", R"(0 {"package":["system"],"ParamId":0})", {"commit system", "sync"}},
+        {R"({"package":["b",7,null,"","a"]})",
+         R"(0 {"package":["b",7,null,"","a"],"ParamId":0})",
+         {"commit b", "commit a", "sync"}},
+        {R"({"package":[null,""]})", R"(0 {"package":[null,""],"ParamId":0})", {"sync"}},
+        {R"({"package":"system"})", R"(22 {"package":"system","ParamId":22})", {"sync"}},
+        {R"({"package":null})", R"(22 {"package":null,"ParamId":22})", {"sync"}},
+        {R"({"package":["bad","a"]})", R"(5 {"package":["bad","a"],"ParamId":5})", {"commit bad", "sync"}},
+    };
+    outside().uci_codes["commit bad"] = 5;
+    for (const auto& [object, answer, done] : cases) {
+        outside().done.clear();
+        EXPECT_EQ(commit(object), answer);
+        EXPECT_EQ(outside().done, done) << object;
+    }
+    outside().uci.clear();
+    EXPECT_EQ(commit(), R"(14 {"ParamId":14})") << "no location is stored at all";
+    EXPECT_EQ(Qsc_DevTime_Commit("x", nullptr, kCommit, 8, 0, 0), 22u);
+}
+
+TEST_F(DeviceTime, ServiceRestartsTheSystemOncePerChange)
+{
+    const Lines both{"popen /etc/init.d/system restart", "sync", "popen /etc/init.d/sysntpd restart", "sync"};
+    const Lines ntp_only{"popen /etc/init.d/sysntpd restart", "sync"};
+    constexpr const char* kRestart = R"({"action":"restart"})";
+    EXPECT_EQ(service(kRestart), R"(0 {"action":"restart","ParamId":0})");
+    EXPECT_EQ(outside().done, ntp_only);
+
+    call(Qsc_DevTime_Do_XQrnDSTDisable, kSet, R"({"ParamValue":0})");
+    outside().done.clear();
+    EXPECT_EQ(service(R"({"action":"a;b"})").substr(0, 2), "14");
+    EXPECT_EQ(service("{}").substr(0, 2), "14");
+    EXPECT_TRUE(outside().done.empty()) << "a refused action runs nothing";
+
+    outside().wait_statuses["/etc/init.d/system restart"] = 3 << 8;
+    EXPECT_EQ(service(kRestart).substr(0, 2), "14");
+    EXPECT_EQ(outside().commands(), Lines{"popen /etc/init.d/system restart"});
+    outside().wait_statuses.clear();
+    outside().done.clear();
+    EXPECT_EQ(service(kRestart).substr(0, 2), "0 ") << "the flag has stayed";
+    EXPECT_EQ(outside().done, both);
+    outside().done.clear();
+    EXPECT_EQ(service(kRestart).substr(0, 2), "0 ");
+    EXPECT_EQ(outside().done, ntp_only);
+    EXPECT_EQ(service((R"({"action":")" + std::string(110, 'a') + R"("})").c_str()).substr(0, 2), "14");
+}
