@@ -2,7 +2,7 @@
 load device.bash
 
 @test "a sent option reaches the DHCP client by set --apply" {
-    qsc set Device.DHCPv4.Client.1.SentOption.1 Value=router XQrnValueStr=router Enable=1 --apply
+    qsc set Device.DHCPv4.Client.1.SentOption.1 Value=router Enable=1 --apply
     grep -q "option vendorid 'router'" "$state/etc/config/network"
     grep -q "option update '0'" "$state/etc/config/qrndhcpopts"
     same "$(journal)" "/etc/init.d/network restart"
@@ -14,14 +14,14 @@ load device.bash
 @test "commit takes the packages it is told, service the action as given" {
     qsc batch <<'BATCH'
 # what a front end sends, step by step
-set Device.DHCPv4.Client.1.SentOption.1 'XQrnValueStr=it'\''s "it"' Enable=1
+set Device.DHCPv4.Client.1.SentOption.1 'Value=it'\''s "it"' Enable=1
 commit Device.DHCPv4.Client.1 qrndhcpopts network
 service Device.DHCPv4.Client.1 "restart now"
 BATCH
     same "$(device uci get network.wan.vendorid)" "it's \"it\""
     same "$(journal)" "/etc/init.d/network restart now"
-    same "$(events)" "set DHCPv4 client sent option [1] enable 1 by CLI
-set DHCPv4 client sent option [1] value string it's \\\"it\\\" by CLI"
+    same "$(events)" "set DHCPv4 client sent option [1] value it's \\\"it\\\" by CLI
+set DHCPv4 client sent option [1] enable 1 by CLI"
     run qsc batch <<<"set Device.DHCPv4.Client.1.SentOption.3 Enable=1
 get version"
     same "$status" 1

@@ -136,7 +136,7 @@ lint() {
     lint_shell
     lint_names libqrnuci.so include/qrnuci.h
     local headers
-    mapfile -t headers < <(git ls-files 'include/*.h' ':!include/qrnuci.h')
+    mapfile -t headers < <(git ls-files 'include/*.h' ':!include/qrnuci.h' ':!include/qsc_types.h')
     lint_names libqsyscmdhal.so "${headers[@]}"
     lint_binary libqrnuci.so
     lint_binary libqsyscmdhal.so
