@@ -64,4 +64,26 @@ template <typename Number>
     return true;
 }
 
+/// Reads a whole text as a number in the base that its prefix names: 0x, 0, or decimal. A sign may stand
+/// first.
+[[nodiscard]] inline bool parse_any_base(std::string_view text, i32& number)
+{
+    const bool is_negative = text.starts_with('-');
+    if (is_negative || text.starts_with('+')) {
+        text.remove_prefix(1);
+    }
+    const bool is_hex = text.starts_with("0x") || text.starts_with("0X");
+    text.remove_prefix(is_hex ? 2 : 0);
+    u32 magnitude = 0;
+    if (!parse_whole(text, magnitude,
+                     is_hex                                     ? 16
+                     : text.size() > 1 && text.starts_with('0') ? 8
+                                                                : 10) ||
+        magnitude > u32{INT32_MAX} + (is_negative ? 1 : 0)) {
+        return false;
+    }
+    number = static_cast<i32>(is_negative ? -i64{magnitude} : i64{magnitude});
+    return true;
+}
+
 } // namespace qsc

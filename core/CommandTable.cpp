@@ -3,6 +3,7 @@
 #include "include/qsc_device_time.h"
 #include "include/qsc_dhcpv4_client.h"
 #include "include/qsc_handlers.h"
+#include "include/qsc_wifi.h"
 #include "include/qsyscmdhal.h"
 
 // clang-format off

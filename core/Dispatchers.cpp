@@ -5,6 +5,7 @@
 #include "include/qsc_device_time.h"
 #include "include/qsc_dhcpv4_client.h"
 #include "include/qsc_handlers.h"
+#include "include/qsc_wifi.h"
 
 using namespace qsc;
 
@@ -34,7 +35,7 @@ constexpr TableChoice kETHIfaceChoices[] = {
     {TableChoice::kPathHolds, "Stats", tables::kEthernetStatistics},
 };
 constexpr TableChoice kWiFiSSIDChoices[] = {
-    {TableChoice::kPathHolds, "Stats", tables::kWiFiSsidStatistics},
+    {TableChoice::kPathHolds, "Stats", g_QscDeviceWiFiSSIDStatsCmd},
 };
 constexpr TableChoice kWiFiAPChoices[] = {
     {TableChoice::kPathHolds, "Security", tables::kWiFiApSecurity},

@@ -11,7 +11,6 @@ namespace qsc::tables
 inline constexpr Qsc_ParamEntry kEthernetStatistics[] = {kTableEnd};
 inline constexpr Qsc_ParamEntry kEthernetCustomMac[] = {kTableEnd};
 inline constexpr Qsc_ParamEntry kDnsServers[] = {kTableEnd};
-inline constexpr Qsc_ParamEntry kWiFiSsidStatistics[] = {kTableEnd};
 inline constexpr Qsc_ParamEntry kWiFiAccessPoint[] = {kTableEnd};
 inline constexpr Qsc_ParamEntry kWiFiApSecurity[] = {kTableEnd};
 inline constexpr Qsc_ParamEntry kWiFiApAccounting[] = {kTableEnd};

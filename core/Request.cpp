@@ -13,20 +13,11 @@ namespace
 
 constexpr const char* kParamValue = "ParamValue";
 
-/// "-5", "+5", "5"; a leading 0 would mean octal to some readers, so it is no decimal number here.
+/// "-5", "+5", "5": with 0x or a leading 0 some readers would read it otherwise, so it is no decimal number.
 bool parse_decimal(std::string_view text, i32& number)
 {
-    const bool is_negative = text.starts_with('-');
-    if (is_negative || text.starts_with('+')) {
-        text.remove_prefix(1);
-    }
-    u32 magnitude = 0;
-    if ((text.size() > 1 && text.starts_with('0')) || !parse_whole(text, magnitude) ||
-        magnitude > u32{INT32_MAX} + (is_negative ? 1 : 0)) {
-        return false;
-    }
-    number = static_cast<i32>(is_negative ? -i64{magnitude} : i64{magnitude});
-    return true;
+    const std::string_view digits = text.starts_with('-') || text.starts_with('+') ? text.substr(1) : text;
+    return !(digits.size() > 1 && digits.front() == '0') && parse_any_base(text, number);
 }
 
 u32 add(json_object* object, const char* name, json_object* member, unsigned how)
@@ -99,6 +90,15 @@ u32 take_text(json_object* value, std::string_view& text)
 {
     json_object* member = nullptr;
     return find_member(value, kParamValue, member) ? text_of(member, text) : EINVAL;
+}
+
+u32 take_string(json_object* value, std::string_view& text)
+{
+    json_object* member = nullptr;
+    if (!find_member(value, kParamValue, member)) {
+        return EINVAL;
+    }
+    return json_object_is_type(member, json_type_string) != 0 ? text_of(member, text) : EFAULT;
 }
 
 u32 take_int(json_object* value, i32& number)

@@ -38,6 +38,9 @@ struct Call {
 /// Takes "ParamValue" as a text. EINVAL: missing; EFAULT: it has no text.
 [[nodiscard]] u32 take_text(json_object* value, std::string_view& text);
 
+/// Takes "ParamValue" if it is a text by its type. EINVAL: missing; EFAULT: it is none.
+[[nodiscard]] u32 take_string(json_object* value, std::string_view& text);
+
 /// Takes "ParamValue" as a number: an integer, a boolean, or a text that is a whole decimal number.
 /// EINVAL: missing; EFAULT: anything else, or out of range.
 [[nodiscard]] u32 take_int(json_object* value, i32& number);

@@ -48,11 +48,16 @@ bool uci_holds(const char* key, std::string_view text)
     return uci_peek(key, value) == 0 && value.view() == text;
 }
 
+i32 to_number(const char* text)
+{
+    return static_cast<i32>(std::clamp<long>(std::strtol(text, nullptr, 0), INT32_MIN, INT32_MAX));
+}
+
 i32 uci_read_int(const Call& call, const char* key)
 {
     ValueText value;
     (void)uci_read(call, key, value);
-    return static_cast<i32>(std::clamp<long>(std::strtol(value.c_str(), nullptr, 0), INT32_MIN, INT32_MAX));
+    return to_number(value.c_str());
 }
 
 u32 uci_write(const char* key, const char* value)

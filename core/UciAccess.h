@@ -39,7 +39,10 @@ u32 uci_read(const Call& call, const char* key, Text<Longest, Size>& value)
     return code;
 }
 
-/// Reads a number for an answer, by its leading digits, with 0x and 0 as in C; 0: missing, or no number.
+/// A stored number, by its leading digits, with 0x and 0 as in C; 0: it is none.
+[[nodiscard]] i32 to_number(const char* text);
+
+/// Reads a number for an answer; 0: missing, or no number.
 [[nodiscard]] i32 uci_read_int(const Call& call, const char* key);
 
 /// Answers with an option's text; a missing option is no error of the request and reads as empty.

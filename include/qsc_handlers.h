@@ -109,8 +109,6 @@ QSC_API extern const Qsc_ParamEntry g_QscDevInfoFlashCmd[];     /**< "Device.Dev
 QSC_API extern const Qsc_ParamEntry g_QscDeviceInfoCmd[];       /**< "Device.DeviceInfo" */
 QSC_API extern const Qsc_ParamEntry g_QscDhcpV4ServerPoolCmd[]; /**< "Device.DHCPv4.Server.Pool.1" */
 QSC_API extern const Qsc_ParamEntry g_QscEthIfaceCmd[];         /**< "Device.Ethernet.Interface" */
-QSC_API extern const Qsc_ParamEntry g_QscDeviceWiFiRadioCmd[];  /**< "Device.WiFi.Radio" */
-QSC_API extern const Qsc_ParamEntry g_QscDeviceWiFiSSIDCmd[];   /**< "Device.WiFi.SSID" */
 QSC_API extern const Qsc_ParamEntry g_QscIpv4InterfaceCmd[];    /**< "Device.IP.Interface.1" */
 QSC_API extern const Qsc_ParamEntry g_QscDevLLDPCmd[];          /**< "Device.LLDP" */
 QSC_API extern const Qsc_ParamEntry g_QscDeviceRoutingRouter1Cmd[]; /**< "Device.Routing.Router.1" */

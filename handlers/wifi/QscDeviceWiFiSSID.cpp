@@ -1,0 +1,325 @@
+// SPDX-License-Identifier: Apache-2.0
+// "Device.WiFi.SSID": the virtual access points of both radios, and their counters.
+#include "core/Tables.h"
+#include "handlers/wifi/MeshTopology.h"
+#include "handlers/wifi/Wifi.h"
+#include "include/bacl.h"
+#include "include/qsc_network_zone.h"
+#include "include/qsc_wifi.h"
+
+using namespace qsc;
+using namespace qsc::wifi;
+
+namespace
+{
+
+constexpr const char* kModule = "QscDeviceWiFiSSID";
+
+/// A virtual access point: its radio, and its number there, from 1.
+struct Vap {
+    const Radio& radio;
+    i32 number;
+
+    [[nodiscard]] Key key(const char* option) const { return option_key(radio, option, number); }
+    [[nodiscard]] Key interface() const { return vap_interface(radio, number); }
+};
+
+/// Serves a call with the access point that its path names: 1 to 8 on the first radio, 11 to 18 on the
+/// second.
+template <typename Serve>
+u32 with_vap(const Call& call, Serve serve_vap)
+{
+    if (!has_path_and_object(call)) {
+        return EINVAL;
+    }
+    const i32 instance = instance_in_path(call.name, std::string_view{"Device.WiFi.SSID."}.size());
+    const i32 number = instance > 10 ? instance - 10 : instance;
+    if (number < 1 || number > kVapsPerRadio) {
+        return refuse_instance(call, instance);
+    }
+    return serve_vap(Vap{kRadios[instance > 10 ? 1 : 0], number});
+}
+
+/// Serves a parameter with get(vap) and set(vap).
+template <typename Get, typename Set>
+u32 serve_vap(const Call& call, Get get, Set set)
+{
+    return with_vap(call, [&](const Vap& vap) {
+        return serve(
+            call, [&] { return get(vap); }, [&] { return set(vap); });
+    });
+}
+
+template <typename Get>
+u32 serve_vap_get(const Call& call, Get get)
+{
+    return serve_vap(call, get, [&](const Vap&) { return refuse_operation(call); });
+}
+
+/// A parameter that has nothing to say.
+u32 placeholder(const Call& call)
+{
+    return is_object(call.value) ? 0 : EINVAL;
+}
+
+u32 vap_enable(const Call& call)
+{
+    static constexpr NumberRow kRow{"enable", "WiFi SSID enabled flag", kTrueFalse};
+    return serve_vap(
+        call, [&](const Vap& vap) { return answer_number(call, vap.key(kRow.option), kRow); },
+        [&](const Vap& vap) { return set_number(call, vap.radio, vap.key(kRow.option), kRow); });
+}
+
+/// Whether the access point of a number is enabled on a radio.
+bool is_enabled(const Call& call, const Radio& radio, i32 number)
+{
+    return uci_read_int(call, option_key(radio, "enable", number).c_str()) == 1;
+}
+
+u32 answer_lower_layers(const Call& call, const Vap& vap)
+{
+    Text<126> layers;
+    for (const Radio& radio : kRadios) {
+        if (is_enabled(call, radio, vap.number)) {
+            layers.append(layers.view().empty() ? "" : ",").append(radio.path);
+        }
+    }
+    return answer_text(call.value, layers.c_str());
+}
+
+/// Takes the radios' paths; JSON null stands for none.
+u32 take_layers(const Call& call, WifiText& layers)
+{
+    json_object* member = nullptr;
+    return find_member(call.value, "ParamValue", member) && member == nullptr ? 0 : take_value(call, layers);
+}
+
+u32 set_lower_layers(const Call& call, const Vap& vap)
+{
+    WifiText layers;
+    if (const u32 code = take_layers(call, layers)) {
+        return code;
+    }
+    u32 code = 0;
+    for (const Radio& radio : kRadios) {
+        const bool is_carrier = layers.view().find(radio.path) != std::string_view::npos;
+        code = uci_write(option_key(radio, "enable", vap.number).c_str(), is_carrier ? "1" : "0");
+    }
+    if (code != 0) {
+        return code; // the second radio's; the first is not asked
+    }
+    QSC_EVENT(call, "set WiFi Lowerlayers %s by %s", shown(layers.c_str()), commander(call));
+    return 0;
+}
+
+u32 answer_bssid(const Call& call, const Vap& vap)
+{
+    CommandText command;
+    command.append("iwconfig ").append(vap.interface().view());
+    command.append(R"( | sed -n 's/.*Access Point: \([0-9\:A-F]\{17\}\).*/\1/p')");
+    const u32 code = answer_line(call, command.c_str());
+    if (code != 0) {
+        QSC_LOG_CALL(call, kLogWarning, "%s failed\n", command.c_str());
+    }
+    return code;
+}
+
+/// An option of the mesh; a missing one is logged and empty.
+using MeshText = Text<3, 4>;
+
+MeshText read_mesh(const Call& call, const char* option)
+{
+    MeshText value;
+    (void)uci_read(call, option_key("mesh", option).c_str(), value);
+    return value;
+}
+
+u32 answer_ssid(const Call& call, const Vap& vap)
+{
+    WifiText name;
+    if (read_mesh(call, "enable").view() == "1") {
+        if (const u32 code = read_mesh_name(call, name)) {
+            return code;
+        }
+    } else {
+        (void)uci_read(call, vap.key("ssid").c_str(), name);
+    }
+    return answer_text(call.value, name.c_str());
+}
+
+/// Tells the driver the name, on every radio where the access point of that number is enabled.
+u32 drive_name(const Call& call, i32 number, const WifiText& name)
+{
+    bool enabled[std::size(kRadios)];
+    for (std::size_t i = 0; i < std::size(kRadios); ++i) {
+        enabled[i] = is_enabled(call, kRadios[i], number);
+    }
+    for (std::size_t i = 0; i < std::size(kRadios); ++i) {
+        if (!enabled[i]) {
+            continue;
+        }
+        const Key interface = vap_interface(kRadios[i], number);
+        bring_up(interface.view(), "&>/dev/null");
+        CommandText command;
+        command.append("/usr/sbin/iwpriv ").append(interface.view()).append(" set SSID=\"");
+        command.append_quoted(name.view()).append("\"");
+        if (const u32 code = QrnExeCmdSimple(command.c_str())) {
+            return code;
+        }
+    }
+    return 0;
+}
+
+u32 resynchronise_mesh()
+{
+    const u32 code = uci_write(option_key("mesh", "resyncmesh").c_str(), "1");
+    return code != 0 ? code : QrnExeCmdSimple("/usr/bin/qrn_mesh_config.sh");
+}
+
+u32 set_ssid(const Call& call, const Vap& vap)
+{
+    WifiText name;
+    if (const u32 code = take_value(call, name)) {
+        return code;
+    }
+    if (name.view().empty()) {
+        return EFAULT;
+    }
+    const MeshText mesh = read_mesh(call, "enable");
+    const bool is_mesh_off = mesh.view() == "0";
+    const Key key = is_mesh_off ? vap.key("ssid") : option_key("mesh", "ssid");
+    if (const u32 code = uci_write(key.c_str(), name.c_str())) {
+        return code;
+    }
+    if (is_mesh_off) {
+        if (const u32 code = drive_name(call, vap.number, name)) {
+            return code;
+        }
+    }
+    const MeshText role = read_mesh(call, "role");
+    if (mesh.view() == "1" && role.view() == "1") {
+        if (const u32 code = resynchronise_mesh()) {
+            return code;
+        }
+    }
+    QSC_EVENT(call, "set WiFi SSID %s by %s", name.c_str(), commander(call));
+    return 0;
+}
+
+/// The zone of an access point's interface.
+u32 find_zone(const Vap& vap, WifiText& zone)
+{
+    const Key interface = vap.interface();
+    return zone.fill([&](char* buffer, std::size_t size) {
+        return QscGetNetworkZoneByIface(interface.c_str(), buffer, static_cast<u32>(size));
+    });
+}
+
+u32 answer_zone(const Call& call, const Vap& vap)
+{
+    WifiText zone;
+    const u32 code = find_zone(vap, zone);
+    return code != 0 ? code : answer_text(call.value, zone.c_str());
+}
+
+u32 set_zone(const Call& call, const Vap& vap)
+{
+    WifiText zone;
+    if (const u32 code = take_value(call, zone)) {
+        return code;
+    }
+    const Key interface = vap.interface();
+    if (const u32 code = QscSwitchIfaceNetworkZone(interface.c_str(), zone.c_str())) {
+        return code;
+    }
+    QSC_EVENT(call, "set WiFi Network Zone %s by %s", shown(zone.c_str()), commander(call));
+    return 0;
+}
+
+/// The key of the VLAN of an access point's zone.
+u32 find_vlan_key(const Vap& vap, Key& key)
+{
+    WifiText zone;
+    if (const u32 code = find_zone(vap, zone)) {
+        return code;
+    }
+    key.append("qrnnetworkzone.").append(zone.view()).append(".vid");
+    return 0;
+}
+
+u32 answer_vlan(const Call& call, const Vap& vap)
+{
+    Key key;
+    const u32 code = find_vlan_key(vap, key);
+    return code != 0 ? code : answer_int(call.value, uci_read_int(call, key.c_str()));
+}
+
+u32 set_vlan(const Call& call, const Vap& vap)
+{
+    i32 tag = 0;
+    if (const u32 code = take_int(call.value, tag)) {
+        return code;
+    }
+    Key key;
+    if (const u32 code = find_vlan_key(vap, key)) {
+        return code;
+    }
+    if (const u32 code = uci_write_int(key.c_str(), tag)) {
+        return code;
+    }
+    QSC_EVENT(call, "set WiFi SSID VLAN tag %d by %s", tag, commander(call));
+    return 0;
+}
+
+/// A counter that the kernel keeps for the interface.
+u32 counter(const Call& call, const char* file)
+{
+    return serve_vap_get(call, [&](const Vap& vap) {
+        CommandText command;
+        command.append("/bin/cat /sys/class/net/").append(vap.interface().view());
+        command.append("/statistics/").append(file);
+        return answer_line(call, command.c_str());
+    });
+}
+
+/// Makes a handler of an answer and a set, each for one access point.
+#define VAP_HANDLER(NAME, ANSWER, SET)                                                                       \
+    QSC_HANDLER(NAME, serve_vap(                                                                             \
+                          call, [&](const Vap& vap) { return ANSWER(call, vap); },                           \
+                          [&](const Vap& vap) { return SET(call, vap); }))
+
+} // namespace
+
+QSC_HANDLER(Qsc_DevWiFiSSID_Do_Enable, vap_enable(call))
+QSC_HANDLER(Qsc_DevWiFiSSID_Do_Status, placeholder(call))
+QSC_HANDLER(Qsc_DevWiFiSSID_Do_Name, placeholder(call))
+VAP_HANDLER(Qsc_DevWiFiSSID_Do_LowerLayers, answer_lower_layers, set_lower_layers)
+QSC_HANDLER(Qsc_DevWiFiSSID_Do_BSSID,
+            serve_vap_get(call, [&](const Vap& vap) { return answer_bssid(call, vap); }))
+QSC_HANDLER(Qsc_DevWiFiSSID_Do_MACAddress, placeholder(call))
+VAP_HANDLER(Qsc_DevWiFiSSID_Do_SSID, answer_ssid, set_ssid)
+VAP_HANDLER(Qsc_DevWiFiSSID_Do_X_QRN_NetworkZone, answer_zone, set_zone)
+VAP_HANDLER(Qsc_DevWiFiSSID_Do_X_QRN_VLANID, answer_vlan, set_vlan)
+QSC_HANDLER(Qsc_DevWiFiSSIDStats_Do_BytesSent, counter(call, "tx_bytes"))
+QSC_HANDLER(Qsc_DevWiFiSSIDStats_Do_BytesReceived, counter(call, "rx_bytes"))
+
+constexpr Qsc_ParamEntry g_QscDeviceWiFiSSIDCmd[] = {
+    {0, "Enable", Qsc_DevWiFiSSID_Do_Enable, 0, 0},
+    {1, "Status", Qsc_DevWiFiSSID_Do_Status, 0, 0},
+    {2, "Name", Qsc_DevWiFiSSID_Do_Name, 0, 0},
+    {3, "LowerLayers", Qsc_DevWiFiSSID_Do_LowerLayers, 0, 0},
+    {4, "BSSID", Qsc_DevWiFiSSID_Do_BSSID, 0, 0},
+    {5, "MACAddress", Qsc_DevWiFiSSID_Do_MACAddress, 0, 0},
+    {6, "SSID", Qsc_DevWiFiSSID_Do_SSID, 0, 0},
+    {7, "X_QRN_NetworkZone", Qsc_DevWiFiSSID_Do_X_QRN_NetworkZone, 0, 0},
+    {8, "X_QRN_VLANID", Qsc_DevWiFiSSID_Do_X_QRN_VLANID, 0, 0},
+    kTableEnd,
+};
+static_assert(is_sound(g_QscDeviceWiFiSSIDCmd));
+
+constexpr Qsc_ParamEntry g_QscDeviceWiFiSSIDStatsCmd[] = {
+    {0, "BytesSent", Qsc_DevWiFiSSIDStats_Do_BytesSent, 0, 0},
+    {1, "BytesReceived", Qsc_DevWiFiSSIDStats_Do_BytesReceived, 0, 0},
+    kTableEnd,
+};
+static_assert(is_sound(g_QscDeviceWiFiSSIDStatsCmd));

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the Wi-Fi parameters are made of: the radios, the options of the package "mtkwireless", the driver's
+// commands, and the two forms in which values are spoken.
+#pragma once
+
+#include <string_view>
+
+#include "base/Text.h"
+#include "core/UciAccess.h"
+
+namespace qsc::wifi
+{
+
+/// A value of the Wi-Fi configuration takes one character more than others do.
+using WifiText = Text<127, 128>;
+
+/// The key of an option, or the name of an interface.
+using Key = Text<254>;
+
+inline constexpr i32 kVapsPerRadio = 8;
+
+struct Radio {
+    const char* interface;  ///< the main one, which names the radio's section as well
+    const char* vap_prefix; ///< of its virtual access points' interfaces
+    char station_option;    ///< what `qrnstainfo` calls it
+    const char* path;       ///< in LowerLayers
+};
+
+/// 2.4 GHz, then 5 GHz.
+inline constexpr Radio kRadios[] = {
+    {"ra0", "ra", 'a', "Device.WiFi.Radio.1"},
+    {"rax0", "rax", 'b', "Device.WiFi.Radio.2"},
+};
+
+/// "mtkwireless.SECTION.OPTION", with a number behind it for options that each virtual access point has.
+[[nodiscard]] Key option_key(const char* section, const char* option);
+[[nodiscard]] Key option_key(const Radio& radio, const char* option, i32 vap = 0);
+
+/// The interface of a radio's virtual access point, which is counted from 1.
+[[nodiscard]] Key vap_interface(const Radio& radio, i32 vap);
+
+/// The instance number that stands in a path behind a prefix of this length; 0: the path ends before it.
+[[nodiscard]] i32 instance_in_path(const char* path, std::size_t prefix_length);
+
+/// Whether a handler has what it reads: a path and an object.
+[[nodiscard]] inline bool has_path_and_object(const Call& call)
+{
+    return !is_empty(call.name) && is_object(call.value);
+}
+
+/// Ends a call for an instance that does not exist. @return EINVAL
+u32 refuse_instance(const Call& call, i32 instance);
+
+/// The MQTT commander speaks words where the others speak numbers.
+[[nodiscard]] inline bool is_mqtt(const Call& call)
+{
+    return call.argument == QSC_COMMANDER_MQTT;
+}
+
+/// How MQTT calls 1 and everything else; null: by their numbers.
+struct Words {
+    const char* on = nullptr;
+    const char* off = nullptr;
+};
+inline constexpr Words kTrueFalse{"true", "false"};
+inline constexpr Words kEnableDisable{"enable", "disable"};
+
+/// Answers with a number, or the word for it.
+[[nodiscard]] u32 answer_flag(const Call& call, const Words& words, i32 number);
+
+/// Takes a number, or the word for it; of MQTT's words only that for 1 counts.
+[[nodiscard]] u32 take_flag(const Call& call, const Words& words, i32& number);
+
+/// A number of the configuration that is spoken as it is stored.
+struct NumberRow {
+    const char* option;
+    const char* event;                ///< "set EVENT %d by %s"
+    Words words{};                    ///< the words of a boolean
+    const char* driver_key = nullptr; ///< what a running radio is told at once
+};
+
+[[nodiscard]] u32 answer_number(const Call& call, const Key& key, const NumberRow& row);
+
+/// Stores a number under the key, tells the radio, and records the event.
+[[nodiscard]] u32 store_number(const Call& call, const Radio& radio, const Key& key, const NumberRow& row,
+                               i32 number);
+
+/// Takes and stores the caller's number.
+[[nodiscard]] u32 set_number(const Call& call, const Radio& radio, const Key& key, const NumberRow& row);
+
+/// Whether the radio is on; a missing switch is logged.
+[[nodiscard]] bool is_on(const Call& call, const Radio& radio);
+
+/// Brings an interface up; whether that worked shows in what follows.
+void bring_up(std::string_view interface, const char* output = "> /dev/null 2>&1");
+
+/// Has the driver set one of its keys.
+[[nodiscard]] u32 drive(std::string_view interface, const char* driver_key, i32 number);
+
+/// Brings the main interface up and sets one key, if the radio is on.
+[[nodiscard]] u32 drive_if_on(const Call& call, const Radio& radio, const char* driver_key, i32 number,
+                              const char* output = "> /dev/null 2>&1");
+
+/// Runs a command through the shell. @return its exit code; EFAULT: it could not be run, or a signal ended it
+[[nodiscard]] u32 run_shell(const char* command);
+
+/// Captures the first line that a command prints.
+[[nodiscard]] u32 capture_line(const char* command, WifiText& line);
+
+/// Answers with the first line that a command prints.
+[[nodiscard]] u32 answer_line(const Call& call, const char* command);
+
+} // namespace qsc::wifi
