@@ -15,7 +15,6 @@ namespace qsc::wifi
 namespace
 {
 
-constexpr const char* kModule = "QscDeviceWiFiSSID";
 constexpr const char* kDump = "/tmp/dump.txt";
 constexpr const char* kCopy = "/tmp/dumptmep.txt";
 

@@ -143,7 +143,7 @@ TEST_F(DeviceTime, SetsAreStagedAndRecorded)
         const std::string object = std::string{R"({"ParamValue":)"} + value + "}";
         EXPECT_EQ(call(handler, kSet, object.c_str()).substr(0, 2), "0 ") << stored;
         EXPECT_EQ(outside().done, Lines{stored});
-        EXPECT_EQ(outside().events, Lines{std::string{R"("Status":"n","Msg":")"} + event + "\""});
+        EXPECT_EQ(outside().events, Lines{OutsideTest::event(event)});
     }
 }
 
@@ -205,7 +205,7 @@ TEST_F(DeviceTime, SettingTheTimeRunsDateWithTheTextExactly)
                       .substr(0, 2),
                   "0 ");
         EXPECT_EQ(outside().commands(), Lines{command});
-        EXPECT_EQ(outside().events, Lines{std::string{R"("Status":"n","Msg":")"} + event + "\""});
+        EXPECT_EQ(outside().events, Lines{OutsideTest::event(event)});
     }
     outside().wait_statuses["date -s \"x\""] = 1 << 8;
     EXPECT_EQ(call(Qsc_DevTime_Do_CurrentLocalTime, kSet, R"({"ParamValue":"x"})").substr(0, 2), "14");

@@ -13,19 +13,6 @@ namespace
 
 constexpr const char* kSent = "Device.DHCPv4.Client.1.SentOption.";
 
-/// Sends a request and answers its code and its object.
-std::string send(const std::string& path, uint32_t oper, const char* object)
-{
-    const Json value{object};
-    const uint32_t code = request(path.c_str(), oper, value.get());
-    return std::to_string(code) + " " + value.text();
-}
-
-std::string event(const char* message)
-{
-    return std::string{R"("Status":"n","Msg":")"} + message + "\"";
-}
-
 } // namespace
 
 class DhcpV4Client : public OutsideTest
@@ -192,7 +179,7 @@ TEST_F(DhcpV4Client, OptionsAreStoredWhenTheyDiffer)
 
 TEST_F(DhcpV4Client, CommitBringsTheTargetsInLine)
 {
-    const auto set = [](const char* path, const char* object) {
+    const auto set = [this](const char* path, const char* object) {
         EXPECT_EQ(send(path, kSet, object).substr(0, 2), "0 ");
     };
     outside().uci = {{"qrndhcpopts.sent61.outputtype", "hex"},

@@ -102,6 +102,18 @@ std::string OutsideTest::call(Qsc_Handler handler, uint32_t oper, const char* ob
     return std::to_string(code) + " " + value.text();
 }
 
+std::string OutsideTest::send(const std::string& path, uint32_t oper, const char* object, uint32_t commander)
+{
+    const Json value{object};
+    const uint32_t code = request(path.c_str(), oper, value.get(), commander);
+    return std::to_string(code) + " " + value.text();
+}
+
+std::string OutsideTest::event(const std::string& message)
+{
+    return R"("Status":"n","Msg":")" + message + "\"";
+}
+
 Json::Json(const char* text) : value_(json_tokener_parse(text))
 {
     if (value_ == nullptr && std::strcmp(text, "null") != 0) {
@@ -174,6 +186,9 @@ int pclose(FILE* pipe)
 int system(const char* command)
 {
     outside().done.push_back(std::string{"system "} + command);
+    if (outside().on_system) {
+        outside().on_system(command);
+    }
     return status_of(command);
 }
 

@@ -39,8 +39,9 @@ struct Outside {
 
     std::map<std::string, std::string> uci;    ///< what the configuration library answers
     std::map<std::string, uint32_t> uci_codes; ///< failures of set and commit, by "set KEY", "commit PACKAGE"
-    std::map<std::string, std::string> outputs; ///< what a command prints
-    std::map<std::string, int> wait_statuses;   ///< how a command ends; -1: it cannot be started
+    std::map<std::string, std::string> outputs;        ///< what a command prints
+    std::map<std::string, int> wait_statuses;          ///< how a command ends; -1: it cannot be started
+    std::function<void(const std::string&)> on_system; ///< does what a command of system() would do
     int zlog_init_result = 0;
     bool zlog_has_category = true;
 
@@ -60,6 +61,13 @@ class OutsideTest : public testing::Test
   protected:
     /// Calls a handler as the command line does and answers its code and its object.
     static std::string call(Qsc_Handler handler, uint32_t oper, const char* object, uint64_t param = 0);
+
+    /// Sends a request to the dispatcher of its path and answers its code and its object.
+    static std::string send(const std::string& path, uint32_t oper, const char* object,
+                            uint32_t commander = 0x8);
+
+    /// How an event record shows a message.
+    static std::string event(const std::string& message);
 
     void SetUp() override;
     void TearDown() override;

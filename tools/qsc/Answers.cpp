@@ -37,13 +37,13 @@ template <typename Show>
 void for_each_member(const Target& target, json_object* object, Show show)
 {
     const auto is_in_table = [&](const char* name) {
-        const Qsc_ParamEntry* entry = parameters_of(*target.entry);
+        const Qsc_ParamEntry* entry = parameters_of(target);
         while (entry->id != QSC_TABLE_END && std::strcmp(entry->name, name) != 0) {
             ++entry;
         }
         return entry->id != QSC_TABLE_END;
     };
-    for (const Qsc_ParamEntry* entry = parameters_of(*target.entry); entry->id != QSC_TABLE_END; ++entry) {
+    for (const Qsc_ParamEntry* entry = parameters_of(target); entry->id != QSC_TABLE_END; ++entry) {
         json_object* value = nullptr;
         if (json_object_object_get_ex(object, entry->name, &value) != 0) {
             show(entry->name, value);

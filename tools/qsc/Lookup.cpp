@@ -7,6 +7,7 @@
 #include "base/Parse.h"
 #include "include/qsc_dhcpv4_client.h"
 #include "include/qsc_handlers.h"
+#include "include/qsc_wifi.h"
 #include "tools/qsc/Report.h"
 
 namespace qsc
@@ -31,6 +32,15 @@ constexpr struct {
      g_QscDhcpV4ClientXQrnRelaySentOption1SubcodeCmd},
     {"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.", g_QscDhcpV4ClientXQrnRelaySentOptionCmd},
     {"Device.X_QRN_RemoteLog", g_QscDevXQRNRemoteLogCmd},
+};
+
+/// Objects inside a subtree that have a table of their own.
+constexpr struct {
+    std::string_view path;
+    std::string_view word; ///< somewhere in the path
+    const Qsc_ParamEntry* parameters;
+} kSubObjects[] = {
+    {"Device.WiFi.SSID", "Stats", g_QscDeviceWiFiSSIDStatsCmd},
 };
 
 constexpr Qsc_ParamEntry kUnknown[] = {{QSC_TABLE_END, nullptr, nullptr, 0, 0}};
@@ -124,6 +134,16 @@ const Qsc_ParamEntry* parameters_of(const Qsc_CommandEntry& entry)
     return kUnknown;
 }
 
+const Qsc_ParamEntry* parameters_of(const Target& target)
+{
+    for (const auto& [path, word, parameters] : kSubObjects) {
+        if (path == target.entry->path && target.path.view().find(word) != std::string_view::npos) {
+            return parameters;
+        }
+    }
+    return parameters_of(*target.entry);
+}
+
 const Application* application_of(const Qsc_CommandEntry& entry)
 {
     for (const Application& application : kApplications) {
@@ -136,7 +156,7 @@ const Application* application_of(const Qsc_CommandEntry& entry)
 
 bool check_parameter(const Target& target, std::string_view name)
 {
-    const Qsc_ParamEntry* entry = parameters_of(*target.entry);
+    const Qsc_ParamEntry* entry = parameters_of(target);
     const bool is_known = entry->id != QSC_TABLE_END;
     Suggestion nearest{name};
     for (; entry->id != QSC_TABLE_END; ++entry) {

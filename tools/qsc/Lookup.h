@@ -46,8 +46,9 @@ struct Target {
 /// plain prefix rule, part of a name is not enough. False: there is none, which has been said.
 [[nodiscard]] bool find_target(const char* path, Target& target);
 
-/// The parameters of a subtree; ends at once when they are not known.
+/// The parameters of a subtree, or of what a path leads to in it; ends at once when they are not known.
 [[nodiscard]] const Qsc_ParamEntry* parameters_of(const Qsc_CommandEntry& entry);
+[[nodiscard]] const Qsc_ParamEntry* parameters_of(const Target& target);
 
 /// How a change below some subtrees takes effect, where that is not the subtree's own commit and service.
 struct Application {

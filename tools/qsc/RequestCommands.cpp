@@ -185,7 +185,7 @@ bool parse_operations(const char* text, u32& operations)
 /// Where the table does not tell the parameters, only the answer shows that one is not there.
 ExitCode check_served(const Target& target, json_object* object)
 {
-    if (parameters_of(*target.entry)->id != QSC_TABLE_END) {
+    if (parameters_of(target)->id != QSC_TABLE_END) {
         return kDone;
     }
     json_object_object_foreach(object, name, value)

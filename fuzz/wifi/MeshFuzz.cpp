@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: Apache-2.0
+// The mesh agent's topology dump, parsed and searched for the mesh's name.
+#include <cstdlib>
+#include <string>
+
+#include <json-c/json.h>
+
+#include "handlers/wifi/MeshTopology.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    const std::string text{reinterpret_cast<const char*>(data), size};
+    json_object* const dump = json_tokener_parse(text.c_str());
+    qsc::wifi::WifiText name;
+    const qsc::Call call{.module = "fuzz",
+                         .function = "fuzz",
+                         .name = "",
+                         .value = dump,
+                         .oper = 1,
+                         .argument = 8,
+                         .param = 0};
+    if (qsc::wifi::find_mesh_name(call, dump, name) == 0 && !name.fits()) {
+        std::abort();
+    }
+    json_object_put(dump);
+    return 0;
+}

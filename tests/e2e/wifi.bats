@@ -1,0 +1,115 @@
+#!/usr/bin/env bats
+load device.bash
+
+iwpriv=/usr/sbin/iwpriv
+ifconfig=/usr/sbin/ifconfig
+
+@test "a radio is configured, driven and answers from the driver" {
+    qsc set Device.WiFi.Radio.2 RegulatoryDomain=us OperatingChannelBandwidth=2 Channel=36
+    same "$(journal)" "$ifconfig rax0 up
+$iwpriv rax0 set Channel=36
+$ifconfig rax0 up
+$iwpriv rax0 set VhtBw=1
+$iwpriv rax0 set HtBw=1"
+    same "$(qsc get Device.WiFi.Radio.2 Channel OperatingChannelBandwidth RegulatoryDomain)" "Channel                   = 36
+OperatingChannelBandwidth = 2
+RegulatoryDomain          = US"
+    same "$(qsc --as MQTT get Device.WiFi.Radio.2 Channel OperatingChannelBandwidth)" "Channel                   = 0
+OperatingChannelBandwidth = 80MHz"
+    same "$(qsc get Device.WiFi.Radio.2 PossibleChannels)" \
+        "PossibleChannels = 36,40,44,48,52,56,60,64,100,104,108,112,116,120,124,128,132,136,140,144,149,153,157,161,165"
+    same "$(device uci get mtkwireless.rax0.regionidx)" 13
+    qsc set Device.WiFi.Radio.2 Channel=44
+    same "$(qsc get Device.WiFi.Radio.2 Channel)" "Channel = 44"
+    qsc --as MQTT set Device.WiFi.Radio.2 Channel=auto
+    same "$(qsc get Device.WiFi.Radio.2 AutoChannelEnable)" "AutoChannelEnable = 1"
+    same "$(qsc --as MQTT get Device.WiFi.Radio.2 Channel)" "Channel = auto"
+}
+
+@test "a radio that is off is only configured; a skip list always asks for a new channel" {
+    qsc set Device.WiFi.Radio.1 Enable=0
+    qsc set Device.WiFi.Radio.1 Channel=11 TransmitPower=50 OperatingStandards=b,g X_QRN_ATF=1
+    same "$(journal)" ""
+    qsc set Device.WiFi.Radio.1 "X_QRN_AutoChannelSkipList=1;6;11"
+    same "$(cat "$state/tmp/.ra0_ACS_renew")" 1
+    same "$(qsc get Device.WiFi.Radio.1 X_QRN_AutoChannelSkipList)" "X_QRN_AutoChannelSkipList = 1;6;11"
+}
+
+@test "a country in no row stays written and is refused, and walks end" {
+    run qsc set Device.WiFi.Radio.1 RegulatoryDomain=DE
+    same "$status" 1
+    same "$(device uci get mtkwireless.ra0.country)" DE
+    run qsc get Device.WiFi.Radio.1 PossibleChannels
+    [[ $output == *"code 14"* ]]
+}
+
+@test "names arrive at the driver byte for byte and start no command" {
+    qsc set Device.WiFi.SSID.3 'LowerLayers=Device.WiFi.Radio.1,Device.WiFi.Radio.2'
+    name=$'a\'b"c$(touch /tmp/hacked)`touch /tmp/hacked`&;\\ \n\té'
+    for each in "$name" "$(printf '%0127d' 7)"; do
+        qsc set Device.WiFi.SSID.3 "SSID=$each"
+        printf '%s' "$each" | cmp - "$state/var/lib/sim/ra2/SSID"
+        printf '%s' "$each" | cmp - "$state/var/lib/sim/rax2/SSID"
+    done
+    [ ! -e "$state/tmp/hacked" ]
+    run qsc set Device.WiFi.SSID.3 "SSID=$(printf '%0128d' 7)"
+    same "$status" 1
+    same "$(qsc get Device.WiFi.SSID.3 SSID)" "SSID = $(printf '%0127d' 7)"
+}
+
+@test "access points answer by number, and only those that exist" {
+    same "$(qsc get Device.WiFi.SSID.11)" "Enable            = 1
+LowerLayers       = Device.WiFi.Radio.1,Device.WiFi.Radio.2
+BSSID             = 02:0C:43:76:60:00
+SSID              = Home-5G
+X_QRN_NetworkZone = lan
+X_QRN_VLANID      = 1"
+    same "$(qsc get Device.WiFi.SSID.12.Stats BytesReceived)" "BytesReceived = 2023"
+    for instance in 9 10 19 0 -1 x; do
+        run qsc get "Device.WiFi.SSID.$instance"
+        same "$status" 1
+        [[ $output == *"code 22"* ]]
+    done
+}
+
+@test "an access point moves between zones, and its zone has a VLAN" {
+    qsc set Device.WiFi.SSID.1 X_QRN_NetworkZone=guest
+    same "$(device uci get qrnnetworkzone.lan.iface)" "rax0"
+    same "$(device uci get qrnnetworkzone.guest.iface)" "ra1 rax1 ra0"
+    same "$(qsc get Device.WiFi.SSID.1 X_QRN_VLANID)" "X_QRN_VLANID = 20"
+    qsc set Device.WiFi.SSID.1 X_QRN_VLANID=30
+    same "$(qsc get Device.WiFi.SSID.12 X_QRN_VLANID)" "X_QRN_VLANID = 30"
+    run qsc set Device.WiFi.SSID.1 X_QRN_NetworkZone=nowhere
+    same "$status" 1
+}
+
+@test "a mesh has one name, read from its topology" {
+    device uci set mtkwireless.mesh.enable=1
+    run qsc get Device.WiFi.SSID.5 SSID
+    [[ $output == *"code 14"* ]]
+    name='{"topology information":[{"Radio Info":[{"BSSINFO":[{"SSID":"x"},{"SSID":"Home Mesh"}]}]}]}'
+    echo "$name" >"$state/tmp/dump.txt"
+    same "$(qsc get Device.WiFi.SSID.5 SSID)" "SSID = Home Mesh"
+    { printf '{"filler":"' && head -c 10000000 /dev/zero | tr '\0' f && printf '",%s' "${name#\{}"; } >"$state/tmp/dump.txt"
+    same "$(qsc get Device.WiFi.SSID.5 SSID)" "SSID = Home Mesh"
+    for broken in "" "${name%??}" "[[[[" "5"; do
+        printf '%s' "$broken" >"$state/tmp/dump.txt"
+        run qsc get Device.WiFi.SSID.5 SSID
+        [[ $output == *"code 14"* ]]
+    done
+    qsc set Device.WiFi.SSID.5 SSID=New
+    same "$(device uci get mtkwireless.mesh.ssid)" New
+    same "$(device uci get mtkwireless.mesh.resyncmesh)" 1
+    same "$(journal)" /usr/bin/qrn_mesh_config.sh
+}
+
+@test "a driver tool that fails, dies or is missing is told" {
+    mkdir -p "$state/var/lib/sim/fail" && touch "$state/var/lib/sim/fail/iwpriv"
+    run qsc set Device.WiFi.Radio.1 TransmitPower=10
+    [[ $output == *"set of TransmitPower failed: code 14"* ]]
+    same "$(device uci get mtkwireless.ra0.txpower)" 10 "stored all the same"
+    mv "$state/usr/sbin/iwpriv" "$state/usr/sbin/iwconfig" "$state/root/"
+    run qsc set Device.WiFi.Radio.1 TransmitPower=11
+    [[ $output == *"code 14"* ]]
+    same "$(qsc get Device.WiFi.Radio.1 Channel)" "Channel = 0"
+}

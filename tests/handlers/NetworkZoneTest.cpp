@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: Apache-2.0
+// Network zones against a faked configuration.
+#include "qsc_network_zone.h"
+#include "support/Outside.h"
+
+using namespace test;
+
+class NetworkZone : public OutsideTest
+{
+  protected:
+    void SetUp() override
+    {
+        OutsideTest::SetUp();
+        outside().uci = {
+            {"qrnnetworkzone.@zone[0].name", "lan"},     {"qrnnetworkzone.@zone[0].iface[0]", "ra0"},
+            {"qrnnetworkzone.@zone[0].iface[1]", "ra1"}, {"qrnnetworkzone.@zone[0].iface[2]", "rax0"},
+            {"qrnnetworkzone.@zone[1].name", "guest"},   {"qrnnetworkzone.@zone[1].iface[0]", "ra2"},
+            {"qrnnetworkzone.@zone[2].name", "empty"}};
+    }
+
+    static std::string zone_of(const char* interface, uint32_t size = 64)
+    {
+        char zone[64] = "before";
+        const uint32_t code = QscGetNetworkZoneByIface(interface, zone, size);
+        return code != 0 ? "code " + std::to_string(code) : zone;
+    }
+};
+
+TEST_F(NetworkZone, FindsTheZoneOfAnInterface)
+{
+    EXPECT_EQ(zone_of("ra0"), "lan");
+    EXPECT_EQ(zone_of("rax0"), "lan");
+    EXPECT_EQ(zone_of("ra2"), "guest");
+    EXPECT_EQ(zone_of("ra"), "code 14");
+    EXPECT_EQ(zone_of("ra2", 6), "guest");
+    EXPECT_EQ(zone_of("ra2", 5), "code 14");
+    EXPECT_EQ(zone_of("ra2", 0), "code 22");
+    EXPECT_EQ(zone_of(""), "code 22");
+    EXPECT_EQ(zone_of(nullptr), "code 22");
+    EXPECT_EQ(QscGetNetworkZoneByIface("ra0", nullptr, 9), 22u);
+}
+
+TEST_F(NetworkZone, MovesAnInterface)
+{
+    EXPECT_EQ(QscSwitchIfaceNetworkZone("ra0", "guest"), 0u);
+    EXPECT_EQ(outside().done,
+              (Lines{"set qrnnetworkzone.@zone[1].iface[1]=ra0", "set qrnnetworkzone.@zone[0].iface[0]=ra1",
+                     "set qrnnetworkzone.@zone[0].iface[1]=rax0", "set qrnnetworkzone.@zone[0].iface[2]="}));
+    outside().done.clear();
+    EXPECT_EQ(QscSwitchIfaceNetworkZone("ra2", "guest"), 0u) << "it is there";
+    EXPECT_EQ(QscSwitchIfaceNetworkZone("ra2", "Guest"), 14u);
+    EXPECT_EQ(QscSwitchIfaceNetworkZone("ra2", "@zone[0]"), 14u);
+    EXPECT_EQ(QscSwitchIfaceNetworkZone("ra2", ""), 22u);
+    EXPECT_EQ(QscSwitchIfaceNetworkZone(nullptr, "lan"), 22u);
+    EXPECT_TRUE(outside().done.empty()) << "nothing has moved";
+    EXPECT_EQ(QscSwitchIfaceNetworkZone("ra7", "empty"), 0u) << "from no zone";
+    EXPECT_EQ(outside().done, Lines{"set qrnnetworkzone.@zone[2].iface[0]=ra7"});
+
+    outside().done.clear();
+    outside().uci_codes["set qrnnetworkzone.@zone[2].iface[1]"] = 5;
+    EXPECT_EQ(QscSwitchIfaceNetworkZone("ra2", "empty"), 5u);
+    EXPECT_EQ(zone_of("ra2"), "guest");
+}

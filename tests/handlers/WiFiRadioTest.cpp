@@ -1,0 +1,436 @@
+// SPDX-License-Identifier: Apache-2.0
+// "Device.WiFi.Radio" against a faked outside.
+#include <cstring>
+
+#include <json-c/json.h>
+
+#include "qsc_wifi.h"
+#include "support/Outside.h"
+
+using namespace test;
+
+namespace
+{
+
+constexpr uint32_t kMqtt = 0x80;
+
+std::string set_of(const char* name, const std::string& value)
+{
+    return std::string{R"({")"} + name + R"(":{"ParamValue":)" + value + "}}";
+}
+
+} // namespace
+
+class WiFiRadio : public OutsideTest
+{
+  protected:
+    /// What a get answers, as JSON; "code N" when it fails.
+    static std::string get(const char* path, const char* name, uint32_t commander = 8)
+    {
+        const Json object{(std::string{R"({")"} + name + R"(":{}})").c_str()};
+        const uint32_t code = request(path, kGet, object.get(), commander);
+        json_object* const value =
+            json_object_object_get(json_object_object_get(object.get(), name), "ParamValue");
+        return code != 0 ? "code " + std::to_string(code)
+                         : json_object_to_json_string_ext(value, JSON_C_TO_STRING_NOSLASHESCAPE);
+    }
+
+    static uint32_t set(const char* path, const char* name, const std::string& value, uint32_t commander = 8)
+    {
+        return static_cast<uint32_t>(std::stoul(send(path, kSet, set_of(name, value).c_str(), commander)));
+    }
+};
+
+TEST_F(WiFiRadio, RegulatoryTables)
+{
+    EXPECT_EQ(sizeof(Qsc_BgRegion), 38u);
+    EXPECT_EQ(sizeof(Qsc_ARegion), 130u);
+    const auto is_zero = [](const auto& row) {
+        return std::string(sizeof row, '\0') == std::string(reinterpret_cast<const char*>(&row), sizeof row);
+    };
+    EXPECT_TRUE(is_zero(BG_Region_CH_Table[11]));
+    EXPECT_TRUE(is_zero(A_Region_CH_Table[15]));
+    const struct {
+        const char* country;
+        int bg, a;
+    } rows[] = {{"CN", 1, 0},  {"JP", 1, 12}, {"TW", 0, 13}, {"GB", 1, 1},
+                {"US", 0, 13}, {"CA", 0, 14}, {"OT", 0, 7}};
+    for (size_t i = 0; i < 7; ++i) {
+        EXPECT_EQ(std::memcmp(Country_Region_Table[i].country,
+                              (std::string{rows[i].country} + std::string(6, '\0')).data(), 8),
+                  0);
+        EXPECT_EQ(Country_Region_Table[i].bg->region[0], rows[i].bg);
+        EXPECT_EQ(Country_Region_Table[i].a->region[0], rows[i].a);
+    }
+    const int regions[] = {0, 1, 2, 3, 4, 5, 6, 7, 31, 32, 33};
+    for (size_t i = 0; i < 11; ++i) {
+        EXPECT_EQ(BG_Region_CH_Table[i].region[0] + 256 * BG_Region_CH_Table[i].region[1], regions[i]);
+    }
+    for (size_t i = 0; i < 15; ++i) {
+        EXPECT_EQ(A_Region_CH_Table[i].region[0], i);
+    }
+    EXPECT_STREQ(A_Region_CH_Table[3].channels, "52,54,60,64,149,153,157,161");
+    EXPECT_STREQ(A_Region_CH_Table[14].channels,
+                 "36,40,44,48,52,56,60,64,100,104,108,112,116,132,136,140,144,149,153,157,161,165");
+    EXPECT_STREQ(BG_Region_CH_Table[7].channels, "5,6,7,8,9,10,11,12,13");
+}
+
+TEST_F(WiFiRadio, InstancesStandInThePath)
+{
+    outside().uci = {{"mtkwireless.ra0.txpower", "1"}, {"mtkwireless.rax0.txpower", "2"}};
+    const struct {
+        const char* path;
+        const char* answer;
+    } cases[] = {
+        {"Device.WiFi.Radio.1", "1"},         {"Device.WiFi.Radio.2", "2"},
+        {"Device.WiFi.Radio.0x2", "2"},       {"Device.WiFi.Radio.02", "2"},
+        {"Device.WiFi.Radio.2.Stats", "2"},   {"Device.WiFi.Radio.3", "code 22"},
+        {"Device.WiFi.Radio.010", "code 22"}, {"Device.WiFi.Radio.-1", "code 22"},
+        {"Device.WiFi.Radio.", "code 22"},    {"Device.WiFi.Radio", "code 22"},
+        {"Device.WiFi.Radio.x", "code 22"},   {"Device.WiFi.Radio.4294967297", "code 22"},
+    };
+    for (const auto& [path, answer] : cases) {
+        EXPECT_EQ(get(path, "TransmitPower"), answer) << path;
+    }
+    outside().logs.clear();
+    EXPECT_EQ(set("Device.WiFi.Radio.9", "PossibleChannels", "1"), 22u)
+        << "the instance comes before the operation";
+    EXPECT_EQ(outside().logs[0], (LogLine{3, "[E] Instance number [9] error\n"}));
+    EXPECT_EQ(set("Device.WiFi.Radio.1", "PossibleChannels", "1"), 14u);
+    EXPECT_EQ(set("Device.WiFi.Radio.1", "X_QRN_AssociatedNumber5G", "1"), 14u);
+    const Json object{"{}"};
+    EXPECT_EQ(Qsc_DevWiFiRadio_Do_Enable("", object.get(), kGet, 8, 0, 0), 22u);
+    EXPECT_EQ(Qsc_DevWiFiRadio_Do_Enable(nullptr, object.get(), kGet, 8, 0, 0), 22u);
+    EXPECT_EQ(Qsc_DevWiFiRadio_Do_Enable("Device.WiFi.Radio.1", nullptr, kGet, 8, 0, 0), 22u);
+}
+
+TEST_F(WiFiRadio, NumbersAreReadAsTheyAreStored)
+{
+    const struct {
+        const char* name;
+        const char* option;
+        const char* stored; // null: missing
+        const char* answer;
+        const char* mqtt;
+    } cases[] = {
+        {"Enable", "radioOn", "1", "1", "\"true\""},
+        {"Enable", "radioOn", "2", "2", "\"false\""},
+        {"Enable", "radioOn", nullptr, "0", "\"false\""},
+        {"TransmitPower", "txpower", "0x64", "100", "100"},
+        {"IEEE80211hEnabled", "doth", "1", "1", "\"enable\""},
+        {"IEEE80211hEnabled", "doth", "0", "0", "\"disable\""},
+        {"X_QRN_ZeroWaitDFS", "zerowaitdfs", "1", "1", "1"},
+        {"X_QRN_ATF", "atf", "1", "1", "\"true\""},
+        {"X_QRN_THOLD", "rssithold", "-70", "-70", "-70"},
+        {"X_QRN_ExplicitBeamforming", "etxbfen", "1", "1", "1"},
+        {"X_QRN_ImplicitBeamforming", "itxbfen", "", "0", "0"},
+        {"AutoChannelEnable", "channel", "0", "1", "\"true\""},
+        {"AutoChannelEnable", "channel", "36", "0", "\"false\""},
+        {"AutoChannelEnable", "channel", "1;6;11", "0", "\"false\""},
+        {"AutoChannelEnable", "channel", nullptr, "0", "\"false\""},
+        {"X_QRN_AutoChannelSkipList", "channel", "1;6;11", "\"1;6;11\"", "\"1;6;11\""},
+        {"X_QRN_AutoChannelSkipList", "channel", "36", "\"\"", "\"\""},
+        {"OperatingStandards", "band", "17", "\"a,n,ac,ax\"", "\"ax\""},
+        {"OperatingStandards", "band", "16", "\"b,g,n,ax\"", "\"ax\""},
+        {"OperatingStandards", "band", "1", "code 14", "code 14"},
+        {"OperatingStandards", "band", nullptr, "\"\"", "\"\""},
+        {"OperatingChannelBandwidth", "bandwidth", "3", "3", "\"160MHz\""},
+        {"OperatingChannelBandwidth", "bandwidth", nullptr, "0", "\"20MHz\""},
+        {"OperatingChannelBandwidth", "bandwidth", "4", "code 14", "code 14"},
+        {"OperatingChannelBandwidth", "bandwidth", "-1", "code 14", "code 14"},
+        {"RegulatoryDomain", "country", "us", "\"US\"", "\"US\""},
+        {"RegulatoryDomain", "country", nullptr, "\"\"", "\"\""},
+        {"PossibleChannels", "country", "CA",
+         "\"36,40,44,48,52,56,60,64,100,104,108,112,116,132,136,140,144,149,153,157,161,165\"",
+         "\"36,40,44,48,52,56,60,64,100,104,108,112,116,132,136,140,144,149,153,157,161,165\""},
+        {"PossibleChannels", "country", "ca", "code 14", "code 14"},
+        {"PossibleChannels", "country", "", "code 14", "code 14"},
+        {"PossibleChannels", "country", nullptr, "code 14", "code 14"},
+    };
+    for (const auto& [name, option, stored, answer, mqtt] : cases) {
+        outside() = Outside{};
+        const std::string key = std::string{"mtkwireless.rax0."} + option;
+        if (stored != nullptr) {
+            outside().uci[key] = stored;
+        }
+        EXPECT_EQ(get("Device.WiFi.Radio.2", name), answer) << name;
+        const LogLine missing{4, "[W] " + key + " not found\n"};
+        EXPECT_EQ(stored == nullptr, !outside().logs.empty() && outside().logs[0] == missing) << name;
+        EXPECT_EQ(get("Device.WiFi.Radio.2", name, kMqtt), mqtt) << name;
+        EXPECT_TRUE(outside().commands().empty());
+    }
+    outside().logs.clear();
+    EXPECT_EQ(get("Device.WiFi.Radio.1", "IEEE80211hEnabled"), "0");
+    EXPECT_TRUE(outside().logs.empty()) << "nobody misses it on 2.4 GHz";
+    outside().uci["mtkwireless.ra0.country"] = "CA";
+    EXPECT_EQ(get("Device.WiFi.Radio.1", "PossibleChannels"), "\"1,2,3,4,5,6,7,8,9,10,11\"");
+}
+
+TEST_F(WiFiRadio, SetsStoreDriveAndRecordInOrder)
+{
+    const auto iwpriv = [](const std::string& rest) { return "popen /usr/sbin/iwpriv " + rest; };
+    const std::string up = "system ifconfig rax0 up > /dev/null 2>&1";
+    const struct {
+        const char* name;
+        const char* value;
+        uint32_t commander;
+        Lines done; // without the sync behind each command
+        const char* event;
+    } cases[] = {
+        {"Enable", "0", 8, {"set mtkwireless.rax0.radioOn=0"}, "Radio enabled flag 0 by CLI"},
+        {"Enable", "\"true\"", kMqtt, {"set mtkwireless.rax0.radioOn=1"}, "Radio enabled flag 1 by MQTT"},
+        {"Enable", "\"1\"", kMqtt, {"set mtkwireless.rax0.radioOn=0"}, "Radio enabled flag 0 by MQTT"},
+        {"Enable", "1", kMqtt, {"set mtkwireless.rax0.radioOn=1"}, "Radio enabled flag 1 by MQTT"},
+        {"TransmitPower",
+         "\"50\"",
+         8,
+         {"set mtkwireless.rax0.txpower=50", up, iwpriv("rax0 set TxPower=50")},
+         "TX power 50 by CLI"},
+        {"IEEE80211hEnabled",
+         "\"enable\"",
+         kMqtt,
+         {"set mtkwireless.rax0.doth=1", up, iwpriv("rax0 set IEEE80211H=1")},
+         "DFS enabled flag 1 by MQTT"},
+        {"IEEE80211hEnabled",
+         "\"true\"",
+         kMqtt,
+         {"set mtkwireless.rax0.doth=0", up, iwpriv("rax0 set IEEE80211H=0")},
+         "DFS enabled flag 0 by MQTT"},
+        {"X_QRN_ZeroWaitDFS",
+         "1",
+         8,
+         {"set mtkwireless.rax0.zerowaitdfs=1"},
+         "ignore CAC enabled flag 1 by CLI"},
+        {"X_QRN_ATF",
+         "1",
+         8,
+         {"set mtkwireless.rax0.atf=1", up, iwpriv("rax0 set vow_airtime_fairness_en=1")},
+         "Airtime fairness enabled 1 by CLI"},
+        {"X_QRN_ATF",
+         "\"false\"",
+         kMqtt,
+         {"set mtkwireless.mesh.coordatf=0", "set mtkwireless.rax0.atf=0", up,
+          iwpriv("rax0 set vow_airtime_fairness_en=0")},
+         "Airtime fairness enabled 0 by MQTT"},
+        {"X_QRN_THOLD", "-70", 8, {"set mtkwireless.rax0.rssithold=-70"}, "Radio RSSI threshold -70 by CLI"},
+        {"X_QRN_ExplicitBeamforming",
+         "1",
+         8,
+         {"set mtkwireless.rax0.etxbfen=1", up, iwpriv("rax0 set ETxBfEnCond=1")},
+         "Radio explicit beamforming 1 by CLI"},
+        {"X_QRN_ImplicitBeamforming",
+         "1",
+         8,
+         {"set mtkwireless.rax0.itxbfen=1", up, iwpriv("rax0 set ITxBfEn=1")},
+         "Radio implicit beamforming 1 by CLI"},
+        {"Channel",
+         "36",
+         8,
+         {"set mtkwireless.rax0.channel=36", "system ifconfig rax0 up >/dev/null 2>&1",
+          iwpriv("rax0 set Channel=36")},
+         "Channel 36 by CLI"},
+        {"Channel",
+         "\"auto\"",
+         kMqtt,
+         {"set mtkwireless.rax0.channel=0", "system ifconfig rax0 up >/dev/null 2>&1",
+          iwpriv("rax0 set Channel=0")},
+         "Channel 0 by MQTT"},
+        {"Channel",
+         "\"0x24\"",
+         kMqtt,
+         {"set mtkwireless.rax0.channel=36", "system ifconfig rax0 up >/dev/null 2>&1",
+          iwpriv("rax0 set Channel=36")},
+         "Channel 36 by MQTT"},
+        {"AutoChannelEnable",
+         "1",
+         8,
+         {"set mtkwireless.rax0.channel=0", "system echo 1 > /tmp/.rax0_ACS_renew"},
+         "Auto Channel enabled flag 1 by CLI"},
+        {"AutoChannelEnable", "0", 8, {}, "Auto Channel enabled flag 0 by CLI"},
+        {"X_QRN_AutoChannelSkipList",
+         "\"36;40\"",
+         8,
+         {"set mtkwireless.rax0.channel=36;40", "system echo 1 > /tmp/.rax0_ACS_renew"},
+         "skip channel list 36;40 by CLI"},
+        {"X_QRN_AutoChannelSkipList",
+         "\"\"",
+         8,
+         {"set mtkwireless.rax0.channel=", "system echo 1 > /tmp/.rax0_ACS_renew"},
+         "skip channel list <empty> by CLI"},
+        {"OperatingChannelBandwidth",
+         "0",
+         8,
+         {"set mtkwireless.rax0.bandwidth=0", up, iwpriv("rax0 set VhtBw=0"), iwpriv("rax0 set HtBw=0")},
+         "BandWidth 20MHz by CLI"},
+        {"OperatingChannelBandwidth",
+         "\"40MHz\"",
+         kMqtt,
+         {"set mtkwireless.rax0.bandwidth=1", up, iwpriv("rax0 set VhtBw=0"), iwpriv("rax0 set HtBw=1")},
+         "BandWidth 40MHz by MQTT"},
+        {"OperatingChannelBandwidth",
+         "2",
+         kMqtt,
+         {"set mtkwireless.rax0.bandwidth=2", up, iwpriv("rax0 set VhtBw=1"), iwpriv("rax0 set HtBw=1")},
+         "BandWidth 80MHz by MQTT"},
+        {"OperatingChannelBandwidth",
+         "3",
+         8,
+         {"set mtkwireless.rax0.bandwidth=3", up, iwpriv("rax0 set VhtBw=2"), iwpriv("rax0 set HtBw=1")},
+         "BandWidth 160MHz by CLI"},
+        {"RegulatoryDomain",
+         "\"us\"",
+         8,
+         {"set mtkwireless.rax0.country=US", "set mtkwireless.rax0.regionidx=13"},
+         "country US by CLI"},
+    };
+    for (const auto& [name, value, commander, done, text] : cases) {
+        outside() = Outside{};
+        outside().uci["mtkwireless.rax0.radioOn"] = "1";
+        EXPECT_EQ(set("Device.WiFi.Radio.2", name, value, commander), 0u) << name << value;
+        std::erase(outside().done, "sync");
+        EXPECT_EQ(outside().done, done) << name;
+        EXPECT_EQ(outside().events, Lines{event(std::string{"set WiFi "} + text)});
+
+        // A radio that is off is only configured.
+        if (std::strcmp(name, "X_QRN_AutoChannelSkipList") != 0 && std::strcmp(name, "Enable") != 0) {
+            outside() = Outside{};
+            outside().uci["mtkwireless.rax0.radioOn"] = "0";
+            EXPECT_EQ(set("Device.WiFi.Radio.2", name, value, commander), 0u) << name;
+            EXPECT_TRUE(outside().commands().empty()) << name;
+        }
+    }
+}
+
+TEST_F(WiFiRadio, StandardsReachEveryAccessPoint)
+{
+    outside().uci["mtkwireless.ra0.radioOn"] = "1";
+    EXPECT_EQ(set("Device.WiFi.Radio.1", "OperatingStandards", "\"b,g,n\""), 0u);
+    Lines expected;
+    for (int i = 0; i < 8; ++i) {
+        const std::string interface = "ra" + std::to_string(i);
+        expected.push_back("system ifconfig " + interface + " up > /dev/null 2>&1");
+        expected.push_back("popen /usr/sbin/iwpriv " + interface + " set WirelessMode=9");
+    }
+    EXPECT_EQ(outside().commands(), expected);
+    EXPECT_EQ(outside().events, Lines{event("set WiFi band support b,g,n by CLI")});
+
+    outside().done.clear();
+    outside().wait_statuses["/usr/sbin/iwpriv ra1 set WirelessMode=16"] = 1 << 8;
+    EXPECT_EQ(set("Device.WiFi.Radio.1", "OperatingStandards", "\"802.11ax\"", kMqtt), 14u);
+    EXPECT_EQ(outside().commands().size(), 4u) << "up to the first that fails";
+    EXPECT_EQ(outside().uci["mtkwireless.ra0.band"], "16") << "what is written stays written";
+    EXPECT_EQ(outside().events.size(), 1u);
+
+    for (const char* wrong : {"\"a,n,ac\"", "\"b,g,n,\"", "\"B,G\"", "\"\"", "9"}) {
+        EXPECT_EQ(set("Device.WiFi.Radio.1", "OperatingStandards", wrong), 14u) << wrong;
+    }
+    EXPECT_EQ(set("Device.WiFi.Radio.2", "OperatingStandards", "\"b,g\""), 14u);
+    EXPECT_EQ(set("Device.WiFi.Radio.2", "OperatingStandards", "\"a,n\"", kMqtt), 14u) << "MQTT sends names";
+    EXPECT_EQ(outside().uci["mtkwireless.ra0.band"], "16");
+}
+
+TEST_F(WiFiRadio, RefusedSets)
+{
+    const struct {
+        const char* name;
+        const char* value;
+        uint32_t commander;
+        uint32_t code;
+        Lines done;
+    } cases[] = {
+        {"TransmitPower", "\"high\"", 8, 14, {}},
+        {"TransmitPower", "4294967296", 8, 14, {}},
+        {"Channel", "\"auto\"", 8, 14, {}},
+        {"Channel", "\"6x\"", kMqtt, 14, {}},
+        {"AutoChannelEnable", "2", 8, 14, {}},
+        {"AutoChannelEnable", "-1", 8, 14, {}},
+        {"OperatingChannelBandwidth", "4", 8, 14, {}},
+        {"OperatingChannelBandwidth", "-1", 8, 14, {}},
+        {"OperatingChannelBandwidth", "\"80\"", kMqtt, 14, {}},
+        {"RegulatoryDomain", "\"USA\"", 8, 22, {}},
+        {"RegulatoryDomain", "\"\"", 8, 22, {}},
+        {"RegulatoryDomain", "12", 8, 22, {}},
+        {"RegulatoryDomain", "null", 8, 22, {}},
+        {"RegulatoryDomain", "\"DE\"", 8, 14, {"set mtkwireless.ra0.country=DE"}},
+        // A radio whose switch is missing may be on: that is not ignored.
+        {"AutoChannelEnable", "1", 8, 14, {"set mtkwireless.ra0.channel=0"}},
+    };
+    for (const auto& [name, value, commander, code, done] : cases) {
+        outside() = Outside{};
+        EXPECT_EQ(set("Device.WiFi.Radio.1", name, value, commander), code) << name << value;
+        EXPECT_EQ(outside().done, done) << name << value;
+        EXPECT_TRUE(outside().events.empty());
+    }
+    const std::string longest = "\"" + std::string(127, ';') + "\"";
+    EXPECT_EQ(set("Device.WiFi.Radio.1", "X_QRN_AutoChannelSkipList", longest), 0u);
+    EXPECT_EQ(set("Device.WiFi.Radio.1", "X_QRN_AutoChannelSkipList", "\"" + std::string(128, ';') + "\""),
+              14u);
+    EXPECT_EQ(get("Device.WiFi.Radio.1", "X_QRN_AutoChannelSkipList"), longest);
+    const struct {
+        int status;
+        uint32_t code;
+    } ends[] = {{0, 0}, {3 << 8, 3}, {9, 14}, {-1, 14}};
+    for (const auto& [status, code] : ends) {
+        outside().wait_statuses["echo 1 > /tmp/.ra0_ACS_renew"] = status;
+        EXPECT_EQ(set("Device.WiFi.Radio.1", "X_QRN_AutoChannelSkipList", "\"1;6\""), code);
+    }
+    outside().uci_codes["set mtkwireless.mesh.coordatf"] = 5;
+    EXPECT_EQ(set("Device.WiFi.Radio.1", "X_QRN_ATF", "0"), 5u);
+    outside().done.clear();
+    outside().logs.clear();
+    EXPECT_EQ(send("Device.WiFi.Radio.1", kSet, R"({"X_QRN_ZeroWaitDFS":{"ParamValue":1}})"),
+              R"(0 {"X_QRN_ZeroWaitDFS":{"ParamValue":1}})");
+    EXPECT_TRUE(outside().done.empty());
+}
+
+TEST_F(WiFiRadio, ChannelIsAskedOfTheDriver)
+{
+    const auto command = [](const char* interface) {
+        return std::string{"iwconfig "} + interface +
+               R"( 2>/dev/null | awk -F" " '/Channel:/{print $2;}' | cut -d: -f 2)";
+    };
+    const struct {
+        std::map<std::string, std::string> uci;
+        uint32_t commander;
+        const char* asked; // null: nobody
+        const char* answer;
+    } cases[] = {
+        {{{"radioOn", "1"}, {"enable1", "1"}, {"channel", "36"}}, 8, "rax0", "44"},
+        {{{"radioOn", "1"}, {"enable3", "1"}, {"channel", "36"}}, 8, "rax2", "44"},
+        {{{"radioOn", "1"}, {"enable8", "2"}, {"channel", "36"}}, 8, "rax8", "44"},
+        {{{"radioOn", "1"}, {"channel", "36"}}, 8, nullptr, "0"},
+        {{{"radioOn", "0"}, {"enable1", "1"}, {"channel", "36"}}, 8, nullptr, "0"},
+        {{{"radioOn", "1"}, {"enable1", "1"}, {"channel", "36"}}, kMqtt, nullptr, "0"},
+        {{{"radioOn", "1"}, {"enable1", "1"}, {"channel", "0"}}, kMqtt, nullptr, "\"auto\""},
+        {{{"mesh", "1"}, {"channel", "36"}}, kMqtt, "rax8", "44"},
+        {{{"mesh", "1"}, {"enable2", "1"}, {"channel", "0"}}, kMqtt, "rax1", "\"auto\""},
+    };
+    for (const auto& [uci, commander, asked, answer] : cases) {
+        outside() = Outside{};
+        for (const auto& [option, value] : uci) {
+            outside().uci[option == "mesh" ? "mtkwireless.mesh.enable" : "mtkwireless.rax0." + option] =
+                value;
+        }
+        if (asked != nullptr) {
+            outside().outputs[command(asked)] = "44\nmore\n";
+        }
+        EXPECT_EQ(get("Device.WiFi.Radio.2", "Channel", commander), answer);
+        EXPECT_EQ(outside().commands(), asked != nullptr ? Lines{"popen " + command(asked)} : Lines{});
+    }
+    outside().outputs.clear();
+    EXPECT_EQ(get("Device.WiFi.Radio.2", "Channel"), "0") << "a driver that says nothing";
+}
+
+TEST_F(WiFiRadio, StationsAreCountedByTheRadio)
+{
+    outside().outputs["/usr/bin/qrnstainfo -a"] = "3\n";
+    outside().outputs["/usr/bin/qrnstainfo -b"] = "12 of\n40";
+    EXPECT_EQ(get("Device.WiFi.Radio.1", "X_QRN_AssociatedNumber5G"), "\"3\"");
+    EXPECT_EQ(get("Device.WiFi.Radio.2", "X_QRN_AssociatedNumber2G"), "\"12 of\"");
+    outside().outputs["/usr/bin/qrnstainfo -a"] = "";
+    EXPECT_EQ(get("Device.WiFi.Radio.1", "X_QRN_AssociatedNumber2G"), "\"\"");
+    outside().wait_statuses["/usr/bin/qrnstainfo -a"] = 1 << 8;
+    EXPECT_EQ(get("Device.WiFi.Radio.1", "X_QRN_AssociatedNumber2G"), "code 14");
+    outside().wait_statuses["/usr/bin/qrnstainfo -a"] = -1;
+    EXPECT_EQ(get("Device.WiFi.Radio.1", "X_QRN_AssociatedNumber2G"), "code 14");
+}

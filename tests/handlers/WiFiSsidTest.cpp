@@ -1,0 +1,302 @@
+// SPDX-License-Identifier: Apache-2.0
+// "Device.WiFi.SSID" against a faked outside.
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+#include <json-c/json.h>
+
+#include "qsc_wifi.h"
+#include "support/Outside.h"
+
+using namespace test;
+
+namespace
+{
+
+constexpr uint32_t kMqtt = 0x80;
+
+} // namespace
+
+class WiFiSsid : public OutsideTest
+{
+  protected:
+    void TearDown() override
+    {
+        std::filesystem::remove("/tmp/dump.txt");
+        std::filesystem::remove("/tmp/dumptmep.txt");
+        OutsideTest::TearDown();
+    }
+
+    static std::string get(int instance, const char* name, uint32_t commander = 8)
+    {
+        return send(path_of(instance), kGet, (std::string{R"({")"} + name + R"(":{}})").c_str(), commander);
+    }
+
+    /// The answer of a get that works.
+    static std::string answer(const char* name, const std::string& value)
+    {
+        return std::string{R"(0 {")"} + name + R"(":{"ParamValue":)" + value + R"(,"ParamId":0}})";
+    }
+
+    static uint32_t set(int instance, const char* name, const std::string& value, uint32_t commander = 8)
+    {
+        const std::string object = std::string{R"({")"} + name + R"(":{"ParamValue":)" + value + "}}";
+        return static_cast<uint32_t>(std::stoul(send(path_of(instance), kSet, object.c_str(), commander)));
+    }
+
+    static std::string path_of(int instance) { return "Device.WiFi.SSID." + std::to_string(instance); }
+
+    /// A topology dump with a name, and the copying that the library asks the shell for.
+    static void put_dump(const std::string& text)
+    {
+        std::ofstream{"/tmp/dump.txt"} << text;
+        outside().uci["mtkwireless.mesh.enable"] = "1";
+        outside().on_system = [](const std::string& command) {
+            if (command == "/bin/cp /tmp/dump.txt /tmp/dumptmep.txt") {
+                std::filesystem::copy_file("/tmp/dump.txt", "/tmp/dumptmep.txt");
+            }
+        };
+    }
+};
+
+TEST_F(WiFiSsid, InstancesAreAccessPointsOfTwoRadios)
+{
+    for (const int instance : {1, 8, 11, 18}) {
+        const std::string section = instance < 10 ? "mtkwireless.ra0.enable" : "mtkwireless.rax0.enable";
+        outside() = Outside{};
+        outside().uci[section + std::to_string(instance % 10)] = "1";
+        EXPECT_EQ(get(instance, "Enable"), answer("Enable", "1")) << instance;
+        EXPECT_EQ(get(instance, "Enable", kMqtt), answer("Enable", "\"true\""));
+    }
+    for (const int instance : {0, 9, 10, 19, -1, INT32_MAX, INT32_MIN}) {
+        outside().logs.clear();
+        EXPECT_EQ(get(instance, "Enable"), R"(22 {"Enable":{"ParamId":22}})") << instance;
+        EXPECT_EQ(outside().logs[0],
+                  (LogLine{3, "[E] Instance number [" + std::to_string(instance) + "] error\n"}));
+    }
+    EXPECT_EQ(send("Device.WiFi.SSID.0x12", kGet, R"({"Enable":{}})"), answer("Enable", "1"))
+        << "instance 18";
+    EXPECT_EQ(send("Device.WiFi.SSID.010", kGet, R"({"Enable":{}})"), answer("Enable", "0")) << "instance 8";
+    EXPECT_EQ(set(12, "Enable", "\"true\"", kMqtt), 0u);
+    EXPECT_EQ(outside().done, Lines{"set mtkwireless.rax0.enable2=1"});
+    EXPECT_EQ(outside().events, Lines{event("set WiFi SSID enabled flag 1 by MQTT")});
+    for (const char* name : {"Status", "Name", "MACAddress"}) {
+        EXPECT_EQ(get(9, name), std::string{R"(0 {")"} + name + R"(":{}})") << "says nothing, about nothing";
+        EXPECT_EQ(set(1, name, "1"), 0u);
+    }
+    EXPECT_EQ(Qsc_DevWiFiSSID_Do_Status("x", nullptr, kGet, 8, 0, 0), 22u);
+}
+
+TEST_F(WiFiSsid, LowerLayersAreTheSwitchesOfBothRadios)
+{
+    const struct {
+        const char* first;
+        const char* second;
+        const char* layers;
+    } cases[] = {{"1", "1", "\"Device.WiFi.Radio.1,Device.WiFi.Radio.2\""},
+                 {"1", "0", "\"Device.WiFi.Radio.1\""},
+                 {"2", "1", "\"Device.WiFi.Radio.2\""},
+                 {"0", "0", "\"\""}};
+    for (const auto& [first, second, layers] : cases) {
+        outside().uci = {{"mtkwireless.ra0.enable3", first}, {"mtkwireless.rax0.enable3", second}};
+        EXPECT_EQ(get(3, "LowerLayers"), answer("LowerLayers", layers));
+        EXPECT_EQ(get(13, "LowerLayers"), answer("LowerLayers", layers));
+    }
+    const struct {
+        const char* value;
+        Lines done;
+        const char* shown;
+    } sets[] = {
+        {"\"Device.WiFi.Radio.2\"",
+         {"set mtkwireless.ra0.enable1=0", "set mtkwireless.rax0.enable1=1"},
+         "Device.WiFi.Radio.2"},
+        {"\"Device.WiFi.Radio.2, Device.WiFi.Radio.1\"",
+         {"set mtkwireless.ra0.enable1=1", "set mtkwireless.rax0.enable1=1"},
+         "Device.WiFi.Radio.2, Device.WiFi.Radio.1"},
+        {"\"\"", {"set mtkwireless.ra0.enable1=0", "set mtkwireless.rax0.enable1=0"}, "<empty>"},
+        {"null", {"set mtkwireless.ra0.enable1=0", "set mtkwireless.rax0.enable1=0"}, "<empty>"},
+    };
+    for (const auto& [value, done, shown] : sets) {
+        outside() = Outside{};
+        outside().uci_codes["set mtkwireless.ra0.enable1"] = 5;
+        EXPECT_EQ(set(1, "LowerLayers", value), 0u) << "the first radio's failure does not count";
+        EXPECT_EQ(outside().done, done);
+        EXPECT_EQ(outside().events, Lines{event(std::string{"set WiFi Lowerlayers "} + shown + " by CLI")});
+    }
+    outside().uci_codes["set mtkwireless.rax0.enable1"] = 6;
+    EXPECT_EQ(set(1, "LowerLayers", "\"\""), 6u);
+    EXPECT_EQ(set(1, "LowerLayers", "[]"), 14u);
+    EXPECT_EQ(send(path_of(1), kSet, R"({"LowerLayers":{}})").substr(0, 2), "22");
+}
+
+TEST_F(WiFiSsid, AddressAndCountersComeFromCommands)
+{
+    const std::string command = R"(iwconfig rax1 | sed -n 's/.*Access Point: \([0-9\:A-F]\{17\}\).*/\1/p')";
+    outside().outputs[command] = "02:0C:43:26:60:01\nx\n";
+    EXPECT_EQ(get(12, "BSSID"), answer("BSSID", "\"02:0C:43:26:60:01\""));
+    outside().outputs.clear();
+    EXPECT_EQ(get(12, "BSSID"), answer("BSSID", "\"\""));
+    outside().wait_statuses[command] = 1 << 8;
+    outside().logs.clear();
+    EXPECT_EQ(get(12, "BSSID"), R"(14 {"BSSID":{"ParamId":14}})");
+    EXPECT_EQ(outside().logs[0], (LogLine{4, "[W] " + command + " failed\n"}));
+    EXPECT_EQ(set(12, "BSSID", "\"x\""), 14u);
+
+    outside().outputs["/bin/cat /sys/class/net/ra0/statistics/tx_bytes"] = "18446744073709551615\n";
+    outside().outputs["/bin/cat /sys/class/net/rax7/statistics/rx_bytes"] = "5\n";
+    EXPECT_EQ(send("Device.WiFi.SSID.1.Stats", kGet, R"({"BytesSent":{}})"),
+              answer("BytesSent", "\"18446744073709551615\""));
+    EXPECT_EQ(send("Device.WiFi.SSID.18.Stats", kGet, R"({"BytesReceived":{}})"),
+              answer("BytesReceived", "\"5\""));
+    EXPECT_EQ(send("Device.WiFi.SSID.18.Stats", kSet, R"({"BytesReceived":{"ParamValue":"1"}})").substr(0, 2),
+              "14");
+    EXPECT_EQ(send("Device.WiFi.SSID.9.Stats", kGet, R"({"BytesReceived":{}})").substr(0, 2), "22");
+}
+
+TEST_F(WiFiSsid, NamesReachTheDriverExactly)
+{
+    const struct {
+        const char* json;
+        const char* quoted;
+        const char* stored;
+    } names[] = {
+        {R"("plain name")", "plain name", "plain name"},
+        {R"("a'b\"c$d`e\\f&g\u00e9")", "a'b\\\"c\\$d\\`e\\\\f&g\xC3\xA9", "a'b\"c$d`e\\f&g\xC3\xA9"},
+        {R"("line\nbreak;reboot")", "line\nbreak;reboot", "line\nbreak;reboot"},
+    };
+    for (const auto& [json, quoted, stored] : names) {
+        outside() = Outside{};
+        outside().uci = {{"mtkwireless.mesh.enable", "0"},
+                         {"mtkwireless.mesh.role", "1"},
+                         {"mtkwireless.ra0.enable3", "1"},
+                         {"mtkwireless.rax0.enable3", "1"}};
+        EXPECT_EQ(set(3, "SSID", json), 0u);
+        EXPECT_EQ(outside().uci["mtkwireless.ra0.ssid3"], stored);
+        EXPECT_EQ(outside().uci.count("mtkwireless.rax0.ssid3"), 0u);
+        EXPECT_EQ(outside().commands(),
+                  (Lines{"system ifconfig ra2 up &>/dev/null",
+                         std::string{"popen /usr/sbin/iwpriv ra2 set SSID=\""} + quoted + "\"",
+                         "system ifconfig rax2 up &>/dev/null",
+                         std::string{"popen /usr/sbin/iwpriv rax2 set SSID=\""} + quoted + "\""}));
+    }
+    EXPECT_EQ(outside().events.size(), 1u);
+    outside().done.clear();
+    outside().wait_statuses["/usr/sbin/iwpriv ra2 set SSID=\"x\""] = 1 << 8;
+    EXPECT_EQ(set(3, "SSID", "\"x\""), 14u);
+    EXPECT_EQ(outside().commands().size(), 2u) << "the second radio is not asked";
+
+    outside().uci["mtkwireless.ra0.enable3"] = "0";
+    outside().uci["mtkwireless.rax0.enable3"] = "0";
+    outside().done.clear();
+    EXPECT_EQ(set(13, "SSID", "\"" + std::string(127, '"' - 1) + "\""), 0u);
+    EXPECT_EQ(outside().done, Lines{"set mtkwireless.rax0.ssid3=" + std::string(127, '!')});
+    outside().done.clear();
+    EXPECT_EQ(set(13, "SSID", "\"" + std::string(128, 'n') + "\""), 14u);
+    EXPECT_EQ(set(13, "SSID", "\"\""), 14u);
+    EXPECT_EQ(set(13, "SSID", "null"), 14u);
+    EXPECT_EQ(set(13, "SSID", R"("a\u0000b")"), 14u);
+    EXPECT_EQ(send(path_of(13), kSet, R"({"SSID":{}})").substr(0, 2), "22");
+    EXPECT_TRUE(outside().done.empty());
+    EXPECT_EQ(get(13, "SSID"), answer("SSID", "\"" + std::string(127, '!') + "\""));
+    EXPECT_EQ(get(14, "SSID"), answer("SSID", "\"\""));
+    // 127 characters that each need a backslash still are one name.
+    outside().uci["mtkwireless.ra0.enable3"] = "1";
+    std::string dollars(127, '$');
+    EXPECT_EQ(set(3, "SSID", "\"" + dollars + "\""), 0u);
+    EXPECT_EQ(outside().uci["mtkwireless.ra0.ssid3"], dollars);
+}
+
+TEST_F(WiFiSsid, TheMeshHasOneName)
+{
+    const struct {
+        const char* mesh; // null: missing
+        const char* role;
+        Lines done;
+    } cases[] = {
+        {"1",
+         "1",
+         {"set mtkwireless.mesh.ssid=n", "set mtkwireless.mesh.resyncmesh=1",
+          "popen /usr/bin/qrn_mesh_config.sh", "sync"}},
+        {"1", "0", {"set mtkwireless.mesh.ssid=n"}},
+        {"2", "1", {"set mtkwireless.mesh.ssid=n"}},
+        {nullptr, "1", {"set mtkwireless.mesh.ssid=n"}},
+    };
+    for (const auto& [mesh, role, done] : cases) {
+        outside() = Outside{};
+        outside().uci = {{"mtkwireless.mesh.role", role}, {"mtkwireless.ra0.enable1", "1"}};
+        if (mesh != nullptr) {
+            outside().uci["mtkwireless.mesh.enable"] = mesh;
+        }
+        EXPECT_EQ(set(1, "SSID", "\"n\""), 0u);
+        EXPECT_EQ(outside().done, done);
+    }
+    outside() = Outside{};
+    outside().uci = {{"mtkwireless.mesh.enable", "1"}, {"mtkwireless.mesh.role", "1"}};
+    outside().uci_codes["set mtkwireless.mesh.resyncmesh"] = 5;
+    EXPECT_EQ(set(1, "SSID", "\"n\""), 5u);
+    EXPECT_TRUE(outside().commands().empty());
+    EXPECT_TRUE(outside().events.empty());
+}
+
+TEST_F(WiFiSsid, ARunningMeshIsAskedForItsName)
+{
+    const std::string head = R"({"topology information":[{"Radio Info":[{"BSSINFO":[{"SSID":"backhaul"},)";
+    put_dump(head + R"({"SSID":"mesh \"x\""}]}]}]})");
+    std::ofstream{"/tmp/dumptmep.txt"} << "stale";
+    EXPECT_EQ(get(1, "SSID"), answer("SSID", R"("mesh \"x\"")"));
+    EXPECT_EQ(outside().done, (Lines{"sync", "system /bin/cp /tmp/dump.txt /tmp/dumptmep.txt"}));
+    EXPECT_EQ(get(18, "SSID"), answer("SSID", R"("mesh \"x\"")"));
+
+    const struct {
+        std::string dump;
+        const char* log;
+    } broken[] = {
+        {"", "read dump topology information fail\n"},
+        {head, "read dump topology information fail\n"},
+        {"{}", "Can't get topology information form mesh info\n"},
+        {"[]", "Can't get topology information form mesh info\n"},
+        {R"({"topology information":[]})", "Can't get index 0 form topology information\n"},
+        {R"({"topology information":{}})", "Can't get index 0 form topology information\n"},
+        {R"({"topology information":[5]})", "Can't get Radio Info form mesh info\n"},
+        {R"({"topology information":[{"Radio Info":[]}]})", "Can't get index 0 form Radio Info\n"},
+        {R"({"topology information":[{"Radio Info":[{}]}]})", "Can't get BSSINFO form mesh info\n"},
+        {R"({"topology information":[{"Radio Info":[{"BSSINFO":[{"SSID":"one"}]}]}]})",
+         "Can't get Index form mesh info\n"},
+        {head + "{}]}]}]}", "Can't get SSID form mesh info\n"},
+        {head + R"({"SSID":")" + std::string(128, 'n') + R"("}]}]}]})", "snprintf mesh client number fail\n"},
+    };
+    for (const auto& [dump, log] : broken) {
+        put_dump(dump);
+        outside().logs.clear();
+        EXPECT_EQ(get(1, "SSID"), R"(14 {"SSID":{"ParamId":14}})") << dump;
+        EXPECT_EQ(outside().logs[0], (LogLine{3, std::string{"[E] "} + log}));
+    }
+    put_dump(head + R"({"SSID":")" + std::string(127, 'n') + R"("}]}]}]})");
+    EXPECT_EQ(get(1, "SSID"), answer("SSID", "\"" + std::string(127, 'n') + "\""));
+    std::filesystem::remove("/tmp/dump.txt");
+    outside().logs.clear();
+    EXPECT_EQ(get(1, "SSID").substr(0, 2), "14");
+    EXPECT_EQ(outside().logs[0], (LogLine{3, "[E] dump mesh topology information fail\n"}));
+}
+
+TEST_F(WiFiSsid, ZoneAndVlanAreThoseOfTheInterface)
+{
+    outside().uci = {{"qrnnetworkzone.@zone[0].name", "lan"},
+                     {"qrnnetworkzone.@zone[0].iface[0]", "ra1"},
+                     {"qrnnetworkzone.@zone[1].name", "guest"},
+                     {"qrnnetworkzone.lan.vid", "7"}};
+    EXPECT_EQ(get(2, "X_QRN_NetworkZone"), answer("X_QRN_NetworkZone", "\"lan\""));
+    EXPECT_EQ(get(2, "X_QRN_VLANID"), answer("X_QRN_VLANID", "7"));
+    EXPECT_EQ(get(3, "X_QRN_NetworkZone").substr(0, 2), "14");
+    EXPECT_EQ(get(3, "X_QRN_VLANID").substr(0, 2), "14");
+    EXPECT_EQ(set(2, "X_QRN_VLANID", "20"), 0u);
+    EXPECT_EQ(set(3, "X_QRN_VLANID", "20"), 14u);
+    EXPECT_EQ(set(2, "X_QRN_NetworkZone", "\"nowhere\""), 14u);
+    EXPECT_EQ(outside().done, Lines{"set qrnnetworkzone.lan.vid=20"});
+    EXPECT_EQ(set(2, "X_QRN_NetworkZone", "\"guest\""), 0u);
+    EXPECT_EQ(outside().events, (Lines{event("set WiFi SSID VLAN tag 20 by CLI"),
+                                       event("set WiFi Network Zone guest by CLI")}));
+    EXPECT_EQ(get(2, "X_QRN_VLANID"), answer("X_QRN_VLANID", "0")) << "the zone has none";
+    EXPECT_EQ(outside().logs.back(), (LogLine{4, "[W] qrnnetworkzone.guest.vid not found\n"}));
+}
