@@ -131,14 +131,14 @@ u32 radio_fairness(const Call& call)
 /// A wireless mode of the driver and its names.
 struct Standard {
     i32 mode;
+    i32 instance;          ///< the radio that can do it
     std::string_view list; ///< for ordinary commanders
     const char* name;      ///< what MQTT sends; it reads the last word of the list
-    i32 instance;          ///< the radio that can do it
 };
 
 constexpr Standard kStandards[] = {
-    {0, "b,g", "802.11g", 1},      {8, "a,n", "802.11n", 2},        {9, "b,g,n", "802.11n", 1},
-    {14, "a,n,ac", "802.11ac", 2}, {16, "b,g,n,ax", "802.11ax", 1}, {17, "a,n,ac,ax", "802.11ax", 2},
+    {0, 1, "b,g", "802.11g"},      {8, 2, "a,n", "802.11n"},        {9, 1, "b,g,n", "802.11n"},
+    {14, 2, "a,n,ac", "802.11ac"}, {16, 1, "b,g,n,ax", "802.11ax"}, {17, 2, "a,n,ac,ax", "802.11ax"},
 };
 
 u32 refuse_band(const Call& call)
