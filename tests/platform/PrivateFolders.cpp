@@ -17,7 +17,7 @@ namespace test
 namespace
 {
 
-bool enter_private_folders()
+bool enter()
 {
     const std::string user = std::to_string(getuid());
     if (unshare(CLONE_NEWNS) != 0) {
@@ -33,10 +33,15 @@ bool enter_private_folders()
 
 } // namespace
 
+bool enter_private_folders()
+{
+    static const bool is_private = enter();
+    return is_private;
+}
+
 void UciTest::SetUp()
 {
-    static const bool is_private = enter_private_folders();
-    if (!is_private) {
+    if (!enter_private_folders()) {
         GTEST_SKIP() << "the kernel allows no private mount namespace here";
     }
     std::filesystem::remove_all("/etc/config");

@@ -10,6 +10,9 @@
 namespace test
 {
 
+/// Enters them, once for the program; false: the kernel allows no private mounts.
+bool enter_private_folders();
+
 class UciTest : public testing::Test
 {
   protected:

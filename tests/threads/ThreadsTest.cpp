@@ -6,7 +6,10 @@
 #include <vector>
 
 #include <json-c/json.h>
+#include <sched.h>
 
+#include "bacl_regular_job.h"
+#include "bacl_ring_buffer.h"
 #include "platform/PrivateFolders.h"
 #include "qrnuci.h"
 #include "qslog.h"
@@ -70,4 +73,116 @@ TEST_F(Threads, ConfigurationChangesOfEachThreadAreKept)
     for (int number = 0; number < 4; ++number) {
         EXPECT_EQ(get("p.s.o" + std::to_string(number)), "25");
     }
+}
+
+TEST_F(Threads, RingsWithProducersConsumersAndPrinters)
+{
+    BaCL_RingBuffer ring;
+    ASSERT_EQ(BaCL_RingBuf_Init(&ring), 0u);
+    ASSERT_EQ(BaCL_RingBuf_AllocateBuffer(&ring, 64), 0u);
+    BaCL_RingBuf_SetState(&ring, BACL_RING_ENABLED);
+    BaCL_RingBuf_SetStateFlag(&ring, BACL_RING_NO_OVERWRITE);
+    BaCL_RingBuf_SetThreshold(&ring, 8);
+    Qslog_SetLogLevel(0);
+    constexpr int kBytes = 20'000;
+    std::atomic<int> pushed{0};
+    std::atomic<int> popped{0};
+    std::atomic<int> sum{0};
+    run_threads(5, [&](int number) {
+        if (number < 2) {
+            const unsigned char bytes[4] = {1, 1, 1, 1};
+            while (pushed < kBytes) {
+                if (BaCL_RingBuf_Push(&ring, bytes, 4) == 0) {
+                    pushed += 4;
+                }
+            }
+        } else if (number < 4) {
+            unsigned char bytes[16];
+            while (pushed < kBytes || popped < pushed) {
+                const uint32_t count = BaCL_RingBuf_PopAvailable(&ring, bytes, sizeof bytes);
+                for (uint32_t i = 0; i < count; ++i) {
+                    sum += bytes[i];
+                }
+                popped += static_cast<int>(count);
+            }
+        } else {
+            while (pushed < kBytes) {
+                BaCL_RingBuf_Print(&ring, "watched");
+                BaCL_RingBuf_SetThreshold(&ring, BaCL_RingBuf_GetDataSize(&ring));
+            }
+        }
+    });
+    EXPECT_EQ(popped, pushed);
+    EXPECT_EQ(sum, pushed) << "no byte is lost, made up or torn";
+    EXPECT_EQ(BaCL_RingBuf_Close(&ring, 0), 0u);
+}
+
+TEST_F(Threads, AClosedRingLetsEverybodyGo)
+{
+    Qslog_SetLogLevel(0);
+    BaCL_RingBuffer ring;
+    ASSERT_EQ(BaCL_RingBuf_Init(&ring), 0u);
+    ASSERT_EQ(BaCL_RingBuf_AllocateBuffer(&ring, 16), 0u);
+    BaCL_RingBuf_SetState(&ring, BACL_RING_ENABLED);
+    BaCL_RingBuf_SetThreshold(&ring, 16);
+    std::atomic<int> left{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 2; ++i) {
+        threads.emplace_back([&] {
+            // Waits as a consumer does: under the mutex, as long as the ring is enabled and holds too little.
+            while (BaCL_RingBuf_ThreadMuxLock(&ring, 1) == 0) {
+                const bool is_waiting = ring.DataSize < 16 && BaCL_RingBuf_ThreadCondWait(&ring) == 0;
+                BaCL_RingBuf_ThreadMuxLock(&ring, 0);
+                if (!is_waiting) {
+                    break;
+                }
+            }
+            ++left;
+        });
+        threads.emplace_back([&] {
+            while (BaCL_RingBuf_Push(&ring, "x", 1) == 0 && BaCL_RingBuf_GetDataSize(&ring) < 15) {
+            }
+            ++left;
+        });
+    }
+    while (left < 2) {
+        sched_yield();
+    }
+    EXPECT_EQ(BaCL_RingBuf_ClearState(&ring, BACL_RING_ENABLED), 0u);
+    EXPECT_EQ(pthread_cond_broadcast(&ring.Condition), 0);
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(BaCL_RingBuf_Close(&ring, 0), 0u);
+}
+
+TEST_F(Threads, AJobIsWatchedWhileItRunsAndStops)
+{
+    Qslog_SetLogLevel(0);
+    BaCL_RegularInfo info;
+    ASSERT_EQ(BaCL_RegInfo_Init(&info), 0u);
+    BaCL_RegInfo_SetState(&info, BACL_JOB_AVAILABLE);
+    const auto routine = [](void* record) -> void* {
+        auto* const job = static_cast<BaCL_RegularInfo*>(record);
+        BaCL_RegInfo_SetFlag(job, 3);
+        while ((BaCL_RegInfo_GetFlag(job) & BACL_JOB_STOP) == 0) {
+            sched_yield();
+        }
+        BaCL_RegInfo_SetFlag(job, BACL_JOB_ACKNOWLEDGED);
+        return nullptr;
+    };
+    ASSERT_EQ(BaCL_RegInfo_CreateThread(&info, routine, 0, 10'000), 0u);
+    run_threads(3, [&](int number) {
+        for (int i = 0; i < 200; ++i) {
+            BaCL_RegInfo_GetState(&info);
+            BaCL_RegInfo_Print(&info, "watched");
+            if (number == 0) {
+                BaCL_RegInfo_SetState(&info, 2);
+            }
+        }
+    });
+    EXPECT_EQ(BaCL_RegInfo_CloseThread(&info, 10'000, 0), 0u);
+    // The thread has acknowledged, but may still hold the mutex: closing waits until it has let go.
+    EXPECT_EQ(BaCL_RegInfo_ClearExeFlag(&info), 0u);
+    EXPECT_EQ(BaCL_RegInfo_Close(&info), 0u);
 }

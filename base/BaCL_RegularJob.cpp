@@ -1,0 +1,263 @@
+// SPDX-License-Identifier: Apache-2.0
+// The job thread: a detached thread that confirms its start and its end through flags.
+#include "include/bacl_regular_job.h"
+
+#include <cstring>
+
+#include <unistd.h>
+
+#include "base/Pthread.h"
+#include "include/bacl.h"
+
+using namespace qsc;
+
+namespace
+{
+
+constexpr const char* kModule = "BaCL_RegularJob";
+
+constexpr u32 kSmallestStack = 2048;
+constexpr useconds_t kPoll = 50'000;
+
+bool is_initialised(BaCL_RegularInfo* info)
+{
+    return info != nullptr && (load(info->State) & BACL_JOB_INITIALISED) != 0;
+}
+
+#define REFUSE_UNLESS(FINE)                                                                                  \
+    do {                                                                                                     \
+        if (!(FINE)) {                                                                                       \
+            QSC_LOG(kLogError, "parameter\n");                                                               \
+            return EINVAL;                                                                                   \
+        }                                                                                                    \
+    } while (false)
+
+/// Changes bits of the flags under the mutex.
+u32 change_flag(BaCL_RegularInfo* info, const char* function, u32 set, u32 clear)
+{
+    if (!is_initialised(info)) {
+        Qslog_Log(kLogError, kModule, __LINE__, function, "parameter\n");
+        return EINVAL;
+    }
+    const Held held{info->Mutex, PthreadLog{kModule, function, __LINE__}};
+    if (held.code() == 0) {
+        change_bits(info->Flag, set, clear);
+    }
+    return held.code();
+}
+
+/// Waits until the job acknowledges. ETIME: it did not within the limit.
+u32 await_acknowledgement(BaCL_RegularInfo* info, u32 limit_ms)
+{
+    const u32 start = BaCL_GetTimestampMS();
+    do {
+        if ((BaCL_RegInfo_GetFlag(info) & BACL_JOB_ACKNOWLEDGED) != 0) {
+            return 0;
+        }
+        usleep(kPoll);
+    } while (BaCL_GetTimestampMS() - start < limit_ms);
+    return ETIME;
+}
+
+/// Owns a thread's attributes once they are made.
+class Attributes
+{
+  public:
+    explicit Attributes(const PthreadLog& log)
+        : log_(log), code_(log.told(pthread_attr_init(&attributes_), "pthread_attr_init"))
+    {
+    }
+    Attributes(const Attributes&) = delete;
+    Attributes& operator=(const Attributes&) = delete;
+    ~Attributes()
+    {
+        const int result = code_ == 0 ? pthread_attr_destroy(&attributes_) : 0;
+        if (result != 0) {
+            Qslog_Log(kLogWarning, kModule, __LINE__, "BaCL_RegInfo_CreateThread",
+                      "pthread_attr_destroy, ret %d\n", result);
+        }
+    }
+
+    /// Makes them detached, with a stack of this size; 0: the default.
+    [[nodiscard]] u32 prepare(u32 stack_size)
+    {
+        if (code_ != 0) {
+            return code_;
+        }
+        if (const u32 code = log_.told(pthread_attr_setdetachstate(&attributes_, PTHREAD_CREATE_DETACHED),
+                                       "pthread_attr_setdetachstate")) {
+            return code;
+        }
+        return stack_size != 0 ? log_.told(pthread_attr_setstacksize(&attributes_, stack_size),
+                                           "pthread_attr_setstacksize")
+                               : 0;
+    }
+
+    [[nodiscard]] const pthread_attr_t* get() const { return &attributes_; }
+
+  private:
+    pthread_attr_t attributes_;
+    PthreadLog log_;
+    u32 code_;
+};
+
+} // namespace
+
+uint32_t BaCL_RegInfo_Init(BaCL_RegularInfo* info)
+{
+    REFUSE_UNLESS(info != nullptr);
+    std::memset(info, 0, sizeof *info);
+    if (const u32 code =
+            QSC_PTHREAD_LOG.told(pthread_mutex_init(&info->Mutex, nullptr), "pthread_mutex_init")) {
+        return code;
+    }
+    store(info->State, BACL_JOB_INITIALISED);
+    return 0;
+}
+
+uint32_t BaCL_RegInfo_Close(BaCL_RegularInfo* info)
+{
+    REFUSE_UNLESS(is_initialised(info));
+    (void)BaCL_RegInfo_ClearState(info, BACL_JOB_AVAILABLE);
+    constexpr u32 kLimitMs = 1000;
+    if (BaCL_RegInfo_CloseThread(info, kLimitMs, 1) != 0) {
+        QSC_LOG(kLogError, "BaCL_RegInfo_CloseThread\n");
+    }
+    store(info->Flag, BACL_JOB_STOP);
+    info->ThreadId = 0;
+    store(info->State, 0);
+    (void)QSC_PTHREAD_LOG.told(pthread_mutex_destroy(&info->Mutex), "pthread_mutex_destroy", kLogWarning);
+    return 0;
+}
+
+uint32_t BaCL_RegInfo_SetState(BaCL_RegularInfo* info, uint32_t bits)
+{
+    REFUSE_UNLESS(is_initialised(info));
+    const Held held{info->Mutex, QSC_PTHREAD_LOG};
+    if (held.code() == 0) {
+        change_bits(info->State, bits & 3, 0);
+    }
+    return held.code();
+}
+
+uint32_t BaCL_RegInfo_ClearState(BaCL_RegularInfo* info, uint32_t bits)
+{
+    REFUSE_UNLESS(is_initialised(info));
+    // Without the lock as well: whoever ends a job must be able to.
+    const Held held{info->Mutex, QSC_PTHREAD_LOG};
+    change_bits(info->State, 0, bits & 3);
+    return 0;
+}
+
+uint32_t BaCL_RegInfo_GetState(BaCL_RegularInfo* info)
+{
+    return info != nullptr ? load(info->State) : 0;
+}
+
+uint32_t BaCL_RegInfo_IsAvailable(BaCL_RegularInfo* info)
+{
+    constexpr u32 kBoth = BACL_JOB_INITIALISED | BACL_JOB_AVAILABLE;
+    return (BaCL_RegInfo_GetState(info) & kBoth) == kBoth ? 1 : 0;
+}
+
+uint32_t BaCL_RegInfo_SetFlag(BaCL_RegularInfo* info, uint32_t bits)
+{
+    return change_flag(info, __func__, bits & 7, 0);
+}
+
+uint32_t BaCL_RegInfo_ClearFlag(BaCL_RegularInfo* info, uint32_t bits)
+{
+    return change_flag(info, __func__, 0, bits & 7);
+}
+
+uint32_t BaCL_RegInfo_GetFlag(BaCL_RegularInfo* info)
+{
+    if (!is_initialised(info)) {
+        return 0;
+    }
+    const Held held{info->Mutex, QSC_PTHREAD_LOG};
+    return held.code() == 0 ? load(info->Flag) : 0;
+}
+
+uint32_t BaCL_RegInfo_SetExeFlag(BaCL_RegularInfo* info)
+{
+    return change_flag(info, __func__, BACL_JOB_RUNNING, 0);
+}
+
+uint32_t BaCL_RegInfo_ClearExeFlag(BaCL_RegularInfo* info)
+{
+    return change_flag(info, __func__, 0, BACL_JOB_RUNNING);
+}
+
+uint32_t BaCL_RegInfo_GetExeFlag(BaCL_RegularInfo* info)
+{
+    return BaCL_RegInfo_GetFlag(info) & BACL_JOB_RUNNING;
+}
+
+uint32_t BaCL_RegInfo_CreateThread(BaCL_RegularInfo* info, BaCL_JobRoutine routine, uint32_t stackSize,
+                                   uint32_t limitMs)
+{
+    REFUSE_UNLESS(BaCL_RegInfo_IsAvailable(info) != 0 && routine != nullptr);
+    if (BaCL_RegInfo_GetExeFlag(info) != 0) {
+        QSC_LOG(kLogWarning, "already executed\n");
+        return 0;
+    }
+    if (stackSize != 0 && stackSize < kSmallestStack) {
+        QSC_LOG(kLogWarning, "thread stack is too small. It is set to %d\n",
+                static_cast<i32>(kSmallestStack));
+        stackSize = kSmallestStack;
+    }
+    if (const u32 code = BaCL_RegInfo_ClearFlag(info, BACL_JOB_ACKNOWLEDGED | BACL_JOB_STOP)) {
+        QSC_LOG(kLogError, "BaCL_RegInfo_ClearFlag, error %d\n", static_cast<i32>(code));
+        return code;
+    }
+    info->ThreadId = 0;
+    Attributes attributes{QSC_PTHREAD_LOG};
+    if (const u32 code = attributes.prepare(stackSize)) {
+        return code;
+    }
+    pthread_t thread{};
+    const int result = pthread_create(&thread, attributes.get(), routine, info);
+    if (result != 0) {
+        QSC_LOG(kLogError, "pthread_create, ret %d\n", result);
+        return static_cast<u32>(result);
+    }
+    info->ThreadId = thread;
+    return await_acknowledgement(info, limitMs);
+}
+
+uint32_t BaCL_RegInfo_CloseThread(BaCL_RegularInfo* info, uint32_t limitMs, int32_t clearExecute)
+{
+    REFUSE_UNLESS(is_initialised(info));
+    if (BaCL_RegInfo_GetExeFlag(info) == 0) {
+        QSC_LOG(kLogWarning, "already stoped\n");
+        return 0;
+    }
+    {
+        // Without the lock as well: the job must learn that it is to stop.
+        const Held held{info->Mutex, QSC_PTHREAD_LOG, true, kLogWarning};
+        change_bits(info->Flag, BACL_JOB_STOP,
+                    BACL_JOB_ACKNOWLEDGED | (clearExecute != 0 ? BACL_JOB_RUNNING : 0));
+    }
+    return await_acknowledgement(info, limitMs);
+}
+
+uint32_t BaCL_RegInfo_Print(BaCL_RegularInfo* info, const char* title)
+{
+    if (info == nullptr) {
+        QSC_LOG(kLogWarning, "pointer is NULL\n");
+        return EINVAL;
+    }
+    if (title != nullptr && *title != '\0') {
+        QSC_LOG(kLogDebug, "%s (BaCL_RegularInfo):\n", title);
+    } else {
+        QSC_LOG(kLogDebug, "BaCL_RegularInfo:\n");
+    }
+    const auto thread =
+        static_cast<u32>(reinterpret_cast<std::uintptr_t>(reinterpret_cast<void*>(info->ThreadId)));
+    QSC_LOG(kLogDebug, "State 0x%X\n", load(info->State));
+    QSC_LOG(kLogDebug, "Flag 0x%X\n", load(info->Flag));
+    QSC_LOG(kLogDebug, "ThreadId %u (0x%X)\n", thread, thread);
+    QSC_LOG(kLogDebug, "PtrParam %p\n", info->PtrParam);
+    return 0;
+}
