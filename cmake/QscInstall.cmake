@@ -5,6 +5,7 @@ include(GNUInstallDirs)
 install(TARGETS qsyscmdhal qrnuci EXPORT qsyscmdhalTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS qsc DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS qscd DESTINATION ${CMAKE_INSTALL_SBINDIR})
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qsyscmdhal FILES_MATCHING PATTERN "*.h")
 install(FILES packaging/zlog.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/qsyscmdhal)
 

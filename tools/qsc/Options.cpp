@@ -9,6 +9,7 @@
 
 #include "include/qsyscmdhal.h"
 #include "tools/qsc/Lookup.h"
+#include "tools/qsc/Queue.h"
 #include "tools/qsc/Report.h"
 
 namespace qsc
@@ -17,12 +18,16 @@ namespace qsc
 namespace
 {
 
-enum LongOption : int { kJson = 256, kAs, kApply };
+enum LongOption : int { kJson = 256, kAs, kApply, kQueue };
 
 constexpr option kLongOptions[] = {
-    {"json", no_argument, nullptr, kJson},   {"as", required_argument, nullptr, kAs},
-    {"apply", no_argument, nullptr, kApply}, {"verbose", no_argument, nullptr, 'v'},
-    {"help", no_argument, nullptr, 'h'},     {},
+    {"json", no_argument, nullptr, kJson},
+    {"as", required_argument, nullptr, kAs},
+    {"apply", no_argument, nullptr, kApply},
+    {"verbose", no_argument, nullptr, 'v'},
+    {"help", no_argument, nullptr, 'h'},
+    {"queue", required_argument, nullptr, kQueue},
+    {},
 };
 
 /// Takes a commander's name, in any letter case, or its number.
@@ -67,6 +72,12 @@ bool parse_options(int count, char** arguments, Options& options)
         case kApply:
             options.apply = true;
             break;
+        case kQueue:
+            options.by_queue = find_queue(optarg, options.queue);
+            if (!options.by_queue) {
+                return false;
+            }
+            break;
         case 'v':
             options.verbose = true;
             break;
@@ -79,7 +90,7 @@ bool parse_options(int count, char** arguments, Options& options)
         default: {
             const char* const given = arguments[optind - 1];
             Suggestion nearest{given};
-            for (const char* known : {"--json", "--as", "--apply", "--verbose", "--help"}) {
+            for (const char* known : {"--json", "--as", "--apply", "--queue", "--verbose", "--help"}) {
                 nearest.consider(known);
             }
             wrong_usage("there is no option '%s'; did you mean '%s'? See qsc --help.", given, nearest.best());

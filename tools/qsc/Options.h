@@ -15,6 +15,8 @@ enum ExitCode : int { kDone = 0, kFailed = 1, kUsage = 2 };
 
 struct Options {
     u32 commander = QSC_COMMANDER_CLI;
+    bool by_queue = false; ///< requests go through the service daemon's queue
+    u32 queue = 0;
     bool as_json = false;
     bool apply = false;
     bool verbose = false;

@@ -15,6 +15,7 @@
 #include "tools/qsc/Answers.h"
 #include "tools/qsc/Commands.h"
 #include "tools/qsc/Lookup.h"
+#include "tools/qsc/Queue.h"
 
 namespace qsc
 {
@@ -28,9 +29,14 @@ struct FreeMemory {
     void operator()(char* memory) const { std::free(memory); }
 };
 
-u32 dispatch(const Options& options, const Target& target, u32 operation, json_object* object)
+/// Has the request served, by the library or by the daemon; false: it never got there, which has been said.
+bool dispatch(const Options& options, const Target& target, u32 operation, json_object* object, u32& code)
 {
-    return target.entry->dispatcher(target.path.c_str(), object, operation, options.commander, 0, 0);
+    if (options.by_queue) {
+        return dispatch_by_queue(options, target.path.c_str(), operation, object, code);
+    }
+    code = target.entry->dispatcher(target.path.c_str(), object, operation, options.commander, 0, 0);
+    return true;
 }
 
 ExitCode out_of_memory()
@@ -42,7 +48,10 @@ ExitCode out_of_memory()
 ExitCode send(const Options& options, const Target& target, const char* step, u32 operation,
               json_object* object)
 {
-    const u32 code = dispatch(options, target, operation, object);
+    u32 code = 0;
+    if (!dispatch(options, target, operation, object, code)) {
+        return kFailed;
+    }
     if (code == 0) {
         return kDone;
     }

@@ -50,6 +50,7 @@ void print_help()
               "  --apply        after a set: commit, then service restart, up to the first failure\n"
               "  --json         print the answered request as JSON\n"
               "  --as NAME      speak as another commander (TR69, WEB, MQTT, ...), or by its number\n"
+              "  --queue ID     send through a running qscd: its queue's number, or its key as 0x...\n"
               "  -v, --verbose  let the library's log through to the terminal\n"
               "  -h, --help     show this, or one command's usage\n\n"
               "A set takes effect for readers at once; only commit makes it last, and only service makes\n"

@@ -1,0 +1,91 @@
+#!/usr/bin/env bats
+load device.bash
+
+# with_daemon SCRIPT [OPTION...]: runs a script on the device beside a daemon; $queue is its queue.
+with_daemon() {
+    local script=$1
+    shift
+    # shellcheck disable=SC2016  # the device expands it
+    device sh -c '
+        script=$1
+        shift
+        qscd "$@" >/tmp/qscd.out 2>/tmp/qscd.err &
+        daemon=$!
+        until grep -q queue /tmp/qscd.out || ! kill -0 $daemon 2>/dev/null; do sleep 0.02; done
+        queue=$(sed -n "s/^queue \([0-9]*\) .*/\1/p" /tmp/qscd.out)
+        eval "$script"
+        kill $daemon 2>/dev/null
+        wait $daemon
+        echo "qscd ended with $?"' sh "$script" "$@"
+}
+
+daemon_log() { cat "$state/tmp/qscd.err"; }
+
+@test "requests travel through the queue, and the commander with them" {
+    run with_daemon 'qsc --queue $queue get Device.X_QRN_RemoteLog Port
+        qsc --queue 0x51534344 --as web set Device.X_QRN_RemoteLog Port=99 --apply
+        qsc get Device.X_QRN_RemoteLog Port
+        qsc --queue $queue get syslog level'
+    same "$output" "Port = 514
+Port = 99
+level = 6
+qscd ended with 0"
+    same "$(journal)" "/etc/init.d/log restart
+/etc/init.d/system restart"
+    same "$(events)" "set Remote Log Port 99 by WEB"
+    [[ $(daemon_log) == *"WEB 0x2 Device.X_QRN_RemoteLog: 0"*"ended after 5 requests, 0 dropped"* ]]
+}
+
+@test "what is pending in the daemon stays with it: set, commit and service as separate programs" {
+    with_daemon 'qsc --queue $queue set Device.Time XQrnTimeZoneLocation=Africa/Abidjan
+        qsc --queue $queue commit Device.Time
+        qsc --queue $queue service Device.Time restart
+        qsc --queue $queue service Device.Time restart'
+    same "$(journal)" "/etc/init.d/system restart
+/etc/init.d/sysntpd restart
+/etc/init.d/sysntpd restart"
+}
+
+@test "failures come back as they are" {
+    run with_daemon 'qsc --queue $queue set syslog level=9
+        qsc --queue $queue get Device.WiFi.SSID.9
+        qsc --queue 987654 get syslog
+        qsc --queue 0x7 get syslog
+        qsc --queue x get syslog'
+    same "$output" "qsc: syslog: set of level failed: code 14 (refused value, unsupported operation, or failed command)
+qsc: Device.WiFi.SSID.9: get failed: code 22 (bad argument, bad instance, missing value, or an operation that this path does not serve)
+qsc: the request could not be sent: there is no such queue; qscd prints its queue when it starts
+qsc: the queue of key 0x7 cannot be used: No such file or directory; does qscd run?
+qsc: 'x' is no queue; give its number, or its key as 0x51534344
+qscd ended with 0"
+}
+
+@test "an answer that is too long says so" {
+    # The answers of all options stand beside what the sender had put into the request.
+    printf '{"filler":"%03000d"}' 1 >"$state/tmp/long"
+    for number in 1 2; do
+        qsc set "Device.DHCPv4.Client.1.SentOption.$number" "Value=$(printf '%0510d' 1)" "XQrnValueStr=$(printf '%0510d' 1)"
+    done
+    run with_daemon 'qsc --queue $queue --json request "Device.DHCPv4.Client.1.SentOption." get </tmp/long'
+    [[ ${lines[0]} == "qsc: qscd: served, but the answer of "*" bytes is longer than a message, which takes 4096 (code 90)" ]]
+}
+
+@test "a second daemon of the same key is refused, a queue left behind is taken over" {
+    run with_daemon 'qscd'
+    [[ $output == *"is another qscd running? Give this one another --key."* ]]
+    run with_daemon 'kill -9 $daemon; qscd >/tmp/second & second=$!
+        until grep -q queue /tmp/second; do sleep 0.02; done
+        qsc --queue 0x51534344 get Device.X_QRN_RemoteLog Port; kill $second; wait $second; echo "then $?"'
+    [[ $output == *"Port = 514"*"then 0"* ]]
+}
+
+@test "options are checked, and the queue is the owner's" {
+    run device qscd --mode 8
+    same "$status" 2
+    run device qscd --key -1
+    same "$status" 2
+    run device qscd extra
+    same "$status" 2
+    run with_daemon 'cut -c 11-34 /proc/sysvipc/msg' --mode 0640
+    [[ $output == *" 640 "* ]]
+}

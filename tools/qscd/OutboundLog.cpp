@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/qscd/OutboundLog.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+
+#include <unistd.h>
+
+namespace qscd
+{
+
+namespace
+{
+
+constexpr u32 kCapacity = 16 * 1024;
+constexpr u32 kStopLimitMs = 5000;
+
+} // namespace
+
+u32 OutboundLog::start()
+{
+    if (const u32 code = BaCL_RingBuf_Init(&ring_)) {
+        return code;
+    }
+    if (const u32 code = BaCL_RegInfo_Init(&job_)) {
+        return code;
+    }
+    is_started_ = true;
+    if (const u32 code = BaCL_RingBuf_AllocateBuffer(&ring_, kCapacity)) {
+        return code;
+    }
+    BaCL_RingBuf_SetState(&ring_, BACL_RING_ENABLED);
+    BaCL_RingBuf_SetStateFlag(&ring_, BACL_RING_NO_OVERWRITE);
+    BaCL_RingBuf_SetThreshold(&ring_, 1);
+    job_.PtrParam = this;
+    BaCL_RegInfo_SetState(&job_, BACL_JOB_AVAILABLE);
+    return BaCL_RegInfo_CreateThread(&job_, run, 64 * 1024, kStopLimitMs);
+}
+
+void OutboundLog::stop()
+{
+    if (!is_started_) {
+        return;
+    }
+    is_started_ = false;
+    // The stop is asked for under the ring's mutex, so that the thread cannot begin to wait in between.
+    if (BaCL_RingBuf_ThreadMuxLock(&ring_, 1) == 0) {
+        BaCL_RegInfo_SetFlag(&job_, BACL_JOB_STOP);
+        BaCL_RingBuf_ThreadCondSignal(&ring_);
+        BaCL_RingBuf_ThreadMuxLock(&ring_, 0);
+    }
+    BaCL_RegInfo_CloseThread(&job_, kStopLimitMs, 1);
+    BaCL_RegInfo_Close(&job_);
+    BaCL_RingBuf_Close(&ring_, 0);
+}
+
+/// Waits until there is something to write; false: nothing will come any more.
+bool OutboundLog::wait()
+{
+    if (BaCL_RingBuf_ThreadMuxLock(&ring_, 1) != 0) {
+        return false;
+    }
+    while (ring_.DataSize == 0 && (BaCL_RegInfo_GetFlag(&job_) & BACL_JOB_STOP) == 0 &&
+           BaCL_RingBuf_ThreadCondWait(&ring_) == 0) {
+    }
+    const bool has_data = ring_.DataSize != 0;
+    BaCL_RingBuf_ThreadMuxLock(&ring_, 0);
+    return has_data;
+}
+
+void OutboundLog::write_all()
+{
+    char part[1024];
+    while (const u32 count = BaCL_RingBuf_PopAvailable(&ring_, part, sizeof part)) {
+        if (write(STDERR_FILENO, part, count) < 0) {
+            return; // nobody listens; the lines are gone, the requests are not
+        }
+    }
+}
+
+void* OutboundLog::run(void* record)
+{
+    auto* const job = static_cast<BaCL_RegularInfo*>(record);
+    auto* const log = static_cast<OutboundLog*>(job->PtrParam);
+    BaCL_RegInfo_SetFlag(job, BACL_JOB_RUNNING | BACL_JOB_ACKNOWLEDGED);
+    while (log->wait()) {
+        log->write_all();
+    }
+    BaCL_RegInfo_SetFlag(job, BACL_JOB_ACKNOWLEDGED);
+    return nullptr;
+}
+
+void OutboundLog::add(const char* format, ...)
+{
+    char line[512];
+    const int prefix = lost_ != 0
+                           ? std::snprintf(line, sizeof line, "qscd: %u lines were lost here\nqscd: ", lost_)
+                           : std::snprintf(line, sizeof line, "qscd: ");
+    va_list arguments;
+    va_start(arguments, format);
+    const int length =
+        std::vsnprintf(line + prefix, sizeof line - static_cast<std::size_t>(prefix) - 1, format, arguments);
+    va_end(arguments);
+    const int end = std::min(prefix + std::max(length, 0), static_cast<int>(sizeof line) - 2);
+    // What stands in a request must not break the line.
+    std::replace_if(
+        line + prefix, line + end, [](char c) { return static_cast<unsigned char>(c) < ' '; }, '?');
+    line[end] = '\n';
+    lost_ = BaCL_RingBuf_Push(&ring_, line, end + 1) == 0 ? 0 : lost_ + 1;
+}
+
+} // namespace qscd
