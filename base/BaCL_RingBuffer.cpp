@@ -58,11 +58,21 @@ void release_storage(BaCL_RingBuffer& ring)
     ring.BufferSize = ring.DataSize = ring.StartLoc = 0;
 }
 
+/// A place in the storage, for one that may lie behind its end. Once around is the rule, and a division is dear.
+u32 wrap(const BaCL_RingBuffer& ring, u64 place)
+{
+    if (place < ring.BufferSize) {
+        return static_cast<u32>(place);
+    }
+    const u64 once = place - ring.BufferSize;
+    return static_cast<u32>(once < ring.BufferSize ? once : once % ring.BufferSize);
+}
+
 /// Calls copy(place in the storage, offset, count) for one or two pieces that do not cross its end.
 template <typename Copy>
 void in_pieces(const BaCL_RingBuffer& ring, u64 place, u32 count, Copy copy)
 {
-    const u32 begin = static_cast<u32>(place % ring.BufferSize);
+    const u32 begin = wrap(ring, place);
     const u32 first = std::min(count, ring.BufferSize - begin);
     copy(ring.PtrBuffer + begin, 0u, first);
     if (first < count) {
@@ -88,7 +98,7 @@ u32 push(BaCL_RingBuffer& ring, const void* data, u32 count, const PthreadLog& l
         ring.DataSize += count;
     } else {
         ring.DataSize = ring.BufferSize;
-        ring.StartLoc = static_cast<u32>(end % ring.BufferSize);
+        ring.StartLoc = wrap(ring, end);
     }
     if (has_reached_threshold(ring)) {
         (void)signal(ring, log);
@@ -106,7 +116,7 @@ u32 pop(BaCL_RingBuffer& ring, void* data, u32 count)
     auto* const bytes = static_cast<u8*>(data);
     in_pieces(ring, ring.StartLoc, count,
               [&](const u8* place, u32 offset, u32 size) { std::memcpy(bytes + offset, place, size); });
-    ring.StartLoc = static_cast<u32>((u64{ring.StartLoc} + count) % ring.BufferSize);
+    ring.StartLoc = wrap(ring, u64{ring.StartLoc} + count);
     ring.DataSize -= count;
     return 0;
 }

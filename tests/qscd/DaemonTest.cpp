@@ -25,7 +25,7 @@ class Daemon : public testing::Test
         if (pid_ == 0) {
             dup2(out[1], STDOUT_FILENO);
             dup2(open(log_path().c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-            execl(QSC_DAEMON, QSC_DAEMON, "--key", key_.c_str(), "-v", nullptr);
+            execl(QSC_DAEMON, QSC_DAEMON, "--key", key_.c_str(), "--patience", patience_, "-v", nullptr);
             _exit(127);
         }
         close(out[1]);
@@ -70,6 +70,7 @@ class Daemon : public testing::Test
         R"({"Path":"syslog","Request":{"level":{}},"MsgHeader":{"MainOper":1,"SubOper":0,"Owner":8,"Flag":0}})";
 
     test::TemporaryFolder folder_;
+    const char* patience_ = "30";
     std::string key_;
     pid_t pid_ = -1;
     uint32_t queue_ = 0;
@@ -123,6 +124,20 @@ TEST_F(Daemon, MalformedMessagesAreDumpedAndDropped)
     EXPECT_NE(log().find("ended after 1 requests, 15 dropped"), std::string::npos) << log();
     EXPECT_NE(log().find("malformed message"), std::string::npos);
     SetUp();
+}
+
+TEST_F(Daemon, AnswersThatNobodyTakesAreThrownAway)
+{
+    stop();
+    patience_ = "0";
+    SetUp();
+    ASSERT_EQ(send(kGood, 500), 0u);
+    ASSERT_EQ(send(kGood, 501), 0u);
+    msqid_ds status{};
+    do {
+        usleep(1000);
+        ASSERT_EQ(msgctl(static_cast<int>(queue_), IPC_STAT, &status), 0);
+    } while (log().find("syslog: 0") == std::string::npos || status.msg_qnum != 0);
 }
 
 TEST_F(Daemon, DeadSendersDoNotBlockIt)

@@ -12,21 +12,19 @@ namespace qscd
 namespace
 {
 
-constexpr u32 kPatienceSeconds = 30;
-
 u32 age(u32 since)
 {
     return BaCL_GetTimestampSec() - since;
 }
 
 /// Takes one answer out if it is too old; a young one, of a sender that chose the same type again, goes back.
-bool take_out(u32 queue, u32 type)
+bool take_out(u32 queue, u32 type, u32 patience)
 {
     qsc::queue::Received message;
     if (message.receive(queue, type, IPC_NOWAIT) != 0) {
         return false;
     }
-    if (age(message.send_time()) >= kPatienceSeconds) {
+    if (age(message.send_time()) >= patience) {
         return true;
     }
     (void)QSCBase_Send_NB(queue, type, message.user_value(), message.payload().data(),
@@ -49,8 +47,8 @@ u32 Answers::expire(u32 queue)
     u32 count = 0;
     (void)pthread_mutex_lock(&mutex_);
     for (Waiting& waiting : waiting_) {
-        if (waiting.type != 0 && age(waiting.since) >= kPatienceSeconds) {
-            while (take_out(queue, waiting.type)) {
+        if (waiting.type != 0 && age(waiting.since) >= patience_) {
+            while (take_out(queue, waiting.type, patience_)) {
                 ++count;
             }
             waiting.type = 0;

@@ -17,6 +17,8 @@ using qsc::u32;
 class Answers
 {
   public:
+    explicit Answers(u32 patience_seconds) : patience_(patience_seconds) {}
+
     /// Notes that an answer of this type was sent.
     void note(u32 type);
 
@@ -29,6 +31,7 @@ class Answers
         u32 since; ///< monotonic seconds
     };
 
+    const u32 patience_;
     pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
     std::array<Waiting, 256> waiting_{}; ///< type 0: free
     std::size_t next_ = 0;

@@ -17,12 +17,13 @@ struct Options {
     u32 key;
     u32 mode = 0600;
     u32 watchdog_seconds = 60;
+    u32 patience_seconds = 30; ///< how long an answer may wait to be taken
 };
 
 class Daemon
 {
   public:
-    explicit Daemon(const Options& options) : options_(options) {}
+    explicit Daemon(const Options& options) : options_(options), answers_(options.patience_seconds) {}
     Daemon(const Daemon&) = delete;
     Daemon& operator=(const Daemon&) = delete;
     ~Daemon();

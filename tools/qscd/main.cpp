@@ -25,16 +25,18 @@ constexpr const char* kHelp =
     "device\n"
     "                      as root does: widen it for a group of trusted programs only, as with 0660.\n"
     "  --watchdog SECONDS  how often to write a line of statistics to the system log (60; 0: never)\n"
+    "  --patience SECONDS  how long an answer waits to be taken before it is thrown away (30)\n"
     "  -v, --verbose       let the library's log through to the terminal\n"
     "  -h, --help          show this\n\n"
     "SIGTERM and SIGINT end it and remove its queue.";
 
-enum LongOption : int { kKey = 256, kMode, kWatchdog };
+enum LongOption : int { kKey = 256, kMode, kWatchdog, kPatience };
 
 constexpr option kLongOptions[] = {
     {"key", required_argument, nullptr, kKey},
     {"mode", required_argument, nullptr, kMode},
     {"watchdog", required_argument, nullptr, kWatchdog},
+    {"patience", required_argument, nullptr, kPatience},
     {"verbose", no_argument, nullptr, 'v'},
     {"help", no_argument, nullptr, 'h'},
     {},
@@ -81,6 +83,9 @@ bool parse(int count, char** arguments, CommandLine& line)
             break;
         case kWatchdog:
             is_fine = take_number(optarg, false, 86'400, line.options.watchdog_seconds);
+            break;
+        case kPatience:
+            is_fine = take_number(optarg, false, 86'400, line.options.patience_seconds);
             break;
         case 'v':
             line.is_verbose = true;
