@@ -1,49 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// Explicit byte order and bit counting. Values are put together from single bytes, so neither the host's
-// order nor the pointer's alignment matters.
+// Explicit byte order and bit counting.
 #include <bit>
-#include <cerrno>
-#include <cstddef>
 
-#include "base/Types.h"
+#include "base/Octet.h"
 #include "include/bacl.h"
 
 using namespace qsc;
-
-namespace
-{
-
-enum class Order { kBig, kLittle };
-
-template <Order kOrder, typename Value>
-constexpr unsigned shift_of(std::size_t index)
-{
-    return static_cast<unsigned>(8 * (kOrder == Order::kBig ? sizeof(Value) - 1 - index : index));
-}
-
-template <Order kOrder, typename Value>
-Value get(const u8* data)
-{
-    u32 value = 0;
-    for (std::size_t i = 0; data != nullptr && i < sizeof(Value); ++i) {
-        value |= u32{data[i]} << shift_of<kOrder, Value>(i);
-    }
-    return static_cast<Value>(value);
-}
-
-template <Order kOrder, typename Value>
-u32 put(u8* data, Value value)
-{
-    if (data == nullptr) {
-        return EINVAL;
-    }
-    for (std::size_t i = 0; i < sizeof(Value); ++i) {
-        data[i] = static_cast<u8>(value >> shift_of<kOrder, Value>(i));
-    }
-    return 0;
-}
-
-} // namespace
 
 uint32_t BaCL_GetBitNumber(uint32_t value)
 {

@@ -58,7 +58,8 @@ void release_storage(BaCL_RingBuffer& ring)
     ring.BufferSize = ring.DataSize = ring.StartLoc = 0;
 }
 
-/// A place in the storage, for one that may lie behind its end. Once around is the rule, and a division is dear.
+/// A place in the storage, for one that may lie behind its end. Once around is the rule, and a division is
+/// dear.
 u32 wrap(const BaCL_RingBuffer& ring, u64 place)
 {
     if (place < ring.BufferSize) {

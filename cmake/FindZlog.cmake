@@ -1,5 +1,6 @@
 # zlog::zlog: from the system, or from the unpacked package that `./dev setup` leaves under build/deps.
-set(deps ${PROJECT_SOURCE_DIR}/build/deps/root/usr)
+set(QSC_DEPS build/deps CACHE STRING "Where ./dev setup has unpacked packages, from the repository's root")
+set(deps ${PROJECT_SOURCE_DIR}/${QSC_DEPS}/root/usr)
 find_path(ZLOG_INCLUDE_DIR zlog.h HINTS ${deps}/include)
 find_library(ZLOG_LIBRARY zlog HINTS ${deps}/lib PATH_SUFFIXES ${CMAKE_LIBRARY_ARCHITECTURE})
 

@@ -11,6 +11,7 @@
 #include <sys/msg.h>
 #include <unistd.h>
 
+#include "base/Octet.h"
 #include "include/bacl.h"
 #include "include/qscbase.h"
 #include "include/qsyscmdhal.h"
@@ -49,15 +50,15 @@ class Message
     {
         const long native = static_cast<long>(type);
         std::memcpy(at(kNativeType), &native, sizeof native);
-        BaCL_PutUint32Le(at(12), user_value);
-        BaCL_PutUint32Le(at(16), 0);
-        BaCL_PutUint16Le(at(20), length);
+        put<Order::kLittle, u32>(at(12), user_value);
+        put<Order::kLittle, u32>(at(16), 0);
+        put<Order::kLittle, u16>(at(20), length);
         *at(22) = static_cast<u8>(kind);
         *at(23) = 0;
         if (length != 0) {
             std::memcpy(at(QSCBASE_HEADER_SIZE), payload, length);
         }
-        BaCL_PutUint32Le(at(8), BaCL_GetTimestampSec());
+        put<Order::kLittle, u32>(at(8), BaCL_GetTimestampSec());
     }
 
     [[nodiscard]] u32 send(u32 queue, u32 flags)
@@ -98,8 +99,8 @@ u32 receive(u32 queue, u32 flags, i64 type, void* buffer, u16 size)
     long native = 0;
     std::memcpy(&native, bytes + kNativeType, sizeof native);
     const auto wide = static_cast<u64>(native);
-    BaCL_PutUint32Le(bytes, static_cast<u32>(wide));
-    BaCL_PutUint32Le(bytes + 4, static_cast<u32>(wide >> 32));
+    put<Order::kLittle, u32>(bytes, static_cast<u32>(wide));
+    put<Order::kLittle, u32>(bytes + 4, static_cast<u32>(wide >> 32));
     return 0;
 }
 

@@ -118,7 +118,8 @@ Option* Package::find_option(const Section& section, std::string_view name) cons
 template <typename Fits>
 Package::Slot* Package::look_up(Kind kind, u64 hash, Fits fits) const
 {
-    for (std::size_t at = hash & slot_mask_; slots_[at].kind != Kind::kFree; at = (at + 1) & slot_mask_) {
+    for (std::size_t at = static_cast<std::size_t>(hash) & slot_mask_; slots_[at].kind != Kind::kFree;
+         at = (at + 1) & slot_mask_) {
         if (slots_[at].hash == hash && slots_[at].kind == kind && fits(slots_[at])) {
             return &slots_[at];
         }
@@ -128,7 +129,7 @@ Package::Slot* Package::look_up(Kind kind, u64 hash, Fits fits) const
 
 void Package::enter(Kind kind, u64 hash, Section& section, Option* option)
 {
-    std::size_t at = hash & slot_mask_;
+    std::size_t at = static_cast<std::size_t>(hash) & slot_mask_;
     while (slots_[at].kind != Kind::kFree) {
         at = (at + 1) & slot_mask_;
     }

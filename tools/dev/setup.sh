@@ -15,7 +15,7 @@ need() {
     [ "$(id -u)" -eq 0 ] ||
         die "these packages are missing; install them as root with: apt-get install ${missing[*]}"
     say "Installing ${missing[*]}"
-    apt-get update -qq >&2
+    apt-get update -qq >&2 || say "A package index could not be fetched; going on with those there are"
     DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
@@ -33,21 +33,23 @@ debian_mirror() {
 }
 
 # zlog is packaged from Debian 13 on, and that package serves Debian 12 as well. It is unpacked under
-# build/deps; the system's package sources stay as they are.
+# build/deps, or build/deps-ARCHITECTURE; the system's package sources stay as they are.
+# need_zlog [ARCHITECTURE]
 need_zlog() {
-    local deps=$PWD/build/deps mirror options
+    local architecture=${1-} deps mirror options package
+    deps=$PWD/build/deps${architecture:+-$architecture}
     [ ! -e "$deps/root/usr/include/zlog.h" ] || return 0
     mirror=$(debian_mirror)
     [ -n "$mirror" ] || die "no Debian mirror found in /etc/apt; set one up, or unpack zlog under $deps/root"
-    say "Fetching zlog"
+    say "Fetching zlog${architecture:+ for $architecture}"
     rm -rf "$deps"
     mkdir -p "$deps"/{lists/partial,cache/archives/partial,packages,root}
     echo "deb [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] $mirror trixie main" >"$deps/sources.list"
     options=(-qq -o "Dir::Etc::sourcelist=$deps/sources.list" -o Dir::Etc::sourceparts=- -o "Dir::Cache=$deps/cache"
         -o "Dir::State::lists=$deps/lists" -o APT::Sandbox::User=root)
     apt-get "${options[@]}" update >&2
-    (cd "$deps/packages" && apt-get "${options[@]}" download libzlog1 libzlog-dev >&2)
-    local package
+    (cd "$deps/packages" && apt-get "${options[@]}" download "libzlog1${architecture:+:$architecture}" \
+        "libzlog-dev${architecture:+:$architecture}" >&2)
     for package in "$deps"/packages/*.deb; do
         dpkg-deb -x "$package" "$deps/root"
     done
