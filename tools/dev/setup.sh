@@ -34,9 +34,9 @@ debian_mirror() {
 
 # zlog is packaged from Debian 13 on, and that package serves Debian 12 as well. It is unpacked under
 # build/deps, or build/deps-ARCHITECTURE; the system's package sources stay as they are.
-# need_zlog [ARCHITECTURE]
+# need_zlog ARCHITECTURE: empty for this machine's own
 need_zlog() {
-    local architecture=${1-} deps mirror options package
+    local architecture=$1 deps mirror options package
     deps=$PWD/build/deps${architecture:+-$architecture}
     [ ! -e "$deps/root/usr/include/zlog.h" ] || return 0
     mirror=$(debian_mirror)
@@ -58,5 +58,5 @@ need_zlog() {
 
 setup() {
     need "${build_packages[@]}"
-    need_zlog
+    need_zlog ""
 }
