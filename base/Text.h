@@ -3,9 +3,7 @@
 // text from outside is quoted for the shell.
 #pragma once
 
-#include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstddef>
 #include <string_view>
 
@@ -25,6 +23,16 @@ constexpr bool is_empty(const char* text)
     return text == nullptr || *text == '\0';
 }
 
+/// What a text holds so far. The work is done once, below, for texts of every size.
+struct TextState {
+    std::size_t length = 0;
+    bool too_long = false;
+};
+
+void append_text(char* buffer, TextState& state, std::size_t longest, std::string_view text);
+void append_quoted_text(char* buffer, TextState& state, std::size_t longest, std::string_view text);
+void append_number_text(char* buffer, TextState& state, std::size_t longest, i64 number);
+
 /// Takes at most Longest characters; the buffer has one byte more than the terminator needs, because a
 /// text that reaches the last usable character of a buffer counts as too long.
 template <std::size_t Longest, std::size_t Size = Longest + 2>
@@ -35,32 +43,20 @@ class Text
   public:
     Text& append(std::string_view text)
     {
-        if (length_ + text.size() > Longest) {
-            too_long_ = true;
-            return *this;
-        }
-        std::copy(text.begin(), text.end(), buffer_.begin() + static_cast<std::ptrdiff_t>(length_));
-        length_ += text.size();
-        buffer_[length_] = '\0';
+        append_text(buffer_.data(), state_, Longest, text);
         return *this;
     }
 
     Text& append_number(i64 number)
     {
-        std::array<char, 20> digits{};
-        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-        return append({digits.data(), static_cast<std::size_t>(end - digits.data())});
+        append_number_text(buffer_.data(), state_, Longest, number);
+        return *this;
     }
 
     /// Appends text for the inside of double quotes in a shell command, so that the command sees it exactly.
     Text& append_quoted(std::string_view text)
     {
-        for (const char& character : text) {
-            if (std::string_view{"\\\"$`"}.find(character) != std::string_view::npos) {
-                append("\\");
-            }
-            append({&character, 1});
-        }
+        append_quoted_text(buffer_.data(), state_, Longest, text);
         return *this;
     }
 
@@ -73,17 +69,16 @@ class Text
 
     void clear()
     {
-        length_ = 0;
-        too_long_ = false;
+        state_ = {};
         buffer_[0] = '\0';
     }
 
     /// Whether everything that was appended is there.
-    [[nodiscard]] bool fits() const { return !too_long_; }
+    [[nodiscard]] bool fits() const { return !state_.too_long; }
     /// The text's own memory, for a function that changes characters and not the length.
     [[nodiscard]] char* data() { return buffer_.data(); }
     [[nodiscard]] const char* c_str() const { return buffer_.data(); }
-    [[nodiscard]] std::string_view view() const { return {buffer_.data(), length_}; }
+    [[nodiscard]] std::string_view view() const { return {buffer_.data(), state_.length}; }
 
     /// Lets a function that takes a buffer and its size write the text, which may then fill the buffer.
     template <typename Write>
@@ -92,7 +87,7 @@ class Text
         clear();
         const auto result = write(buffer_.data(), Size);
         buffer_.back() = '\0';
-        length_ = std::string_view{buffer_.data()}.size();
+        state_.length = std::string_view{buffer_.data()}.size();
         return result;
     }
 
@@ -101,14 +96,13 @@ class Text
     auto edit(Edit change)
     {
         const auto result = change(buffer_.data());
-        length_ = std::string_view{buffer_.data()}.size();
+        state_.length = std::string_view{buffer_.data()}.size();
         return result;
     }
 
   private:
     std::array<char, Size> buffer_{};
-    std::size_t length_ = 0;
-    bool too_long_ = false;
+    TextState state_;
 };
 
 /// A configuration value, as the general convention bounds it.
