@@ -34,6 +34,14 @@ else()
   target_link_options(qsc_product INTERFACE -Wl,-z,defs)
 endif()
 
+# Relative relocations, packed: a tenth of the size where the loader knows them (glibc 2.36, musl 1.2.4 and later).
+include(CheckLinkerFlag)
+check_linker_flag(C "-Wl,-z,pack-relative-relocs" QSC_HAS_RELR)
+option(QSC_RELR "Pack relative relocations" ${QSC_HAS_RELR})
+if(QSC_RELR AND NOT QSC_SANITIZE)
+  target_link_options(qsc_product INTERFACE -Wl,-z,pack-relative-relocs)
+endif()
+
 # Marks a library or program as product code: strict flags, and no C++ runtime at link time.
 function(qsc_add_product target)
   get_target_property(type ${target} TYPE)
