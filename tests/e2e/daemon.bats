@@ -11,7 +11,7 @@ with_daemon() {
         shift
         qscd "$@" >/tmp/qscd.out 2>/tmp/qscd.err &
         daemon=$!
-        until grep -q queue /tmp/qscd.out || ! kill -0 $daemon 2>/dev/null; do sleep 0.02; done
+        until grep -qs queue /tmp/qscd.out || ! kill -0 $daemon 2>/dev/null; do sleep 0.02; done
         queue=$(sed -n "s/^queue \([0-9]*\) .*/\1/p" /tmp/qscd.out)
         eval "$script"
         kill $daemon 2>/dev/null
@@ -74,7 +74,7 @@ qscd ended with 0"
     run with_daemon 'qscd'
     [[ $output == *"is another qscd running? Give this one another --key."* ]]
     run with_daemon 'kill -9 $daemon; qscd >/tmp/second & second=$!
-        until grep -q queue /tmp/second; do sleep 0.02; done
+        until grep -qs queue /tmp/second; do sleep 0.02; done
         qsc --queue 0x51534344 get Device.X_QRN_RemoteLog Port; kill $second; wait $second; echo "then $?"'
     [[ $output == *"Port = 514"*"then 0"* ]]
 }
