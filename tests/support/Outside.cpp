@@ -270,6 +270,7 @@ uint32_t QrnUci_Close(void)
 
 uint32_t QrnUci_GetString(const char* key, char* buffer, uint32_t size)
 {
+    outside().read.emplace_back(key);
     const auto found = outside().uci.find(key);
     if (found == outside().uci.end() || found->second.size() >= size) {
         return EFAULT;

@@ -34,6 +34,7 @@ struct Outside {
     /// What was done, in order: "popen COMMAND", "system COMMAND", "sync", "set KEY=VALUE", "commit PACKAGE",
     /// "openlog ...", "callback EVENT", ...
     Lines done;
+    Lines read; ///< keys of the configuration that were asked for, in order
     std::vector<LogLine> logs;
     Lines events;
 

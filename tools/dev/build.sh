@@ -96,3 +96,8 @@ fuzz() {
     done
     echo "fuzz: $count fuzzers, no fault"
 }
+
+reference() {
+    build_plain
+    QSC_WRITE_REFERENCE=1 build/tests/test_reference >/dev/null && say "docs/reference.md is written"
+}
