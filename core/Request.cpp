@@ -16,7 +16,8 @@ constexpr const char* kParamValue = "ParamValue";
 /// "-5", "+5", "5": with 0x or a leading 0 some readers would read it otherwise, so it is no decimal number.
 bool parse_decimal(std::string_view text, i32& number)
 {
-    const std::string_view digits = text.starts_with('-') || text.starts_with('+') ? text.substr(1) : text;
+    std::string_view digits = text;
+    digits.remove_prefix(text.starts_with('-') || text.starts_with('+') ? 1 : 0);
     return !(digits.size() > 1 && digits.front() == '0') && parse_any_base(text, number);
 }
 

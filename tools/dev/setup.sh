@@ -3,7 +3,7 @@
 
 build_packages=(cmake ninja-build g++ pkgconf libjson-c-dev libgtest-dev bubblewrap bats)
 # shellcheck disable=SC2034  # lint.sh uses it
-lint_packages=(clang-format clang-tidy cppcheck shellcheck binutils)
+lint_packages=(abigail-tools clang-format clang-tidy cppcheck shellcheck binutils)
 
 # need PACKAGE...: installs the packages that are missing.
 need() {
