@@ -211,7 +211,9 @@ TEST_F(FailingMemory, RequestsAnswerACodeAndLeakNothing)
         {"Device.DHCPv4.Client.1", QSC_OPER_COMMIT, R"({"package":[]})"},
         {"Device.DHCPv4.Client.1.SentOption.", QSC_OPER_GET, R"({})"},
         {"Device.DHCPv4.Client.1.SentOption.1", QSC_OPER_SET, R"({"Value":{"ParamValue":"v"}})"},
-        {"Device.WiFi.Radio.1", QSC_OPER_GET, R"({})"},
+        // Not all of them: json-c loses a name when an object of more than eleven members cannot grow.
+        {"Device.WiFi.Radio.1", QSC_OPER_GET,
+         R"({"OperatingStandards":{},"PossibleChannels":{},"Channel":{}})"},
         {"Device.WiFi.Radio.1", QSC_OPER_SET,
          R"({"Channel":{"ParamValue":6},"OperatingStandards":{"ParamValue":"b,g"}})"},
         {"Device.WiFi.SSID.1", QSC_OPER_SET, R"({"LowerLayers":{"ParamValue":null}})"},
