@@ -31,3 +31,15 @@ done
 [ "$("$scratch/usr/bin/qsc" version | head -n 1)" = "halver  = 0.0.1" ]
 ! readelf -d "$libdir/libqsyscmdhal.so" "$scratch/usr/bin/qsc" | grep -E 'RPATH|RUNPATH' ||
     { echo "a build path went along" && exit 1; }
+
+# The packages hold the same, and work where they are unpacked.
+cpack --config "$build/CPackConfig.cmake" -B "$scratch/packages" >"$scratch/cpack.log" 2>&1 ||
+    { cat "$scratch/cpack.log" && exit 1; }
+for package in "$scratch"/packages/*.deb; do
+    dpkg-deb -x "$package" "$scratch/root"
+done
+[ "$(find "$scratch/packages" -maxdepth 1 -name '*.deb' | wc -l)" -eq 3 ]
+export LD_LIBRARY_PATH=$scratch/root/usr/lib:$zlog
+[ "$("$scratch/root/usr/bin/qsc" version | head -n 1)" = "halver  = 0.0.1" ]
+"$scratch/root/usr/sbin/qscd" --help >/dev/null
+ls "$scratch/root/usr/share/man/man1/qsc.1" "$scratch/root/usr/include/qsyscmdhal/qsyscmdhal.h" >/dev/null
