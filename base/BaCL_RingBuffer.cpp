@@ -5,8 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-
-#include <unistd.h>
+#include <ctime>
 
 #include "base/Pthread.h"
 
@@ -211,7 +210,10 @@ uint32_t BaCL_RingBuf_Close(BaCL_RingBuffer* ring, uint32_t waitMs)
     // Whoever waits below the threshold must leave as well: a condition with waiters cannot be destroyed.
     (void)pthread_cond_broadcast(&ring->Condition);
     if (waitMs != 0) {
-        usleep(waitMs * 1000u);
+        // Not usleep(): weeks of milliseconds are more microseconds than it takes.
+        const timespec pause{.tv_sec = static_cast<time_t>(waitMs / 1000),
+                             .tv_nsec = long{1'000'000} * (waitMs % 1000)};
+        (void)nanosleep(&pause, nullptr);
     }
     (void)BaCL_RingBuf_FreeBuffer(ring);
     ring->StateFlag = 0;

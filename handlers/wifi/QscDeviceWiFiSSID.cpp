@@ -117,27 +117,30 @@ u32 answer_bssid(const Call& call, const Vap& vap)
     CommandText command;
     command.append("iwconfig ").append(vap.interface().view());
     command.append(R"( | sed -n 's/.*Access Point: \([0-9\:A-F]\{17\}\).*/\1/p')");
-    const u32 code = answer_line(call, command.c_str());
-    if (code != 0) {
+    WifiText line;
+    if (const u32 code = capture_line(command.c_str(), line)) {
         QSC_LOG_CALL(call, kLogWarning, "%s failed\n", command.c_str());
+        return code;
     }
-    return code;
+    return answer_text(call.value, line.c_str());
 }
 
-/// An option of the mesh; a missing one is logged and empty.
-using MeshText = Text<3, 4>;
-
-MeshText read_mesh(const Call& call, const char* option)
+/// Reads an option of the mesh; a missing one is logged and empty.
+template <typename Value>
+Value read_mesh(const Call& call, const char* option)
 {
-    MeshText value;
+    Value value;
     (void)uci_read(call, option_key("mesh", option).c_str(), value);
     return value;
 }
 
+/// The mesh's switch, which is never longer.
+using MeshSwitch = Text<3, 4>;
+
 u32 answer_ssid(const Call& call, const Vap& vap)
 {
     WifiText name;
-    if (read_mesh(call, "enable").view() == "1") {
+    if (read_mesh<MeshSwitch>(call, "enable").view() == "1") {
         if (const u32 code = read_mesh_name(call, name)) {
             return code;
         }
@@ -185,7 +188,7 @@ u32 set_ssid(const Call& call, const Vap& vap)
     if (name.view().empty()) {
         return EFAULT;
     }
-    const MeshText mesh = read_mesh(call, "enable");
+    const auto mesh = read_mesh<MeshSwitch>(call, "enable");
     const bool is_mesh_off = mesh.view() == "0";
     const Key key = is_mesh_off ? vap.key("ssid") : option_key("mesh", "ssid");
     if (const u32 code = uci_write(key.c_str(), name.c_str())) {
@@ -196,7 +199,7 @@ u32 set_ssid(const Call& call, const Vap& vap)
             return code;
         }
     }
-    const MeshText role = read_mesh(call, "role");
+    const auto role = read_mesh<ValueText>(call, "role");
     if (mesh.view() == "1" && role.view() == "1") {
         if (const u32 code = resynchronise_mesh()) {
             return code;
