@@ -24,14 +24,6 @@ bool is_initialised(BaCL_RegularInfo* info)
     return info != nullptr && (load(info->State) & BACL_JOB_INITIALISED) != 0;
 }
 
-#define REFUSE_UNLESS(FINE)                                                                                  \
-    do {                                                                                                     \
-        if (!(FINE)) {                                                                                       \
-            QSC_LOG(kLogError, "parameter\n");                                                               \
-            return EINVAL;                                                                                   \
-        }                                                                                                    \
-    } while (false)
-
 /// Changes bits of the flags under the mutex.
 u32 change_flag(BaCL_RegularInfo* info, const char* function, u32 set, u32 clear)
 {
@@ -105,7 +97,7 @@ class Attributes
 
 uint32_t BaCL_RegInfo_Init(BaCL_RegularInfo* info)
 {
-    REFUSE_UNLESS(info != nullptr);
+    QSC_REFUSE_UNLESS(info != nullptr, EINVAL);
     std::memset(info, 0, sizeof *info);
     if (const u32 code =
             QSC_PTHREAD_LOG.told(pthread_mutex_init(&info->Mutex, nullptr), "pthread_mutex_init")) {
@@ -117,7 +109,7 @@ uint32_t BaCL_RegInfo_Init(BaCL_RegularInfo* info)
 
 uint32_t BaCL_RegInfo_Close(BaCL_RegularInfo* info)
 {
-    REFUSE_UNLESS(is_initialised(info));
+    QSC_REFUSE_UNLESS(is_initialised(info), EINVAL);
     (void)BaCL_RegInfo_ClearState(info, BACL_JOB_AVAILABLE);
     constexpr u32 kLimitMs = 1000;
     if (BaCL_RegInfo_CloseThread(info, kLimitMs, 1) != 0) {
@@ -132,7 +124,7 @@ uint32_t BaCL_RegInfo_Close(BaCL_RegularInfo* info)
 
 uint32_t BaCL_RegInfo_SetState(BaCL_RegularInfo* info, uint32_t bits)
 {
-    REFUSE_UNLESS(is_initialised(info));
+    QSC_REFUSE_UNLESS(is_initialised(info), EINVAL);
     const Held held{info->Mutex, QSC_PTHREAD_LOG};
     if (held.code() == 0) {
         change_bits(info->State, bits & 3, 0);
@@ -142,7 +134,7 @@ uint32_t BaCL_RegInfo_SetState(BaCL_RegularInfo* info, uint32_t bits)
 
 uint32_t BaCL_RegInfo_ClearState(BaCL_RegularInfo* info, uint32_t bits)
 {
-    REFUSE_UNLESS(is_initialised(info));
+    QSC_REFUSE_UNLESS(is_initialised(info), EINVAL);
     // Without the lock as well: whoever ends a job must be able to.
     const Held held{info->Mutex, QSC_PTHREAD_LOG};
     change_bits(info->State, 0, bits & 3);
@@ -197,7 +189,7 @@ uint32_t BaCL_RegInfo_GetExeFlag(BaCL_RegularInfo* info)
 uint32_t BaCL_RegInfo_CreateThread(BaCL_RegularInfo* info, BaCL_JobRoutine routine, uint32_t stackSize,
                                    uint32_t limitMs)
 {
-    REFUSE_UNLESS(BaCL_RegInfo_IsAvailable(info) != 0 && routine != nullptr);
+    QSC_REFUSE_UNLESS(BaCL_RegInfo_IsAvailable(info) != 0 && routine != nullptr, EINVAL);
     if (BaCL_RegInfo_GetExeFlag(info) != 0) {
         QSC_LOG(kLogWarning, "already executed\n");
         return 0;
@@ -228,7 +220,7 @@ uint32_t BaCL_RegInfo_CreateThread(BaCL_RegularInfo* info, BaCL_JobRoutine routi
 
 uint32_t BaCL_RegInfo_CloseThread(BaCL_RegularInfo* info, uint32_t limitMs, int32_t clearExecute)
 {
-    REFUSE_UNLESS(is_initialised(info));
+    QSC_REFUSE_UNLESS(is_initialised(info), EINVAL);
     if (BaCL_RegInfo_GetExeFlag(info) == 0) {
         QSC_LOG(kLogWarning, "already stoped\n");
         return 0;

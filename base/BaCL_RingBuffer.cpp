@@ -24,15 +24,6 @@ bool has_state(BaCL_RingBuffer* ring, u32 bits)
 constexpr u32 kInitialised = BACL_RING_INITIALISED;
 constexpr u32 kAvailable = BACL_RING_INITIALISED | BACL_RING_ENABLED;
 
-/// Ends a function that was given a record in the wrong state, or another bad argument.
-#define REFUSE_UNLESS(FINE, RESULT)                                                                          \
-    do {                                                                                                     \
-        if (!(FINE)) {                                                                                       \
-            QSC_LOG(kLogError, "parameter\n");                                                               \
-            return RESULT;                                                                                   \
-        }                                                                                                    \
-    } while (false)
-
 /// Ends a function whose lock failed.
 #define HOLD(RING, TAKE, RESULT)                                                                             \
     const Held held{(RING)->Mutex, QSC_PTHREAD_LOG, TAKE};                                                   \
@@ -152,7 +143,7 @@ u32 change(BaCL_RingBuffer* ring, const char* function, Change apply)
 
 uint32_t BaCL_RingBuf_Init(BaCL_RingBuffer* ring)
 {
-    REFUSE_UNLESS(ring != nullptr, EINVAL);
+    QSC_REFUSE_UNLESS(ring != nullptr, EINVAL);
     std::memset(ring, 0, sizeof *ring);
     const PthreadLog log = QSC_PTHREAD_LOG;
     if (const u32 code = log.told(pthread_mutex_init(&ring->Mutex, nullptr), "pthread_mutex_init")) {
@@ -168,7 +159,7 @@ uint32_t BaCL_RingBuf_Init(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_AllocateBuffer(BaCL_RingBuffer* ring, uint32_t size)
 {
-    REFUSE_UNLESS(has_state(ring, kInitialised) && size != 0, EINVAL);
+    QSC_REFUSE_UNLESS(has_state(ring, kInitialised) && size != 0, EINVAL);
     HOLD(ring, true, held.code());
     ring->DataSize = ring->StartLoc = 0;
     if (size == ring->BufferSize) {
@@ -192,7 +183,7 @@ uint32_t BaCL_RingBuf_FreeBuffer(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_FreeBuffer_WM(BaCL_RingBuffer* ring, int32_t takeMutex)
 {
-    REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
+    QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
     HOLD(ring, takeMutex != 0, held.code());
     release_storage(*ring);
     return 0;
@@ -205,7 +196,7 @@ uint32_t BaCL_RingBuf_ClearBuffer(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_Close(BaCL_RingBuffer* ring, uint32_t waitMs)
 {
-    REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
+    QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
     (void)BaCL_RingBuf_ClearState(ring, BACL_RING_ENABLED);
     // Whoever waits below the threshold must leave as well: a condition with waiters cannot be destroyed.
     (void)pthread_cond_broadcast(&ring->Condition);
@@ -231,14 +222,14 @@ uint32_t BaCL_RingBuf_Push(BaCL_RingBuffer* ring, const void* data, int32_t coun
 
 uint32_t BaCL_RingBuf_Push_WM(BaCL_RingBuffer* ring, const void* data, int32_t count, int32_t takeMutex)
 {
-    REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count > 0, EINVAL);
+    QSC_REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count > 0, EINVAL);
     HOLD(ring, takeMutex != 0, held.code());
     return push(*ring, data, static_cast<u32>(count), QSC_PTHREAD_LOG);
 }
 
 uint32_t BaCL_RingBuf_PushAvailable(BaCL_RingBuffer* ring, const void* data, uint32_t count)
 {
-    REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count != 0, 0);
+    QSC_REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count != 0, 0);
     HOLD(ring, true, 0);
     const u32 free = ring->BufferSize - ring->DataSize;
     if (free == 0) {
@@ -258,14 +249,14 @@ uint32_t BaCL_RingBuf_Pop(BaCL_RingBuffer* ring, void* data, uint32_t count)
 
 uint32_t BaCL_RingBuf_Pop_WM(BaCL_RingBuffer* ring, void* data, uint32_t count, int32_t takeMutex)
 {
-    REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count != 0, EINVAL);
+    QSC_REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count != 0, EINVAL);
     HOLD(ring, takeMutex != 0, held.code());
     return pop(*ring, data, count);
 }
 
 uint32_t BaCL_RingBuf_PopAvailable(BaCL_RingBuffer* ring, void* data, uint32_t count)
 {
-    REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count != 0, 0);
+    QSC_REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count != 0, 0);
     HOLD(ring, true, 0);
     const u32 taken = std::min(count, ring->DataSize);
     if (taken == 0) {
@@ -300,7 +291,7 @@ uint32_t BaCL_RingBuf_SetState(BaCL_RingBuffer* ring, uint32_t bits)
 
 uint32_t BaCL_RingBuf_ClearState(BaCL_RingBuffer* ring, uint32_t bits)
 {
-    REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
+    QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
     const PthreadLog log = QSC_PTHREAD_LOG;
     // Without the lock as well: whoever ends a ring must be able to.
     const Held held{ring->Mutex, log, true, kLogWarning};
@@ -360,13 +351,13 @@ uint32_t BaCL_RingBuf_IsBufferFull(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_ThreadCondWait(BaCL_RingBuffer* ring)
 {
-    REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
+    QSC_REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
     return QSC_PTHREAD_LOG.told(pthread_cond_wait(&ring->Condition, &ring->Mutex), "pthread_cond_wait");
 }
 
 uint32_t BaCL_RingBuf_ThreadCondWait_CF(BaCL_RingBuffer* ring)
 {
-    REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
+    QSC_REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
     const PthreadLog log = QSC_PTHREAD_LOG;
     Held held{ring->Mutex, log};
     if (held.code() != 0) {
@@ -378,13 +369,13 @@ uint32_t BaCL_RingBuf_ThreadCondWait_CF(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_ThreadCondSignal(BaCL_RingBuffer* ring)
 {
-    REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
+    QSC_REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
     return signal(*ring, QSC_PTHREAD_LOG);
 }
 
 uint32_t BaCL_RingBuf_ThreadCondSignal_CF(BaCL_RingBuffer* ring)
 {
-    REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
+    QSC_REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
     const PthreadLog log = QSC_PTHREAD_LOG;
     Held held{ring->Mutex, log};
     if (held.code() != 0) {
@@ -396,7 +387,7 @@ uint32_t BaCL_RingBuf_ThreadCondSignal_CF(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_ThreadMuxLock(BaCL_RingBuffer* ring, int32_t lock)
 {
-    REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
+    QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
     const PthreadLog log = QSC_PTHREAD_LOG;
     if (lock == 0) {
         return log.told(pthread_mutex_unlock(&ring->Mutex), "pthread_mutex_unlock", kLogWarning);
@@ -414,7 +405,7 @@ uint32_t BaCL_RingBuf_Print(BaCL_RingBuffer* ring, const char* title)
         QSC_LOG(kLogWarning, "pointer is NULL\n");
         return EINVAL;
     }
-    REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
+    QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
     HOLD(ring, true, held.code());
     if (title != nullptr && *title != '\0') {
         QSC_LOG(kLogDebug, "%s (BaCL_RingBuffer):\n", title);

@@ -26,6 +26,16 @@ constexpr bool is_upper(char c)
     return c >= 'A' && c <= 'Z';
 }
 
+constexpr char to_lower(char c)
+{
+    return is_upper(c) ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+constexpr char to_upper(char c)
+{
+    return is_lower(c) ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
 constexpr bool is_control(char c)
 {
     return static_cast<unsigned char>(c) < ' ' || c == 0x7F;

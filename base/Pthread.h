@@ -98,3 +98,12 @@ class Held
 
 /// For pthread calls of the function that stands around it.
 #define QSC_PTHREAD_LOG qsc::PthreadLog(kModule, __func__, __LINE__)
+
+/// Ends a function that was given a record in the wrong state, or another bad argument.
+#define QSC_REFUSE_UNLESS(FINE, RESULT)                                                                      \
+    do {                                                                                                     \
+        if (!(FINE)) {                                                                                       \
+            QSC_LOG(qsc::kLogError, "parameter\n");                                                          \
+            return RESULT;                                                                                   \
+        }                                                                                                    \
+    } while (false)

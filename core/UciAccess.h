@@ -114,4 +114,11 @@ u32 serve_int(const Call& call, const char* key, Record record)
 /// Ends a commit: records the result, tells the host, and has everything written to the flash.
 u32 finish_commit(json_object* request, u32 code);
 
+/// Serves a commit with run().
+template <typename Run>
+u32 serve_commit(json_object* request, Run run)
+{
+    return is_object(request) ? finish_commit(request, run()) : EINVAL;
+}
+
 } // namespace qsc

@@ -211,7 +211,7 @@ QSC_HANDLER(Qsc_DevTime_Do_XQrnDSTDisable, daylight_saving_disabled(call))
 
 uint32_t Qsc_DevTime_Commit(const char*, json_object* request, uint32_t, uint32_t, int64_t, uint64_t)
 {
-    return is_object(request) ? finish_commit(request, commit(request)) : EINVAL;
+    return serve_commit(request, [&] { return commit(request); });
 }
 
 uint32_t Qsc_DevTime_Service(const char*, json_object* request)

@@ -16,15 +16,10 @@ namespace
 
 constexpr u32 kSmallestBuffer = 8;
 
-constexpr char lower(char c)
-{
-    return is_upper(c) ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 bool equals_ignoring_case(std::string_view one, std::string_view other)
 {
     return std::equal(one.begin(), one.end(), other.begin(), other.end(),
-                      [](char a, char b) { return lower(a) == lower(b); });
+                      [](char a, char b) { return to_lower(a) == to_lower(b); });
 }
 
 /// The last place of such a character up to and with `from`; the first character of a text is never asked.

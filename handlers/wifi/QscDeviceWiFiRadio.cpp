@@ -60,12 +60,18 @@ constexpr NumberRow kRssiThreshold{"rssithold", "WiFi Radio RSSI threshold"};
 constexpr NumberRow kExplicitBeamforming{"etxbfen", "WiFi Radio explicit beamforming", {}, "ETxBfEnCond"};
 constexpr NumberRow kImplicitBeamforming{"itxbfen", "WiFi Radio implicit beamforming", {}, "ITxBfEn"};
 
-/// A number that needs nothing but its row.
+/// Serves a number that needs nothing but its row.
+u32 serve_number(const Call& call, const Radio& radio, const NumberRow& row)
+{
+    const Key key = option_key(radio, row.option);
+    return serve(
+        call, [&] { return answer_number(call, key, row); },
+        [&] { return set_number(call, radio, key, row); });
+}
+
 u32 radio_number(const Call& call, const NumberRow& row)
 {
-    return serve_radio(
-        call, [&](const Radio& radio) { return answer_number(call, option_key(radio, row.option), row); },
-        [&](const Radio& radio) { return set_number(call, radio, option_key(radio, row.option), row); });
+    return with_radio(call, [&](const Radio& radio) { return serve_number(call, radio, row); });
 }
 
 void log_5ghz_only(const Call& call)
@@ -101,7 +107,7 @@ u32 radio_zero_wait(const Call& call)
             log_5ghz_only(call);
             return 0;
         }
-        return radio_number(call, kZeroWait);
+        return serve_number(call, radio, kZeroWait);
     });
 }
 
@@ -232,7 +238,7 @@ template <std::size_t Longest, std::size_t Size>
 void to_upper_case(Text<Longest, Size>& text)
 {
     for (char* c = text.data(); *c != '\0'; ++c) {
-        *c = is_lower(*c) ? static_cast<char>(*c - 'a' + 'A') : *c;
+        *c = to_upper(*c);
     }
 }
 

@@ -8,6 +8,7 @@
 #include <json-c/json.h>
 
 #include "base/Parse.h"
+#include "tools/queue/Payload.h"
 
 namespace qsc
 {
@@ -15,11 +16,7 @@ namespace qsc
 namespace
 {
 
-json_object* member_of(json_object* object, const char* name)
-{
-    json_object* member = nullptr;
-    return json_object_object_get_ex(object, name, &member) != 0 ? member : nullptr;
-}
+using queue::member_of;
 
 /// The answer in a parameter's object; null: it holds none.
 json_object* answer_of(json_object* value)

@@ -18,11 +18,6 @@ namespace
 
 constexpr std::size_t kLongestWord = 255;
 
-constexpr char lower(char c)
-{
-    return is_upper(c) ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 /// Subtrees whose dispatcher chooses its table itself, so that the command table does not tell it.
 constexpr struct {
     std::string_view path;
@@ -71,7 +66,7 @@ std::size_t edit_distance(std::string_view first, std::string_view second)
         std::size_t diagonal = row[0];
         row[0] = i;
         for (std::size_t j = 1; j <= second.size(); ++j) {
-            const std::size_t change = diagonal + (lower(first[i - 1]) == lower(second[j - 1]) ? 0 : 1);
+            const std::size_t change = diagonal + (to_lower(first[i - 1]) == to_lower(second[j - 1]) ? 0 : 1);
             diagonal = row[j];
             row[j] = std::min({row[j] + 1, row[j - 1] + 1, change});
         }

@@ -14,6 +14,7 @@
 #include <unistd.h>
 
 #include "base/Text.h"
+#include "core/CommandTable.h"
 #include "include/bacl.h"
 #include "include/qslog.h"
 #include "include/qsyscmdhal.h"
@@ -73,16 +74,6 @@ bool understand(const Received& message, json_object* root, Understood& request)
            json_object_is_type(request.object, json_type_object) != 0 &&
            read_number(header, kOperations, request.operations) &&
            read_number(header, kCommander, request.commander);
-}
-
-/// The first subtree whose path the requested one begins with.
-const Qsc_CommandEntry* find_entry(const char* path)
-{
-    const Qsc_CommandEntry* entry = QSysCmdHal_GetFunList();
-    while (entry->id != QSC_TABLE_END && std::strncmp(path, entry->path, std::strlen(entry->path)) != 0) {
-        ++entry;
-    }
-    return entry->id != QSC_TABLE_END ? entry : nullptr;
 }
 
 } // namespace
@@ -180,7 +171,7 @@ void Daemon::handle(const Received& message)
         return;
     }
     ++served_;
-    const Qsc_CommandEntry* const entry = find_entry(request.path);
+    const Qsc_CommandEntry* const entry = find_command_for(request.path);
     u32 code = EINVAL;
     if (entry != nullptr) {
         code = entry->dispatcher(request.path, request.object, request.operations, request.commander, 0, 0);
