@@ -21,8 +21,25 @@ namespace
 
 constexpr const char* kModule = "QSysCmdHal";
 
+/// What a dispatcher was called with.
+struct Request {
+    const char* dispatcher;
+    const char* path;
+    json_object* object;
+    u32 oper;
+    u32 argument;
+    i64 context;
+    u64 value;
+};
+
 /// Writes an error line in the dispatcher's name.
 #define LOG_REQUEST(request, ...) Qslog_Log(kLogError, kModule, __LINE__, (request).dispatcher, __VA_ARGS__)
+
+/// The label of one kind of line.
+const char* label_of(const Subtree& subtree, const char* Labels::*line)
+{
+    return subtree.labels != nullptr ? subtree.labels->*line : subtree.label;
+}
 
 u32 log_parameter(const Request& request, const char* label, const char* verb, const char* parameter,
                   u32 code)
@@ -86,7 +103,7 @@ u32 call_handler(const Subtree& subtree, const Request& request, const Qsc_Param
                  json_object* value)
 {
     // Subtrees that log by path have no instances in it; their handlers want the parameter's own name.
-    const char* const name = subtree.labels.get != nullptr ? request.path : entry.name;
+    const char* const name = label_of(subtree, &Labels::get) != nullptr ? request.path : entry.name;
     return entry.handler(name, value, request.oper, request.argument, request.context, entry.param);
 }
 
@@ -113,7 +130,7 @@ u32 walk_named(const Subtree& subtree, const Request& request, const Qsc_ParamEn
 /// Answers every parameter. What was answered before a failure stays in the request.
 u32 get_all(const Subtree& subtree, const Request& request, const Qsc_ParamEntry* table)
 {
-    const char* const label = subtree.labels.get;
+    const char* const label = label_of(subtree, &Labels::get);
     for (const Qsc_ParamEntry* entry = table; entry->id != QSC_TABLE_END; ++entry) {
         if (entry->handler == nullptr) {
             continue;
@@ -136,27 +153,27 @@ u32 get_all(const Subtree& subtree, const Request& request, const Qsc_ParamEntry
 u32 get(const Subtree& subtree, const Request& request, const Qsc_ParamEntry* table)
 {
     bool any_named = false;
-    const u32 code = walk_named(subtree, request, table, subtree.labels.get, "get", any_named);
+    const u32 code = walk_named(subtree, request, table, label_of(subtree, &Labels::get), "get", any_named);
     return code != 0 || any_named ? code : get_all(subtree, request, table);
 }
 
 u32 set(const Subtree& subtree, const Request& request, const Qsc_ParamEntry* table)
 {
     bool any_named = false;
-    return walk_named(subtree, request, table, subtree.labels.set, "set", any_named);
+    return walk_named(subtree, request, table, label_of(subtree, &Labels::set), "set", any_named);
 }
 
 u32 commit(const Subtree& subtree, const Request& request)
 {
     const u32 code = subtree.commit(request.path, request.object, request.oper, request.argument,
                                     request.context, request.value);
-    return code == 0 ? 0 : log_step(request, subtree.labels.commit, "commit", code);
+    return code == 0 ? 0 : log_step(request, label_of(subtree, &Labels::commit), "commit", code);
 }
 
 u32 service(const Subtree& subtree, const Request& request)
 {
     if (const u32 code = subtree.service(request.path, request.object)) {
-        return log_step(request, subtree.labels.service, "service", code);
+        return log_step(request, label_of(subtree, &Labels::service), "service", code);
     }
     // It runs in the background by its own "&", so there is no result to wait for.
     if (subtree.after_service != nullptr && std::system(subtree.after_service) != 0) {
@@ -172,7 +189,10 @@ bool parse_index(std::string_view text, i32& index)
     if (text.ends_with('.')) {
         text.remove_suffix(1);
     }
-    return !text.empty() && is_digit(text.front()) && parse_whole(text, index);
+    u32 number = 0;
+    const bool is_index = parse_whole(text, number) && number <= INT32_MAX;
+    index = is_index ? static_cast<i32>(number) : index;
+    return is_index;
 }
 
 u32 serve_list(const InstanceRoutines& routines, const Request& request, std::string_view rest)
@@ -195,8 +215,10 @@ u32 serve_list(const InstanceRoutines& routines, const Request& request, std::st
 
 } // namespace
 
-u32 dispatch(const Subtree& subtree, const Request& request)
+u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
+             const Subtree& subtree)
 {
+    const Request request{subtree.name, path, object, oper, argument, context, value};
     if (!is_request(request)) {
         return EINVAL;
     }
@@ -213,11 +235,13 @@ u32 dispatch(const Subtree& subtree, const Request& request)
     if (asks_for(QSC_OPER_SERVICE) && subtree.service != nullptr) {
         return service(subtree, request);
     }
-    return log_unsupported(request, subtree.labels.unsupported);
+    return log_unsupported(request, label_of(subtree, &Labels::unsupported));
 }
 
-u32 dispatch_action(Qsc_ParamEntry* table, const Request& request)
+u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
+             const Actions& actions)
 {
+    const Request request{actions.name, path, object, oper, argument, context, value};
     if (!is_request(request)) {
         return EINVAL;
     }
@@ -231,7 +255,7 @@ u32 dispatch_action(Qsc_ParamEntry* table, const Request& request)
         LOG_REQUEST(request, "%s, get 1st action parameter failed.\n", or_empty(request.path));
         return EINVAL;
     }
-    Qsc_ParamEntry* entry = table;
+    Qsc_ParamEntry* entry = actions.table;
     while (entry->id != QSC_TABLE_END && wanted != entry->name) {
         ++entry;
     }
@@ -247,8 +271,10 @@ u32 dispatch_action(Qsc_ParamEntry* table, const Request& request)
     return code;
 }
 
-u32 dispatch_list(const InstanceRoutines& routines, const Request& request)
+u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
+             const InstanceRoutines& routines)
 {
+    const Request request{routines.name, path, object, oper, argument, context, value};
     if (!is_request(request)) {
         return EINVAL;
     }
