@@ -12,20 +12,18 @@ namespace
 
 constexpr const char* kModule = "QscDevXQRNRemoteLog";
 
-u32 remote_log_text(const Call& call, const char* key)
+void record(const Call& call, const char* value)
 {
-    return serve_text(call, key, [&](const char* value) {
-        QSC_EVENT(call, "set Remote Log %s %s by %s", shown(call.name), value, commander(call));
-    });
+    QSC_EVENT(call, "set Remote Log %s %s by %s", shown(call.name), value, commander(call));
 }
 
 } // namespace
 
-QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Enable, remote_log_text(call, "system.@system[0].log_remote"))
-QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Protocol, remote_log_text(call, "system.@system[0].log_proto"))
-QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Server, remote_log_text(call, "system.@system[0].log_ip"))
-QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Port, remote_log_text(call, "system.@system[0].log_port"))
-QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Prefix, remote_log_text(call, "system.@system[0].log_prefix"))
+QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Enable, serve_text(call, "system.@system[0].log_remote", record))
+QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Protocol, serve_text(call, "system.@system[0].log_proto", record))
+QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Server, serve_text(call, "system.@system[0].log_ip", record))
+QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Port, serve_text(call, "system.@system[0].log_port", record))
+QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Prefix, serve_text(call, "system.@system[0].log_prefix", record))
 
 uint32_t Qsc_Dev_X_QRN_Remote_Log_Commit(const char*, json_object* request, uint32_t, uint32_t, int64_t,
                                          uint64_t)

@@ -71,6 +71,40 @@ u32 uci_write_int(const char* key, i32 value)
     return uci_write(key, text.append_number(value).c_str());
 }
 
+u32 serve_text(const Call& call, const char* key, void (*record)(const Call& call, const char* text))
+{
+    const auto get = [&] { return uci_answer_text(call, key); };
+    const auto set = [&]() -> u32 {
+        ValueText value;
+        if (const u32 code = take_value(call, value)) {
+            return code;
+        }
+        if (const u32 code = uci_write(key, value.c_str())) {
+            return code;
+        }
+        record(call, value.c_str());
+        return 0;
+    };
+    return serve(call, get, set);
+}
+
+u32 serve_int(const Call& call, const char* key, void (*record)(const Call& call, i32 number))
+{
+    const auto get = [&] { return answer_int(call.value, uci_read_int(call, key)); };
+    const auto set = [&]() -> u32 {
+        i32 number = 0;
+        if (const u32 code = take_int(call.value, number)) {
+            return code;
+        }
+        if (const u32 code = uci_write_int(key, number)) {
+            return code;
+        }
+        record(call, number);
+        return 0;
+    };
+    return serve(call, get, set);
+}
+
 u32 commit_packages(json_object* request, const char* package)
 {
     constexpr const char* kMember = "package";

@@ -69,43 +69,11 @@ template <std::size_t Longest, std::size_t Size>
     return value.assign(text) ? 0 : EFAULT;
 }
 
-/// Serves a parameter that is an option's text. record(text) writes the event of a successful set.
-template <typename Record>
-u32 serve_text(const Call& call, const char* key, Record record)
-{
-    const auto get = [&] { return uci_answer_text(call, key); };
-    const auto set = [&]() -> u32 {
-        ValueText value;
-        if (const u32 code = take_value(call, value)) {
-            return code;
-        }
-        if (const u32 code = uci_write(key, value.c_str())) {
-            return code;
-        }
-        record(value.c_str());
-        return 0;
-    };
-    return serve(call, get, set);
-}
+/// Serves a parameter that is an option's text. record() writes the event of a successful set.
+u32 serve_text(const Call& call, const char* key, void (*record)(const Call& call, const char* text));
 
-/// Serves a parameter that is an option's number. record(number) follows a successful set.
-template <typename Record>
-u32 serve_int(const Call& call, const char* key, Record record)
-{
-    const auto get = [&] { return answer_int(call.value, uci_read_int(call, key)); };
-    const auto set = [&]() -> u32 {
-        i32 number = 0;
-        if (const u32 code = take_int(call.value, number)) {
-            return code;
-        }
-        if (const u32 code = uci_write_int(key, number)) {
-            return code;
-        }
-        record(number);
-        return 0;
-    };
-    return serve(call, get, set);
-}
+/// Serves a parameter that is an option's number. record() follows a successful set.
+u32 serve_int(const Call& call, const char* key, void (*record)(const Call& call, i32 number));
 
 /// Commits the packages that the request's array "package" names, in its order, up to the first failure;
 /// without names it commits, and adds, the given one. EINVAL: "package" is no array.

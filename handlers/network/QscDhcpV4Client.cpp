@@ -62,6 +62,11 @@ u32 client_broadcast(const Call& call)
     return serve(call, get, set);
 }
 
+void record_username(const Call& call, const char* username)
+{
+    QSC_EVENT(call, "set wan client pppoe username %s by %s", shown(username), commander(call));
+}
+
 u32 pppoe_password(const Call& call)
 {
     const auto get = [&] { return answer_text(call.value, ""); };
@@ -93,10 +98,7 @@ QSC_HANDLER(Qsc_DhcpV4Client_Do_SentOptionNumberOfEntries,
             serve_get(call, [&] { return answer_text(call.value, "2"); }))
 QSC_HANDLER(Qsc_DhcpV4Client_Do_ReqOptionNumberOfEntries,
             serve_get(call, [&] { return answer_text(call.value, "1"); }))
-QSC_HANDLER(Qsc_DhcpV4Client_Do_XQrnPppoeUsername,
-            serve_text(call, "network.wan.username", [&](const char* username) {
-                QSC_EVENT(call, "set wan client pppoe username %s by %s", shown(username), commander(call));
-            }))
+QSC_HANDLER(Qsc_DhcpV4Client_Do_XQrnPppoeUsername, serve_text(call, "network.wan.username", record_username))
 QSC_HANDLER(Qsc_DhcpV4Client_Do_XQrnPppoePassword, pppoe_password(call))
 
 uint32_t Qsc_DhcpV4Client_Commit(const char*, json_object* request, uint32_t, uint32_t, int64_t, uint64_t)

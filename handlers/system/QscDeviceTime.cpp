@@ -144,12 +144,20 @@ u32 time_zone_location(const Call& call)
     return serve(call, get, set);
 }
 
-u32 daylight_saving_disabled(const Call& call)
+void record_enabled(const Call& call, i32 flag)
 {
-    return serve_int(call, kDstDisabled, [&](i32 flag) {
-        g_needs_restart = true;
-        QSC_EVENT(call, "set daylight saving time disabled flag %d by %s", flag, commander(call));
-    });
+    QSC_EVENT(call, "set NTP server enabled flag %d by %s", flag, commander(call));
+}
+
+void record_zone(const Call& call, const char* zone)
+{
+    QSC_EVENT(call, "set time zone %s by %s", shown(zone), commander(call));
+}
+
+void record_daylight_saving(const Call& call, i32 flag)
+{
+    g_needs_restart = true;
+    QSC_EVENT(call, "set daylight saving time disabled flag %d by %s", flag, commander(call));
 }
 
 /// Brings the zone string in line with the location; false in `is_known` means there is nothing to commit.
@@ -191,9 +199,7 @@ u32 commit(json_object* request)
 
 } // namespace
 
-QSC_HANDLER(Qsc_DevTime_Do_Enable, serve_int(call, kNtpEnabled, [&](i32 flag) {
-                QSC_EVENT(call, "set NTP server enabled flag %d by %s", flag, commander(call));
-            }))
+QSC_HANDLER(Qsc_DevTime_Do_Enable, serve_int(call, kNtpEnabled, record_enabled))
 QSC_HANDLER(Qsc_DevTime_Do_Status, serve_get(call, [&] { return answer_ntp_status(call); }))
 QSC_HANDLER(Qsc_DevTime_Do_NtpServer1, ntp_server(call, 0))
 QSC_HANDLER(Qsc_DevTime_Do_NtpServer2, ntp_server(call, 1))
@@ -203,11 +209,9 @@ QSC_HANDLER(Qsc_DevTime_Do_NtpServer5, ntp_server(call, 4))
 QSC_HANDLER(Qsc_DevTime_Do_CurrentLocalTime,
             serve(
                 call, [&] { return answer_local_time(call); }, [&] { return set_local_time(call); }))
-QSC_HANDLER(Qsc_DevTime_Do_LocalTimeZone, serve_text(call, kZone, [&](const char* zone) {
-                QSC_EVENT(call, "set time zone %s by %s", shown(zone), commander(call));
-            }))
+QSC_HANDLER(Qsc_DevTime_Do_LocalTimeZone, serve_text(call, kZone, record_zone))
 QSC_HANDLER(Qsc_DevTime_Do_XQrnTimeZoneLocation, time_zone_location(call))
-QSC_HANDLER(Qsc_DevTime_Do_XQrnDSTDisable, daylight_saving_disabled(call))
+QSC_HANDLER(Qsc_DevTime_Do_XQrnDSTDisable, serve_int(call, kDstDisabled, record_daylight_saving))
 
 uint32_t Qsc_DevTime_Commit(const char*, json_object* request, uint32_t, uint32_t, int64_t, uint64_t)
 {
