@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The ring buffer: bytes from a producer to a consumer who is woken at a threshold.
+// The ring buffer: its record, states and waiting. Its bytes are moved in BaCL_RingBufferBytes.cpp.
 #include "include/bacl_ring_buffer.h"
 
 #include <algorithm>
@@ -7,39 +7,15 @@
 #include <cstring>
 #include <ctime>
 
-#include "base/Pthread.h"
+#include "base/RingBuffer.h"
 
 using namespace qsc;
 
 namespace
 {
 
-constexpr const char* kModule = "BaCL_RingBuffer";
-
-bool has_state(BaCL_RingBuffer* ring, u32 bits)
-{
-    return ring != nullptr && (load(ring->State) & bits) == bits;
-}
-
-constexpr u32 kInitialised = BACL_RING_INITIALISED;
-constexpr u32 kAvailable = BACL_RING_INITIALISED | BACL_RING_ENABLED;
-
-/// Ends a function whose lock failed.
-#define HOLD(RING, TAKE, RESULT)                                                                             \
-    const Held held{(RING)->Mutex, QSC_PTHREAD_LOG, TAKE};                                                   \
-    if (held.code() != 0) {                                                                                  \
-        return RESULT;                                                                                       \
-    }
-
-u32 signal(BaCL_RingBuffer& ring, const PthreadLog& log)
-{
-    return log.told(pthread_cond_signal(&ring.Condition), "pthread_cond_signal", kLogWarning);
-}
-
-bool has_reached_threshold(const BaCL_RingBuffer& ring)
-{
-    return ring.Threshold != 0 && ring.DataSize >= ring.Threshold;
-}
+using Read = u32 (*)(BaCL_RingBuffer& ring);
+using Change = void (*)(BaCL_RingBuffer& ring, u32 value);
 
 void release_storage(BaCL_RingBuffer& ring)
 {
@@ -48,72 +24,7 @@ void release_storage(BaCL_RingBuffer& ring)
     ring.BufferSize = ring.DataSize = ring.StartLoc = 0;
 }
 
-/// A place in the storage, for one that may lie behind its end. Once around is the rule, and a division is
-/// dear.
-u32 wrap(const BaCL_RingBuffer& ring, u64 place)
-{
-    if (place < ring.BufferSize) {
-        return static_cast<u32>(place);
-    }
-    const u64 once = place - ring.BufferSize;
-    return static_cast<u32>(once < ring.BufferSize ? once : once % ring.BufferSize);
-}
-
-/// Calls copy(place in the storage, offset, count) for one or two pieces that do not cross its end.
-template <typename Copy>
-void in_pieces(const BaCL_RingBuffer& ring, u64 place, u32 count, Copy copy)
-{
-    const u32 begin = wrap(ring, place);
-    const u32 first = std::min(count, ring.BufferSize - begin);
-    copy(ring.PtrBuffer + begin, 0u, first);
-    if (first < count) {
-        copy(ring.PtrBuffer, first, count - first);
-    }
-}
-
-u32 push(BaCL_RingBuffer& ring, const void* data, u32 count, const PthreadLog& log)
-{
-    const bool fits = u64{ring.DataSize} + count <= ring.BufferSize;
-    if (!fits && (ring.BufferSize == 0 || (ring.StateFlag & BACL_RING_NO_OVERWRITE) != 0)) {
-        Qslog_Log(kLogError, kModule, __LINE__, "BaCL_RingBuf_Push_WM",
-                  "too many data (%u), buffer is too small, %u %u\n", count, ring.BufferSize, ring.DataSize);
-        return EFAULT;
-    }
-    // Of more than the ring holds, only the last bytes stay: the others need not be written.
-    const u32 skipped = count > ring.BufferSize ? count - ring.BufferSize : 0;
-    const u64 end = u64{ring.StartLoc} + ring.DataSize + count;
-    const auto* const bytes = static_cast<const u8*>(data) + skipped;
-    in_pieces(ring, end - count + skipped, count - skipped,
-              [&](u8* place, u32 offset, u32 size) { std::memcpy(place, bytes + offset, size); });
-    if (fits) {
-        ring.DataSize += count;
-    } else {
-        ring.DataSize = ring.BufferSize;
-        ring.StartLoc = wrap(ring, end);
-    }
-    if (has_reached_threshold(ring)) {
-        (void)signal(ring, log);
-    }
-    return 0;
-}
-
-u32 pop(BaCL_RingBuffer& ring, void* data, u32 count)
-{
-    if (count > ring.DataSize) {
-        Qslog_Log(kLogError, kModule, __LINE__, "BaCL_RingBuf_Pop_WM",
-                  "DataSize (%u) is too small for ouput size %u\n", ring.DataSize, count);
-        return EFAULT;
-    }
-    auto* const bytes = static_cast<u8*>(data);
-    in_pieces(ring, ring.StartLoc, count,
-              [&](const u8* place, u32 offset, u32 size) { std::memcpy(bytes + offset, place, size); });
-    ring.StartLoc = wrap(ring, u64{ring.StartLoc} + count);
-    ring.DataSize -= count;
-    return 0;
-}
-
 /// Reads a value under the mutex; 0 for a bad record.
-template <typename Read>
 u32 get(BaCL_RingBuffer* ring, const char* function, Read read)
 {
     if (!has_state(ring, kInitialised)) {
@@ -125,8 +36,7 @@ u32 get(BaCL_RingBuffer* ring, const char* function, Read read)
 }
 
 /// Changes something under the mutex.
-template <typename Change>
-u32 change(BaCL_RingBuffer* ring, const char* function, Change apply)
+u32 change(BaCL_RingBuffer* ring, const char* function, Change apply, u32 value = 0)
 {
     if (!has_state(ring, kInitialised)) {
         Qslog_Log(kLogError, kModule, __LINE__, function, "parameter\n");
@@ -134,7 +44,7 @@ u32 change(BaCL_RingBuffer* ring, const char* function, Change apply)
     }
     const Held held{ring->Mutex, PthreadLog{kModule, function, __LINE__}};
     if (held.code() == 0) {
-        apply(*ring);
+        apply(*ring, value);
     }
     return held.code();
 }
@@ -191,7 +101,7 @@ uint32_t BaCL_RingBuf_FreeBuffer_WM(BaCL_RingBuffer* ring, int32_t takeMutex)
 
 uint32_t BaCL_RingBuf_ClearBuffer(BaCL_RingBuffer* ring)
 {
-    return change(ring, __func__, [](BaCL_RingBuffer& it) { it.DataSize = it.StartLoc = 0; });
+    return change(ring, __func__, [](BaCL_RingBuffer& it, u32) { it.DataSize = it.StartLoc = 0; });
 }
 
 uint32_t BaCL_RingBuf_Close(BaCL_RingBuffer* ring, uint32_t waitMs)
@@ -215,78 +125,26 @@ uint32_t BaCL_RingBuf_Close(BaCL_RingBuffer* ring, uint32_t waitMs)
     return 0;
 }
 
-uint32_t BaCL_RingBuf_Push(BaCL_RingBuffer* ring, const void* data, int32_t count)
-{
-    return BaCL_RingBuf_Push_WM(ring, data, count, 1);
-}
-
-uint32_t BaCL_RingBuf_Push_WM(BaCL_RingBuffer* ring, const void* data, int32_t count, int32_t takeMutex)
-{
-    QSC_REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count > 0, EINVAL);
-    HOLD(ring, takeMutex != 0, held.code());
-    return push(*ring, data, static_cast<u32>(count), QSC_PTHREAD_LOG);
-}
-
-uint32_t BaCL_RingBuf_PushAvailable(BaCL_RingBuffer* ring, const void* data, uint32_t count)
-{
-    QSC_REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count != 0, 0);
-    HOLD(ring, true, 0);
-    const u32 free = ring->BufferSize - ring->DataSize;
-    if (free == 0) {
-        return 0;
-    }
-    if (const u32 code = push(*ring, data, free, QSC_PTHREAD_LOG)) {
-        QSC_LOG(kLogError, "BaCL_RingBuf_Push_WM, error %d\n", static_cast<i32>(code));
-        return 0;
-    }
-    return free;
-}
-
-uint32_t BaCL_RingBuf_Pop(BaCL_RingBuffer* ring, void* data, uint32_t count)
-{
-    return BaCL_RingBuf_Pop_WM(ring, data, count, 1);
-}
-
-uint32_t BaCL_RingBuf_Pop_WM(BaCL_RingBuffer* ring, void* data, uint32_t count, int32_t takeMutex)
-{
-    QSC_REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count != 0, EINVAL);
-    HOLD(ring, takeMutex != 0, held.code());
-    return pop(*ring, data, count);
-}
-
-uint32_t BaCL_RingBuf_PopAvailable(BaCL_RingBuffer* ring, void* data, uint32_t count)
-{
-    QSC_REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count != 0, 0);
-    HOLD(ring, true, 0);
-    const u32 taken = std::min(count, ring->DataSize);
-    if (taken == 0) {
-        return 0;
-    }
-    if (const u32 code = pop(*ring, data, taken)) {
-        QSC_LOG(kLogError, "BaCL_RingBuf_Pop_WM, error %d\n", static_cast<i32>(code));
-        return 0;
-    }
-    return taken;
-}
-
 uint32_t BaCL_RingBuf_SetThreshold(BaCL_RingBuffer* ring, uint32_t threshold)
 {
-    return change(ring, __func__, [&](BaCL_RingBuffer& it) {
-        it.Threshold = std::min(threshold, it.BufferSize);
+    constexpr Change apply = [](BaCL_RingBuffer& it, u32 value) {
+        it.Threshold = std::min(value, it.BufferSize);
         if (has_reached_threshold(it)) {
             (void)signal(it, PthreadLog{kModule, "BaCL_RingBuf_SetThreshold", __LINE__});
         }
-    });
+    };
+    return change(ring, __func__, apply, threshold);
 }
 
 uint32_t BaCL_RingBuf_GetThreshold(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](const BaCL_RingBuffer& it) { return it.Threshold; });
+    return get(ring, __func__, [](BaCL_RingBuffer& it) { return it.Threshold; });
 }
 
 uint32_t BaCL_RingBuf_SetState(BaCL_RingBuffer* ring, uint32_t bits)
 {
-    return change(ring, __func__, [&](BaCL_RingBuffer& it) { change_bits(it.State, bits & 7, 0); });
+    return change(
+        ring, __func__, [](BaCL_RingBuffer& it, u32 set) { change_bits(it.State, set, 0); }, bits & 7);
 }
 
 uint32_t BaCL_RingBuf_ClearState(BaCL_RingBuffer* ring, uint32_t bits)
@@ -309,27 +167,29 @@ uint32_t BaCL_RingBuf_GetState(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_SetStateFlag(BaCL_RingBuffer* ring, uint32_t bits)
 {
-    return change(ring, __func__, [&](BaCL_RingBuffer& it) { it.StateFlag |= bits & 1; });
+    return change(
+        ring, __func__, [](BaCL_RingBuffer& it, u32 set) { it.StateFlag |= set; }, bits & 1);
 }
 
 uint32_t BaCL_RingBuf_ClearStateFlag(BaCL_RingBuffer* ring, uint32_t bits)
 {
-    return change(ring, __func__, [&](BaCL_RingBuffer& it) { it.StateFlag &= ~(bits & 1); });
+    return change(
+        ring, __func__, [](BaCL_RingBuffer& it, u32 clear) { it.StateFlag &= ~clear; }, bits & 1);
 }
 
 uint32_t BaCL_RingBuf_GetStateFlag(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](const BaCL_RingBuffer& it) { return it.StateFlag; });
+    return get(ring, __func__, [](BaCL_RingBuffer& it) { return it.StateFlag; });
 }
 
 uint32_t BaCL_RingBuf_GetDataSize(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](const BaCL_RingBuffer& it) { return it.DataSize; });
+    return get(ring, __func__, [](BaCL_RingBuffer& it) { return it.DataSize; });
 }
 
 uint32_t BaCL_RingBuf_GetBufferSize(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](const BaCL_RingBuffer& it) { return it.BufferSize; });
+    return get(ring, __func__, [](BaCL_RingBuffer& it) { return it.BufferSize; });
 }
 
 uint32_t BaCL_RingBuf_IsAvailable(BaCL_RingBuffer* ring)
@@ -339,12 +199,12 @@ uint32_t BaCL_RingBuf_IsAvailable(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_IsBufferEmpty(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](const BaCL_RingBuffer& it) { return it.DataSize == 0 ? 1u : 0u; });
+    return get(ring, __func__, [](BaCL_RingBuffer& it) { return it.DataSize == 0 ? 1u : 0u; });
 }
 
 uint32_t BaCL_RingBuf_IsBufferFull(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](const BaCL_RingBuffer& it) {
+    return get(ring, __func__, [](BaCL_RingBuffer& it) {
         return it.BufferSize != 0 && it.BufferSize == it.DataSize ? 1u : 0u;
     });
 }
@@ -397,37 +257,4 @@ uint32_t BaCL_RingBuf_ThreadMuxLock(BaCL_RingBuffer* ring, int32_t lock)
         return EFAULT;
     }
     return log.told_lock(pthread_mutex_lock(&ring->Mutex));
-}
-
-uint32_t BaCL_RingBuf_Print(BaCL_RingBuffer* ring, const char* title)
-{
-    if (ring == nullptr) {
-        QSC_LOG(kLogWarning, "pointer is NULL\n");
-        return EINVAL;
-    }
-    QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
-    HOLD(ring, true, held.code());
-    if (title != nullptr && *title != '\0') {
-        QSC_LOG(kLogDebug, "%s (BaCL_RingBuffer):\n", title);
-    } else {
-        QSC_LOG(kLogDebug, "BaCL_RingBuffer:\n");
-    }
-    QSC_LOG(kLogDebug, "State 0x%X\n", load(ring->State));
-    QSC_LOG(kLogDebug, "PtrBuffer %p\n", static_cast<void*>(ring->PtrBuffer));
-    QSC_LOG(kLogDebug, "BufferSize %u\n", ring->BufferSize);
-    QSC_LOG(kLogDebug, "DataSize %u\n", ring->DataSize);
-    QSC_LOG(kLogDebug, "StartLoc %u\n", ring->StartLoc);
-    QSC_LOG(kLogDebug, "Threshold %u\n", ring->Threshold);
-    // A copy, because the bytes may cross the storage's end.
-    auto* const bytes = static_cast<u8*>(std::malloc(u64{ring->DataSize} + 1));
-    if (bytes == nullptr) {
-        return ENOMEM;
-    }
-    if (ring->DataSize != 0) {
-        in_pieces(*ring, ring->StartLoc, ring->DataSize,
-                  [&](const u8* place, u32 offset, u32 size) { std::memcpy(bytes + offset, place, size); });
-    }
-    (void)Qslog_HexDump(kLogDebug, kModule, __LINE__, __func__, "Buffer", bytes, ring->DataSize, 0);
-    std::free(bytes);
-    return 0;
 }
