@@ -2,7 +2,8 @@
 #include "base/Text.h"
 
 #include <algorithm>
-#include <charconv>
+#include <cinttypes>
+#include <cstdio>
 
 namespace qsc
 {
@@ -30,9 +31,9 @@ void append_quoted_text(char* buffer, TextState& state, std::size_t longest, std
 
 void append_number_text(char* buffer, TextState& state, std::size_t longest, i64 number)
 {
-    std::array<char, 20> digits{};
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-    append_text(buffer, state, longest, {digits.data(), static_cast<std::size_t>(end - digits.data())});
+    std::array<char, 21> digits;
+    const int length = std::snprintf(digits.data(), digits.size(), "%" PRId64, number);
+    append_text(buffer, state, longest, {digits.data(), static_cast<std::size_t>(length)});
 }
 
 } // namespace qsc

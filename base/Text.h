@@ -41,6 +41,9 @@ class Text
     static_assert(Size > Longest);
 
   public:
+    // Only what is written is touched: clearing two kilobytes for a command of fifty characters would show.
+    Text() { buffer_[0] = '\0'; }
+
     Text& append(std::string_view text)
     {
         append_text(buffer_.data(), state_, Longest, text);
@@ -101,7 +104,7 @@ class Text
     }
 
   private:
-    std::array<char, Size> buffer_{};
+    std::array<char, Size> buffer_;
     TextState state_;
 };
 
