@@ -143,7 +143,7 @@ u32 get_all(const Subtree& subtree, const Request& request, const Qsc_ParamEntry
             json_object_put(value);
             return log_parameter(request, label, label != nullptr ? "all get" : "get", entry->name, code);
         }
-        if (const u32 code = add_new_member(request.object, entry->name, value)) {
+        if (const u32 code = add_named_member(request.object, entry->name, value)) {
             return code;
         }
     }

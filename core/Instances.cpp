@@ -72,7 +72,7 @@ u32 fill(const Instance& instance)
             return code;
         }
         result |= code;
-        if (const u32 added = add_new_member(instance.call.value, entry->name, value.release())) {
+        if (const u32 added = add_named_member(instance.call.value, entry->name, value.release())) {
             return added;
         }
     }

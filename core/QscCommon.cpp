@@ -35,7 +35,7 @@ u32 set_mark(json_object* object, const char* name, u32 mark)
     if (find_member(object, name, existing)) {
         return json_object_set_int64(existing, mark) != 0 ? 0 : EFAULT;
     }
-    return add_new_member(object, name, json_object_new_int64(mark));
+    return add_named_member(object, name, json_object_new_int64(mark));
 }
 
 } // namespace

@@ -39,7 +39,7 @@ u32 answer(json_object* value, const char* member, json_type type, Value content
 {
     json_object* existing = nullptr;
     if (!find_member(value, member, existing)) {
-        return add_new_member(value, member, make(content));
+        return add_named_member(value, member, make(content));
     }
     if (json_object_is_type(existing, type) == 0) {
         return add_member(value, member, make(content));
@@ -148,6 +148,11 @@ u32 add_member(json_object* object, const char* name, json_object* member)
 u32 add_new_member(json_object* object, const char* name, json_object* member)
 {
     return add(object, name, member, JSON_C_OBJECT_ADD_KEY_IS_NEW);
+}
+
+u32 add_named_member(json_object* object, const char* name, json_object* member)
+{
+    return add(object, name, member, JSON_C_OBJECT_ADD_KEY_IS_NEW | JSON_C_OBJECT_KEY_IS_CONSTANT);
 }
 
 u32 refuse_operation(const Call& call, u32 code)

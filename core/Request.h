@@ -45,7 +45,8 @@ struct Call {
 /// EINVAL: missing; EFAULT: anything else, or out of range.
 [[nodiscard]] u32 take_int(json_object* value, i32& number);
 
-/// Answers with a text, replacing a member of another type. EFAULT: not replaced; ENOMEM: not added.
+/// Answers with a text, replacing a member of another type. The member's name must be the library's own.
+/// EFAULT: not replaced; ENOMEM: not added.
 [[nodiscard]] u32 answer_text(json_object* value, const char* text, const char* member = "ParamValue");
 
 /// Answers with an integer, as answer_text().
@@ -56,6 +57,9 @@ struct Call {
 
 /// The same for a name that the object is known not to have, which need not be searched for.
 [[nodiscard]] u32 add_new_member(json_object* object, const char* name, json_object* member);
+
+/// The same for a name of the library's own, which is not copied: it must live as long as the library.
+[[nodiscard]] u32 add_named_member(json_object* object, const char* name, json_object* member);
 
 /// Logs that a handler was asked for an operation that it does not serve.
 u32 refuse_operation(const Call& call, u32 code = EFAULT);

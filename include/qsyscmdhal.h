@@ -6,6 +6,8 @@
  *
  * A request takes three steps: fetch the table with QSysCmdHal_GetFunList(), find the first entry whose
  * path is a prefix of the wanted path, call that entry's dispatcher.
+ *
+ * Answers refer to names inside the library, which stays loaded once it is, dlclose() or not.
  */
 #ifndef QSYSCMDHAL_H
 #define QSYSCMDHAL_H

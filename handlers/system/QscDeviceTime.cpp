@@ -2,6 +2,7 @@
 // "Device.Time": the NTP client, the local time and the time zone.
 #include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <ctime>
 
 #include <fcntl.h>
@@ -89,13 +90,15 @@ u32 ntp_server(const Call& call, i32 index)
 u32 answer_local_time(const Call& call)
 {
     const std::time_t now = std::time(nullptr);
-    std::tm broken_down = {};
-    char text[128];
+    std::tm it = {};
     tzset(); // localtime_r() need not look at the zone again
-    if (localtime_r(&now, &broken_down) == nullptr ||
-        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &broken_down) == 0) {
+    if (localtime_r(&now, &it) == nullptr) {
         return EFAULT;
     }
+    // Not strftime(), which would look at the zone once more.
+    char text[128];
+    std::snprintf(text, sizeof text, "%d-%02d-%02dT%02d:%02d:%02d", it.tm_year + 1900, it.tm_mon + 1,
+                  it.tm_mday, it.tm_hour, it.tm_min, it.tm_sec);
     return answer_text(call.value, text);
 }
 
