@@ -2,8 +2,6 @@
 #include "base/Text.h"
 
 #include <algorithm>
-#include <cinttypes>
-#include <cstdio>
 
 namespace qsc
 {
@@ -31,9 +29,17 @@ void append_quoted_text(char* buffer, TextState& state, std::size_t longest, std
 
 void append_number_text(char* buffer, TextState& state, std::size_t longest, i64 number)
 {
-    std::array<char, 21> digits;
-    const int length = std::snprintf(digits.data(), digits.size(), "%" PRId64, number);
-    append_text(buffer, state, longest, {digits.data(), static_cast<std::size_t>(length)});
+    std::array<char, 20> digits;
+    char* const end = digits.data() + digits.size();
+    char* begin = end;
+    const auto unsign = static_cast<u64>(number);
+    for (u64 rest = number < 0 ? 0 - unsign : unsign; rest != 0 || begin == end; rest /= 10) {
+        *--begin = static_cast<char>('0' + rest % 10);
+    }
+    if (number < 0) {
+        *--begin = '-';
+    }
+    append_text(buffer, state, longest, {begin, static_cast<std::size_t>(end - begin)});
 }
 
 } // namespace qsc

@@ -56,7 +56,9 @@ bool is_object(json_object* value)
 
 bool find_member(json_object* object, const char* name, json_object*& member)
 {
-    return json_object_object_get_ex(object, name, &member) != 0;
+    // Most answers go into new objects, where there is nothing to look for.
+    return is_object(object) && json_object_object_length(object) != 0 &&
+           json_object_object_get_ex(object, name, &member) != 0;
 }
 
 u32 text_of(json_object* member, std::string_view& text)

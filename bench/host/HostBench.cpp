@@ -259,13 +259,13 @@ int main(int count, char** arguments)
     })->UseRealTime();
     benchmark::RegisterBenchmark("spawn", spawn)->UseRealTime();
     const bench::Ratio ratios[] = {
-        {"message", "message", "bare_message", 1.1},
-        {"ring", "ring", "bare_copies", 1.3},
-        {"ring_wakeup", "ring_ping_pong", "bare_ping_pong", 0},
-        {"daemon_direct", "daemon", "direct", 0},
-        {"daemon_spawn", "daemon", "spawn", 0},
+        {"message", "message", "bare_message", "msgsnd and msgrcv of the same bytes", 1.1},
+        {"ring", "ring", "bare_copies", "two copies, two pairs of lock and unlock", 1.3},
+        {"ring_wakeup", "ring_ping_pong", "bare_ping_pong", "a bare condition variable"},
+        {"daemon_direct", "daemon", "direct", "calling the library"},
+        {"daemon_spawn", "daemon", "spawn", "starting one process"},
     };
-    const int result = bench::run(count, arguments, "the bare calls", ratios);
+    const int result = bench::run(count, arguments, ratios);
     kill(pid, SIGTERM);
     waitpid(pid, nullptr, 0);
     return result;

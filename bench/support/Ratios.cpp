@@ -2,15 +2,20 @@
 #include "bench/support/Ratios.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <unistd.h>
 
 namespace bench
 {
@@ -26,7 +31,11 @@ class Best : public benchmark::BenchmarkReporter
     void ReportRuns(const std::vector<Run>& runs) override
     {
         for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration) {
+            if (run.error_occurred) {
+                std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
+                             run.error_message.c_str());
+                has_failed = true;
+            } else if (run.run_type == Run::RT_Iteration) {
                 const double time = run.GetAdjustedRealTime();
                 auto [place, is_new] = best.try_emplace(run.run_name.function_name, time);
                 place->second = std::min(place->second, time);
@@ -35,6 +44,7 @@ class Best : public benchmark::BenchmarkReporter
     }
 
     std::map<std::string, double> best;
+    bool has_failed = false;
 };
 
 } // namespace
@@ -51,40 +61,50 @@ void enter_private_folders(const char* program)
     }
 }
 
-int run(int count, char** arguments, const char* baseline, std::span<const Ratio> ratios)
+void install_device()
+{
+    std::filesystem::copy(QSC_SIM_CONFIG, "/etc/config");
+    std::ofstream{"/etc/config/system"}
+        << "config system\n\toption timezone 'GMT0'\n\toption tzlocation 'Africa/Abidjan'\n"
+           "config timeserver 'ntp'\n\toption enabled '1'\n\toption dstdisable '0'\n"
+           "\tlist server 'a'\n\tlist server 'b'\n\tlist server 'c'\n\tlist server 'd'\n\tlist server 'e'\n";
+    std::ofstream{"/tmp/.ntpstatus"} << "Synchronized\n";
+    // UTC: no transitions, one type, four characters of names.
+    using namespace std::string_view_literals;
+    std::ofstream{"/etc/localtime"} << "TZif"sv << std::string(16 + 16, '\0') << "\0\0\0\1\0\0\0\4"sv
+                                    << "\0\0\0\0\0\0UTC\0"sv;
+    usleep(100'000);
+}
+
+int run(int count, char** arguments, std::span<const Ratio> ratios)
 {
     std::vector<char*> all{arguments, arguments + count};
     // Short and often, in random order, so that a slow moment of the machine meets every measure alike.
-    std::string repetitions = "--benchmark_repetitions=15";
+    std::string repetitions = "--benchmark_repetitions=60";
     std::string order = "--benchmark_enable_random_interleaving=true";
-    std::string time = "--benchmark_min_time=0.03";
+    std::string time = "--benchmark_min_time=0.008";
     all.insert(all.begin() + 1, {repetitions.data(), order.data(), time.data()});
     int all_count = static_cast<int>(all.size());
     benchmark::Initialize(&all_count, all.data());
     Best measured;
     benchmark::RunSpecifiedBenchmarks(&measured);
 
-    std::printf("%-24s %9s %9s   against %s\n", "measure", "ratio", "bound", baseline);
-    int broken = 0;
-    for (const auto& [name, over, under, bound, note] : ratios) {
+    for (const auto& [name, over, under, against, bound, note] : ratios) {
         if (!measured.best.contains(over) || !measured.best.contains(under)) {
             continue;
         }
         const double ratio = measured.best[over] / measured.best[under];
-        const bool is_bound = note == nullptr && bound != 0;
-        broken += is_bound && ratio > bound ? 1 : 0;
-        std::printf("%-24s %9.3f ", name, ratio);
+        std::array<char, 16> shown{};
         if (bound != 0) {
-            std::printf("%9.3f   ", bound);
-        } else {
-            std::printf("%9s   ", "");
+            std::snprintf(shown.data(), shown.size(), "%.3f", bound);
         }
-        std::puts(!is_bound        ? (note != nullptr ? note : "(for information)")
-                  : ratio <= bound ? "held"
-                                   : "NOT HELD");
+        const char* const verdict = bound == 0 || note != nullptr ? "-"
+                                    : ratio <= bound              ? "held"
+                                                                  : "NOT HELD";
+        std::printf("%-20s %8.3f %8s  %-8s  %s%s\n", name, ratio, shown.data(), verdict, against,
+                    note != nullptr ? note : "");
     }
-    std::printf("%d not held\n", broken);
-    return 0;
+    return measured.has_failed ? 1 : 0;
 }
 
 } // namespace bench

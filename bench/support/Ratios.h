@@ -12,15 +12,21 @@ struct Ratio {
     const char* name;
     const char* over;
     const char* under;
-    double bound;               ///< 0: for information
+    const char* against;        ///< what `under` is
+    double bound = 0;           ///< 0: for information
     const char* note = nullptr; ///< said instead of a verdict, where the bound does not speak of this run
 };
 
-/// Gives the program an /etc and a /tmp of its own, in memory; ends it where the kernel does not allow that.
+/// Gives the program an /etc, a /tmp and a /dev of its own, in memory; ends it where the kernel does not
+/// allow that.
 void enter_private_folders(const char* program);
 
+/// Puts a device's configuration, time zone and NTP status there, and waits until the clock that marks files
+/// has moved on, because a fresh file is looked at more closely.
+void install_device();
+
 /// Runs all registered benchmarks, each several times in random order, and prints the ratios of their best
-/// times: noise only ever adds. Answers what main() returns.
-int run(int count, char** arguments, const char* baseline, std::span<const Ratio> ratios);
+/// times: noise only ever adds. Answers what main() returns: 1 if a benchmark failed.
+int run(int count, char** arguments, std::span<const Ratio> ratios);
 
 } // namespace bench

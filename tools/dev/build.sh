@@ -66,17 +66,21 @@ stress() {
     QSC_STRESS_ROUNDS=$1 ctest --test-dir build -R Processes --timeout 3600 --output-on-failure
 }
 
-# bench [NAME]: runs the benchmarks whose names begin so, or all.
+# bench [NAME]: runs the benchmarks whose names begin so, or all, and prints one table.
 bench() {
     setup
     need libbenchmark-dev
     configure_and_build build/bench all -DQSC_BENCH=ON -DBUILD_TESTING=OFF
-    local program
+    local program table=build/bench/table.txt failed=0
+    printf '%-20s %8s %8s  %-8s  %s\n' measure ratio bound verdict against | tee "$table"
     for program in build/bench/bench/bench_"${1:-}"*; do
         [ -x "$program" ] || die "there is no benchmark '$1'; there are: $(cd build/bench/bench && echo bench_*)"
-        say "== ${program##*/}"
-        "$program"
+        "$program" 2>"$program.log" | tee -a "$table" || failed=1
     done
+    [ "$failed" -eq 0 ] || die "a benchmark failed; see build/bench/bench/*.log"
+    awk '/  held  / { held++ } /NOT HELD/ { broken = broken "; NOT HELD: " $1 " " $2 " (" $3 ")" }
+        { bounds += /  held  |NOT HELD/ }
+        END { printf "bench: %d of %d bounds held%s\n", held, bounds, broken }' "$table"
 }
 
 # fuzz [NAME]: runs the fuzzers whose names begin so, or all, each for QSC_FUZZ_SECONDS (30).
