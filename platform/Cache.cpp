@@ -25,8 +25,10 @@ namespace
 /// A device has a dozen packages that are asked for again and again.
 constexpr int kMostPackages = 16;
 
-/// Longer than the longest tick of the clocks that mark files.
+/// Longer than the longest tick of the clocks that mark files, and than the coarsest steps in which some file
+/// systems of flash memory keep the marks.
 constexpr i64 kTickNanoseconds = 40'000'000;
+constexpr i64 kCoarseTickNanoseconds = 2'040'000'000;
 
 constinit pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
 constinit pthread_once_t g_fork_handlers = PTHREAD_ONCE_INIT;
@@ -70,7 +72,9 @@ bool is_settled(const struct stat& status)
     const auto age = [&](const timespec& mark) {
         return (i64{now.tv_sec} - mark.tv_sec) * 1'000'000'000 + (now.tv_nsec - mark.tv_nsec);
     };
-    return age(status.st_mtim) > kTickNanoseconds && age(status.st_ctim) > kTickNanoseconds;
+    const bool has_whole_seconds = status.st_mtim.tv_nsec == 0 && status.st_ctim.tv_nsec == 0;
+    const i64 tick = has_whole_seconds ? kCoarseTickNanoseconds : kTickNanoseconds;
+    return age(status.st_mtim) > tick && age(status.st_ctim) > tick;
 }
 
 /// A hash of bytes that come in parts, of which all but the last are multiples of its step. Four lanes that

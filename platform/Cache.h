@@ -8,8 +8,9 @@
 //   2. the same holds of its staging file, or there was none and there is none: the folder of staging files
 //      has the marks it had before the file was last looked for in vain, or it is looked for again;
 //   3. either file that was changed in the very moment it was read still holds the same bytes. The clock that
-//      marks a file moves in ticks; a second change in the same tick, of the same size, in place, leaves all
-//      marks alone. Once the marks are older than a tick, they alone are enough.
+//      marks a file moves in ticks, and some file systems keep whole seconds only; a second change in the
+//      same tick, of the same size, in place, leaves all marks alone. Once the marks are older than a tick,
+//      they alone are enough.
 // A file is looked at by name every time, so that one that appears, goes or is swapped is noticed.
 #pragma once
 

@@ -3,6 +3,7 @@
 #include <array>
 #include <filesystem>
 
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -13,6 +14,34 @@
 #include "support/TemporaryFolder.h"
 
 using namespace test;
+
+namespace
+{
+
+bool g_keeps_whole_seconds = false;
+
+template <typename... Arguments>
+int marks(const char* name, struct stat64* status, Arguments... arguments)
+{
+    auto* const real = reinterpret_cast<int (*)(Arguments..., struct stat64*)>(dlsym(RTLD_NEXT, name));
+    const int result = real(arguments..., status);
+    if (result == 0 && g_keeps_whole_seconds) {
+        status->st_mtim.tv_nsec = status->st_ctim.tv_nsec = 0;
+    }
+    return result;
+}
+
+} // namespace
+
+// A file system that keeps the times of its files in whole seconds, if it is told to.
+extern "C" int stat64(const char* path, struct stat64* status) noexcept
+{
+    return marks("stat64", status, path);
+}
+extern "C" int fstat64(int file, struct stat64* status) noexcept
+{
+    return marks("fstat64", status, file);
+}
 
 class Cache : public UciTest
 {
@@ -27,6 +56,19 @@ TEST_F(Cache, ChangesInPlaceInTheSameTick)
         put_config("p", text(value));
         ASSERT_EQ(get("p.s.a"), std::string(1, value)) << round;
     }
+}
+
+TEST_F(Cache, ChangesInPlaceInTheSameSecond)
+{
+    g_keeps_whole_seconds = true;
+    put_config("p", text('a'));
+    EXPECT_EQ(get("p.s.a"), "a");
+    // Long enough for a clock that ticks as usual, and still the same second on most attempts.
+    usleep(100'000);
+    EXPECT_EQ(get("p.s.a"), "a");
+    put_config("p", text('b'));
+    EXPECT_EQ(get("p.s.a"), "b");
+    g_keeps_whole_seconds = false;
 }
 
 TEST_F(Cache, FilesSwappedForOthersOfEqualSize)
