@@ -113,7 +113,7 @@ uint32_t BaCL_RingBuf_Close(BaCL_RingBuffer* ring, uint32_t waitMs)
     if (waitMs != 0) {
         // Not usleep(): weeks of milliseconds are more microseconds than it takes.
         const timespec pause{.tv_sec = static_cast<time_t>(waitMs / 1000),
-                             .tv_nsec = long{1'000'000} * (waitMs % 1000)};
+                             .tv_nsec = static_cast<long>(waitMs % 1000) * 1'000'000};
         (void)nanosleep(&pause, nullptr);
     }
     (void)BaCL_RingBuf_FreeBuffer(ring);
