@@ -40,20 +40,20 @@ u32 with_vap(const Call& call, Serve serve_vap)
     return serve_vap(Vap{kRadios[instance > 10 ? 1 : 0], number});
 }
 
-/// Serves a parameter with get(vap) and set(vap).
-template <typename Get, typename Set>
-u32 serve_vap(const Call& call, Get get, Set set)
+using Serve = u32 (*)(const Call& call, const Vap& vap);
+
+u32 refuse(const Call& call, const Vap&)
+{
+    return refuse_operation(call);
+}
+
+/// Serves a parameter by what its get and its set do for an access point.
+u32 serve_vap(const Call& call, Serve get, Serve set = refuse)
 {
     return with_vap(call, [&](const Vap& vap) {
         return serve(
-            call, [&] { return get(vap); }, [&] { return set(vap); });
+            call, [&] { return get(call, vap); }, [&] { return set(call, vap); });
     });
-}
-
-template <typename Get>
-u32 serve_vap_get(const Call& call, Get get)
-{
-    return serve_vap(call, get, [&](const Vap&) { return refuse_operation(call); });
 }
 
 /// A parameter that has nothing to say.
@@ -62,12 +62,16 @@ u32 placeholder(const Call& call)
     return is_object(call.value) ? 0 : EINVAL;
 }
 
-u32 vap_enable(const Call& call)
+constexpr NumberRow kEnable{"enable", "WiFi SSID enabled flag", kTrueFalse};
+
+u32 answer_enable(const Call& call, const Vap& vap)
 {
-    static constexpr NumberRow kRow{"enable", "WiFi SSID enabled flag", kTrueFalse};
-    return serve_vap(
-        call, [&](const Vap& vap) { return answer_number(call, vap.key(kRow.option), kRow); },
-        [&](const Vap& vap) { return set_number(call, vap.radio, vap.key(kRow.option), kRow); });
+    return answer_number(call, vap.key(kEnable.option), kEnable);
+}
+
+u32 set_enable(const Call& call, const Vap& vap)
+{
+    return set_number(call, vap.radio, vap.key(kEnable.option), kEnable);
 }
 
 /// Whether the access point of a number is enabled on a radio.
@@ -275,36 +279,37 @@ u32 set_vlan(const Call& call, const Vap& vap)
 }
 
 /// A counter that the kernel keeps for the interface.
-u32 counter(const Call& call, const char* file)
+u32 answer_counter(const Call& call, const Vap& vap, const char* file)
 {
-    return serve_vap_get(call, [&](const Vap& vap) {
-        CommandText command;
-        command.append("/bin/cat /sys/class/net/").append(vap.interface().view());
-        command.append("/statistics/").append(file);
-        return answer_line(call, command.c_str());
-    });
+    CommandText command;
+    command.append("/bin/cat /sys/class/net/").append(vap.interface().view());
+    command.append("/statistics/").append(file);
+    return answer_line(call, command.c_str());
 }
 
-/// Makes a handler of an answer and a set, each for one access point.
-#define VAP_HANDLER(NAME, ANSWER, SET)                                                                       \
-    QSC_HANDLER(NAME, serve_vap(                                                                             \
-                          call, [&](const Vap& vap) { return ANSWER(call, vap); },                           \
-                          [&](const Vap& vap) { return SET(call, vap); }))
+u32 answer_sent(const Call& call, const Vap& vap)
+{
+    return answer_counter(call, vap, "tx_bytes");
+}
+
+u32 answer_received(const Call& call, const Vap& vap)
+{
+    return answer_counter(call, vap, "rx_bytes");
+}
 
 } // namespace
 
-QSC_HANDLER(Qsc_DevWiFiSSID_Do_Enable, vap_enable(call))
+QSC_HANDLER(Qsc_DevWiFiSSID_Do_Enable, serve_vap(call, answer_enable, set_enable))
 QSC_HANDLER(Qsc_DevWiFiSSID_Do_Status, placeholder(call))
 QSC_HANDLER(Qsc_DevWiFiSSID_Do_Name, placeholder(call))
-VAP_HANDLER(Qsc_DevWiFiSSID_Do_LowerLayers, answer_lower_layers, set_lower_layers)
-QSC_HANDLER(Qsc_DevWiFiSSID_Do_BSSID,
-            serve_vap_get(call, [&](const Vap& vap) { return answer_bssid(call, vap); }))
+QSC_HANDLER(Qsc_DevWiFiSSID_Do_LowerLayers, serve_vap(call, answer_lower_layers, set_lower_layers))
+QSC_HANDLER(Qsc_DevWiFiSSID_Do_BSSID, serve_vap(call, answer_bssid))
 QSC_HANDLER(Qsc_DevWiFiSSID_Do_MACAddress, placeholder(call))
-VAP_HANDLER(Qsc_DevWiFiSSID_Do_SSID, answer_ssid, set_ssid)
-VAP_HANDLER(Qsc_DevWiFiSSID_Do_X_QRN_NetworkZone, answer_zone, set_zone)
-VAP_HANDLER(Qsc_DevWiFiSSID_Do_X_QRN_VLANID, answer_vlan, set_vlan)
-QSC_HANDLER(Qsc_DevWiFiSSIDStats_Do_BytesSent, counter(call, "tx_bytes"))
-QSC_HANDLER(Qsc_DevWiFiSSIDStats_Do_BytesReceived, counter(call, "rx_bytes"))
+QSC_HANDLER(Qsc_DevWiFiSSID_Do_SSID, serve_vap(call, answer_ssid, set_ssid))
+QSC_HANDLER(Qsc_DevWiFiSSID_Do_X_QRN_NetworkZone, serve_vap(call, answer_zone, set_zone))
+QSC_HANDLER(Qsc_DevWiFiSSID_Do_X_QRN_VLANID, serve_vap(call, answer_vlan, set_vlan))
+QSC_HANDLER(Qsc_DevWiFiSSIDStats_Do_BytesSent, serve_vap(call, answer_sent))
+QSC_HANDLER(Qsc_DevWiFiSSIDStats_Do_BytesReceived, serve_vap(call, answer_received))
 
 constexpr Qsc_ParamEntry g_QscDeviceWiFiSSIDCmd[] = {
     {0, "Enable", Qsc_DevWiFiSSID_Do_Enable, 0, 0},

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: Apache-2.0
+// The parameters of a radio that are more than a stored number: for each, what a get answers and what a set
+// does.
+#pragma once
+
+#include "handlers/wifi/Wifi.h"
+
+namespace qsc::wifi
+{
+
+inline constexpr const Radio& k5Ghz = kRadios[1];
+
+constexpr i32 instance_of_radio(const Radio& radio)
+{
+    return &radio == &k5Ghz ? 2 : 1;
+}
+
+[[nodiscard]] u32 answer_standards(const Call& call, const Radio& radio);
+[[nodiscard]] u32 set_standards(const Call& call, const Radio& radio);
+[[nodiscard]] u32 answer_possible_channels(const Call& call, const Radio& radio);
+[[nodiscard]] u32 answer_country(const Call& call, const Radio& radio);
+[[nodiscard]] u32 set_country(const Call& call, const Radio& radio);
+[[nodiscard]] u32 answer_auto_channel(const Call& call, const Radio& radio);
+[[nodiscard]] u32 set_auto_channel(const Call& call, const Radio& radio);
+[[nodiscard]] u32 answer_channel(const Call& call, const Radio& radio);
+[[nodiscard]] u32 set_channel(const Call& call, const Radio& radio);
+[[nodiscard]] u32 answer_skip_list(const Call& call, const Radio& radio);
+[[nodiscard]] u32 set_skip_list(const Call& call, const Radio& radio);
+[[nodiscard]] u32 answer_bandwidth(const Call& call, const Radio& radio);
+[[nodiscard]] u32 set_bandwidth(const Call& call, const Radio& radio);
+
+} // namespace qsc::wifi
