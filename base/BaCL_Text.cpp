@@ -114,7 +114,7 @@ uint32_t BaCL_IsStringType(const char* text, uint32_t type)
         }
         rest.remove_prefix(2);
     }
-    return !rest.empty() && std::all_of(rest.begin(), rest.end(), wanted.contains) ? 1 : 0;
+    return !rest.empty() && std::ranges::all_of(rest, wanted.contains) ? 1 : 0;
 }
 
 uint32_t BaCL_RemoveLineFeed(char* text, int32_t size)
@@ -138,7 +138,7 @@ uint32_t BaCL_TrimLTWhiteSpace(char* text)
     while (length > 0 && is_space(text[length - 1])) {
         text[--length] = '\0';
     }
-    const char* const start = std::find_if_not(text, text + length, is_space);
+    const char* const start = std::ranges::find_if_not(text, text + length, is_space);
     std::memmove(text, start, static_cast<std::size_t>(text + length - start) + 1);
     return 0;
 }

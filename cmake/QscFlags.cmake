@@ -10,13 +10,12 @@ target_compile_options(qsc_warnings INTERFACE
   $<$<COMPILE_LANGUAGE:C>:-Wmissing-prototypes>)
 
 # The C++ runtime is not on the device: no exceptions, no RTTI, linked with the C driver (see qsc_add_product).
-# The name of a function is stored once, however often it is said (nothing compares the addresses of texts). What
-# has a buffer of characters is guarded against its overrun; what merely passes a record's address on is not.
+# What has a buffer of characters is guarded against its overrun; what merely passes a record's address on is not.
 # Our own functions call each other directly; what others provide can be replaced at the dynamic linker.
 add_library(qsc_product INTERFACE)
 target_compile_options(qsc_product INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
-  -fvisibility=hidden -fno-asynchronous-unwind-tables -ffunction-sections -fdata-sections -fmerge-all-constants
+  -fvisibility=hidden -fno-asynchronous-unwind-tables -ffunction-sections -fdata-sections
   -fstack-protector)
 target_link_options(qsc_product INTERFACE
   -Wl,-z,relro,-z,now,-z,noexecstack,-z,noseparate-code,--gc-sections,--as-needed,-Bsymbolic-functions)

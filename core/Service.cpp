@@ -21,7 +21,7 @@ u32 take_action(json_object* request, std::string_view& action)
     json_object* member = nullptr;
     std::string_view text;
     if (!find_member(request, "action", member) || !json_object_is_type(member, json_type_string) ||
-        text_of(member, text) != 0 || text.empty() || std::any_of(text.begin(), text.end(), is_unsafe)) {
+        text_of(member, text) != 0 || text.empty() || std::ranges::any_of(text, is_unsafe)) {
         return EFAULT;
     }
     action = text;

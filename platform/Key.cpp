@@ -55,22 +55,22 @@ bool parse_indexed_section(std::string_view text, SectionRef& section)
 bool is_package_name(std::string_view text)
 {
     return !text.empty() &&
-           std::all_of(text.begin(), text.end(), [](char c) { return is_name_character(c) || c == '-'; });
+           std::ranges::all_of(text, [](char c) { return is_name_character(c) || c == '-'; });
 }
 
 bool is_name(std::string_view text)
 {
-    return !text.empty() && std::all_of(text.begin(), text.end(), is_name_character);
+    return !text.empty() && std::ranges::all_of(text, is_name_character);
 }
 
 bool is_type(std::string_view text)
 {
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c <= '~'; });
+    return !text.empty() && std::ranges::all_of(text, [](char c) { return c > ' ' && c <= '~'; });
 }
 
 bool parse_key(std::string_view text, Key& key)
 {
-    const auto dots = std::count(text.begin(), text.end(), '.');
+    const auto dots = std::ranges::count(text, '.');
     if (dots != 1 && dots != 2) {
         return false;
     }

@@ -30,7 +30,7 @@ bool parse_option(const char* text, Key& key)
 /// A text that the file format cannot carry must not be staged. Line feeds and the like it can.
 bool is_storable(std::string_view text)
 {
-    return std::none_of(text.begin(), text.end(), [](char c) {
+    return std::ranges::none_of(text, [](char c) {
         return static_cast<unsigned char>(c) < ' ' && c != '\t' && c != '\n' && c != '\r';
     });
 }

@@ -49,8 +49,8 @@ u32 answer_ntp_status(const Call& call)
     char text[256];
     const ssize_t length = read(file.get(), text, sizeof text);
     std::string_view rest{text, static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
-    const auto* const begin = std::find_if_not(rest.begin(), rest.end(), is_space);
-    const auto* const end = std::find_if(begin, rest.end(), is_space);
+    const auto* const begin = std::ranges::find_if_not(rest, is_space);
+    const auto* const end = std::ranges::find_if(begin, rest.end(), is_space);
     ValueText word;
     return word.assign({begin, end}) && !word.view().empty()
                ? answer_text(call.value, word.c_str())
@@ -109,10 +109,10 @@ u32 set_local_time(const Call& call)
         return code;
     }
     ValueText time;
-    if (!time.assign(text) || std::count(text.begin(), text.end(), '-') > 2) {
+    if (!time.assign(text) || std::ranges::count(text, '-') > 2) {
         return EINVAL;
     }
-    if (std::any_of(text.begin(), text.end(), is_shell_special)) {
+    if (std::ranges::any_of(text, is_shell_special)) {
         return EFAULT;
     }
     CommandText command;

@@ -18,8 +18,7 @@ constexpr u32 kSmallestBuffer = 8;
 
 bool equals_ignoring_case(std::string_view one, std::string_view other)
 {
-    return std::equal(one.begin(), one.end(), other.begin(), other.end(),
-                      [](char a, char b) { return to_lower(a) == to_lower(b); });
+    return std::ranges::equal(one, other, [](char a, char b) { return to_lower(a) == to_lower(b); });
 }
 
 /// The last place of such a character up to and with `from`; the first character of a text is never asked.
