@@ -13,31 +13,20 @@ namespace
 constexpr const char* kModule = "QscDeviceWiFiRadio";
 
 /// Serves a call with the radio that its path names.
-template <typename Serve>
-u32 with_radio(const Call& call, Serve serve_radio)
+template <typename Use>
+u32 with_radio(const Call& call, Use use)
 {
     if (!has_path_and_object(call)) {
         return EINVAL;
     }
     const i32 instance = instance_in_path(call.name, std::string_view{"Device.WiFi.Radio."}.size());
-    return instance == 1 || instance == 2 ? serve_radio(kRadios[instance - 1])
-                                          : refuse_instance(call, instance);
-}
-
-using Serve = u32 (*)(const Call& call, const Radio& radio);
-
-u32 refuse(const Call& call, const Radio&)
-{
-    return refuse_operation(call);
+    return instance == 1 || instance == 2 ? use(kRadios[instance - 1]) : refuse_instance(call, instance);
 }
 
 /// Serves a parameter by what its get and its set do for a radio.
-u32 serve_radio(const Call& call, Serve get, Serve set = refuse)
+u32 serve_radio(const Call& call, Serve<Radio> get, Serve<Radio> set = nullptr)
 {
-    return with_radio(call, [&](const Radio& radio) {
-        return serve(
-            call, [&] { return get(call, radio); }, [&] { return set(call, radio); });
-    });
+    return with_radio(call, [&](const Radio& radio) { return serve_for(call, radio, get, set); });
 }
 
 constexpr NumberRow kEnable{"radioOn", "WiFi Radio enabled flag", kTrueFalse};

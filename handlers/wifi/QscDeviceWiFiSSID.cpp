@@ -26,8 +26,8 @@ struct Vap {
 
 /// Serves a call with the access point that its path names: 1 to 8 on the first radio, 11 to 18 on the
 /// second.
-template <typename Serve>
-u32 with_vap(const Call& call, Serve serve_vap)
+template <typename Use>
+u32 with_vap(const Call& call, Use use)
 {
     if (!has_path_and_object(call)) {
         return EINVAL;
@@ -37,23 +37,13 @@ u32 with_vap(const Call& call, Serve serve_vap)
     if (number < 1 || number > kVapsPerRadio) {
         return refuse_instance(call, instance);
     }
-    return serve_vap(Vap{kRadios[instance > 10 ? 1 : 0], number});
-}
-
-using Serve = u32 (*)(const Call& call, const Vap& vap);
-
-u32 refuse(const Call& call, const Vap&)
-{
-    return refuse_operation(call);
+    return use(Vap{kRadios[instance > 10 ? 1 : 0], number});
 }
 
 /// Serves a parameter by what its get and its set do for an access point.
-u32 serve_vap(const Call& call, Serve get, Serve set = refuse)
+u32 serve_vap(const Call& call, Serve<Vap> get, Serve<Vap> set = nullptr)
 {
-    return with_vap(call, [&](const Vap& vap) {
-        return serve(
-            call, [&] { return get(call, vap); }, [&] { return set(call, vap); });
-    });
+    return with_vap(call, [&](const Vap& vap) { return serve_for(call, vap, get, set); });
 }
 
 /// A parameter that has nothing to say.

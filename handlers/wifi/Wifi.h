@@ -88,6 +88,19 @@ struct NumberRow {
 /// Takes and stores the caller's number.
 [[nodiscard]] u32 set_number(const Call& call, const Radio& radio, const Key& key, const NumberRow& row);
 
+/// What a get or a set of a parameter does for a radio or an access point.
+template <typename Target>
+using Serve = u32 (*)(const Call& call, const Target& target);
+
+/// Serves a call for a radio or an access point; without a set the parameter is read-only.
+template <typename Target>
+u32 serve_for(const Call& call, const Target& target, Serve<Target> get, Serve<Target> set)
+{
+    return serve(
+        call, [&] { return get(call, target); },
+        [&] { return set != nullptr ? set(call, target) : refuse_operation(call); });
+}
+
 /// Whether the radio is on; a missing switch is logged.
 [[nodiscard]] bool is_on(const Call& call, const Radio& radio);
 

@@ -75,9 +75,9 @@ bench() {
     printf '%-20s %8s %8s  %-8s  %s\n' measure ratio bound verdict against | tee "$table"
     for program in build/bench/bench/bench_"${1:-}"*; do
         [ -x "$program" ] || die "there is no benchmark '$1'; there are: $(cd build/bench/bench && echo bench_*)"
-        "$program" 2>"$program.log" | tee -a "$table" || failed=1
+        "$program" 2>"build/bench/${program##*/}.log" | tee -a "$table" || failed=1
     done
-    [ "$failed" -eq 0 ] || die "a benchmark failed; see build/bench/bench/*.log"
+    [ "$failed" -eq 0 ] || die "a benchmark failed; see build/bench/bench_*.log"
     awk '/  held  / { held++ } /NOT HELD/ { broken = broken "; NOT HELD: " $1 " " $2 " (" $3 ")" }
         { bounds += /  held  |NOT HELD/ }
         END { printf "bench: %d of %d bounds held%s\n", held, bounds, broken }' "$table"
