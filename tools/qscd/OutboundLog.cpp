@@ -38,21 +38,22 @@ u32 OutboundLog::start()
     return BaCL_RegInfo_CreateThread(&job_, run, 64 * 1024, kStopLimitMs);
 }
 
-void OutboundLog::stop()
+u32 OutboundLog::stop()
 {
     if (!is_started_) {
-        return;
+        return 0;
     }
     is_started_ = false;
-    // The stop is asked for under the ring's mutex, so that the thread cannot begin to wait in between.
+    // The thread is woken first: the stop that it must acknowledge is a flag, which wakes nobody.
     if (BaCL_RingBuf_ThreadMuxLock(&ring_, 1) == 0) {
-        BaCL_RegInfo_SetFlag(&job_, BACL_JOB_STOP);
+        is_ending_ = true;
         BaCL_RingBuf_ThreadCondSignal(&ring_);
         BaCL_RingBuf_ThreadMuxLock(&ring_, 0);
     }
-    BaCL_RegInfo_CloseThread(&job_, kStopLimitMs, 1);
+    const u32 code = BaCL_RegInfo_CloseThread(&job_, kStopLimitMs, 1);
     BaCL_RegInfo_Close(&job_);
     BaCL_RingBuf_Close(&ring_, 0);
+    return code;
 }
 
 /// Waits until there is something to write; false: nothing will come any more.
@@ -61,8 +62,7 @@ bool OutboundLog::wait()
     if (BaCL_RingBuf_ThreadMuxLock(&ring_, 1) != 0) {
         return false;
     }
-    while (ring_.DataSize == 0 && (BaCL_RegInfo_GetFlag(&job_) & BACL_JOB_STOP) == 0 &&
-           BaCL_RingBuf_ThreadCondWait(&ring_) == 0) {
+    while (ring_.DataSize == 0 && !is_ending_ && BaCL_RingBuf_ThreadCondWait(&ring_) == 0) {
     }
     const bool has_data = ring_.DataSize != 0;
     BaCL_RingBuf_ThreadMuxLock(&ring_, 0);
@@ -86,6 +86,11 @@ void* OutboundLog::run(void* record)
     BaCL_RegInfo_SetFlag(job, BACL_JOB_RUNNING | BACL_JOB_ACKNOWLEDGED);
     while (log->wait()) {
         log->write_all();
+    }
+    // Asking for the stop takes an earlier acknowledgement back.
+    constexpr useconds_t kPass = 1'000;
+    while ((BaCL_RegInfo_GetFlag(job) & BACL_JOB_STOP) == 0) {
+        usleep(kPass);
     }
     BaCL_RegInfo_SetFlag(job, BACL_JOB_ACKNOWLEDGED);
     return nullptr;

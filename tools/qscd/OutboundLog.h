@@ -19,12 +19,12 @@ class OutboundLog
     OutboundLog() = default;
     OutboundLog(const OutboundLog&) = delete;
     OutboundLog& operator=(const OutboundLog&) = delete;
-    ~OutboundLog() { stop(); }
+    ~OutboundLog() { (void)stop(); }
 
     [[nodiscard]] u32 start();
 
-    /// Writes what is left and ends the thread.
-    void stop();
+    /// Writes what is left and ends the thread. @return 0; ETIME: it did not end
+    u32 stop();
 
     /// Adds a line. One that finds no room is counted, and the count is written when there is room again.
     [[gnu::format(printf, 2, 3)]] void add(const char* format, ...);
@@ -38,6 +38,7 @@ class OutboundLog
     BaCL_RegularInfo job_{};
     u32 lost_ = 0; ///< lines; only the adding thread's
     bool is_started_ = false;
+    bool is_ending_ = false; ///< nothing will be added any more; under the ring's mutex
 };
 
 } // namespace qscd
