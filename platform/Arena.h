@@ -4,7 +4,7 @@
 
 #include <cstddef>
 #include <cstdlib>
-#include <new>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -27,21 +27,28 @@ class Arena
         free_ = end_ = nullptr;
     }
 
-    /// Makes a record; null: no memory.
+    /// Makes a record, or some in a row; null: no memory.
     template <typename Record>
-    [[nodiscard]] Record* make()
+    [[nodiscard]] Record* make(std::size_t count = 1)
     {
-        void* const place = allocate((sizeof(Record) + kAlignment - 1) / kAlignment * kAlignment);
-        if (place == nullptr) {
+        const std::size_t size = (count * sizeof(Record) + kAlignment - 1) / kAlignment * kAlignment;
+        if (!has_room(size)) {
             return nullptr;
         }
-        return new (place) Record{};
+        auto* const records = reinterpret_cast<Record*>(std::exchange(free_, free_ + size));
+        std::uninitialized_value_construct_n(records, count);
+        return records;
     }
 
-    /// Makes room for text; null: no memory.
+    /// Makes room for text and its end; null: no memory. Texts come from the other end of a chunk, where they
+    /// need not be aligned.
     [[nodiscard]] char* make_text(std::size_t size)
     {
-        return allocate((size + kAlignment) / kAlignment * kAlignment);
+        if (!has_room(size + 1)) {
+            return nullptr;
+        }
+        end_ -= size + 1;
+        return end_;
     }
 
   private:
@@ -52,19 +59,21 @@ class Arena
     static constexpr std::size_t kHeader = (sizeof(Chunk) + kAlignment - 1) / kAlignment * kAlignment;
     static constexpr std::size_t kChunkSize = 8192;
 
-    char* allocate(std::size_t size)
+    /// Makes a new chunk where the last one has not enough room left.
+    bool has_room(std::size_t size)
     {
-        if (static_cast<std::size_t>(end_ - free_) < size) {
-            const std::size_t room = size > kChunkSize - kHeader ? size : kChunkSize - kHeader;
-            auto* const chunk = static_cast<Chunk*>(std::malloc(kHeader + room));
-            if (chunk == nullptr) {
-                return nullptr;
-            }
-            chunk->next = std::exchange(chunks_, chunk);
-            free_ = reinterpret_cast<char*>(chunk) + kHeader;
-            end_ = free_ + room;
+        if (static_cast<std::size_t>(end_ - free_) >= size) {
+            return true;
         }
-        return std::exchange(free_, free_ + size);
+        const std::size_t room = size > kChunkSize - kHeader ? size : kChunkSize - kHeader;
+        auto* const chunk = static_cast<Chunk*>(std::malloc(kHeader + room));
+        if (chunk == nullptr) {
+            return false;
+        }
+        chunk->next = std::exchange(chunks_, chunk);
+        free_ = reinterpret_cast<char*>(chunk) + kHeader;
+        end_ = free_ + room;
+        return true;
     }
 
     Chunk* chunks_ = nullptr;

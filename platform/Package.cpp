@@ -3,7 +3,6 @@
 
 #include <bit>
 #include <cstdio>
-#include <cstring>
 
 namespace qrnuci
 {
@@ -146,12 +145,10 @@ void Package::build_index()
         }
     }
     const std::size_t size = std::bit_ceil(2 * entries + 1);
-    char* const room = arena_.make_text(size * sizeof(Slot));
-    if (room == nullptr) {
+    slots_ = arena_.make<Slot>(size);
+    if (slots_ == nullptr) {
         return;
     }
-    std::memset(room, 0, size * sizeof(Slot));
-    slots_ = reinterpret_cast<Slot*>(room);
     slot_mask_ = size - 1;
     for (Section& section : sections_) {
         const auto is_of_type = [&](const Slot& slot) { return slot.section->type == section.type; };
