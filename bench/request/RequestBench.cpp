@@ -96,7 +96,7 @@ void bare_command(benchmark::State& state)
 
 int main(int count, char** arguments)
 {
-    bench::enter_private_folders("bench_request");
+    bench::enter_private_folders("bench_request", {"/etc", "/tmp"});
     bench::install_device();
 
     benchmark::RegisterBenchmark("dispatch_level", dispatch_level);

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <string>
 #include <string_view>
@@ -47,23 +48,39 @@ class Best : public benchmark::BenchmarkReporter
     bool has_failed = false;
 };
 
+std::map<std::string, std::string> g_packages;
+
 } // namespace
 
-void enter_private_folders(const char* program)
+void enter_private_folders(const char* program, std::initializer_list<const char*> folders)
 {
-    const bool is_private = (unshare(CLONE_NEWNS) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0) &&
-                            mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                            mount("none", "/etc", "tmpfs", 0, nullptr) == 0 &&
-                            mount("none", "/tmp", "tmpfs", 0, nullptr) == 0;
+    // The sources may stand in one of these folders.
+    for (const auto& file : std::filesystem::directory_iterator{QSC_SIM_CONFIG}) {
+        g_packages[file.path().filename()] = read_file(file.path());
+    }
+    bool is_private = (unshare(CLONE_NEWNS) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0) &&
+                      mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+    for (const char* folder : folders) {
+        is_private = is_private && mount("none", folder, "tmpfs", 0, nullptr) == 0;
+    }
     if (!is_private) {
         std::fprintf(stderr, "%s: the kernel allows no private mount namespace here; run as root\n", program);
         std::exit(1);
     }
 }
 
+std::string read_file(const std::string& path)
+{
+    std::ifstream file{path};
+    return {std::istreambuf_iterator<char>{file}, {}};
+}
+
 void install_device()
 {
-    std::filesystem::copy(QSC_SIM_CONFIG, "/etc/config");
+    std::filesystem::create_directories("/etc/config");
+    for (const auto& [name, text] : g_packages) {
+        std::ofstream{"/etc/config/" + name} << text;
+    }
     std::ofstream{"/etc/config/system"}
         << "config system\n\toption timezone 'GMT0'\n\toption tzlocation 'Africa/Abidjan'\n"
            "config timeserver 'ntp'\n\toption enabled '1'\n\toption dstdisable '0'\n"

@@ -2,7 +2,9 @@
 // What every benchmark program ends with: ratios of measures of one run, and whether their bounds held.
 #pragma once
 
+#include <initializer_list>
 #include <span>
+#include <string>
 
 namespace bench
 {
@@ -17,12 +19,14 @@ struct Ratio {
     const char* note = nullptr; ///< said instead of a verdict, where the bound does not speak of this run
 };
 
-/// Gives the program an /etc, a /tmp and a /dev of its own, in memory; ends it where the kernel does not
+/// Gives the program folders of its own in the place of these, in memory; ends it where the kernel does not
 /// allow that.
-void enter_private_folders(const char* program);
+void enter_private_folders(const char* program, std::initializer_list<const char*> folders);
 
-/// Puts a device's configuration, time zone and NTP status there, and waits until the clock that marks files
-/// has moved on, because a fresh file is looked at more closely.
+std::string read_file(const std::string& path);
+
+/// Puts a device's configuration, time zone and NTP status into private /etc and /tmp, and waits until the
+/// clock that marks files has moved on, because a fresh file is looked at more closely.
 void install_device();
 
 /// Runs all registered benchmarks, each several times in random order, and prints the ratios of their best

@@ -189,7 +189,7 @@ void register_all()
 
 int main(int count, char** arguments)
 {
-    bench::enter_private_folders("bench_uci");
+    bench::enter_private_folders("bench_uci", {"/etc", "/tmp"});
     std::filesystem::create_directories(kFolder);
     write_package("small", package_text(1, 40));
     write_package("staged", package_text(1, 40));
