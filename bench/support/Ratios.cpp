@@ -97,7 +97,7 @@ int run(int count, char** arguments, std::span<const Ratio> ratios)
 {
     std::vector<char*> all{arguments, arguments + count};
     // Short and often, in random order, so that a slow moment of the machine meets every measure alike.
-    std::string repetitions = "--benchmark_repetitions=60";
+    std::string repetitions = "--benchmark_repetitions=120";
     std::string order = "--benchmark_enable_random_interleaving=true";
     std::string time = "--benchmark_min_time=0.008";
     all.insert(all.begin() + 1, {repetitions.data(), order.data(), time.data()});
