@@ -127,9 +127,12 @@ u32 commit_packages(json_object* request, const char* package)
     return code != 0 ? code : add_new_member(request, kMember, made.release());
 }
 
-u32 finish_commit(json_object* request, u32 code)
+u32 serve_commit(json_object* request, u32 (*run)(json_object* request))
 {
-    (void)finish(request, code);
+    if (!is_object(request)) {
+        return EINVAL;
+    }
+    const u32 code = finish(request, run(request));
     sync();
     return code;
 }

@@ -79,14 +79,8 @@ u32 serve_int(const Call& call, const char* key, void (*record)(const Call& call
 /// without names it commits, and adds, the given one. EINVAL: "package" is no array.
 [[nodiscard]] u32 commit_packages(json_object* request, const char* package);
 
-/// Ends a commit: records the result, tells the host, and has everything written to the flash.
-u32 finish_commit(json_object* request, u32 code);
-
-/// Serves a commit with run().
-template <typename Run>
-u32 serve_commit(json_object* request, Run run)
-{
-    return is_object(request) ? finish_commit(request, run()) : EINVAL;
-}
+/// Serves a commit with run(request): records the result, tells the host, and has everything written to the
+/// flash.
+u32 serve_commit(json_object* request, u32 (*run)(json_object* request));
 
 } // namespace qsc

@@ -40,8 +40,12 @@ void get_all(benchmark::State& state)
 {
     for (auto _ : state) {
         json_object* const request = json_object_new_object();
-        benchmark::DoNotOptimize(QSysCmdHal_Do_Device_Time("Device.Time", request, QSC_OPER_GET, 8, 0, 0));
+        const uint32_t code = QSysCmdHal_Do_Device_Time("Device.Time", request, QSC_OPER_GET, 8, 0, 0);
         json_object_put(request);
+        if (code != 0) {
+            state.SkipWithError("the request failed");
+            break;
+        }
     }
 }
 

@@ -103,7 +103,7 @@ QSC_HANDLER(Qsc_DhcpV4Client_Do_XQrnPppoePassword, pppoe_password(call))
 
 uint32_t Qsc_DhcpV4Client_Commit(const char*, json_object* request, uint32_t, uint32_t, int64_t, uint64_t)
 {
-    return serve_commit(request, [&] { return commit(request); });
+    return serve_commit(request, commit);
 }
 
 uint32_t Qsc_DhcpV4Client_Service(const char*, json_object* request)

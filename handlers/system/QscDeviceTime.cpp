@@ -218,7 +218,7 @@ QSC_HANDLER(Qsc_DevTime_Do_XQrnDSTDisable, serve_int(call, kDstDisabled, record_
 
 uint32_t Qsc_DevTime_Commit(const char*, json_object* request, uint32_t, uint32_t, int64_t, uint64_t)
 {
-    return serve_commit(request, [&] { return commit(request); });
+    return serve_commit(request, commit);
 }
 
 uint32_t Qsc_DevTime_Service(const char*, json_object* request)

@@ -24,7 +24,7 @@ constexpr u32 kNoFile = 3;
 json_object* member_of(const Call& call, json_object* object, const char* name)
 {
     json_object* member = nullptr;
-    if (!is_object(object) || !find_member(object, name, member)) {
+    if (!find_member(object, name, member)) {
         QSC_LOG_CALL(call, kLogError, "Can't get %s form mesh info\n", name);
         return nullptr;
     }

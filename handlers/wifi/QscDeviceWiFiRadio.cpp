@@ -58,23 +58,26 @@ void log_5ghz_only(const Call& call)
 }
 
 /// 802.11h is a matter of 5 GHz, but 2.4 GHz has the option as well; there nobody misses it.
+u32 answer_80211h(const Call& call, const Radio& radio)
+{
+    const Key key = option_key(radio, k80211h.option);
+    ValueText stored;
+    (void)(&radio == &k5Ghz ? uci_read(call, key.c_str(), stored) : uci_peek(key.c_str(), stored));
+    return answer_flag(call, k80211h.words, to_number(stored.c_str()));
+}
+
+u32 set_80211h(const Call& call, const Radio& radio)
+{
+    return set_number(call, radio, option_key(radio, k80211h.option), k80211h);
+}
+
 u32 radio_80211h(const Call& call)
 {
-    const auto get = [&](const Radio& radio) {
-        const Key key = option_key(radio, k80211h.option);
-        ValueText stored;
-        (void)(&radio == &k5Ghz ? uci_read(call, key.c_str(), stored) : uci_peek(key.c_str(), stored));
-        return answer_flag(call, k80211h.words, to_number(stored.c_str()));
-    };
-    const auto set = [&](const Radio& radio) {
-        return set_number(call, radio, option_key(radio, k80211h.option), k80211h);
-    };
     return with_radio(call, [&](const Radio& radio) {
         if (&radio != &k5Ghz) {
             log_5ghz_only(call);
         }
-        return serve(
-            call, [&] { return get(radio); }, [&] { return set(radio); });
+        return serve_for<Radio>(call, radio, answer_80211h, set_80211h);
     });
 }
 
