@@ -96,22 +96,23 @@ u32 set(const Instance& instance)
 
 u32 serve_instance(const Call& call, const InstanceList& list, i64 context, QSCBase_ParamId* record)
 {
-    if (record == nullptr || record->index[0] < 1 || record->index[0] > list.count) {
+    if (!is_object(call.value)) {
         return EINVAL;
+    }
+    if (record == nullptr || record->index[0] < 1 || record->index[0] > list.count) {
+        return finish(call.value, EINVAL);
     }
     const Instance instance{call, list, context, record};
     return serve(
         call, [&] { return get(instance); }, [&] { return set(instance); });
 }
 
-u32 serve_instances(const Call& call, const InstanceList& list, i64 context, Qsc_IndexFunction* index)
+namespace
 {
-    if (!is_object(call.value)) {
-        return EINVAL;
-    }
-    if ((call.oper & QSC_OPER_GET) == 0) {
-        return refuse_operation(call, EINVAL);
-    }
+
+/// Answers every instance, up to the first failure.
+u32 get_instances(const Call& call, const InstanceList& list, i64 context, Qsc_IndexFunction* index)
+{
     QSCBase_ParamId record;
     (void)QSCBase_ParamId_Init(&record);
     record.context = static_cast<u64>(context);
@@ -136,8 +137,20 @@ u32 serve_instances(const Call& call, const InstanceList& list, i64 context, Qsc
         }
     }
     (void)QSCBase_ParamId_Close(&record);
-    tell_host();
     return result == ENODATA ? 0 : result; // the list ends at the first instance without data
+}
+
+} // namespace
+
+u32 serve_instances(const Call& call, const InstanceList& list, i64 context, Qsc_IndexFunction* index)
+{
+    if (!is_object(call.value)) {
+        return EINVAL;
+    }
+    const bool is_get = (call.oper & QSC_OPER_GET) != 0;
+    const u32 code = is_get ? get_instances(call, list, context, index) : refuse_operation(call, EINVAL);
+    tell_host(); // the results stand in the instances
+    return code;
 }
 
 i32 instance_of(const Call& call)

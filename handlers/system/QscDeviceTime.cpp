@@ -46,15 +46,16 @@ u32 answer_ntp_status(const Call& call)
     if (!file.is_open()) {
         return answer_text(call.value, "Unsynchronized");
     }
-    char text[256];
-    const ssize_t length = read(file.get(), text, sizeof text);
-    std::string_view rest{text, static_cast<std::size_t>(std::max<ssize_t>(length, 0))};
-    const auto* const begin = std::ranges::find_if_not(rest, is_space);
-    const auto* const end = std::ranges::find_if(begin, rest.end(), is_space);
-    ValueText word;
-    return word.assign({begin, end}) && !word.view().empty()
-               ? answer_text(call.value, word.c_str())
-               : answer_text(call.value, "Error_FailedToSynchronize");
+    char text[512];
+    const ssize_t length = read(file.get(), text, sizeof text - 1);
+    char* const stop = text + std::max<ssize_t>(length, 0);
+    char* const begin = std::ranges::find_if_not(text, stop, is_space);
+    char* const end = std::ranges::find_if(begin, stop, is_space);
+    if (begin == end || end == text + sizeof text - 1) {
+        return answer_text(call.value, "Error_FailedToSynchronize");
+    }
+    *end = '\0';
+    return answer_text(call.value, begin);
 }
 
 u32 ntp_server(const Call& call, i32 index)

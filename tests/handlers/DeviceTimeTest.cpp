@@ -94,10 +94,12 @@ TEST_F(DeviceTime, StatusIsTheWordOfTheNtpService)
     if (!enter_private_folders()) {
         GTEST_SKIP() << "no /tmp of its own";
     }
+    const std::string long_word(510, 'w');
+    const std::string too_long(511, 'w');
     const struct {
         const char* enabled;
         const char* file; // null: there is none
-        const char* status;
+        std::string status;
     } cases[] = {
         {"0", "Synchronized", "Disabled"},
         {"01", "Synchronized", "Disabled"},
@@ -106,6 +108,8 @@ TEST_F(DeviceTime, StatusIsTheWordOfTheNtpService)
         {"1", "  \n Word", "Word"},
         {"1", "", "Error_FailedToSynchronize"},
         {"1", " \n", "Error_FailedToSynchronize"},
+        {"1", long_word.c_str(), long_word},
+        {"1", too_long.c_str(), "Error_FailedToSynchronize"},
     };
     for (const auto& [enabled, file, status] : cases) {
         outside().uci["system.ntp.enabled"] = enabled;

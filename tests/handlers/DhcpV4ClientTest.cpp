@@ -122,6 +122,7 @@ TEST_F(DhcpV4Client, InstancesThatDoNotExistAreRefused)
         EXPECT_EQ(Qsc_DhcpV4ClientSentOption_Do_Index("", nullptr, kGet, 8, 0, 0, nullptr, &record), 22u);
         EXPECT_EQ(Qsc_DhcpV4ClientSentOption_Do_Index("", object.get(), kGet, 8, 0, 0, nullptr, nullptr),
                   22u);
+        EXPECT_EQ(object.text(), R"({"ParamId":22})");
     }
     EXPECT_EQ(Qsc_DhcpV4ClientSentOption_Do_All("", nullptr, kGet, 8, 0, 0), 22u);
     EXPECT_EQ(call(Qsc_DhcpV4ClientSentOption_Do_Tag, kGet, "{}"), R"(0 {"ParamValue":"60","ParamId":0})");
