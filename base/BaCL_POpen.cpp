@@ -27,6 +27,19 @@ constexpr int exit_code(int status)
     return (status >> 8) & 0xFF;
 }
 
+/// What a command prints passes through memory of ours until the pipe is closed. Left alone, each pipe would
+/// ask the system for its best size, and the heap for a page.
+class PipeBuffer
+{
+  public:
+    explicit PipeBuffer(std::FILE* pipe) { (void)std::setvbuf(pipe, bytes_, _IOFBF, sizeof bytes_); }
+    PipeBuffer(const PipeBuffer&) = delete;
+    PipeBuffer& operator=(const PipeBuffer&) = delete;
+
+  private:
+    char bytes_[1024];
+};
+
 } // namespace
 
 uint32_t QrnExeCmdSimple(const char* command)
@@ -40,6 +53,7 @@ uint32_t QrnExeCmdSimple(const char* command)
         QSC_LOG(kLogDebug, "ERROR: popen read\n%s\n", command);
         return EFAULT;
     }
+    const PipeBuffer buffered{pipe};
     // Read to the end, so that a talkative command never blocks on a full pipe.
     std::array<char, 256> output{};
     while (std::fgets(output.data(), output.size(), pipe) != nullptr) {
@@ -66,6 +80,7 @@ uint32_t QrnExeCmdSimpleGet(const char* command, char* buffer, uint32_t size)
         QSC_LOG(kLogDebug, "ERROR: QrnPOpen\n%s\n", command);
         return EFAULT;
     }
+    const PipeBuffer buffered{pipe};
     char* end = buffer;
     do {
         if (QrnPReadLn(pipe, end, size) != 0) {
