@@ -24,7 +24,7 @@ namespace
 {
 
 /// An index costs as much as this many searches without one.
-constexpr u32 kReadsBeforeIndex = 8;
+constexpr u32 kReadsBeforeIndex = 16;
 
 /// A package's files while they are locked.
 struct Files {

@@ -54,7 +54,11 @@ u32 import(uci_context* context, std::string_view name, char* text, std::size_t 
     if (stream == nullptr || !package_name.assign(name)) {
         return ENOMEM;
     }
-    (void)__fsetlocking(stream.get(), FSETLOCKING_BYCALLER); // libuci asks it for every line
+    // A buffer on the stack, for that of the heap would break up what libuci gave back and takes again; and
+    // no lock, for libuci would take it for every line.
+    char buffered[4096];
+    (void)std::setvbuf(stream.get(), buffered, _IOFBF, sizeof buffered);
+    (void)__fsetlocking(stream.get(), FSETLOCKING_BYCALLER);
     const int result = uci_import(context, stream.get(), package_name.c_str(), &package, true);
     return result == UCI_OK ? 0 : result == UCI_ERR_MEM ? ENOMEM : EFAULT;
 }
