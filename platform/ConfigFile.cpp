@@ -106,8 +106,33 @@ u32 Replacement::write(std::string_view name, const struct stat& old, const Pack
         return log_failure("resolve", path.c_str());
     }
     const int descriptor = create();
-    return descriptor < 0 ? log_failure("create a file beside", path.c_str())
-                          : fill(name, descriptor, old, package);
+    if (descriptor < 0) {
+        return log_failure("create a file beside", path.c_str());
+    }
+    const u32 code = fill(name, descriptor, old, package);
+    return code != 0 ? code : check(name);
+}
+
+/// Reads the new file back. What others have staged may make no package, such as two sections of one name.
+u32 Replacement::check(std::string_view name) const
+{
+    LockedFile file;
+    Package package;
+    char* text = nullptr;
+    std::size_t size = 0;
+    if (const u32 code = file.open(path_.c_str(), Access::kRead)) {
+        return code == ENOENT ? EFAULT : code;
+    }
+    if (const u32 code = file.read(path_.c_str(), package.arena(), text, size)) {
+        return code;
+    }
+    u32 line = 0;
+    const u32 code = parse_config(name, text, size, package, line);
+    if (code == EFAULT) {
+        syslog(LOG_ERR, "%s: the staged changes make no file that can be read; nothing is committed\n",
+               target_.c_str());
+    }
+    return code;
 }
 
 u32 Replacement::fill(std::string_view name, int descriptor, const struct stat& old, const Package& package)

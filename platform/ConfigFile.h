@@ -38,6 +38,7 @@ class Replacement
     [[nodiscard]] int create();
     [[nodiscard]] u32 fill(std::string_view name, int descriptor, const struct stat& old,
                            const Package& package);
+    [[nodiscard]] u32 check(std::string_view name) const;
 
     Path target_;
     Path path_; ///< empty: nothing to clean up

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 
 #include <fcntl.h>
@@ -48,10 +49,20 @@ bool parse_change(std::string_view text, Change& change)
            (change.has_value || change.mark == '-');
 }
 
+/// Reads a number by its leading digits; false: there are none.
+bool leading_number(std::string_view text, i32& number)
+{
+    return std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc{};
+}
+
 /// Sets a section's type, or adds the section.
 bool set_section(Package& package, Section* section, const Change& change)
 {
     if (section != nullptr && is_type(change.value)) {
+        // Every program makes a type of another length a new section of that name, which is anonymous no
+        // more.
+        const bool stays = section->is_anonymous && section->type.size() == change.value.size();
+        section->is_anonymous = stays || change.mark == '+';
         section->type = change.value;
     } else if (section != nullptr && change.value.empty()) {
         package.remove_section(section);
@@ -79,8 +90,8 @@ void remove(Package& package, Section& section, Option* option, const Change& ch
         Package::remove_option(section, option);
         return;
     }
-    u32 index = 0;
-    if (qsc::parse_whole(change.value, index)) {
+    i32 index = 0;
+    if (leading_number(change.value, index)) {
         option->items.remove_if([&](const Item&) { return index-- == 0; });
     }
 }
@@ -109,8 +120,9 @@ bool apply(Package& package, const Change& change)
         }
         return true;
     case '^': {
-        i32 position = 0;
-        if (change.key.option.empty() && qsc::parse_whole(change.value, position)) {
+        i32 position = 0; // without a number it is the front
+        (void)leading_number(change.value, position);
+        if (change.key.option.empty()) {
             package.move_section(*section, position);
         }
         return true;

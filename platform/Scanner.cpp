@@ -6,6 +6,17 @@
 namespace qrnuci
 {
 
+namespace
+{
+
+/// What may stand around a command word.
+constexpr bool is_separator(char character)
+{
+    return character == ' ' || character == '\t';
+}
+
+} // namespace
+
 void Scanner::skip_blanks()
 {
     while (!at_line_end() && qsc::is_space(*position_)) {
@@ -58,8 +69,8 @@ bool Scanner::take_word(std::string_view& word)
     skip_blanks();
     char* const begin = position_;
     char* out = begin;
-    took_semicolon_ = !at_end() && *position_ == ';';
-    if (took_semicolon_) {
+    expects_command_ = !at_end() && *position_ == ';';
+    if (expects_command_) {
         ++position_;
         word = {};
         return true;
@@ -84,14 +95,24 @@ bool Scanner::take_word(std::string_view& word)
     if (!at_end() && *position_ == ';' && out == position_) {
         skip_line();
     }
+    expects_command_ = word.empty() && position_ != begin && !at_line_end();
+    if (expects_command_ && qsc::is_space(*position_)) {
+        ++position_;
+    }
     return true;
+}
+
+void Scanner::skip_separators()
+{
+    while (!at_end() && is_separator(*position_)) {
+        ++position_;
+    }
 }
 
 std::string_view Scanner::take_command()
 {
-    skip_blanks();
     const char* const begin = position_;
-    while (!at_line_end() && !qsc::is_space(*position_)) {
+    while (!at_line_end() && !is_separator(*position_)) {
         ++position_;
     }
     return {begin, static_cast<std::size_t>(position_ - begin)};

@@ -19,16 +19,20 @@ class Scanner
     /// Skips blanks within the line.
     void skip_blanks();
 
+    /// Skips what may stand between two commands of a line.
+    void skip_separators();
+
     /// Takes the next word of the line; an empty one at its end, at a comment or a ";", or where it is quoted
     /// empty. As in every reader of the format, a ";" right behind a word without quotes ends the whole line.
     /// False: a quote does not end before the text does.
     [[nodiscard]] bool take_word(std::string_view& word);
 
-    /// Takes a command word, to which quoting does not apply.
+    /// Takes a command word, to which quoting does not apply, and which only a blank or a tab ends.
     [[nodiscard]] std::string_view take_command();
 
-    /// Whether the last word that was taken was the mark that ends a command before the line ends.
-    [[nodiscard]] bool took_semicolon() const { return took_semicolon_; }
+    /// Whether the last word that was taken has every reader of the format look for another command in the
+    /// line, and fail without one: a ";", or an empty word with more behind it.
+    [[nodiscard]] bool expects_command() const { return expects_command_; }
 
     /// Goes on to the next line; false: there is none.
     bool next_line();
@@ -48,7 +52,7 @@ class Scanner
     char* position_;
     char* end_;
     u32 line_ = 1;
-    bool took_semicolon_ = false;
+    bool expects_command_ = false;
 };
 
 } // namespace qrnuci

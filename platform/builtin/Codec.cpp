@@ -33,9 +33,11 @@ class Parser
                 if (const u32 code = parse_command(command)) {
                     return code;
                 }
-                scanner_.skip_blanks();
-                // A mark that ends a command calls for another one.
-                if (scanner_.took_semicolon() && scanner_.at_line_end() && !scanner_.at_end()) {
+                if (!scanner_.expects_command()) {
+                    break;
+                }
+                scanner_.skip_separators();
+                if (scanner_.at_line_end() && !scanner_.at_end()) {
                     return EFAULT;
                 }
             }
@@ -44,24 +46,36 @@ class Parser
     }
 
   private:
+    /// The letter that a command is known by, alone or with the rest of its word behind it; 0: it is none.
+    static char letter_of(std::string_view command)
+    {
+        for (const std::string_view known : {"config", "option", "list", "package"}) {
+            if (command == known || command == known.substr(0, 1)) {
+                return known.front();
+            }
+        }
+        return '\0';
+    }
+
     u32 parse_command(std::string_view command)
     {
+        const char letter = letter_of(command);
         std::string_view first;
         std::string_view second;
         std::string_view surplus;
-        if (!scanner_.take_word(first) || !scanner_.take_word(second) || !scanner_.take_word(surplus) ||
-            !surplus.empty()) {
+        if (letter == '\0' || !scanner_.take_word(first) || (letter != 'p' && !scanner_.take_word(second)) ||
+            !scanner_.take_word(surplus) || !surplus.empty()) {
             return EFAULT;
         }
-        if (command == "config" || command == "c") {
+        switch (letter) {
+        case 'c':
             return add_section(first, second);
+        case 'p':
+            // A file may name its package; which one it is, its own name has said.
+            return is_package_name(first) ? 0 : EFAULT;
+        default:
+            return add_value(first, second, letter == 'l');
         }
-        if (command == "option" || command == "o" || command == "list" || command == "l") {
-            return add_value(first, second, command.starts_with('l'));
-        }
-        // A file may name its package; which one it is, its own name has said.
-        return (command == "package" || command == "p") && is_package_name(first) && second.empty() ? 0
-                                                                                                    : EFAULT;
     }
 
     u32 add_section(std::string_view type, std::string_view name)

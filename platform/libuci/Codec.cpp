@@ -159,8 +159,9 @@ u32 export_config(std::string_view name, const Package& package, std::FILE* out)
     if (text == nullptr || context == nullptr) {
         return ENOMEM;
     }
-    // Only what libuci itself can read back is ever written.
+    // libuci writes what it has read, so it must be able to read it.
     if (const u32 code = import(context.get(), name, text, size, checked)) {
+        errno = EINVAL;
         return code;
     }
     return uci_export(context.get(), out, checked, false) == UCI_OK ? 0 : EFAULT;

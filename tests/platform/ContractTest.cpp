@@ -130,7 +130,11 @@ TEST_F(Contract, MalformedFilesAreRefusedAndKept)
 {
     for (const char* text : {"option a b\n", "config\n", "config a-b c-d\n", "config a b\n\toption 'open\n",
                              "config a b\n\toption x y z\n", "nonsense\n", "config a b\n\toption x-y z\n",
-                             "config a b\nconfig c b\n"}) {
+                             "config a b\nconfig c b\n",
+                             // What says nothing has no more behind it, and a command has blanks and tabs.
+                             "config a b\n\toption x y '' \n", "config a b\n\toption x y ; \n",
+                             "config a b\n\toption x y \\\n\v\n", "package p \"\"\r\n", "config\va b\n",
+                             "config a b '' \roption x y\n"}) {
         put_config("p", text);
         put_config("q", "config a b\n\toption x 1\n");
         EXPECT_EQ(get("p.b.x"), "code 14") << text;
@@ -234,8 +238,11 @@ TEST_F(Contract, LinksStayLinks)
 
 TEST_F(Contract, StagedChangesOfOtherPrograms)
 {
-    put_config("p", "config t s\n\toption a '1'\n\toption b '2'\n\tlist l 'x'\n\tlist l 'y'\nconfig t u\n");
+    put_config("p", "config t s\n\toption a '1'\n\toption b '2'\n\tlist l 'x'\n\tlist l 'y'\n\tlist l 'w'\n"
+                    "config t u\n");
     put_staged("p", "p.s.a='new'\n"
+                    "-p.s.l='2nd'\n"
+                    "-p.s.l='none'\n"
                     "-p.s.b\n"
                     "|p.s.l='z'\n"
                     "~p.s.l='x'\n"
@@ -243,7 +250,7 @@ TEST_F(Contract, StagedChangesOfOtherPrograms)
                     "p.cfg030d9e.fresh='f'\n"
                     "p.v='t2'\n"
                     "@p.u='renamed'\n"
-                    "^p.v='0'\n"
+                    "^p.v='front'\n"
                     "q.s.a='other package'\n"
                     "p.nowhere.a='lost'\n"
                     "total nonsense\n"
@@ -257,6 +264,28 @@ TEST_F(Contract, StagedChangesOfOtherPrograms)
     EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
     EXPECT_EQ(config("p"), "\nconfig t2 'v'\n\nconfig t 's'\n\toption a 'new'\n\tlist l 'y'\n\tlist l 'z'\n"
                            "\toption last '1'\n\nconfig t 'renamed'\n\nconfig t\n\toption fresh 'f'\n\n");
+}
+
+TEST_F(Contract, SectionsThatChangeTheirType)
+{
+    put_config("p", "config t\nconfig t\nconfig t n\n");
+    put_staged("p", "p.cfg01b619='u'\np.cfg02b619='long'\n+p.n='t'\n");
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    EXPECT_EQ(config("p"), "\nconfig u\n\nconfig long 'cfg02b619'\n\nconfig t\n\n")
+        << "a type of another length makes a section of its own, by name";
+}
+
+TEST_F(Contract, StagedChangesThatMakeNoPackageStayStaged)
+{
+    constexpr const char* kConfig = "config t a\nconfig u b\n";
+    for (const char* change : {"@p.b='a'\n", "@p.a='b'\np.b.o='1'\n"}) {
+        put_config("p", kConfig);
+        put_staged("p", change);
+        EXPECT_EQ(QrnUci_CommitPackage("p"), 14u);
+        EXPECT_EQ(config("p"), kConfig);
+        EXPECT_EQ(staged("p"), change);
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator{"/etc/config"}, {}), 1) << "nothing is left";
 }
 
 TEST_F(Contract, ChangesThatWereWrittenInPartAreDropped)

@@ -2,6 +2,8 @@
 // The library and the `uci` tool on the same files. Skipped where the tool is not installed.
 #include <array>
 #include <cstdio>
+#include <iterator>
+#include <random>
 #include <sstream>
 
 #include <sys/wait.h>
@@ -98,6 +100,43 @@ TEST_F(Interchange, FilesAreReadAlike)
             EXPECT_EQ(get(key), uci(std::string{"get '"} + key + "'")) << key << " of " << text;
         }
         expect_same_view("p");
+    }
+}
+
+TEST_F(Interchange, GeneratedFilesAndChangesAreReadAlike)
+{
+    constexpr const char* kLines[] = {"config t s\n",   "config t\n",       "\toption a 'v'\n",
+                                      "\tlist l 'i'\n", "option b \"x y\"", "o c 'it'\\''s'\n",
+                                      "c u n\n",        "package p\n"};
+    constexpr const char* kNoise[] = {" ",  "\t", "''", "\"\"", "\\\n", ";",
+                                      "\r", "\v", "\"", "x",    "\n",   "option"};
+    constexpr const char* kChanges[] = {"p.s.a='w'",  "p.s='u'",       "p.s='long'",  "+p.cfg='t'",
+                                        "-p.s.l='0'", "-p.n",          "|p.s.l='j'",  "~p.s.l='i'",
+                                        "@p.s='r'",   "^p.n='0'",      "^p.r='x'",    "p.s.b=''",
+                                        "p.r.c=1",    "q.s.a='x'",     "|p.s.a='it'", "p.cfg01b619.d=1",
+                                        "p.s.e=x y",  "p.s.f='a' # c", "-p.s.a\r"};
+    std::mt19937 random{1};
+    const auto pick = [&](const auto& all) { return all[random() % std::size(all)]; };
+    for (int i = 0; i < 400; ++i) {
+        std::string text;
+        std::string changes = "-p.nowhere\n"; // so that there is something to commit
+        for (auto lines = 1 + random() % 6; lines > 0; --lines) {
+            text += pick(kLines);
+        }
+        for (auto noises = random() % 3; noises > 0; --noises) {
+            text.insert(random() % text.size(), pick(kNoise));
+        }
+        for (auto lines = random() % 5; lines > 0; --lines) {
+            changes += pick(kChanges) + std::string{"\n"};
+        }
+        put_config("p", text);
+        put_staged("p", changes);
+        const std::string expected = uci("export p");
+        const bool is_refused = expected == "code 14";
+        EXPECT_EQ(QrnUci_CommitPackage("p"), is_refused ? 14u : 0u) << text << changes;
+        if (!is_refused) {
+            EXPECT_EQ("package p\n" + config("p"), expected + "\n") << text << changes;
+        }
     }
 }
 
