@@ -83,8 +83,8 @@ QSC_API uint32_t QrnUci_SetListItem(const char *key, uint32_t index, const char 
  *
  * @param[in] package  the package's name
  * @retval 0  committed, or nothing was staged
- * @retval 14 no such package, its file could not be written, or what was staged (by others) makes no file that
- *            can be read; what was staged stays staged
+ * @retval 14 no such package, its file could not be written, or what was staged (by others) makes no file
+ * that can be read; what was staged stays staged
  * @retval 22 null, or not a package name
  */
 QSC_API uint32_t QrnUci_CommitPackage(const char *package);
