@@ -2,7 +2,6 @@
 // "Device.Time": the NTP client, the local time and the time zone.
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <ctime>
 
 #include <fcntl.h>
@@ -97,10 +96,19 @@ u32 answer_local_time(const Call& call)
         return EFAULT;
     }
     // Not strftime(), which would look at the zone once more.
-    char text[128];
-    std::snprintf(text, sizeof text, "%d-%02d-%02dT%02d:%02d:%02d", it.tm_year + 1900, it.tm_mon + 1,
-                  it.tm_mday, it.tm_hour, it.tm_min, it.tm_sec);
-    return answer_text(call.value, text);
+    ValueText text;
+    text.append_number(it.tm_year + 1900);
+    const auto append_two_digits = [&](char mark, int number) {
+        const char part[] = {mark, static_cast<char>('0' + number / 10),
+                             static_cast<char>('0' + number % 10)};
+        text.append({part, sizeof part});
+    };
+    append_two_digits('-', it.tm_mon + 1);
+    append_two_digits('-', it.tm_mday);
+    append_two_digits('T', it.tm_hour);
+    append_two_digits(':', it.tm_min);
+    append_two_digits(':', it.tm_sec);
+    return answer_text(call.value, text.c_str());
 }
 
 u32 set_local_time(const Call& call)
