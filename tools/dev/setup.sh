@@ -21,15 +21,20 @@ need() {
 
 # The machine's own Debian mirror, as its package sources name it.
 debian_mirror() {
+    local codename file files=()
     # shellcheck disable=SC1091  # the system's own file
-    local codename
     codename=$(. /etc/os-release && printf '%s' "$VERSION_CODENAME")
+    # Some awks stop at the first file that is not there.
+    for file in /etc/apt/sources.list.d/*.sources /etc/apt/sources.list /etc/apt/sources.list.d/*.list; do
+        [ ! -r "$file" ] || files+=("$file")
+    done
+    [ ${#files[@]} -gt 0 ] || return 0
     awk -v codename="$codename" '
         FNR == 1 { uri = "" }
         /^URIs:/ { uri = $2 }
         /^Suites:/ && uri != "" { for (i = 2; i <= NF; ++i) if ($i == codename) { print uri; exit } }
         /^deb / { for (i = 2; i < NF; ++i) if ($(i + 1) == codename) { print $i; exit } }
-    ' /etc/apt/sources.list.d/*.sources /etc/apt/sources.list /etc/apt/sources.list.d/*.list 2>/dev/null || true
+    ' "${files[@]}"
 }
 
 # zlog is packaged from Debian 13 on, and that package serves Debian 12 as well. It is unpacked under
