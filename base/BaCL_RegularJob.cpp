@@ -2,6 +2,7 @@
 // The job thread: a detached thread that confirms its start and its end through flags.
 #include "include/bacl_regular_job.h"
 
+#include <bit>
 #include <cstring>
 
 #include <unistd.h>
@@ -245,8 +246,7 @@ uint32_t BaCL_RegInfo_Print(BaCL_RegularInfo* info, const char* title)
     } else {
         QSC_LOG(kLogDebug, "BaCL_RegularInfo:\n");
     }
-    const auto thread =
-        static_cast<u32>(reinterpret_cast<std::uintptr_t>(reinterpret_cast<void*>(info->ThreadId)));
+    const auto thread = static_cast<u32>(std::bit_cast<std::uintptr_t>(info->ThreadId));
     QSC_LOG(kLogDebug, "State 0x%X\n", load(info->State));
     QSC_LOG(kLogDebug, "Flag 0x%X\n", load(info->Flag));
     QSC_LOG(kLogDebug, "ThreadId %u (0x%X)\n", thread, thread);

@@ -143,8 +143,8 @@ uint32_t BaCL_RingBuf_GetThreshold(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_SetState(BaCL_RingBuffer* ring, uint32_t bits)
 {
-    return change(
-        ring, __func__, [](BaCL_RingBuffer& it, u32 set) { change_bits(it.State, set, 0); }, bits & 7);
+    constexpr Change set = [](BaCL_RingBuffer& it, u32 value) { change_bits(it.State, value, 0); };
+    return change(ring, __func__, set, bits & 7);
 }
 
 uint32_t BaCL_RingBuf_ClearState(BaCL_RingBuffer* ring, uint32_t bits)
@@ -167,14 +167,14 @@ uint32_t BaCL_RingBuf_GetState(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_SetStateFlag(BaCL_RingBuffer* ring, uint32_t bits)
 {
-    return change(
-        ring, __func__, [](BaCL_RingBuffer& it, u32 set) { it.StateFlag |= set; }, bits & 1);
+    constexpr Change set = [](BaCL_RingBuffer& it, u32 value) { it.StateFlag |= value; };
+    return change(ring, __func__, set, bits & 1);
 }
 
 uint32_t BaCL_RingBuf_ClearStateFlag(BaCL_RingBuffer* ring, uint32_t bits)
 {
-    return change(
-        ring, __func__, [](BaCL_RingBuffer& it, u32 clear) { it.StateFlag &= ~clear; }, bits & 1);
+    constexpr Change clear = [](BaCL_RingBuffer& it, u32 value) { it.StateFlag &= ~value; };
+    return change(ring, __func__, clear, bits & 1);
 }
 
 uint32_t BaCL_RingBuf_GetStateFlag(BaCL_RingBuffer* ring)

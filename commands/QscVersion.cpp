@@ -24,7 +24,7 @@ const Qsc_VersionRecord* host_record()
 }
 
 /// The text that the table entry carries, else the host's, else none.
-const char* host_version(const Call& call, const char* Qsc_VersionRecord::*field)
+const char* host_version(const Call& call, decltype(&Qsc_VersionRecord::fwver) field)
 {
     const auto* const text = reinterpret_cast<const char*>(static_cast<std::uintptr_t>(call.param));
     if (!is_empty(text)) {

@@ -35,8 +35,11 @@ struct Request {
 /// Writes an error line in the dispatcher's name.
 #define LOG_REQUEST(request, ...) Qslog_Log(kLogError, kModule, __LINE__, (request).dispatcher, __VA_ARGS__)
 
+/// One kind of line.
+using Line = decltype(&Labels::get);
+
 /// The label of one kind of line.
-const char* label_of(const Subtree& subtree, const char* Labels::*line)
+const char* label_of(const Subtree& subtree, Line line)
 {
     return subtree.labels != nullptr ? subtree.labels->*line : subtree.label;
 }

@@ -39,7 +39,9 @@ struct Subtree {
     const char* label = nullptr;    ///< of every line; null: the path form
     const Labels* labels = nullptr; ///< where the lines differ in it
     const Qsc_ParamEntry* table;
-    std::span<const TableChoice> choices{}; ///< the first that fits the path wins over `table`
+    /// The first that fits the path wins over `table`.
+    std::span<const TableChoice>
+        choices{}; // NOLINT(readability-redundant-member-init): or every row names it
     u32 served = QSC_OPER_GET | QSC_OPER_SET;
     Qsc_Handler commit = nullptr;
     u32 (*service)(const char* path, json_object* request) = nullptr;

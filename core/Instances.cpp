@@ -103,8 +103,9 @@ u32 serve_instance(const Call& call, const InstanceList& list, i64 context, QSCB
         return finish(call.value, EINVAL);
     }
     const Instance instance{call, list, context, record};
-    return serve(
-        call, [&] { return get(instance); }, [&] { return set(instance); });
+    const auto get_instance = [&] { return get(instance); };
+    const auto set_instance = [&] { return set(instance); };
+    return serve(call, get_instance, set_instance);
 }
 
 namespace

@@ -44,6 +44,7 @@ void remove_orphans(const Path& prefix)
     }
     while (const dirent* const entry = readdir(entries)) {
         if (std::string_view{entry->d_name}.starts_with(name)) {
+            // NOLINTNEXTLINE(clang-analyzer-unix.StdCLibraryFunctions): an open folder has a descriptor
             (void)unlinkat(dirfd(entries), entry->d_name, 0);
         }
     }

@@ -199,6 +199,12 @@ Option* Package::add_option(Section& section, std::string_view name)
     return option;
 }
 
+Option* Package::find_or_add(Section& section, std::string_view name)
+{
+    Option* const option = find_option(section, name);
+    return option != nullptr ? option : add_option(section, name);
+}
+
 bool Package::append_item(Option& option, std::string_view value)
 {
     auto* const item = arena_.make<Item>();
@@ -212,12 +218,12 @@ bool Package::append_item(Option& option, std::string_view value)
 
 bool Package::set_option(Section& section, std::string_view name, std::string_view value)
 {
-    Option* option = find_option(section, name);
     if (value.empty()) {
-        remove_option(section, option);
+        remove_option(section, find_option(section, name));
         return true;
     }
-    if (option == nullptr && (option = add_option(section, name)) == nullptr) {
+    Option* const option = find_or_add(section, name);
+    if (option == nullptr) {
         return false;
     }
     option->is_list = false;
@@ -227,8 +233,8 @@ bool Package::set_option(Section& section, std::string_view name, std::string_vi
 
 bool Package::add_item(Section& section, std::string_view name, std::string_view value)
 {
-    Option* option = find_option(section, name);
-    if (option == nullptr && (option = add_option(section, name)) == nullptr) {
+    Option* const option = find_or_add(section, name);
+    if (option == nullptr) {
         return false;
     }
     option->is_list = true;

@@ -69,6 +69,8 @@ class Package
     void move_section(Section& section, int position);
 
   private:
+    [[nodiscard]] Option* find_or_add(Section& section, std::string_view name);
+
     enum class Kind : u32 { kFree, kByName, kByType, kLastOfType, kOption };
 
     /// What a search finds: a section by its name, by its type and number, as the last of its type; or an

@@ -12,12 +12,12 @@ namespace
 {
 
 constexpr const char* kModule = "QscDhcpV4Client";
+// It has the opposite sense: a client that is not disabled is enabled.
+constexpr const char* kDisabled = "network.wan.disabled";
 constexpr const char* kBroadcast = "network.wan.broadcast";
 
 u32 client_enable(const Call& call)
 {
-    // The option has the opposite sense: a client that is not disabled is enabled.
-    constexpr const char* kDisabled = "network.wan.disabled";
     const auto get = [&] { return answer_text(call.value, uci_read_int(call, kDisabled) == 0 ? "1" : "0"); };
     const auto set = [&]() -> u32 {
         i32 flag = 0;

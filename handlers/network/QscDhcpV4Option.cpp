@@ -37,6 +37,9 @@ struct Slot {
     const char* target;  ///< null: the tag stands in the list of requested options or not
 };
 
+/// One of a slot's texts.
+using SlotText = decltype(&Slot::tag);
+
 #define SLOT_KEYS(SECTION)                                                                                   \
     SECTION ".input", SECTION ".enable", SECTION ".update", SECTION ".instr", SECTION ".outputtype"
 
@@ -103,7 +106,7 @@ u32 with_slot(const Call& call, Object object, Serve serve_slot)
 }
 
 /// A text that belongs to the slot for good.
-u32 option_constant(const Call& call, Object object, const char* Slot::*text)
+u32 option_constant(const Call& call, Object object, SlotText text)
 {
     return with_slot(call, object, [&](const Slot& slot) {
         return serve_get(call, [&] { return answer_text(call.value, slot.*text); });
@@ -112,7 +115,7 @@ u32 option_constant(const Call& call, Object object, const char* Slot::*text)
 
 /// One of the options that make up a slot's state.
 struct Field {
-    const char* Slot::*key;
+    SlotText key;
     const char* words;
     bool is_switch; ///< only "1" and "0"
 };

@@ -133,6 +133,13 @@ u32 set_local_time(const Call& call)
     return 0;
 }
 
+u32 local_time(const Call& call)
+{
+    const auto get = [&] { return answer_local_time(call); };
+    const auto set = [&] { return set_local_time(call); };
+    return serve(call, get, set);
+}
+
 u32 time_zone_location(const Call& call)
 {
     const auto get = [&] { return uci_answer_text(call, kLocation); };
@@ -218,9 +225,7 @@ QSC_HANDLER(Qsc_DevTime_Do_NtpServer2, ntp_server(call, 1))
 QSC_HANDLER(Qsc_DevTime_Do_NtpServer3, ntp_server(call, 2))
 QSC_HANDLER(Qsc_DevTime_Do_NtpServer4, ntp_server(call, 3))
 QSC_HANDLER(Qsc_DevTime_Do_NtpServer5, ntp_server(call, 4))
-QSC_HANDLER(Qsc_DevTime_Do_CurrentLocalTime,
-            serve(
-                call, [&] { return answer_local_time(call); }, [&] { return set_local_time(call); }))
+QSC_HANDLER(Qsc_DevTime_Do_CurrentLocalTime, local_time(call))
 QSC_HANDLER(Qsc_DevTime_Do_LocalTimeZone, serve_text(call, kZone, record_zone))
 QSC_HANDLER(Qsc_DevTime_Do_XQrnTimeZoneLocation, time_zone_location(call))
 QSC_HANDLER(Qsc_DevTime_Do_XQrnDSTDisable, serve_int(call, kDstDisabled, record_daylight_saving))

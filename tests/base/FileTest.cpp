@@ -93,8 +93,7 @@ TEST_F(Files, MakesEveryMissingFolder)
     const std::string deep = folder_ / "a//b/c/";
     EXPECT_EQ(BaCL_MakeDirectory(deep.c_str()), 0u);
     EXPECT_EQ(BaCL_MakeDirectory(deep.c_str()), 0u);
-    struct stat status {
-    };
+    struct stat status = {};
     ASSERT_EQ(stat((folder_ / "a/b/c").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0775u);
 

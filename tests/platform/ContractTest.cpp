@@ -208,8 +208,7 @@ TEST_F(Contract, CommitReplacesTheFileWhole)
     EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
     EXPECT_EQ(config("p"), "\nconfig t\n\toption a 'it'\\''s'\n\nconfig t 'named'\n\tlist l 'x y'\n\n");
     EXPECT_EQ(staged("p"), "");
-    struct stat status {
-    };
+    struct stat status = {};
     ASSERT_EQ(stat("/etc/config/p", &status), 0);
     EXPECT_EQ(status.st_mode & 07777, 0640u);
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator{"/etc/config"}, {}), 1)
@@ -304,8 +303,7 @@ TEST_F(Contract, ChangesThatWereWrittenInPartAreDropped)
 TEST_F(Contract, ValuesCannotPretendToBeNotes)
 {
     put_config("p", "config t s\n");
-    struct stat status {
-    };
+    struct stat status = {};
     ASSERT_EQ(stat("/etc/config/p", &status), 0);
     const std::string note = "x\n~p.qrnuci_committed.inode='" + std::to_string(status.st_ino) +
                              "'\n~p.qrnuci_group.size='99999'\n";

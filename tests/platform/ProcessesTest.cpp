@@ -144,8 +144,7 @@ TEST_F(Processes, ACommitThatWasKilledBehindItsRenameIsNotDoneTwice)
     put_config("p", "config t s\n");
     put_staged("p", "|p.s.l='once'\n");
     EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
-    struct stat status {
-    };
+    struct stat status = {};
     ASSERT_EQ(stat("/etc/config/p", &status), 0);
     put_staged("p", "|p.s.l='once'\n~p.qrnuci_committed.inode='" + std::to_string(status.st_ino) +
                         "'\n|p.s.l='twice'\n");
