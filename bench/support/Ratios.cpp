@@ -24,6 +24,17 @@ namespace bench
 namespace
 {
 
+/// Why a run was not measured, as older and newer releases of the library say it; empty: it was.
+template <typename Run>
+std::string failure_of(const Run& run)
+{
+    if constexpr (requires { run.error_occurred; }) {
+        return run.error_occurred ? run.error_message : "";
+    } else {
+        return static_cast<int>(run.skipped) != 0 ? run.skip_message : "";
+    }
+}
+
 /// Keeps the best of the repetitions of each benchmark.
 class Best : public benchmark::BenchmarkReporter
 {
@@ -32,9 +43,8 @@ class Best : public benchmark::BenchmarkReporter
     void ReportRuns(const std::vector<Run>& runs) override
     {
         for (const Run& run : runs) {
-            if (run.error_occurred) {
-                std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(),
-                             run.error_message.c_str());
+            if (const std::string failure = failure_of(run); !failure.empty()) {
+                std::fprintf(stderr, "%s: %s\n", run.run_name.function_name.c_str(), failure.c_str());
                 has_failed = true;
             } else if (run.run_type == Run::RT_Iteration) {
                 const double time = run.GetAdjustedRealTime();
