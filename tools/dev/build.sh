@@ -87,6 +87,7 @@ bench() {
 fuzz() {
     setup
     need clang
+    need "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev" # the runtime of fuzzers is a package of its own
     CC=clang CXX=clang++ configure_and_build build/fuzz all -DQSC_FUZZ=ON -DBUILD_TESTING=OFF
     local program name count=0
     for program in build/fuzz/fuzz/fuzz_"${1:-}"*; do
