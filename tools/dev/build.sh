@@ -86,8 +86,7 @@ bench() {
 # fuzz [NAME]: runs the fuzzers whose names begin so, or all, each for QSC_FUZZ_SECONDS (30).
 fuzz() {
     setup
-    need clang
-    need "libclang-rt-$(clang -dumpversion | cut -d. -f1)-dev" # the runtime of fuzzers is a package of its own
+    need clang libclang-rt-dev
     CC=clang CXX=clang++ configure_and_build build/fuzz all -DQSC_FUZZ=ON -DBUILD_TESTING=OFF
     local program name count=0
     for program in build/fuzz/fuzz/fuzz_"${1:-}"*; do
