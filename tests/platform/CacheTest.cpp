@@ -20,6 +20,11 @@ namespace
 
 bool g_keeps_whole_seconds = false;
 
+// Where times are wider than the CPU's words, the headers rename what is called and what is defined below.
+constexpr bool kHasWideTimes = sizeof(time_t) > sizeof(long);
+constexpr const char* kStat = kHasWideTimes ? "__stat64_time64" : "stat64";
+constexpr const char* kFstat = kHasWideTimes ? "__fstat64_time64" : "fstat64";
+
 template <typename... Arguments>
 int marks(const char* name, struct stat64* status, Arguments... arguments)
 {
@@ -36,11 +41,11 @@ int marks(const char* name, struct stat64* status, Arguments... arguments)
 // A file system that keeps the times of its files in whole seconds, if it is told to.
 extern "C" int stat64(const char* path, struct stat64* status) noexcept
 {
-    return marks("stat64", status, path);
+    return marks(kStat, status, path);
 }
 extern "C" int fstat64(int file, struct stat64* status) noexcept
 {
-    return marks("fstat64", status, file);
+    return marks(kFstat, status, file);
 }
 
 class Cache : public UciTest
