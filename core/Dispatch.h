@@ -40,8 +40,8 @@ struct Subtree {
     const Labels* labels = nullptr; ///< where the lines differ in it
     const Qsc_ParamEntry* table;
     /// The first that fits the path wins over `table`.
-    std::span<const TableChoice>
-        choices{}; // NOLINT(readability-redundant-member-init): or every row names it
+    // NOLINTNEXTLINE(readability-redundant-member-init): otherwise every row would have to name it
+    std::span<const TableChoice> choices{};
     u32 served = QSC_OPER_GET | QSC_OPER_SET;
     Qsc_Handler commit = nullptr;
     u32 (*service)(const char* path, json_object* request) = nullptr;
