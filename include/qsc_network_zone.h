@@ -32,7 +32,7 @@ QSC_API uint32_t QscGetNetworkZoneByIface(const char *iface, char *zone, uint32_
  * @param[in] zone   the zone's name
  * @retval 0  done, or it was there
  * @retval 14 there is no such zone; nothing moves
- * @retval 22 a null argument, or an empty one
+ * @retval 22 a null argument, or an empty interface
  * @return otherwise the code of the configuration library
  */
 QSC_API uint32_t QscSwitchIfaceNetworkZone(const char *iface, const char *zone);

@@ -99,7 +99,7 @@ uint32_t QscGetNetworkZoneByIface(const char* iface, char* zone, uint32_t size)
 
 uint32_t QscSwitchIfaceNetworkZone(const char* iface, const char* zone)
 {
-    if (is_empty(iface) || is_empty(zone)) {
+    if (is_empty(iface) || zone == nullptr) {
         return EINVAL;
     }
     u32 target = 0;

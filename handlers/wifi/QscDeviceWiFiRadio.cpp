@@ -16,8 +16,8 @@ constexpr const char* kModule = "QscDeviceWiFiRadio";
 template <typename Use>
 u32 with_radio(const Call& call, Use use)
 {
-    if (!has_path_and_object(call)) {
-        return EINVAL;
+    if (const u32 code = check_path_and_object(call)) {
+        return code;
     }
     const i32 instance = instance_in_path(call.name, std::string_view{"Device.WiFi.Radio."}.size());
     return instance == 1 || instance == 2 ? use(kRadios[instance - 1]) : refuse_instance(call, instance);

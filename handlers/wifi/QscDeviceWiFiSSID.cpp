@@ -29,8 +29,8 @@ struct Vap {
 template <typename Use>
 u32 with_vap(const Call& call, Use use)
 {
-    if (!has_path_and_object(call)) {
-        return EINVAL;
+    if (const u32 code = check_path_and_object(call)) {
+        return code;
     }
     const i32 instance = instance_in_path(call.name, std::string_view{"Device.WiFi.SSID."}.size());
     const i32 number = instance > 10 ? instance - 10 : instance;

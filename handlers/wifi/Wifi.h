@@ -42,11 +42,8 @@ inline constexpr Radio kRadios[] = {
 /// The instance number that stands in a path behind a prefix of this length; 0: the path ends before it.
 [[nodiscard]] i32 instance_in_path(const char* path, std::size_t prefix_length);
 
-/// Whether a handler has what it reads: a path and an object.
-[[nodiscard]] inline bool has_path_and_object(const Call& call)
-{
-    return !is_empty(call.name) && is_object(call.value);
-}
+/// EINVAL: the call has no path, or no object to record that in.
+[[nodiscard]] u32 check_path_and_object(const Call& call);
 
 /// Ends a call for an instance that does not exist. @return EINVAL
 u32 refuse_instance(const Call& call, i32 instance);

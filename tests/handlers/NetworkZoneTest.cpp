@@ -50,7 +50,7 @@ TEST_F(NetworkZone, MovesAnInterface)
     EXPECT_EQ(QscSwitchIfaceNetworkZone("ra2", "guest"), 0u) << "it is there";
     EXPECT_EQ(QscSwitchIfaceNetworkZone("ra2", "Guest"), 14u);
     EXPECT_EQ(QscSwitchIfaceNetworkZone("ra2", "@zone[0]"), 14u);
-    EXPECT_EQ(QscSwitchIfaceNetworkZone("ra2", ""), 22u);
+    EXPECT_EQ(QscSwitchIfaceNetworkZone("ra2", ""), 14u);
     EXPECT_EQ(QscSwitchIfaceNetworkZone(nullptr, "lan"), 22u);
     EXPECT_TRUE(outside().done.empty()) << "nothing has moved";
     EXPECT_EQ(QscSwitchIfaceNetworkZone("ra7", "empty"), 0u) << "from no zone";

@@ -98,9 +98,11 @@ TEST_F(WiFiRadio, InstancesStandInThePath)
     EXPECT_EQ(outside().logs[0], (LogLine{3, "[E] Instance number [9] error\n"}));
     EXPECT_EQ(set("Device.WiFi.Radio.1", "PossibleChannels", "1"), 14u);
     EXPECT_EQ(set("Device.WiFi.Radio.1", "X_QRN_AssociatedNumber5G", "1"), 14u);
-    const Json object{"{}"};
-    EXPECT_EQ(Qsc_DevWiFiRadio_Do_Enable("", object.get(), kGet, 8, 0, 0), 22u);
-    EXPECT_EQ(Qsc_DevWiFiRadio_Do_Enable(nullptr, object.get(), kGet, 8, 0, 0), 22u);
+    for (const char* path : {"", static_cast<const char*>(nullptr)}) {
+        const Json object{"{}"};
+        EXPECT_EQ(Qsc_DevWiFiRadio_Do_Enable(path, object.get(), kGet, 8, 0, 0), 22u);
+        EXPECT_EQ(object.text(), R"({"ParamId":22})");
+    }
     EXPECT_EQ(Qsc_DevWiFiRadio_Do_Enable("Device.WiFi.Radio.1", nullptr, kGet, 8, 0, 0), 22u);
 }
 
