@@ -9,6 +9,7 @@
 #include <cstring>
 #include <ctime>
 #include <new>
+#include <utility>
 
 #include <pthread.h>
 #include <unistd.h>
@@ -134,18 +135,26 @@ CachedPackage* unlink_package(const CachedPackage* package)
 
 Snapshot::~Snapshot()
 {
+    close();
+}
+
+void Snapshot::close()
+{
     // A host that closed every descriptor it knew nothing of may have another file under this number by now.
     struct stat now = {};
     if (descriptor_.is_open() && (fstat(descriptor_.get(), &now) != 0 || now.st_ino != status_.st_ino ||
                                   now.st_dev != status_.st_dev)) {
         descriptor_.forget();
     }
+    (void)descriptor_.close();
 }
 
 void Snapshot::take(LockedFile& file, std::string_view text)
 {
-    is_there_ = file.is_open();
+    const bool was_there = std::exchange(is_there_, file.is_open());
+    close();
     if (!is_there_) {
+        is_settled_ = is_settled_ && !was_there; // what is known of the folder stays known
         return;
     }
     status_ = file.status();
@@ -227,47 +236,38 @@ CacheLock::~CacheLock()
     unlock_cache();
 }
 
-CachedPackage* CacheLock::find(std::string_view name)
+CachedPackage* CacheLock::find_or_make(std::string_view name)
 {
     CachedPackage* package = g_packages;
     while (package != nullptr && package->name.view() != name) {
         package = package->next;
     }
     if (package == nullptr) {
-        return nullptr;
-    }
-    if (!package->config.is_current(package->config_path.c_str()) ||
-        !package->delta.is_current(package->delta_path.c_str())) {
-        drop(package);
-        return nullptr;
+        void* const place = std::malloc(sizeof(CachedPackage));
+        if (place == nullptr) {
+            return nullptr;
+        }
+        // cppcheck-suppress legacyUninitvar  // false alarm on placement new
+        package = new (place) CachedPackage{};
+        package->name.append(name);
+        package->config_path = config_path(name);
+        package->delta_path = delta_path(name);
+        package->next = std::exchange(g_packages, package);
     }
     package->last_use = ++g_uses;
     return package;
 }
 
-CachedPackage* CacheLock::make(std::string_view name)
+void CacheLock::trim()
 {
     int count = 0;
     CachedPackage* oldest = g_packages;
     for (CachedPackage* package = g_packages; package != nullptr; package = package->next, ++count) {
         oldest = package->last_use < oldest->last_use ? package : oldest;
     }
-    if (count >= kMostPackages) {
+    if (count > kMostPackages) {
         drop(oldest);
     }
-    void* const place = std::malloc(sizeof(CachedPackage));
-    if (place == nullptr) {
-        return nullptr;
-    }
-    // cppcheck-suppress legacyUninitvar  // false alarm on placement new
-    auto* const package = new (place) CachedPackage{};
-    package->name.append(name);
-    package->config_path = config_path(name);
-    package->delta_path = delta_path(name);
-    package->last_use = ++g_uses;
-    package->next = g_packages;
-    g_packages = package;
-    return package;
 }
 
 void CacheLock::drop(CachedPackage* package)

@@ -34,12 +34,15 @@ class Snapshot
     /// Whether the file at the path is still what was read. Only a staging file may have been absent.
     [[nodiscard]] bool is_current(const char* path);
 
+    [[nodiscard]] bool is_there() const { return is_there_; }
+
     Snapshot() = default;
     Snapshot(const Snapshot&) = delete;
     Snapshot& operator=(const Snapshot&) = delete;
     ~Snapshot();
 
   private:
+    void close();
     [[nodiscard]] bool is_still_absent(const char* path);
     [[nodiscard]] bool holds_same_bytes() const;
 
@@ -52,6 +55,13 @@ class Snapshot
 
 /// A package with its staged changes, as of one moment.
 struct CachedPackage {
+    /// Whether it can be used as it is; one that was never read cannot.
+    [[nodiscard]] bool is_current()
+    {
+        return config.is_there() && config.is_current(config_path.c_str()) &&
+               delta.is_current(delta_path.c_str());
+    }
+
     qsc::Text<254> name;
     Path config_path;
     Path delta_path;
@@ -72,11 +82,11 @@ class CacheLock
     CacheLock(const CacheLock&) = delete;
     CacheLock& operator=(const CacheLock&) = delete;
 
-    /// The package if the cache has it and it is current; null otherwise.
-    [[nodiscard]] CachedPackage* find(std::string_view name);
+    /// The package as it was last read, or an empty one to read it into; null: no memory.
+    [[nodiscard]] CachedPackage* find_or_make(std::string_view name);
 
-    /// Makes room for a package that is about to be read; null: no memory.
-    [[nodiscard]] CachedPackage* make(std::string_view name);
+    /// Drops the package that nobody has asked for longest, if there are too many.
+    void trim();
 
     /// Drops one package, or all.
     void drop(CachedPackage* package);

@@ -40,6 +40,14 @@ class Package
     [[nodiscard]] const List<Section>& sections() const { return sections_; }
     [[nodiscard]] Arena& arena() { return arena_; }
 
+    void clear()
+    {
+        sections_.clear();
+        added_sections_ = 0;
+        slots_ = nullptr;
+        arena_.clear();
+    }
+
     [[nodiscard]] Section* find(std::string_view name) const;
     [[nodiscard]] Section* find(const SectionRef& reference) const;
     [[nodiscard]] Option* find_option(const Section& section, std::string_view name) const;

@@ -35,7 +35,8 @@ struct Files {
     DeltaState state;
 };
 
-u32 lock(std::string_view name, Access config_access, Access delta_access, Files& files)
+u32 lock(std::string_view name, Access config_access, Access delta_access, Files& files,
+         Snapshot* known_delta = nullptr)
 {
     files.config_path = config_path(name);
     files.delta_path = delta_path(name);
@@ -44,6 +45,10 @@ u32 lock(std::string_view name, Access config_access, Access delta_access, Files
     }
     if (const u32 code = files.config.open(files.config_path.c_str(), config_access)) {
         return code == ENOENT ? EFAULT : code;
+    }
+    if (known_delta != nullptr && !known_delta->is_there() &&
+        known_delta->is_current(files.delta_path.c_str())) {
+        return 0;
     }
     const u32 code = files.delta.open(files.delta_path.c_str(), delta_access);
     return code == ENOENT ? 0 : code;
@@ -77,27 +82,38 @@ u32 load(std::string_view name, Files& files, Package& package, CachedPackage* c
     return apply_delta(staged, staged_size, name, inode, package, files.state);
 }
 
+/// Reads a package from its files, for the first time or again.
+u32 reload(CachedPackage& cached)
+{
+    Files files;
+    const std::string_view name = cached.name.view();
+    if (const u32 code = lock(name, Access::kRead, Access::kRead, files, &cached.delta)) {
+        return code;
+    }
+    cached.package.clear();
+    cached.reads = 0;
+    return load(name, files, cached.package, &cached);
+}
+
 /// The package as of now, from the cache or from its files.
 u32 current(CacheLock& cache, std::string_view name, const Package*& package)
 {
-    CachedPackage* cached = cache.find(name);
+    CachedPackage* const cached = cache.find_or_make(name);
     if (cached == nullptr) {
-        Files files;
-        if (const u32 code = lock(name, Access::kRead, Access::kRead, files)) {
-            return code;
-        }
-        cached = cache.make(name);
-        if (cached == nullptr) {
-            return ENOMEM;
-        }
-        if (const u32 code = load(name, files, cached->package, cached)) {
-            cache.drop(cached);
-            return code;
-        }
-    } else if (++cached->reads == kReadsBeforeIndex) {
-        cached->package.build_index();
+        return ENOMEM;
     }
     package = &cached->package;
+    if (cached->is_current()) {
+        if (++cached->reads == kReadsBeforeIndex) {
+            cached->package.build_index();
+        }
+        return 0;
+    }
+    if (const u32 code = reload(*cached)) {
+        cache.drop(cached);
+        return code;
+    }
+    cache.trim();
     return 0;
 }
 

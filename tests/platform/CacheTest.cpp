@@ -2,6 +2,7 @@
 // Every change by others is noticed before the next answer, however alike the files are before and after.
 #include <array>
 #include <filesystem>
+#include <random>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -107,6 +108,43 @@ TEST_F(Cache, StagingFilesThatComeChangeAndGo)
             std::filesystem::remove("/tmp/.uci/p");
             ASSERT_EQ(get("p.s.a"), "a") << round;
         }
+    }
+}
+
+TEST_F(Cache, AnyChangesInAnyOrder)
+{
+    put_config("p", text('?'));
+    std::string configured = "?";
+    std::string staged;
+    std::minstd_rand random; // the same every time
+    for (int round = 0; round < 4000; ++round) {
+        const std::string value{static_cast<char>('a' + round % 26)};
+        switch (random() % 6) {
+        case 0:
+            put_config("p", text(value[0]));
+            configured = value;
+            break;
+        case 1:
+            write_file("/etc/config/.new", text(value[0]));
+            std::filesystem::rename("/etc/config/.new", "/etc/config/p");
+            configured = value;
+            break;
+        case 2:
+            put_staged("p", "p.s.a='" + value + "'\n");
+            staged = value;
+            break;
+        case 3:
+            std::filesystem::remove("/tmp/.uci/p");
+            staged.clear();
+            break;
+        case 4:
+            std::filesystem::remove_all("/tmp/.uci");
+            staged.clear();
+            break;
+        default:
+            usleep(random() % 64 == 0 ? 50'000 : 0); // now and then the marks become old enough
+        }
+        ASSERT_EQ(get("p.s.a"), staged.empty() ? configured : staged) << round;
     }
 }
 
