@@ -5,7 +5,7 @@ set_property(CACHE QSC_SANITIZE PROPERTY STRINGS "" address thread)
 
 add_library(qsc_warnings INTERFACE)
 target_compile_options(qsc_warnings INTERFACE
-  -Wall -Wextra -Wshadow -Wcast-qual -Wconversion -Wformat=2 -Wwrite-strings -Werror
+  -Wall -Wextra -Wshadow -Wcast-qual -Wconversion -Wformat=2 -Wwrite-strings
   $<$<COMPILE_LANGUAGE:CXX>:-Wmissing-declarations>
   $<$<COMPILE_LANGUAGE:C>:-Wmissing-prototypes>)
 

@@ -237,7 +237,8 @@ u32 append_delta(const LockedFile& file, const char* path, const DeltaState& sta
         return 0;
     }
     const int reason = errno;
-    (void)ftruncate(file.get(), end); // as if it had never been tried; a part is skipped by readers anyway
+    // As if it had never been tried; a part is skipped by readers anyway.
+    [[maybe_unused]] const int undone = ftruncate(file.get(), end);
     errno = reason;
     return log_failure("write", path);
 }

@@ -1,12 +1,14 @@
 # shellcheck shell=bash
 # Building, testing, running.
 
-# configure_and_build FOLDER TARGET [CMAKE_OPTION...]
+# configure_and_build FOLDER TARGET [CMAKE_OPTION...]: warnings are errors here, but not for who packages a release
+# with a compiler that nobody here has seen.
 configure_and_build() {
     local folder=$1 target=$2
     shift 2
     mkdir -p "$folder"
-    if ! { cmake -S . -B "$folder" -G Ninja "$@" && cmake --build "$folder" --target "$target"; } >"$folder/build.log" 2>&1; then
+    if ! { cmake -S . -B "$folder" -G Ninja -DCMAKE_COMPILE_WARNING_AS_ERROR=ON "$@" &&
+        cmake --build "$folder" --target "$target"; } >"$folder/build.log" 2>&1; then
         grep -E 'error|Error|FAILED' -A 5 "$folder/build.log" | head -n 60 >&2
         die "the build in $folder failed; the whole log is $folder/build.log"
     fi
