@@ -120,6 +120,21 @@ class ByteHash
     Step lanes_{1, 2, 3, 4};
 };
 
+CachedPackage* link_new_package(std::string_view name)
+{
+    void* const place = std::malloc(sizeof(CachedPackage));
+    if (place == nullptr) {
+        return nullptr;
+    }
+    // cppcheck-suppress legacyUninitvar  // false alarm on placement new
+    auto* const package = new (place) CachedPackage{};
+    package->name.append(name);
+    package->config_path = config_path(name);
+    package->delta_path = delta_path(name);
+    package->next = std::exchange(g_packages, package);
+    return package;
+}
+
 CachedPackage* unlink_package(const CachedPackage* package)
 {
     CachedPackage** place = &g_packages;
@@ -243,18 +258,11 @@ CachedPackage* CacheLock::find_or_make(std::string_view name)
         package = package->next;
     }
     if (package == nullptr) {
-        void* const place = std::malloc(sizeof(CachedPackage));
-        if (place == nullptr) {
-            return nullptr;
-        }
-        // cppcheck-suppress legacyUninitvar  // false alarm on placement new
-        package = new (place) CachedPackage{};
-        package->name.append(name);
-        package->config_path = config_path(name);
-        package->delta_path = delta_path(name);
-        package->next = std::exchange(g_packages, package);
+        package = link_new_package(name);
     }
-    package->last_use = ++g_uses;
+    if (package != nullptr) {
+        package->last_use = ++g_uses;
+    }
     return package;
 }
 
