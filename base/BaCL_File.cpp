@@ -26,22 +26,6 @@ struct FreeMemory {
     void operator()(char* memory) const { std::free(memory); }
 };
 
-bool write_whole(int descriptor, const char* data, std::size_t size)
-{
-    while (size > 0) {
-        const ssize_t written = write(descriptor, data, size);
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return false;
-        }
-        data += written;
-        size -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
 /// Copies to the end of the source; -1: a read or a write failed, otherwise the number of bytes.
 i64 copy_content(int source, int destination)
 {
@@ -55,7 +39,7 @@ i64 copy_content(int source, int destination)
         if (count == 0) {
             return total;
         }
-        if (count < 0 || !write_whole(destination, block.data(), static_cast<std::size_t>(count))) {
+        if (count < 0 || !write_all(destination, {block.data(), static_cast<std::size_t>(count)})) {
             return -1;
         }
         total += count;

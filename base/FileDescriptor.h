@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// Owns an open file descriptor.
+// Owns an open file descriptor; writing to one.
 #pragma once
 
+#include <cerrno>
+#include <string_view>
 #include <utility>
 
 #include <unistd.h>
@@ -38,5 +40,21 @@ class FileDescriptor
   private:
     int descriptor_;
 };
+
+/// Writes everything; false: it could not, and errno says why.
+[[nodiscard]] inline bool write_all(int descriptor, std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t written = write(descriptor, text.data(), text.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
 
 } // namespace qsc

@@ -233,7 +233,7 @@ u32 append_delta(const LockedFile& file, const char* path, const DeltaState& sta
 {
     const auto end = static_cast<off_t>(state.sound);
     if (ftruncate(file.get(), end) == 0 && lseek(file.get(), end, SEEK_SET) == end &&
-        write_all(file.get(), text) && fdatasync(file.get()) == 0) {
+        qsc::write_all(file.get(), text) && fdatasync(file.get()) == 0) {
         return 0;
     }
     const int reason = errno;

@@ -50,21 +50,6 @@ u32 log_failure(const char* step, const char* path)
     return EFAULT;
 }
 
-bool write_all(int descriptor, std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t written = write(descriptor, text.data(), text.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return false;
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return true;
-}
-
 u32 LockedFile::open(const char* path, Access access)
 {
     const int flags = O_CLOEXEC | (access == Access::kRead     ? O_RDONLY

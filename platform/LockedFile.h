@@ -47,9 +47,6 @@ class LockedFile
     struct stat status_ = {};
 };
 
-/// Writes everything; false: it could not, and errno says why.
-[[nodiscard]] bool write_all(int descriptor, std::string_view text);
-
 /// Logs a failed step with the file's name and the reason in errno. @return EFAULT
 u32 log_failure(const char* step, const char* path);
 
