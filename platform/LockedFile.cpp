@@ -57,14 +57,14 @@ u32 LockedFile::open(const char* path, Access access)
                                                                : O_RDWR | O_CREAT);
     for (;;) {
         // Not blocking, so that a pipe in the place of a file cannot stop the caller.
-        qsc::FileDescriptor opened{::open(path, flags | O_NONBLOCK, 0600)};
-        if (!opened.is_open()) {
+        descriptor_.replace(qsc::FileDescriptor{::open(path, flags | O_NONBLOCK, 0600)});
+        if (!is_open()) {
             return errno == ENOENT ? ENOENT : log_failure("open", path);
         }
-        if (!lock(opened.get(), access == Access::kRead ? LOCK_SH : LOCK_EX)) {
+        if (!lock(get(), access == Access::kRead ? LOCK_SH : LOCK_EX)) {
             return log_failure("lock", path);
         }
-        if (fstat(opened.get(), &status_) != 0) {
+        if (fstat(get(), &status_) != 0) {
             return log_failure("stat", path);
         }
         if (!S_ISREG(status_.st_mode)) {
@@ -72,9 +72,18 @@ u32 LockedFile::open(const char* path, Access access)
             return log_failure("not a regular file:", path);
         }
         if (is_current(path, status_)) {
-            descriptor_.replace(std::move(opened));
             return 0;
         }
+        close();
+    }
+}
+
+void LockedFile::close()
+{
+    // Closing alone would leave the lock with a child that was forked meanwhile, for as long as it lives.
+    if (is_open()) {
+        (void)flock(get(), LOCK_UN);
+        (void)descriptor_.close();
     }
 }
 

@@ -28,6 +28,11 @@ enum class Access {
 class LockedFile
 {
   public:
+    LockedFile() = default;
+    LockedFile(const LockedFile&) = delete;
+    LockedFile& operator=(const LockedFile&) = delete;
+    ~LockedFile() { close(); }
+
     /// Opens and locks; ENOENT: it is not there. A lock that cannot be had within five seconds is EFAULT, as
     /// is every other failure; those are logged.
     [[nodiscard]] u32 open(const char* path, Access access);
@@ -43,6 +48,8 @@ class LockedFile
     [[nodiscard]] u32 read(const char* path, Arena& arena, char*& text, std::size_t& size) const;
 
   private:
+    void close();
+
     qsc::FileDescriptor descriptor_{-1};
     struct stat status_ = {};
 };
