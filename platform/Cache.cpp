@@ -120,30 +120,34 @@ class ByteHash
     Step lanes_{1, 2, 3, 4};
 };
 
-CachedPackage* link_new_package(std::string_view name)
-{
-    void* const place = std::malloc(sizeof(CachedPackage));
-    if (place == nullptr) {
-        return nullptr;
-    }
-    // cppcheck-suppress legacyUninitvar  // false alarm on placement new
-    auto* const package = new (place) CachedPackage{};
-    package->name.append(name);
-    package->config_path = config_path(name);
-    package->delta_path = delta_path(name);
-    package->next = std::exchange(g_packages, package);
-    return package;
-}
-
-CachedPackage* unlink_package(const CachedPackage* package)
+/// The place in the list that leads to a package of this name, or to its end.
+CachedPackage** find_place(std::string_view name)
 {
     CachedPackage** place = &g_packages;
-    while (*place != package) {
+    while (*place != nullptr && (*place)->name.view() != name) {
         place = &(*place)->next;
     }
-    CachedPackage* const found = *place;
-    *place = found->next;
-    return found;
+    return place;
+}
+
+OwnedPackage unlink(CachedPackage** place)
+{
+    CachedPackage* const package = *place;
+    *place = package != nullptr ? package->next : nullptr;
+    return OwnedPackage{package};
+}
+
+/// Drops the package that nobody has asked for longest, if there are too many.
+void trim()
+{
+    int count = 0;
+    CachedPackage** oldest = &g_packages;
+    for (CachedPackage** place = &g_packages; *place != nullptr; place = &(*place)->next, ++count) {
+        oldest = (*place)->last_use < (*oldest)->last_use ? place : oldest;
+    }
+    if (count > kMostPackages) {
+        unlink(oldest).reset();
+    }
 }
 
 } // namespace
@@ -240,55 +244,71 @@ bool Snapshot::is_current(const char* path)
     return true;
 }
 
+void FreePackage::operator()(CachedPackage* package) const
+{
+    package->~CachedPackage();
+    std::free(package);
+}
+
+OwnedPackage make_package(std::string_view name)
+{
+    void* const place = std::malloc(sizeof(CachedPackage));
+    if (place == nullptr) {
+        return nullptr;
+    }
+    // cppcheck-suppress legacyUninitvar  // false alarm on placement new
+    auto* const package = new (place) CachedPackage{};
+    package->name.append(name);
+    package->config_path = config_path(name);
+    package->delta_path = delta_path(name);
+    return OwnedPackage{package};
+}
+
 CacheLock::CacheLock()
 {
     (void)pthread_once(&g_fork_handlers, install_fork_handlers);
+    lock();
+}
+
+void CacheLock::lock()
+{
     lock_cache();
 }
 
-CacheLock::~CacheLock()
+void CacheLock::unlock()
 {
     unlock_cache();
 }
 
-CachedPackage* CacheLock::find_or_make(std::string_view name)
+CachedPackage* CacheLock::find(std::string_view name)
 {
-    CachedPackage* package = g_packages;
-    while (package != nullptr && package->name.view() != name) {
-        package = package->next;
-    }
-    if (package == nullptr) {
-        package = link_new_package(name);
-    }
+    CachedPackage* const package = *find_place(name);
     if (package != nullptr) {
         package->last_use = ++g_uses;
     }
     return package;
 }
 
-void CacheLock::trim()
+OwnedPackage CacheLock::take_out(const CachedPackage& package)
 {
-    int count = 0;
-    CachedPackage* oldest = g_packages;
-    for (CachedPackage* package = g_packages; package != nullptr; package = package->next, ++count) {
-        oldest = package->last_use < oldest->last_use ? package : oldest;
-    }
-    if (count > kMostPackages) {
-        drop(oldest);
-    }
+    return unlink(find_place(package.name.view()));
 }
 
-void CacheLock::drop(CachedPackage* package)
+CachedPackage& CacheLock::put_in(OwnedPackage package)
 {
-    CachedPackage* const unlinked = unlink_package(package);
-    unlinked->~CachedPackage();
-    std::free(unlinked);
+    unlink(find_place(package->name.view())).reset(); // another thread was faster
+    package->last_use = ++g_uses;
+    package->next = g_packages;
+    g_packages = package.release();
+    CachedPackage& added = *g_packages;
+    trim();
+    return added;
 }
 
 void CacheLock::clear()
 {
     while (g_packages != nullptr) {
-        drop(g_packages);
+        unlink(&g_packages).reset();
     }
 }
 

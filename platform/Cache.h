@@ -14,6 +14,7 @@
 // A file is looked at by name every time, so that one that appears, goes or is swapped is noticed.
 #pragma once
 
+#include <memory>
 #include <string_view>
 
 #include <sys/stat.h>
@@ -73,24 +74,48 @@ struct CachedPackage {
     CachedPackage* next = nullptr;
 };
 
+struct FreePackage {
+    void operator()(CachedPackage* package) const;
+};
+using OwnedPackage = std::unique_ptr<CachedPackage, FreePackage>;
+
+/// A package that is still to be read; null: no memory.
+[[nodiscard]] OwnedPackage make_package(std::string_view name);
+
 /// Holds the cache for itself until it goes out of scope; one thread at a time, and safe across fork().
 class CacheLock
 {
   public:
     CacheLock();
-    ~CacheLock();
+    ~CacheLock() { unlock(); }
     CacheLock(const CacheLock&) = delete;
     CacheLock& operator=(const CacheLock&) = delete;
 
-    /// The package as it was last read, or an empty one to read it into; null: no memory.
-    [[nodiscard]] CachedPackage* find_or_make(std::string_view name);
+    /// The package as it was last read; null: the cache does not have it.
+    [[nodiscard]] CachedPackage* find(std::string_view name);
 
-    /// Drops the package that nobody has asked for longest, if there are too many.
-    void trim();
+    /// Takes a package out.
+    [[nodiscard]] OwnedPackage take_out(const CachedPackage& package);
 
-    /// Drops one package, or all.
-    void drop(CachedPackage* package);
+    /// Puts a package in, in the place of one of its name. If there are too many, the one that nobody has
+    /// asked for longest goes.
+    CachedPackage& put_in(OwnedPackage package);
+
+    /// Lets other threads have the cache while this one works on something else.
+    template <typename Work>
+    auto release_for(Work work)
+    {
+        unlock();
+        const auto result = work();
+        lock();
+        return result;
+    }
+
     void clear();
+
+  private:
+    static void lock();
+    static void unlock();
 };
 
 } // namespace qrnuci

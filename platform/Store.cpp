@@ -98,22 +98,23 @@ u32 reload(CachedPackage& cached)
 /// The package as of now, from the cache or from its files.
 u32 current(CacheLock& cache, std::string_view name, const Package*& package)
 {
-    CachedPackage* const cached = cache.find_or_make(name);
-    if (cached == nullptr) {
-        return ENOMEM;
-    }
-    package = &cached->package;
-    if (cached->is_current()) {
+    CachedPackage* const cached = cache.find(name);
+    if (cached != nullptr && cached->is_current()) {
         if (++cached->reads == kReadsBeforeIndex) {
             cached->package.build_index();
         }
+        package = &cached->package;
         return 0;
     }
-    if (const u32 code = reload(*cached)) {
-        cache.drop(cached);
+    OwnedPackage outdated = cached != nullptr ? cache.take_out(*cached) : make_package(name);
+    if (outdated == nullptr) {
+        return ENOMEM;
+    }
+    // Whoever has locked this package's files keeps nobody from reading others.
+    if (const u32 code = cache.release_for([&] { return reload(*outdated); })) {
         return code;
     }
-    cache.trim();
+    package = &cache.put_in(std::move(outdated)).package;
     return 0;
 }
 

@@ -6,8 +6,12 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <json-c/json.h>
 #include <sched.h>
+#include <sys/file.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include "bacl_regular_job.h"
 #include "bacl_ring_buffer.h"
@@ -17,6 +21,23 @@
 #include "qsyscmdhal.h"
 
 using namespace test;
+
+namespace
+{
+
+std::atomic<bool> g_is_refused{false};
+
+} // namespace
+
+// Tells when somebody has found a lock taken.
+extern "C" int flock(int descriptor, int operation)
+{
+    const auto result = static_cast<int>(syscall(SYS_flock, descriptor, operation));
+    if (result != 0) {
+        g_is_refused = true;
+    }
+    return result;
+}
 
 class Threads : public UciTest
 {
@@ -54,6 +75,24 @@ TEST_F(Threads, RequestsWhileTheLogIsSwitched)
         }
     });
     EXPECT_EQ(failures, 0);
+}
+
+TEST_F(Threads, ALockedPackageKeepsNobodyFromReadingAnother)
+{
+    put_config("locked", "config t s\n\toption o '1'\n");
+    put_config("other", "config t s\n\toption o '2'\n");
+    const int holder = open("/etc/config/locked", O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(flock(holder, LOCK_EX), 0);
+    g_is_refused = false;
+    std::string value;
+    std::thread waiting{[&] { value = get("locked.s.o"); }};
+    while (!g_is_refused) {
+        sched_yield();
+    }
+    EXPECT_EQ(get("other.s.o"), "2");
+    close(holder);
+    waiting.join();
+    EXPECT_EQ(value, "1") << "it did not have to wait for long";
 }
 
 TEST_F(Threads, ConfigurationChangesOfEachThreadAreKept)
