@@ -56,9 +56,22 @@ bool is_object(json_object* value)
 
 bool find_member(json_object* object, const char* name, json_object*& member)
 {
-    // Most answers go into new objects, where there is nothing to look for.
-    return is_object(object) && json_object_object_length(object) != 0 &&
-           json_object_object_get_ex(object, name, &member) != 0;
+    // Most objects have no members yet, or some few, which are compared sooner than a name is hashed.
+    constexpr int kFew = 4;
+    if (!is_object(object)) {
+        return false;
+    }
+    if (json_object_object_length(object) > kFew) {
+        return json_object_object_get_ex(object, name, &member) != 0;
+    }
+    json_object_object_foreach(object, other, value)
+    {
+        if (std::strcmp(other, name) == 0) {
+            member = value;
+            return true;
+        }
+    }
+    return false;
 }
 
 u32 text_of(json_object* member, std::string_view& text)
