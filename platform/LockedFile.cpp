@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -57,10 +58,11 @@ u32 LockedFile::open(const char* path, Access access)
                                                                : O_RDWR | O_CREAT);
     for (;;) {
         // Not blocking, so that a pipe in the place of a file cannot stop the caller.
-        descriptor_.replace(qsc::FileDescriptor{::open(path, flags | O_NONBLOCK, 0600)});
-        if (!is_open()) {
+        qsc::FileDescriptor opened{::open(path, flags | O_NONBLOCK, 0600)};
+        if (!opened.is_open()) {
             return errno == ENOENT ? ENOENT : log_failure("open", path);
         }
+        descriptor_.replace(std::move(opened));
         if (!lock(get(), access == Access::kRead ? LOCK_SH : LOCK_EX)) {
             return log_failure("lock", path);
         }
