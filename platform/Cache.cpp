@@ -36,22 +36,6 @@ constinit pthread_once_t g_fork_handlers = PTHREAD_ONCE_INIT;
 constinit CachedPackage* g_packages = nullptr;
 constinit u64 g_uses = 0;
 
-void lock_cache()
-{
-    (void)pthread_mutex_lock(&g_mutex);
-}
-
-void unlock_cache()
-{
-    (void)pthread_mutex_unlock(&g_mutex);
-}
-
-/// A child gets the cache whole and unlocked, whatever other threads were doing.
-void install_fork_handlers()
-{
-    (void)pthread_atfork(lock_cache, unlock_cache, unlock_cache);
-}
-
 bool is_same_time(const timespec& one, const timespec& other)
 {
     return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
@@ -266,18 +250,19 @@ OwnedPackage make_package(std::string_view name)
 
 CacheLock::CacheLock()
 {
-    (void)pthread_once(&g_fork_handlers, install_fork_handlers);
+    // A child gets the cache whole and unlocked, whatever other threads were doing.
+    (void)pthread_once(&g_fork_handlers, [] { (void)pthread_atfork(lock, unlock, unlock); });
     lock();
 }
 
 void CacheLock::lock()
 {
-    lock_cache();
+    (void)pthread_mutex_lock(&g_mutex);
 }
 
 void CacheLock::unlock()
 {
-    unlock_cache();
+    (void)pthread_mutex_unlock(&g_mutex);
 }
 
 CachedPackage* CacheLock::find(std::string_view name)

@@ -63,7 +63,7 @@ struct CachedPackage {
                delta.is_current(delta_path.c_str());
     }
 
-    qsc::Text<254> name;
+    qsc::Text<255> name; ///< no file has a longer one
     Path config_path;
     Path delta_path;
     Snapshot config;

@@ -83,10 +83,9 @@ u32 load(std::string_view name, Files& files, Package& package, CachedPackage* c
 }
 
 /// Reads a package from its files, for the first time or again.
-u32 reload(CachedPackage& cached)
+u32 reload(std::string_view name, CachedPackage& cached)
 {
     Files files;
-    const std::string_view name = cached.name.view();
     if (const u32 code = lock(name, Access::kRead, Access::kRead, files, &cached.delta)) {
         return code;
     }
@@ -111,7 +110,7 @@ u32 current(CacheLock& cache, std::string_view name, const Package*& package)
         return ENOMEM;
     }
     // Whoever has locked this package's files keeps nobody from reading others.
-    if (const u32 code = cache.release_for([&] { return reload(*outdated); })) {
+    if (const u32 code = cache.release_for([&] { return reload(name, *outdated); })) {
         return code;
     }
     package = &cache.put_in(std::move(outdated)).package;

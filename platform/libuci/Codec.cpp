@@ -47,7 +47,7 @@ u32 failed_line(uci_context* context)
 /// Reads text into a package of libuci's, which belongs to the context.
 u32 import(uci_context* context, std::string_view name, char* text, std::size_t size, uci_package*& package)
 {
-    qsc::Text<254> package_name;
+    qsc::Text<255> package_name;
     // fmemopen() refuses an empty buffer; a line feed says as little.
     char nothing[] = "\n";
     const Stream stream{size != 0 ? fmemopen(text, size, "r") : fmemopen(nothing, 1, "r")};

@@ -161,6 +161,17 @@ TEST_F(Cache, PackagesThatAppearBreakAndGo)
     EXPECT_EQ(get("p.s.a"), "code 14");
 }
 
+TEST_F(Cache, NamesAsLongAsAFileCanHave)
+{
+    const std::string name(255, 'n');
+    for (const char value : std::string{"ab"}) {
+        put_config(name, text(value));
+        EXPECT_EQ(get(name + ".s.a"), std::string(1, value));
+        EXPECT_EQ(get(name + ".s.a"), std::string(1, value)) << "from memory";
+    }
+    EXPECT_EQ(get(name + "n.s.a"), "code 14");
+}
+
 TEST_F(Cache, MorePackagesThanItHolds)
 {
     for (int round = 0; round < 3; ++round) {

@@ -180,7 +180,7 @@ lint_share() {
     fi
 }
 
-# Where devices' packages are made, headers are fortified and the configuration is another.
+# Devices' packages are built with other flags than ours, and with fortified headers.
 lint_release() {
     configure_and_build build/release all -DBUILD_TESTING=OFF -DCMAKE_BUILD_TYPE=Release \
         -DCMAKE_CXX_FLAGS_RELEASE=-DNDEBUG "-DCMAKE_CXX_FLAGS=-Os -D_FORTIFY_SOURCE=2"
