@@ -24,9 +24,9 @@ constexpr u32 kNoFile = 3;
 json_object* member_of(const Call& call, json_object* object, const char* name)
 {
     json_object* member = nullptr;
-    if (!find_member(object, name, member)) {
+    (void)find_member(object, name, member);
+    if (member == nullptr) {
         QSC_LOG_CALL(call, kLogError, "Can't get %s form mesh info\n", name);
-        return nullptr;
     }
     return member;
 }
@@ -64,11 +64,11 @@ u32 find_mesh_name(const Call& call, json_object* dump, WifiText& name)
         return EFAULT;
     }
     json_object* const ssid = member_of(call, network, "SSID");
-    std::string_view text;
-    if (ssid == nullptr || text_of(ssid, text) != 0) {
+    if (ssid == nullptr) {
         return EFAULT;
     }
-    if (!name.assign(text)) {
+    std::string_view text;
+    if (text_of(ssid, text) != 0 || !name.assign(text)) {
         QSC_LOG_CALL(call, kLogError, "snprintf mesh client number fail\n");
         return EFAULT;
     }

@@ -252,6 +252,7 @@ TEST_F(WiFiSsid, ARunningMeshIsAskedForItsName)
         {"", "read dump topology information fail\n"},
         {head, "read dump topology information fail\n"},
         {"{}", "Can't get topology information form mesh info\n"},
+        {R"({"topology information":null})", "Can't get topology information form mesh info\n"},
         {"[]", "Can't get topology information form mesh info\n"},
         {R"({"topology information":[]})", "Can't get index 0 form topology information\n"},
         {R"({"topology information":{}})", "Can't get index 0 form topology information\n"},
@@ -261,6 +262,7 @@ TEST_F(WiFiSsid, ARunningMeshIsAskedForItsName)
         {R"({"topology information":[{"Radio Info":[{"BSSINFO":[{"SSID":"one"}]}]}]})",
          "Can't get Index form mesh info\n"},
         {head + "{}]}]}]}", "Can't get SSID form mesh info\n"},
+        {head + R"({"SSID":[]}]}]}]})", "snprintf mesh client number fail\n"},
         {head + R"({"SSID":")" + std::string(128, 'n') + R"("}]}]}]})", "snprintf mesh client number fail\n"},
     };
     for (const auto& [dump, log] : broken) {
