@@ -32,11 +32,18 @@ constexpr int exit_code(int status)
 class PipeBuffer
 {
   public:
-    explicit PipeBuffer(std::FILE* pipe) { (void)std::setvbuf(pipe, bytes_, _IOFBF, sizeof bytes_); }
+    explicit PipeBuffer(std::FILE* pipe) : pipe_(pipe)
+    {
+        (void)std::setvbuf(pipe_, bytes_, _IOFBF, sizeof bytes_);
+    }
     PipeBuffer(const PipeBuffer&) = delete;
     PipeBuffer& operator=(const PipeBuffer&) = delete;
 
+    /// Takes the memory back, right before the pipe is closed: a host's own pclose() may keep the stream.
+    void take_back() { (void)std::setvbuf(pipe_, nullptr, _IONBF, 0); }
+
   private:
+    std::FILE* pipe_;
     char bytes_[1024];
 };
 
@@ -53,11 +60,12 @@ uint32_t QrnExeCmdSimple(const char* command)
         QSC_LOG(kLogDebug, "ERROR: popen read\n%s\n", command);
         return EFAULT;
     }
-    const PipeBuffer buffered{pipe};
+    PipeBuffer pipe_buffer{pipe};
     // Read to the end, so that a talkative command never blocks on a full pipe.
     std::array<char, 256> output{};
     while (std::fgets(output.data(), output.size(), pipe) != nullptr) {
     }
+    pipe_buffer.take_back();
     u32 result = 0;
     if (exit_code(pclose(pipe)) != 0) {
         QSC_LOG(kLogDebug, "ERROR: Cmd %s\n", command);
@@ -80,7 +88,7 @@ uint32_t QrnExeCmdSimpleGet(const char* command, char* buffer, uint32_t size)
         QSC_LOG(kLogDebug, "ERROR: QrnPOpen\n%s\n", command);
         return EFAULT;
     }
-    const PipeBuffer buffered{pipe};
+    PipeBuffer pipe_buffer{pipe};
     char* end = buffer;
     do {
         if (QrnPReadLn(pipe, end, size) != 0) {
@@ -90,6 +98,7 @@ uint32_t QrnExeCmdSimpleGet(const char* command, char* buffer, uint32_t size)
         end += length;
         size -= length;
     } while (size > 1);
+    pipe_buffer.take_back();
     const u32 result = QrnPClose(pipe);
     sync();
     return result;

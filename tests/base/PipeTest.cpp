@@ -43,6 +43,7 @@ TEST_F(Pipe, ExitCodesDecide)
         outside().wait_statuses["cmd"] = status;
         EXPECT_EQ(QrnExeCmdSimple("cmd"), code) << status;
         EXPECT_EQ(outside().done, (Lines{"popen cmd", "sync"}));
+        EXPECT_EQ(outside().pipe_memory, 1u) << "nothing of the caller's stays with the stream";
         EXPECT_EQ(logged(), code == 0 ? Lines{} : Lines{"BaCL_POpen:(QrnExeCmdSimple)[D] ERROR: Cmd cmd\n"});
 
         std::array<char, 8> buffer{};
@@ -50,6 +51,7 @@ TEST_F(Pipe, ExitCodesDecide)
         outside().logs.clear();
         EXPECT_EQ(QrnExeCmdSimpleGet("cmd", buffer.data(), buffer.size()), code) << status;
         EXPECT_EQ(outside().done, (Lines{"popen cmd", "sync", "sync"}));
+        EXPECT_EQ(outside().pipe_memory, 1u);
         EXPECT_EQ(logged(), code == 0 ? Lines{} : Lines{"BaCL_POpen:(QrnPClose)[D] ERROR: QrnPClose\n"});
     }
 }

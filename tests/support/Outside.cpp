@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <stdio_ext.h>
 #include <syslog.h>
 
 #include <json-c/json.h>
@@ -179,6 +180,7 @@ int pclose(FILE* pipe)
     }
     const int status = status_of(found->second);
     open_pipes().erase(found);
+    outside().pipe_memory = __fbufsize(pipe);
     fclose(pipe);
     return status;
 }
