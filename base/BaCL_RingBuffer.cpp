@@ -31,7 +31,7 @@ u32 get(BaCL_RingBuffer* ring, const char* function, Read read)
         Qslog_Log(kLogError, kModule, __LINE__, function, "parameter\n");
         return 0;
     }
-    const Held held{ring->Mutex, PthreadLog{kModule, function, __LINE__}};
+    const RingHeld held{*ring, PthreadLog{kModule, function, __LINE__}};
     return held.code() == 0 ? read(*ring) : 0;
 }
 
@@ -42,7 +42,7 @@ u32 change(BaCL_RingBuffer* ring, const char* function, Change apply, u32 value 
         Qslog_Log(kLogError, kModule, __LINE__, function, "parameter\n");
         return EINVAL;
     }
-    const Held held{ring->Mutex, PthreadLog{kModule, function, __LINE__}};
+    const RingHeld held{*ring, PthreadLog{kModule, function, __LINE__}};
     if (held.code() == 0) {
         apply(*ring, value);
     }
@@ -152,7 +152,7 @@ uint32_t BaCL_RingBuf_ClearState(BaCL_RingBuffer* ring, uint32_t bits)
     QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
     const PthreadLog log = QSC_PTHREAD_LOG;
     // Without the lock as well: whoever ends a ring must be able to.
-    const Held held{ring->Mutex, log, true, kLogWarning};
+    const RingHeld held{*ring, log, true, kLogWarning};
     change_bits(ring->State, 0, bits & 7);
     if (has_reached_threshold(*ring) && signal(*ring, log) == 0) {
         ring->StateFlag &= ~BACL_RING_NO_OVERWRITE;
@@ -219,7 +219,7 @@ uint32_t BaCL_RingBuf_ThreadCondWait_CF(BaCL_RingBuffer* ring)
 {
     QSC_REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
     const PthreadLog log = QSC_PTHREAD_LOG;
-    Held held{ring->Mutex, log};
+    RingHeld held{*ring, log};
     if (held.code() != 0) {
         return held.code();
     }
@@ -237,7 +237,7 @@ uint32_t BaCL_RingBuf_ThreadCondSignal_CF(BaCL_RingBuffer* ring)
 {
     QSC_REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
     const PthreadLog log = QSC_PTHREAD_LOG;
-    Held held{ring->Mutex, log};
+    RingHeld held{*ring, log};
     if (held.code() != 0) {
         return held.code();
     }
@@ -256,5 +256,5 @@ uint32_t BaCL_RingBuf_ThreadMuxLock(BaCL_RingBuffer* ring, int32_t lock)
         QSC_LOG(kLogError, "not enabled\n");
         return EFAULT;
     }
-    return log.told_lock(pthread_mutex_lock(&ring->Mutex));
+    return log.told_lock(pthread_mutex_lock(&ring->Mutex), kShownLockError);
 }

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <atomic>
-#include <cerrno>
 
 #include <pthread.h>
 
@@ -47,11 +46,11 @@ class PthreadLog
         return static_cast<u32>(result);
     }
 
-    /// A lock that fails is always told as 14, whatever its error.
-    [[nodiscard]] u32 told_lock(int result, LogLevel level = kLogError) const
+    /// The same for a lock. Some records always show one number for it; 0: they show its error.
+    [[nodiscard]] u32 told_lock(int result, int shown, LogLevel level = kLogError) const
     {
         if (result != 0) {
-            tell(EFAULT, "pthread_mutex_lock", level);
+            tell(shown != 0 ? shown : result, "pthread_mutex_lock", level);
         }
         return static_cast<u32>(result);
     }
@@ -72,8 +71,9 @@ class PthreadLog
 class Held
 {
   public:
-    Held(pthread_mutex_t& mutex, const PthreadLog& log, bool take = true, LogLevel level = kLogError)
-        : mutex_(mutex), log_(log), code_(take ? log.told_lock(pthread_mutex_lock(&mutex), level) : 0),
+    Held(pthread_mutex_t& mutex, const PthreadLog& log, bool take = true, LogLevel level = kLogError,
+         int shown = 0)
+        : mutex_(mutex), log_(log), code_(take ? log.told_lock(pthread_mutex_lock(&mutex), shown, level) : 0),
           is_held_(take && code_ == 0)
     {
     }

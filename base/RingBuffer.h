@@ -2,6 +2,8 @@
 // What the two halves of the ring buffer share: its states, its lock, its signal.
 #pragma once
 
+#include <cerrno>
+
 #include "base/Pthread.h"
 #include "include/bacl_ring_buffer.h"
 
@@ -12,6 +14,19 @@ inline constexpr const char* kModule = "BaCL_RingBuffer";
 
 constexpr u32 kInitialised = BACL_RING_INITIALISED;
 constexpr u32 kAvailable = BACL_RING_INITIALISED | BACL_RING_ENABLED;
+
+/// What a ring's log shows of a lock that failed, whatever its error.
+constexpr int kShownLockError = EFAULT;
+
+/// Holds a ring's mutex.
+class RingHeld : public Held
+{
+  public:
+    RingHeld(BaCL_RingBuffer& ring, const PthreadLog& log, bool take = true, LogLevel level = kLogError)
+        : Held(ring.Mutex, log, take, level, kShownLockError)
+    {
+    }
+};
 
 inline bool has_state(BaCL_RingBuffer* ring, u32 bits)
 {
@@ -32,7 +47,7 @@ inline bool has_reached_threshold(const BaCL_RingBuffer& ring)
 
 /// Ends a function whose lock failed.
 #define HOLD(RING, TAKE, RESULT)                                                                             \
-    const Held held{(RING)->Mutex, QSC_PTHREAD_LOG, TAKE};                                                   \
+    const RingHeld held{*(RING), QSC_PTHREAD_LOG, TAKE};                                                     \
     if (held.code() != 0) {                                                                                  \
         return RESULT;                                                                                       \
     }

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // The job thread: its flags, its limits, its log.
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 
 #include <sched.h>
 
 #include "bacl_regular_job.h"
 #include "qslog.h"
+#include "support/FailingLock.h"
 #include "support/Outside.h"
 
 using namespace test;
@@ -102,6 +104,19 @@ TEST_F(RegularJob, SmallStacksAreRaisedAndToldAbout)
     (void)BaCL_RegInfo_CreateThread(&info_, silent, 1000, 0);
     ASSERT_FALSE(outside().logs.empty());
     EXPECT_EQ(outside().logs[0], (LogLine{4, "[W] thread stack is too small. It is set to 2048\n"}));
+}
+
+TEST_F(RegularJob, ALockThatFailsIsToldByItsError)
+{
+    BaCL_RegInfo_SetState(&info_, 2);
+    const FailingLock held{info_.Mutex};
+    EXPECT_EQ(BaCL_RegInfo_SetFlag(&info_, 1), uint32_t{EDEADLK});
+    EXPECT_EQ(BaCL_RegInfo_SetState(&info_, 2), uint32_t{EDEADLK});
+    EXPECT_EQ(BaCL_RegInfo_GetFlag(&info_), 0u);
+    EXPECT_EQ(BaCL_RegInfo_ClearState(&info_, 2), 0u) << "cleared all the same";
+    EXPECT_EQ(info_.State, 1u);
+    EXPECT_EQ(info_.Flag, 0u);
+    EXPECT_EQ(outside().logs, std::vector<LogLine>(4, LogLine{3, "[E] pthread_mutex_lock, error 35\n"}));
 }
 
 TEST_F(RegularJob, FlagsAreMaskedAndBadRecordsRefused)

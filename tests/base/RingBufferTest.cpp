@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // The ring buffer on one thread, against a plain model.
+#include <cerrno>
 #include <cstring>
 #include <deque>
 #include <random>
 
 #include "bacl_ring_buffer.h"
 #include "qslog.h"
+#include "support/FailingLock.h"
 #include "support/Outside.h"
 
 using namespace test;
@@ -183,6 +185,24 @@ TEST_F(RingBuffer, BadRecordsAndArgumentsAreRefused)
     EXPECT_EQ(BaCL_RingBuf_Close(&ring_, 0), 0u);
     EXPECT_EQ(ring_.State, 0u);
     EXPECT_EQ(BaCL_RingBuf_Close(&ring_, 0), 22u);
+}
+
+TEST_F(RingBuffer, ALockThatFailsIsToldAs14)
+{
+    push("1234");
+    {
+        const FailingLock held{ring_.Mutex};
+        EXPECT_EQ(push("5"), uint32_t{EDEADLK});
+        EXPECT_EQ(pop(1), "code 35");
+        EXPECT_EQ(BaCL_RingBuf_GetDataSize(&ring_), 0u);
+        EXPECT_EQ(BaCL_RingBuf_ThreadMuxLock(&ring_, 1), uint32_t{EDEADLK});
+        EXPECT_EQ(outside().logs, std::vector<LogLine>(4, LogLine{3, "[E] pthread_mutex_lock, error 14\n"}));
+        outside().logs.clear();
+        EXPECT_EQ(BaCL_RingBuf_ClearState(&ring_, BACL_RING_ENABLED), 0u) << "cleared all the same";
+        EXPECT_EQ(outside().logs, (std::vector<LogLine>{{4, "[W] pthread_mutex_lock, error 14\n"}}));
+    }
+    EXPECT_EQ(BaCL_RingBuf_GetState(&ring_), 1u);
+    EXPECT_EQ(BaCL_RingBuf_GetDataSize(&ring_), 4u);
 }
 
 TEST_F(RingBuffer, PrintsItselfAndItsBytesInOrder)
