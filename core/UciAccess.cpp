@@ -7,6 +7,7 @@
 #include <json-c/json.h>
 #include <unistd.h>
 
+#include "base/Parse.h"
 #include "core/JsonRef.h"
 
 namespace qsc
@@ -50,6 +51,10 @@ bool uci_holds(const char* key, std::string_view text)
 
 i32 to_number(const char* text)
 {
+    // Most stored numbers are switches.
+    if (is_digit(text[0]) && text[1] == '\0') {
+        return text[0] - '0';
+    }
     return static_cast<i32>(std::clamp<long>(std::strtol(text, nullptr, 0), INT32_MIN, INT32_MAX));
 }
 
