@@ -25,7 +25,8 @@ extern "C" {
 #define QSC_INIT_EVENTS 0x8u     /**< the event log, as "/etc/zlog.conf" says */
 
 /** The 61 subtrees in matching order, and the end. Read-only to hosts, but for the `reserved` of "version".
- */
+ * Tell rows apart by id or path: a host that is built without position-independent code has addresses of its
+ * own for the dispatchers, to which the table's are not equal. */
 QSC_API extern Qsc_CommandEntry g_QSysCmdHalCmd[];
 
 /** The operations by bit, ended by the value QSC_TABLE_END. */
