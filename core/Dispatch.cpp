@@ -155,8 +155,12 @@ u32 get_all(const Subtree& subtree, const Request& request, const Qsc_ParamEntry
 
 u32 get(const Subtree& subtree, const Request& request, const Qsc_ParamEntry* table)
 {
+    // Most requests for everything name nothing at all.
     bool any_named = false;
-    const u32 code = walk_named(subtree, request, table, label_of(subtree, &Labels::get), "get", any_named);
+    const u32 code =
+        json_object_object_length(request.object) == 0
+            ? 0
+            : walk_named(subtree, request, table, label_of(subtree, &Labels::get), "get", any_named);
     return code != 0 || any_named ? code : get_all(subtree, request, table);
 }
 
