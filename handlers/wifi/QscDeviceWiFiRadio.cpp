@@ -105,7 +105,7 @@ u32 set_fairness(const Call& call, const Radio& radio)
     }
     // Without it on the radio the mesh must not coordinate it either.
     if (number == 0) {
-        if (const u32 code = uci_write(option_key("mesh", "coordatf").c_str(), "0")) {
+        if (const u32 code = uci_write(option_key(kMesh, "coordatf").c_str(), "0")) {
             return code;
         }
     }

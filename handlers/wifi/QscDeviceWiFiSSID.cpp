@@ -124,7 +124,7 @@ template <typename Value>
 Value read_mesh(const Call& call, const char* option)
 {
     Value value;
-    (void)uci_read(call, option_key("mesh", option).c_str(), value);
+    (void)uci_read(call, option_key(kMesh, option).c_str(), value);
     return value;
 }
 
@@ -169,7 +169,7 @@ u32 drive_name(const Call& call, i32 number, const WifiText& name)
 
 u32 resynchronise_mesh()
 {
-    const u32 code = uci_write(option_key("mesh", "resyncmesh").c_str(), "1");
+    const u32 code = uci_write(option_key(kMesh, "resyncmesh").c_str(), "1");
     return code != 0 ? code : QrnExeCmdSimple("/usr/bin/qrn_mesh_config.sh");
 }
 
@@ -184,7 +184,7 @@ u32 set_ssid(const Call& call, const Vap& vap)
     }
     const auto mesh = read_mesh<MeshSwitch>(call, "enable");
     const bool is_mesh_off = mesh.view() == "0";
-    const Key key = is_mesh_off ? vap.key("ssid") : option_key("mesh", "ssid");
+    const Key key = is_mesh_off ? vap.key("ssid") : option_key(kMesh, "ssid");
     if (const u32 code = uci_write(key.c_str(), name.c_str())) {
         return code;
     }

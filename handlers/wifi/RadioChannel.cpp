@@ -151,7 +151,7 @@ i32 find_live_interface(const Call& call, const Radio& radio, i32& enable)
 
 u32 answer_channel(const Call& call, const Radio& radio)
 {
-    const bool is_mesh_on = uci_read_int(call, option_key("mesh", "enable").c_str()) == 1;
+    const bool is_mesh_on = uci_read_int(call, option_key(kMesh, "enable").c_str()) == 1;
     const i32 configured = uci_read_int(call, option_key(radio, "channel").c_str());
     const i32 radio_on = uci_read_int(call, option_key(radio, "radioOn").c_str());
     i32 enable = 0;

@@ -11,16 +11,16 @@
 namespace qsc::wifi
 {
 
-Key option_key(const char* section, const char* option)
+Key option_key(Section section, const char* option)
 {
     Key key;
-    key.append("mtkwireless.").append(section).append(".").append(option);
+    key.append(section).append(option);
     return key;
 }
 
 Key option_key(const Radio& radio, const char* option, i32 vap)
 {
-    Key key = option_key(radio.interface, option);
+    Key key = option_key(radio.section, option);
     if (vap > 0) {
         key.append_number(vap);
     }

@@ -19,8 +19,14 @@ using Key = Text<254>;
 
 inline constexpr i32 kVapsPerRadio = 8;
 
+/// What the keys of a section's options begin with.
+using Section = std::string_view;
+
+inline constexpr Section kMesh = "mtkwireless.mesh.";
+
 struct Radio {
-    const char* interface;  ///< the main one, which names the radio's section as well
+    Section section;
+    const char* interface;  ///< the main one
     const char* vap_prefix; ///< of its virtual access points' interfaces
     char station_option;    ///< what `qrnstainfo` calls it
     const char* path;       ///< in LowerLayers
@@ -28,12 +34,12 @@ struct Radio {
 
 /// 2.4 GHz, then 5 GHz.
 inline constexpr Radio kRadios[] = {
-    {"ra0", "ra", 'a', "Device.WiFi.Radio.1"},
-    {"rax0", "rax", 'b', "Device.WiFi.Radio.2"},
+    {"mtkwireless.ra0.", "ra0", "ra", 'a', "Device.WiFi.Radio.1"},
+    {"mtkwireless.rax0.", "rax0", "rax", 'b', "Device.WiFi.Radio.2"},
 };
 
-/// "mtkwireless.SECTION.OPTION", with a number behind it for options that each virtual access point has.
-[[nodiscard]] Key option_key(const char* section, const char* option);
+/// The key of an option, with a number behind it for options that each virtual access point has.
+[[nodiscard]] Key option_key(Section section, const char* option);
 [[nodiscard]] Key option_key(const Radio& radio, const char* option, i32 vap = 0);
 
 /// The interface of a radio's virtual access point, which is counted from 1.
