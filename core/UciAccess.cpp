@@ -51,8 +51,8 @@ bool uci_holds(const char* key, std::string_view text)
 
 i32 to_number(const char* text)
 {
-    // Most stored numbers are switches.
-    if (is_digit(text[0]) && text[1] == '\0') {
+    // Most are a single digit: a switch that is stored, an instance in a path.
+    if (is_digit(text[0]) && (text[1] == '\0' || text[1] == '.')) {
         return text[0] - '0';
     }
     return static_cast<i32>(std::clamp<long>(std::strtol(text, nullptr, 0), INT32_MIN, INT32_MAX));
