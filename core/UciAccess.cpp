@@ -43,10 +43,28 @@ u32 commit_all(json_object* list)
 
 } // namespace
 
+bool uci_is_missing(const char* key)
+{
+    // Asked again with room for any value that a device could hold; what is not written to costs no memory.
+    constexpr u32 kRoom = 1 << 20;
+    char* const value = static_cast<char*>(std::malloc(kRoom));
+    const bool is_missing = value != nullptr && QrnUci_GetString(key, value, kRoom) == EFAULT;
+    std::free(value);
+    return is_missing;
+}
+
 bool uci_holds(const char* key, std::string_view text)
 {
     ValueText value;
     return uci_peek(key, value) == 0 && value.view() == text;
+}
+
+u32 uci_compare(const char* key, std::string_view text, bool& is_equal)
+{
+    ValueText value;
+    const u32 code = uci_peek(key, value);
+    is_equal = code == 0 && value.view() == text;
+    return code == EFAULT ? 0 : code; // a value that is too long is another one
 }
 
 i32 to_number(const char* text)

@@ -25,8 +25,24 @@ u32 uci_peek(const char* key, Text<Longest, Size>& value)
     return code;
 }
 
+/// Whether there is no option of that name, asked after a read that failed with EFAULT: that code also stands
+/// for a value that is too long.
+[[nodiscard]] bool uci_is_missing(const char* key);
+
+/// Reads an option that is to be changed or compared: only a missing one is empty. Otherwise the code of the
+/// read; EFAULT: the value is too long.
+template <std::size_t Longest, std::size_t Size>
+[[nodiscard]] u32 uci_read_whole(const char* key, Text<Longest, Size>& value)
+{
+    const u32 code = uci_peek(key, value);
+    return code == EFAULT && uci_is_missing(key) ? 0 : code;
+}
+
 /// Whether an option holds exactly this text.
 [[nodiscard]] bool uci_holds(const char* key, std::string_view text);
+
+/// The same where "no" has consequences: a failure to read is none. @return the code of the read; 0: missing
+[[nodiscard]] u32 uci_compare(const char* key, std::string_view text, bool& is_equal);
 
 /// Reads an option for an answer: a missing one is logged as a warning and leaves the text empty.
 template <std::size_t Longest, std::size_t Size>

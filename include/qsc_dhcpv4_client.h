@@ -92,6 +92,7 @@ QSC_API uint32_t _Qsc_DhcpV4ClientSentOption_CheckExist(uint32_t instance, uint3
  *
  * @param[in] force  0: only if an option has changed since the last commit; otherwise marked or not
  * @retval 0 done, or nothing to do
+ * @retval 14 also: an option or the list of requested options is too long to be read whole; it stays as it is
  * @return otherwise the code of the configuration library
  */
 QSC_API uint32_t _Qsc_DhcpV4ClientSentOption_Update(uint32_t force);
@@ -114,8 +115,7 @@ QSC_API Qsc_HandlerFunction Qsc_DhcpV4Client_Commit;
  * @retval 0  done
  * @retval 22 no request, or not an object
  * @retval 14 "action" is missing, empty, too long, or holds a control character or one of `;|&{}$<>; also:
- * the script could not be run
- * @return otherwise the script's exit code
+ * the script could not be run, or its exit code is not 0
  */
 QSC_API uint32_t Qsc_DhcpV4Client_Service(const char *path, struct json_object *request);
 

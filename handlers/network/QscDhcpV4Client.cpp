@@ -45,7 +45,11 @@ u32 client_broadcast(const Call& call)
     };
     const auto set = [&]() -> u32 {
         ValueText value; // without DHCP there is nothing to broadcast, whatever was sent
-        if (uci_holds("network.wan.proto", "dhcp")) {
+        bool is_dhcp = false;
+        if (const u32 code = uci_compare("network.wan.proto", "dhcp", is_dhcp)) {
+            return code;
+        }
+        if (is_dhcp) {
             if (const u32 code = take_value(call, value)) {
                 return code;
             }

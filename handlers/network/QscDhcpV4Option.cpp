@@ -124,12 +124,11 @@ constexpr Field kValue{&Slot::input, "value", false};
 constexpr Field kEnable{&Slot::enable, "enable", true};
 constexpr Field kValueString{&Slot::instr, "value string", false};
 
-/// Stores a changed value and marks the slot.
+/// Stores a changed value and marks the slot. What cannot be read is not known to be the same.
 u32 store(const Slot& slot, const char* key, const OptionText& value)
 {
     OptionText stored;
-    (void)uci_peek(key, stored);
-    if (stored.view() == value.view()) {
+    if (uci_read_whole(key, stored) == 0 && stored.view() == value.view()) {
         return 0;
     }
     if (const u32 code = uci_write(key, value.c_str())) {
@@ -165,22 +164,31 @@ u32 option_field(const Call& call, Object object, const Field& field)
     });
 }
 
+using Output = Text<1022>;
+
 /// The value in the form that the DHCP client sends.
-void encode(const Slot& slot, Text<1022>& output)
+u32 encode(const Slot& slot, Output& output)
 {
-    OptionText text;
-    if (uci_holds(slot.outputtype, "string")) {
-        (void)uci_peek(slot.instr, output);
-    } else if (uci_holds(slot.outputtype, "hex")) {
-        (void)uci_peek(slot.instr, text);
-        (void)output.fill([&](char* digits, std::size_t size) {
-            return BaCL_Binary2HexString(digits, static_cast<int32_t>(size),
-                                         reinterpret_cast<const uint8_t*>(text.c_str()),
-                                         static_cast<int32_t>(text.view().size()));
-        });
-    } else {
-        (void)uci_peek(slot.input, output);
+    bool is_string = false;
+    bool is_hex = false;
+    if (const u32 code = uci_compare(slot.outputtype, "string", is_string)) {
+        return code;
     }
+    if (const u32 code = uci_compare(slot.outputtype, "hex", is_hex)) {
+        return code;
+    }
+    if (!is_hex) {
+        return uci_read_whole(is_string ? slot.instr : slot.input, output);
+    }
+    OptionText text;
+    if (const u32 code = uci_read_whole(slot.instr, text)) {
+        return code;
+    }
+    return output.fill([&](char* digits, std::size_t size) {
+        return BaCL_Binary2HexString(digits, static_cast<int32_t>(size),
+                                     reinterpret_cast<const uint8_t*>(text.c_str()),
+                                     static_cast<int32_t>(text.view().size()));
+    });
 }
 
 /// Puts a tag into the list of requested options or takes it out; the order of the others stays.
@@ -188,7 +196,10 @@ u32 request_tag(std::string_view tag, bool is_wanted)
 {
     Text<2046> tags;
     Text<2046> changed;
-    (void)uci_peek(kRequestedTags, tags);
+    if (const u32 code = uci_read_whole(kRequestedTags, tags)) {
+        QSC_LOG(kLogError, "%s not read whole, error %d\n", kRequestedTags, static_cast<i32>(code));
+        return code;
+    }
     const auto add = [&](std::string_view one) {
         changed.append(changed.view().empty() ? "" : " ").append(one);
     };
@@ -213,15 +224,36 @@ u32 request_tag(std::string_view tag, bool is_wanted)
 
 u32 update_target(const Slot& slot)
 {
-    const bool is_enabled = uci_holds(slot.enable, "1");
+    bool is_enabled = false;
+    if (const u32 code = uci_compare(slot.enable, "1", is_enabled)) {
+        return code;
+    }
     if (slot.target == nullptr) {
         return request_tag(slot.tag, is_enabled);
     }
-    Text<1022> output;
+    Output output;
     if (is_enabled) {
-        encode(slot, output);
+        if (const u32 code = encode(slot, output)) {
+            return code;
+        }
     }
     return uci_write(slot.target, output.c_str());
+}
+
+/// Brings one slot's target in line with it, if it is marked.
+u32 update_slot(const Slot& slot, bool is_forced)
+{
+    bool is_marked = is_forced;
+    if (!is_forced) {
+        if (const u32 code = uci_compare(slot.update, "1", is_marked)) {
+            return code;
+        }
+    }
+    if (!is_marked) {
+        return 0;
+    }
+    const u32 code = update_target(slot);
+    return code != 0 ? code : uci_write(slot.update, "0");
 }
 
 u32 update(Object object, bool is_forced)
@@ -230,13 +262,8 @@ u32 update(Object object, bool is_forced)
         return 0;
     }
     for (const Slot& slot : kSlots) {
-        if (slot.object != object || !(is_forced || uci_holds(slot.update, "1"))) {
-            continue;
-        }
-        if (const u32 code = update_target(slot)) {
-            return code;
-        }
-        if (const u32 code = uci_write(slot.update, "0")) {
+        const u32 code = slot.object == object ? update_slot(slot, is_forced) : 0;
+        if (code != 0) {
             return code;
         }
     }

@@ -38,12 +38,13 @@ bool find_zone(Visit visit)
     return false;
 }
 
-bool read_interface(u32 zone, u32 index, ZoneText& interface)
+/// EFAULT: there is none; the list ends before it.
+u32 read_interface(u32 zone, u32 index, ZoneText& interface)
 {
     const ZoneText key = zone_key(zone, "iface");
-    return index < kMost && interface.fill([&](char* buffer, std::size_t size) {
+    return index >= kMost ? u32{EFAULT} : interface.fill([&](char* buffer, std::size_t size) {
         return QrnUci_GetListItem(key.c_str(), index, buffer, static_cast<u32>(size));
-    }) == 0;
+    });
 }
 
 /// The place of an interface in a zone; the number of interfaces: it is not there.
@@ -52,7 +53,7 @@ u32 find_interface(u32 zone, std::string_view wanted, bool& is_there)
     ZoneText interface;
     u32 index = 0;
     is_there = false;
-    while (!is_there && read_interface(zone, index, interface)) {
+    while (!is_there && read_interface(zone, index, interface) == 0) {
         is_there = interface.view() == wanted;
         index += is_there ? 0 : 1;
     }
@@ -68,12 +69,15 @@ u32 write_interface(u32 zone, u32 index, const char* interface)
 u32 take_out(u32 zone, u32 index)
 {
     ZoneText next;
-    for (; read_interface(zone, index + 1, next); ++index) {
-        if (const u32 code = write_interface(zone, index, next.c_str())) {
-            return code;
+    for (;; ++index) {
+        const u32 code = read_interface(zone, index + 1, next);
+        if (code != 0) {
+            return code == EFAULT ? write_interface(zone, index, "") : code;
+        }
+        if (const u32 written = write_interface(zone, index, next.c_str())) {
+            return written;
         }
     }
-    return write_interface(zone, index, "");
 }
 
 } // namespace

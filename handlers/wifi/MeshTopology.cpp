@@ -58,7 +58,7 @@ u32 find_mesh_name(const Call& call, json_object* dump, WifiText& name)
     if (networks == nullptr) {
         return EFAULT;
     }
-    json_object* const network = element_of(networks, 1); // the first is the backhaul
+    json_object* const network = element_of(networks, 1); // the second entry has the name
     if (network == nullptr) {
         QSC_LOG_CALL(call, kLogError, "Can't get Index form mesh info\n");
         return EFAULT;

@@ -231,6 +231,63 @@ TEST_F(DhcpV4Client, CommitBringsTheTargetsInLine)
                                      "set network.wan.clientid=617A", "set qrndhcpopts.sent61.update=0"}));
 }
 
+TEST_F(DhcpV4Client, WhatCannotBeReadWholeIsNotWritten)
+{
+    const struct {
+        const char* key;  // what cannot be read ...
+        uint32_t failure; // ... and why; 0: it is too long
+        const char* option;
+    } cases[] = {
+        {"network.wan.reqopts", 0, "ReqOption.1"},
+        {"network.wan.reqopts", 5, "ReqOption.1"},
+        {"qrndhcpopts.req43.enable", 5, "ReqOption.1"},
+        {"qrndhcpopts.req43.update", 5, "ReqOption.1"},
+        {"qrndhcpopts.sent61.outputtype", 5, "SentOption.2"},
+        {"qrndhcpopts.sent61.input", 5, "SentOption.2"},
+        {"qrndhcpopts.sent61.input", 0, "SentOption.2"},
+    };
+    for (const auto& [key, failure, option] : cases) {
+        outside() = Outside{};
+        outside().uci["network.wan.clientid"] = "kept";
+        EXPECT_EQ(
+            send(std::string{"Device.DHCPv4.Client.1."} + option, kSet, R"({"Enable":{"ParamValue":"1"}})")
+                .substr(0, 2),
+            "0 ");
+        if (failure != 0) {
+            outside().uci_codes[std::string{"get "} + key] = failure;
+        } else {
+            outside().uci[key] = std::string(2099, '7');
+        }
+        outside().done.clear();
+        EXPECT_EQ(send("Device.DHCPv4.Client.1", kCommit, "{}").substr(0, 2), failure != 0 ? "5 " : "14")
+            << key;
+        EXPECT_EQ(outside().done, Lines{"sync"}) << key;
+    }
+}
+
+TEST_F(DhcpV4Client, OnlyAMissingOptionEqualsTheEmptyValue)
+{
+    constexpr const char* kKey = "qrndhcpopts.sent60.input";
+    const auto set_empty = [&] {
+        outside().done.clear();
+        EXPECT_EQ(send(std::string{kSent} + "1", kSet, R"({"Value":{"ParamValue":""}})").substr(0, 2), "0 ");
+        return outside().done;
+    };
+    const Lines written{"set qrndhcpopts.sent60.input=", "set qrndhcpopts.sent60.update=1"};
+    EXPECT_EQ(set_empty(), Lines{}) << "missing";
+    outside().uci[kKey] = std::string(600, 'v');
+    EXPECT_EQ(set_empty(), written) << "too long";
+    outside().uci[kKey] = "";
+    EXPECT_EQ(set_empty(), Lines{}) << "empty";
+    outside().uci_codes[std::string{"get "} + kKey] = 5;
+    EXPECT_EQ(set_empty(), written) << "not to be read";
+    // Whether there is DHCP at all decides what a broadcast flag is worth.
+    outside().uci_codes["get network.wan.proto"] = 5;
+    outside().done.clear();
+    EXPECT_EQ(call(Qsc_DhcpV4Client_Do_Broadcast, kSet, R"({"ParamValue":"1"})").substr(0, 2), "5 ");
+    EXPECT_EQ(outside().done, Lines{});
+}
+
 TEST_F(DhcpV4Client, ExistenceIsAskedOfTheConfiguration)
 {
     constexpr const char* kCommand = "/sbin/uci -q get network.wan";

@@ -60,4 +60,9 @@ TEST_F(NetworkZone, MovesAnInterface)
     outside().uci_codes["set qrnnetworkzone.@zone[2].iface[1]"] = 5;
     EXPECT_EQ(QscSwitchIfaceNetworkZone("ra2", "empty"), 5u);
     EXPECT_EQ(zone_of("ra2"), "guest");
+
+    outside().done.clear();
+    outside().uci_codes = {{"get qrnnetworkzone.@zone[0].iface[1]", 5}};
+    EXPECT_EQ(QscSwitchIfaceNetworkZone("ra1", "empty"), 5u);
+    EXPECT_EQ(outside().done, Lines{"set qrnnetworkzone.@zone[2].iface[1]=ra1"}) << "none behind it is lost";
 }

@@ -36,12 +36,17 @@ std::string format(const char* text, va_list arguments)
     return result;
 }
 
-uint32_t code_of(const std::string& step)
+uint32_t failure_of(const std::string& step)
 {
-    test::outside().done.push_back(step);
     const auto& codes = test::outside().uci_codes;
     const auto found = codes.find(step.substr(0, step.find('=')));
     return found == codes.end() ? 0 : found->second;
+}
+
+uint32_t code_of(const std::string& step)
+{
+    test::outside().done.push_back(step);
+    return failure_of(step);
 }
 
 int status_of(const std::string& command)
@@ -273,6 +278,9 @@ uint32_t QrnUci_Close(void)
 uint32_t QrnUci_GetString(const char* key, char* buffer, uint32_t size)
 {
     outside().read.emplace_back(key);
+    if (const uint32_t code = failure_of(std::string{"get "} + key)) {
+        return code;
+    }
     const auto found = outside().uci.find(key);
     if (found == outside().uci.end() || found->second.size() >= size) {
         return EFAULT;

@@ -38,11 +38,11 @@ struct Outside {
     std::vector<LogLine> logs;
     Lines events;
 
-    std::map<std::string, std::string> uci;    ///< what the configuration library answers
-    std::map<std::string, uint32_t> uci_codes; ///< failures of set and commit, by "set KEY", "commit PACKAGE"
-    std::map<std::string, std::string> outputs;        ///< what a command prints
-    std::map<std::string, int> wait_statuses;          ///< how a command ends; -1: it cannot be started
-    std::size_t pipe_memory = 0;                       ///< of the pipe that was closed last; 1: its own
+    std::map<std::string, std::string> uci;     ///< what the configuration library answers
+    std::map<std::string, uint32_t> uci_codes;  ///< its failures, by "get KEY", "set KEY", "commit PACKAGE"
+    std::map<std::string, std::string> outputs; ///< what a command prints
+    std::map<std::string, int> wait_statuses;   ///< how a command ends; -1: it cannot be started
+    std::size_t pipe_memory = 0;                ///< of the pipe that was closed last; 1: its own
     std::function<void(const std::string&)> on_system; ///< does what a command of system() would do
     int zlog_init_result = 0;
     bool zlog_has_category = true;
