@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-// Owns an open file descriptor; writing to one.
+// Owns an open file descriptor; opening files and writing to them.
 #pragma once
 
 #include <cerrno>
 #include <string_view>
 #include <utility>
 
+#include <sys/types.h>
 #include <unistd.h>
 
 namespace qsc
@@ -40,6 +41,25 @@ class FileDescriptor
   private:
     int descriptor_;
 };
+
+/// While it lives, nothing that this library or libc opens gets one of the descriptors 0 to 2, also where the
+/// host has closed them. Otherwise a file or a socket could end up there, and whatever the host or a library
+/// prints to standard error would be written into it. Needed around calls that open something on their own
+/// (popen, syslog, ...); files of ours are opened with open_file().
+class StdioReserve
+{
+  public:
+    StdioReserve();
+    StdioReserve(const StdioReserve&) = delete;
+    StdioReserve& operator=(const StdioReserve&) = delete;
+    ~StdioReserve();
+
+  private:
+    bool is_needed_;
+};
+
+/// open() with O_CLOEXEC and O_NOCTTY, and never below descriptor 3. Not open: errno says why.
+[[nodiscard]] FileDescriptor open_file(const char* path, int flags, mode_t mode = 0);
 
 /// Writes everything; false: it could not, and errno says why.
 [[nodiscard]] inline bool write_all(int descriptor, std::string_view text)

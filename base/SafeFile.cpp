@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "base/SafeFile.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "base/FileDescriptor.h"
+
+namespace qsc
+{
+
+namespace
+{
+
+u32 error_code()
+{
+    return static_cast<u32>(errno);
+}
+
+} // namespace
+
+u32 read_safe_file(const char* path, FileText& text, std::size_t limit)
+{
+    // Not blocking, because opening a pipe would wait for its writer.
+    const FileDescriptor file = open_file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    struct stat status = {};
+    if (!file.is_open() || fstat(file.get(), &status) != 0) {
+        return error_code();
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return EINVAL;
+    }
+    if (status.st_size > static_cast<off_t>(limit)) {
+        return EFBIG;
+    }
+    // The size is only where to begin: kernel files say 0, and others may be written to meanwhile. One byte
+    // more than there is, so that the end is seen without asking for more memory.
+    FileText read_so_far;
+    std::size_t room = std::max<std::size_t>(static_cast<std::size_t>(status.st_size), 255) + 1;
+    for (;; room *= 2) {
+        room = std::min(room, limit + 1);
+        auto* const memory = static_cast<char*>(std::realloc(read_so_far.text_.get(), room + 1));
+        if (memory == nullptr) {
+            return ENOMEM;
+        }
+        (void)read_so_far.text_.release();
+        read_so_far.text_.reset(memory);
+        while (read_so_far.size_ < room) {
+            const ssize_t count = read(file.get(), memory + read_so_far.size_, room - read_so_far.size_);
+            if (count < 0 && errno == EINTR) {
+                continue;
+            }
+            if (count < 0) {
+                return error_code();
+            }
+            if (count == 0) {
+                memory[read_so_far.size_] = '\0';
+                text = std::move(read_so_far);
+                return 0;
+            }
+            read_so_far.size_ += static_cast<std::size_t>(count);
+        }
+        if (read_so_far.size_ > limit) {
+            return EFBIG;
+        }
+    }
+}
+
+} // namespace qsc

@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "base/SafeFile.h"
+
+#include <cerrno>
+#include <string>
+#include <thread>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "base/FileDescriptor.h"
+#include "support/TemporaryFolder.h"
+
+using namespace test;
+
+class SafeFile : public testing::Test
+{
+  protected:
+    /// Runs a check in a child that has closed its standard streams; true: it held.
+    template <typename Check>
+    static bool holds_without_stdio(Check check)
+    {
+        const pid_t child = fork();
+        if (child == 0) {
+            close(STDIN_FILENO);
+            close(STDOUT_FILENO);
+            close(STDERR_FILENO);
+            _exit(check() ? 0 : 1);
+        }
+        int status = -1;
+        return waitpid(child, &status, 0) == child && status == 0;
+    }
+
+    static bool is_stdio_closed()
+    {
+        return fcntl(STDIN_FILENO, F_GETFD) < 0 && fcntl(STDOUT_FILENO, F_GETFD) < 0 &&
+               fcntl(STDERR_FILENO, F_GETFD) < 0;
+    }
+
+    TemporaryFolder folder_;
+};
+
+TEST_F(SafeFile, WholeContentUpToTheLimit)
+{
+    const std::string path = folder_ / "file";
+    for (const size_t size : {0u, 1u, 255u, 256u, 4097u, 1024u * 1024u}) {
+        std::string content(size, 'x');
+        if (size != 0) {
+            content.back() = '\0';
+        }
+        write_file(path, content);
+        qsc::FileText text;
+        ASSERT_EQ(qsc::read_safe_file(path.c_str(), text), 0u) << size;
+        EXPECT_EQ(text.view(), content);
+        EXPECT_EQ(text.c_str()[size], '\0');
+    }
+    qsc::FileText text;
+    write_file(path, "12345");
+    EXPECT_EQ(qsc::read_safe_file(path.c_str(), text, 5), 0u);
+    EXPECT_EQ(qsc::read_safe_file(path.c_str(), text, 4), uint32_t{EFBIG});
+    EXPECT_EQ(text.view(), "12345") << "a failure leaves the text alone";
+    EXPECT_EQ(qsc::read_safe_file("/proc/self/status", text), 0u) << "whose size is said to be 0";
+    EXPECT_EQ(text.view().substr(0, 5), "Name:");
+    EXPECT_EQ(qsc::read_safe_file("/proc/self/status", text, 100), uint32_t{EFBIG});
+}
+
+TEST_F(SafeFile, NothingButRegularFiles)
+{
+    write_file(folder_ / "file", "secret");
+    ASSERT_EQ(symlink((folder_ / "file").c_str(), (folder_ / "link").c_str()), 0);
+    ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
+    const struct {
+        std::string path;
+        int code;
+    } cases[] = {
+        {folder_ / "link", ELOOP}, {folder_ / "pipe", EINVAL}, {folder_ / "", EINVAL},
+        {"/dev/zero", EINVAL},     {folder_ / "none", ENOENT},
+    };
+    for (const auto& [path, code] : cases) {
+        qsc::FileText text;
+        EXPECT_EQ(qsc::read_safe_file(path.c_str(), text), static_cast<uint32_t>(code)) << path;
+        EXPECT_EQ(text.view(), "");
+    }
+}
+
+TEST_F(SafeFile, NoFileBecomesAStandardStream)
+{
+    const std::string path = folder_ / "file";
+    for (const int access : {O_RDONLY | O_CREAT, O_RDWR}) {
+        EXPECT_TRUE(holds_without_stdio([&] {
+            const qsc::FileDescriptor file = qsc::open_file(path.c_str(), access, 0600);
+            return file.get() > STDERR_FILENO && (fcntl(file.get(), F_GETFD) & FD_CLOEXEC) != 0 &&
+                   is_stdio_closed();
+        })) << access;
+    }
+    EXPECT_TRUE(
+        holds_without_stdio([&] { return qsc::open_file("/none", O_RDWR).get() < 0 && errno == ENOENT; }));
+}
+
+// Each thread must see that the streams are closed, also while they look open because of another thread.
+TEST_F(SafeFile, ThreadsThatOpenAtOnceKeepOffTheStandardStreams)
+{
+    EXPECT_TRUE(holds_without_stdio([] {
+        std::atomic<bool> ok = true;
+        const auto open_often = [&ok] {
+            for (int i = 0; i < 2000; ++i) {
+                const qsc::StdioReserve reserve;
+                const int descriptor = open("/dev/null", O_WRONLY | O_CLOEXEC);
+                ok = ok && descriptor > STDERR_FILENO;
+                close(descriptor);
+            }
+        };
+        std::thread other{open_often};
+        open_often();
+        other.join();
+        return ok && is_stdio_closed();
+    }));
+}
