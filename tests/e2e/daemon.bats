@@ -72,7 +72,7 @@ qscd ended with 0"
 
 @test "a second daemon of the same key is refused, a queue left behind is taken over" {
     run with_daemon 'qscd'
-    [[ $output == *"is another qscd running? Give this one another --key."* ]]
+    [[ $output == *"a qscd is running as process "*"; give this one another --key"* ]]
     run with_daemon 'kill -9 $daemon; wait $daemon; qscd >/tmp/second & second=$!
         until grep -qs queue /tmp/second || ! kill -0 $second; do sleep 0.02; done
         qsc --queue 0x51534344 get Device.X_QRN_RemoteLog Port; kill $second; wait $second; echo "then $?"'

@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "bacl.h"
 #include "qscbase.h"
 #include "support/TemporaryFolder.h"
 
@@ -25,7 +26,8 @@ class Daemon : public testing::Test
         if (pid_ == 0) {
             dup2(out[1], STDOUT_FILENO);
             dup2(open(log_path().c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-            execl(QSC_DAEMON, QSC_DAEMON, "--key", key_.c_str(), "--patience", patience_, "-v", nullptr);
+            execl(QSC_DAEMON, QSC_DAEMON, "--key", key_.c_str(), "--folder", (folder_ / "").c_str(),
+                  "--patience", patience_, "-v", nullptr);
             _exit(127);
         }
         close(out[1]);
@@ -46,6 +48,17 @@ class Daemon : public testing::Test
         int status = -1;
         waitpid(pid_, &status, 0);
         return status;
+    }
+
+    /// Puts a message into the queue as it is, whatever its header says.
+    void send_raw(long type, const std::string& text)
+    {
+        struct {
+            long type;
+            char text[8000];
+        } message{type, {}};
+        text.copy(message.text, sizeof message.text);
+        ASSERT_EQ(msgsnd(static_cast<int>(queue_), &message, text.size(), 0), 0);
     }
 
     std::string log_path() { return folder_ / "log"; }
@@ -90,7 +103,7 @@ TEST_F(Daemon, AnswersUnderTheTypeThatTheSenderChose)
         R"({"Path":"Nowhere","Request":{},"MsgHeader":{"MainOper":1,"Owner":4294967295,"SubOper":0,"Flag":22},"Error":"there is no such path"})");
 }
 
-TEST_F(Daemon, MalformedMessagesAreDumpedAndDropped)
+TEST_F(Daemon, MalformedMessagesAreDroppedAndNobodyReadsThemInALog)
 {
     const struct {
         std::string payload;
@@ -100,6 +113,7 @@ TEST_F(Daemon, MalformedMessagesAreDumpedAndDropped)
         {"", 77, 1},
         {"{", 77, 1},
         {"[]", 77, 1},
+        {R"({"Password":"hunter2")", 77, 1},
         {std::string{kGood} + "x", 77, 1},
         {std::string(4096, '['), 77, 1},
         {kGood, 0, 1},
@@ -121,9 +135,52 @@ TEST_F(Daemon, MalformedMessagesAreDumpedAndDropped)
     EXPECT_EQ(QSCBase_Receive_NB(queue_, -77, std::string(4120, '\0').data(), 4120, 1, 0), 42u)
         << "none was answered";
     EXPECT_EQ(stop(), 0);
-    EXPECT_NE(log().find("ended after 1 requests, 15 dropped"), std::string::npos) << log();
-    EXPECT_NE(log().find("malformed message"), std::string::npos);
+    EXPECT_NE(log().find("ended after 1 requests, 16 dropped"), std::string::npos) << log();
+    EXPECT_EQ(log().find("hunter2"), std::string::npos) << log();
+    EXPECT_EQ(log().find("68 75 6e 74"), std::string::npos) << "not as a dump either";
     SetUp();
+}
+
+TEST_F(Daemon, MessagesThatAreTooLongOrTooOldAreDropped)
+{
+    send_raw(1, std::string(5000, '['));
+    std::string old(16, '\0');
+    const uint32_t sent = BaCL_GetTimestampSec() - 61;
+    memcpy(old.data(), &sent, sizeof sent);
+    old[4] = 77;
+    old[12] = static_cast<char>(std::strlen(kGood));
+    old[14] = 1;
+    send_raw(1, old + kGood);
+    ASSERT_EQ(send(kGood, 78), 0u);
+    EXPECT_EQ(receive(78).substr(0, 16), R"({"Path":"syslog")") << "it goes on";
+    EXPECT_EQ(QSCBase_Receive_NB(queue_, -77, std::string(4120, '\0').data(), 4120, 1, 0), 42u);
+    EXPECT_EQ(stop(), 0);
+    EXPECT_NE(log().find("ended after 1 requests, 2 dropped"), std::string::npos) << log();
+    SetUp();
+}
+
+TEST_F(Daemon, AQueueThatSomebodyRemovesIsAFailure)
+{
+    ASSERT_EQ(msgctl(static_cast<int>(queue_), IPC_RMID, nullptr), 0);
+    int status = -1;
+    waitpid(pid_, &status, 0);
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_NE(log().find("cannot be used any more"), std::string::npos) << log();
+    SetUp();
+}
+
+TEST_F(Daemon, ASecondOneIsToldTheProcessOfTheFirst)
+{
+    const std::string command =
+        QSC_DAEMON " --key " + key_ + " --folder " + (folder_ / "") + " 2>&1; echo $?";
+    FILE* const pipe = popen(command.c_str(), "r");
+    char said[512] = {};
+    fread(said, 1, sizeof said - 1, pipe);
+    pclose(pipe);
+    EXPECT_NE(std::string{said}.find("a qscd is running as process " + std::to_string(pid_) + ";"),
+              std::string::npos)
+        << said;
+    EXPECT_NE(std::string{said}.find("\n1\n"), std::string::npos);
 }
 
 TEST_F(Daemon, AnswersThatNobodyTakesAreThrownAway)
@@ -133,6 +190,8 @@ TEST_F(Daemon, AnswersThatNobodyTakesAreThrownAway)
     SetUp();
     ASSERT_EQ(send(kGood, 500), 0u);
     ASSERT_EQ(send(kGood, 501), 0u);
+    send_raw(502, "of nobody we know");
+    send_raw(503, std::string(5000, 'x'));
     msqid_ds status{};
     do {
         usleep(1000);
@@ -151,4 +210,63 @@ TEST_F(Daemon, DeadSendersDoNotBlockIt)
     EXPECT_EQ(receive().substr(0, 16), R"({"Path":"syslog")");
     EXPECT_EQ(receive(1000).substr(0, 8), R"({"Path":)") << "what found room is still there";
     EXPECT_NE(log().find("could not be sent"), std::string::npos) << log();
+}
+
+/// The command line against a queue that is not as it should be.
+class Client : public testing::Test
+{
+  protected:
+    Client() : queue_(msgget(IPC_PRIVATE, 0600)) {}
+    ~Client() override { msgctl(queue_, IPC_RMID, nullptr); }
+
+    FILE* run()
+    {
+        return popen((QSC_PROGRAM " --queue " + std::to_string(queue_) + " get syslog level 2>&1").c_str(),
+                     "r");
+    }
+
+    static std::string output_of(FILE* pipe)
+    {
+        char text[512] = {};
+        fread(text, 1, sizeof text - 1, pipe);
+        pclose(pipe);
+        return text;
+    }
+
+    const int queue_;
+};
+
+TEST_F(Client, TakesOnlyTheAnswerWithItsOwnNumber)
+{
+    FILE* const pipe = run();
+    char request[4121] = {};
+    ASSERT_EQ(QSCBase_Receive(static_cast<uint32_t>(queue_), 0, 1, request, 4120), 0u);
+    uint32_t type = 0;
+    memcpy(&type, request + 12, sizeof type);
+    const std::string root = request + 24;
+    const size_t number = root.find(R"("Number":)");
+    ASSERT_NE(number, std::string::npos) << root;
+    const auto answer = [&](const char* level, std::string own) {
+        const std::string text = R"({"Request":{"level":{"ParamId":0,"ParamValue":)" + std::string{level} +
+                                 "}}," + own + R"("MsgHeader":{"Flag":0}})";
+        QSCBase_Send(static_cast<uint32_t>(queue_), 0, type, 0, text.data(),
+                     static_cast<uint16_t>(text.size()), 2);
+    };
+    answer("1", "");
+    answer("2", R"("Number":7,)");
+    answer("3", root.substr(number, root.find(',', number) - number + 1));
+    EXPECT_EQ(output_of(pipe), "level = 3\n");
+}
+
+TEST_F(Client, SendsNothingToAQueueOfSomebodyElse)
+{
+    msqid_ds status{};
+    msgctl(queue_, IPC_STAT, &status);
+    status.msg_perm.uid = 4242;
+    if (geteuid() != 0 || msgctl(queue_, IPC_SET, &status) != 0) {
+        GTEST_SKIP() << "only root gives a queue away";
+    }
+    EXPECT_NE(output_of(run()).find("who is neither root nor you: nothing was sent"), std::string::npos);
+    msgctl(queue_, IPC_STAT, &status);
+    EXPECT_EQ(status.msg_qnum, 0u);
 }

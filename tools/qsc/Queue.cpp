@@ -10,6 +10,7 @@
 #include <sys/msg.h>
 #include <unistd.h>
 
+#include "include/bacl.h"
 #include "include/qsyscmdhal.h"
 #include "tools/qsc/Lookup.h"
 #include "tools/qsc/Report.h"
@@ -50,12 +51,26 @@ class Alarm
     struct sigaction before_ = {};
 };
 
-/// Nobody else waits for answers of this type: it is our process, marked apart from the daemon's own type.
-u32 answer_type()
-{
-    return queue::kFirstAnswerType +
-           static_cast<u32>(getpid()) % (queue::kLastAnswerType - queue::kFirstAnswerType);
-}
+/// What makes an answer ours: a type that nobody else guesses, and a number that comes back in it.
+struct Mark {
+    u32 type;
+    i64 number;
+
+    [[nodiscard]] static Mark make()
+    {
+        u64 random[2] = {static_cast<u64>(getpid()), BaCL_GetTimestampMSHQ()};
+        (void)getentropy(random, sizeof random);
+        return {queue::kFirstAnswerType +
+                    static_cast<u32>(random[0] % (queue::kLastAnswerType - queue::kFirstAnswerType)),
+                static_cast<i64>(random[1] >> 1)};
+    }
+
+    [[nodiscard]] bool is_on(json_object* root) const
+    {
+        json_object* const member = queue::member_of(root, queue::kNumber);
+        return json_object_is_type(member, json_type_int) != 0 && json_object_get_int64(member) == number;
+    }
+};
 
 /// Adds a member that the object then owns; false: no memory.
 bool add(json_object* object, const char* name, json_object* member)
@@ -73,11 +88,36 @@ bool say(const char* step, u32 code)
     return false;
 }
 
-/// Receives the answer, past those that an earlier process of our number has left.
-u32 receive_answer(u32 queue, queue::Received& answer)
+/// Receives our answer, past what others have sent under its type.
+u32 receive_answer(u32 queue, const Mark& mark, queue::Received& message, JsonRef& answer)
 {
     const Alarm alarm{kPatienceSeconds};
-    return answer.receive(queue, answer_type());
+    for (;;) {
+        const u32 code = message.receive(queue, mark.type);
+        if (code != 0 && code != E2BIG) {
+            return code;
+        }
+        answer = code == 0 ? message.parse() : nullptr;
+        if (mark.is_on(answer.get())) {
+            return 0;
+        }
+    }
+}
+
+/// A queue of somebody else's would get our requests, passwords and all, and answer what it likes.
+bool is_trusted(u32 queue)
+{
+    msqid_ds status{};
+    if (msgctl(static_cast<int>(queue), IPC_STAT, &status) != 0) {
+        return say("the request could not be sent", static_cast<u32>(errno));
+    }
+    const auto is_ours = [](uid_t user) { return user == 0 || user == geteuid(); };
+    if (!is_ours(status.msg_perm.uid) || !is_ours(status.msg_perm.cuid)) {
+        failure("queue %u belongs to user %u, who is neither root nor you: nothing was sent", queue,
+                static_cast<unsigned>(status.msg_perm.cuid));
+        return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -105,31 +145,33 @@ bool dispatch_by_queue(const Options& options, const char* path, u32 operation, 
                        u32& code)
 {
     const JsonRef root{json_object_new_object()};
+    const Mark mark = Mark::make();
     queue::Payload payload;
-    if (root == nullptr || !add(root.get(), queue::kPath, json_object_new_string(path)) ||
+    if (!is_trusted(options.queue)) {
+        return false;
+    }
+    if (root == nullptr || !add(root.get(), queue::kNumber, json_object_new_int64(mark.number)) ||
+        !add(root.get(), queue::kPath, json_object_new_string(path)) ||
         !add(root.get(), queue::kRequest, json_object_get(object)) ||
         !payload.write(root.get(), operation, options.commander, 0)) {
         failure("the request is too long for a message of %u bytes", QSCBASE_PAYLOAD_MAX);
         return false;
     }
-    queue::Received answer;
-    while (answer.receive(options.queue, answer_type(), IPC_NOWAIT) == 0) {
-    }
     {
         const Alarm alarm{kPatienceSeconds};
-        const u32 sent = QSCBase_Send(options.queue, 0, queue::kRequestType, answer_type(), payload.data(),
+        const u32 sent = QSCBase_Send(options.queue, 0, queue::kRequestType, mark.type, payload.data(),
                                       static_cast<u16>(payload.length()), queue::kRequestKind);
         if (sent != 0) {
             return say("the request could not be sent", sent);
         }
     }
-    if (const u32 received = receive_answer(options.queue, answer)) {
+    queue::Received answer;
+    JsonRef answered;
+    if (const u32 received = receive_answer(options.queue, mark, answer, answered)) {
         return say("the answer could not be received", received);
     }
-    const JsonRef answered = answer.parse();
     json_object* const header = queue::member_of(answered.get(), queue::kHeader);
-    if (answered == nullptr || answer.kind() != queue::kAnswerKind ||
-        !queue::read_number(header, queue::kCode, code)) {
+    if (answer.kind() != queue::kAnswerKind || !queue::read_number(header, queue::kCode, code)) {
         failure("the answer is malformed; is that the queue of a qscd?");
         return false;
     }

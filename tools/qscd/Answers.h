@@ -3,11 +3,8 @@
 // they would fill the queue in time and block everybody.
 #pragma once
 
-#include <array>
-
-#include <pthread.h>
-
 #include "base/Types.h"
+#include "tools/queue/Payload.h"
 
 namespace qscd
 {
@@ -19,22 +16,15 @@ class Answers
   public:
     explicit Answers(u32 patience_seconds) : patience_(patience_seconds) {}
 
-    /// Notes that an answer of this type was sent.
-    void note(u32 type);
-
-    /// Takes out of the queue what has waited too long. @return how many answers that were
+    /// Takes out of the queue what has waited too long, whoever put it there. @return how many messages
     u32 expire(u32 queue);
 
   private:
-    struct Waiting {
-        u32 type;
-        u32 since; ///< monotonic seconds
-    };
+    [[nodiscard]] bool put_back(u32 queue);
 
     const u32 patience_;
-    pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
-    std::array<Waiting, 256> waiting_{}; ///< type 0: free
-    std::size_t next_ = 0;
+    qsc::queue::Received message_;
+    bool is_held_ = false; ///< message_ is to go back, but the queue was full
 };
 
 } // namespace qscd

@@ -32,14 +32,19 @@ namespace
 constexpr const char* kModule = "qscd";
 constexpr u32 kStartLimitMs = 5000;
 
+/// Whoever sent a request that is older than this has given up on it.
+constexpr u32 kOldestRequest = 60;
+
 /// The queue that a signal removes: whoever waits for a message, here or in a client, then learns it at once.
 /// The programs that a request starts have their signals as they should be, which a blocked signal would not
 /// give.
 volatile std::sig_atomic_t g_queue = -1;
+volatile std::sig_atomic_t g_is_ended = 0;
 
 void end(int)
 {
     const int kept = errno;
+    g_is_ended = 1;
     (void)msgctl(g_queue, IPC_RMID, nullptr);
     errno = kept;
 }
@@ -89,17 +94,32 @@ Daemon::~Daemon()
     }
 }
 
-bool Daemon::make_queue()
+/// The lock tells a daemon that runs from a queue that one has left behind.
+bool Daemon::take_lock()
 {
-    // The lock tells a daemon that runs from a queue that one has left behind.
-    char path[64];
-    (void)std::snprintf(path, sizeof path, "/tmp/.qscd-%08x.lock", options_.key);
-    lock_.replace(FileDescriptor{open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)});
-    if (!lock_.is_open() || flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) {
-        std::fprintf(stderr, "qscd: %s: %s; is another qscd running? Give this one another --key.\n", path,
-                     std::strerror(errno));
+    Text<510> path;
+    char name[32];
+    (void)std::snprintf(name, sizeof name, "/qscd-%08x.lock", options_.key);
+    path.append(options_.folder).append(name);
+    lock_.replace(FileDescriptor{open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600)});
+    char pid[16] = {};
+    if (lock_.is_open() && flock(lock_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
+        const bool is_known = pread(lock_.get(), pid, sizeof pid - 1, 0) > 0;
+        std::fprintf(stderr, "qscd: %s: a qscd is running%s%.*s; give this one another --key\n", path.c_str(),
+                     is_known ? " as process " : "", static_cast<int>(std::strspn(pid, "0123456789")), pid);
         return false;
     }
+    const int length = std::snprintf(pid, sizeof pid, "%d\n", static_cast<int>(getpid()));
+    if (!path.fits() || !lock_.is_open() || ftruncate(lock_.get(), 0) != 0 ||
+        !write_all(lock_.get(), {pid, static_cast<std::size_t>(length)})) {
+        std::fprintf(stderr, "qscd: %s: %s\n", path.c_str(), std::strerror(errno));
+        return false;
+    }
+    return true;
+}
+
+bool Daemon::make_queue()
+{
     const auto key = static_cast<key_t>(options_.key);
     const int left_behind = msgget(key, 0);
     if (left_behind >= 0) {
@@ -117,7 +137,7 @@ bool Daemon::make_queue()
 
 bool Daemon::start()
 {
-    if (!make_queue()) {
+    if (!take_lock() || !make_queue()) {
         return false;
     }
     catch_signals(queue_);
@@ -142,32 +162,45 @@ bool Daemon::start()
     return true;
 }
 
-void Daemon::serve()
+bool Daemon::serve()
 {
     Received message;
+    bool is_ended = false;
     for (;;) {
         const u32 code = message.receive(queue_, kRequestType);
         if (code == 0) {
             handle(message);
-        } else if (code == EIDRM || code == EINVAL) {
-            break; // a signal has removed the queue
+        } else if (code == E2BIG) {
+            drop("a message that is too long");
         } else if (code != EINTR) {
-            log_.add("receiving failed: %s", std::strerror(static_cast<int>(code)));
+            is_ended = g_is_ended != 0;
+            if (!is_ended) {
+                log_.add("the queue cannot be used any more: %s", std::strerror(static_cast<int>(code)));
+            }
             break;
         }
     }
     log_.add("ended after %u requests, %u dropped", served_.load(), dropped_.load());
+    return is_ended;
+}
+
+/// What a message holds is nobody else's business: only that it was dropped is logged.
+void Daemon::drop(const char* why)
+{
+    ++dropped_;
+    log_.add("dropped %s", why);
 }
 
 void Daemon::handle(const Received& message)
 {
+    if (BaCL_GetTimestampSec() - message.send_time() > kOldestRequest) {
+        drop("a request that is too old");
+        return;
+    }
     const JsonRef root = message.parse();
     Understood request{};
     if (root == nullptr || !understand(message, root.get(), request)) {
-        ++dropped_;
-        (void)Qslog_HexDump(3, kModule, __LINE__, __func__, "malformed message", message.bytes(),
-                            message.size(), 0);
-        log_.add("dropped a malformed message of %u bytes", message.size());
+        drop("a malformed message");
         return;
     }
     ++served_;
@@ -207,9 +240,7 @@ void Daemon::answer(json_object* root, u32 operations, u32 commander, u32 code, 
     if (sent != 0) {
         ++dropped_;
         log_.add("an answer of type %u could not be sent: %s", type, std::strerror(static_cast<int>(sent)));
-        return;
     }
-    answers_.note(type);
 }
 
 void* Daemon::housekeep(void* record)

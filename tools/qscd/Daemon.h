@@ -15,6 +15,7 @@ namespace qscd
 
 struct Options {
     u32 key;
+    const char* folder = "/var/run"; ///< where its lock is
     u32 mode = 0600;
     u32 watchdog_seconds = 60;
     u32 patience_seconds = 30; ///< how long an answer may wait to be taken
@@ -31,11 +32,13 @@ class Daemon
     /// Makes the queue and starts the threads; false: it could not, which has been said.
     [[nodiscard]] bool start();
 
-    /// Serves requests until a signal ends it.
-    void serve();
+    /// Serves requests until a signal ends it; false: something else did, which has been logged.
+    [[nodiscard]] bool serve();
 
   private:
+    [[nodiscard]] bool take_lock();
     [[nodiscard]] bool make_queue();
+    void drop(const char* why);
     void handle(const qsc::queue::Received& message);
     void answer(json_object* root, u32 operations, u32 commander, u32 code, u32 type);
     static void* housekeep(void* record);

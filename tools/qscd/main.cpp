@@ -21,6 +21,7 @@ constexpr const char* kHelp =
     "and key are printed at the start; 'qsc --queue ID' or 'qsc --queue 0xKEY' sends through it.\n\n"
     "Options:\n"
     "  --key NUMBER        the queue's key (0x51534344)\n"
+    "  --folder PATH       where its lock is (/var/run)\n"
     "  --mode OCTAL        who may use the queue (0600: the owner and root). Whoever may, configures the "
     "device\n"
     "                      as root does: widen it for a group of trusted programs only, as with 0660.\n"
@@ -30,10 +31,11 @@ constexpr const char* kHelp =
     "  -h, --help          show this\n\n"
     "SIGTERM and SIGINT end it and remove its queue.";
 
-enum LongOption : int { kKey = 256, kMode, kWatchdog, kPatience };
+enum LongOption : int { kKey = 256, kFolder, kMode, kWatchdog, kPatience };
 
 constexpr option kLongOptions[] = {
     {"key", required_argument, nullptr, kKey},
+    {"folder", required_argument, nullptr, kFolder},
     {"mode", required_argument, nullptr, kMode},
     {"watchdog", required_argument, nullptr, kWatchdog},
     {"patience", required_argument, nullptr, kPatience},
@@ -77,6 +79,9 @@ bool parse(int count, char** arguments, CommandLine& line)
             return optind == count;
         case kKey:
             is_fine = take_number(optarg, false, INT32_MAX, line.options.key);
+            break;
+        case kFolder:
+            line.options.folder = optarg;
             break;
         case kMode:
             is_fine = take_number(optarg, true, 0777, line.options.mode);
@@ -125,8 +130,7 @@ int main(int count, char** arguments)
     {
         qscd::Daemon daemon{line.options};
         if (daemon.start()) {
-            daemon.serve();
-            is_served = true;
+            is_served = daemon.serve();
         }
     }
     QSysCmdHal_Close();

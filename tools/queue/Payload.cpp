@@ -2,10 +2,13 @@
 #include "tools/queue/Payload.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 #include <json-c/json.h>
+#include <sys/ipc.h>
+#include <sys/msg.h>
 
 #include "include/bacl.h"
 #include "tools/queue/Protocol.h"
@@ -33,7 +36,23 @@ bool Payload::write(json_object* root, u32 operations, u32 commander, u32 code)
 
 u32 Received::receive(u32 queue, i64 type, u32 flags)
 {
-    return QSCBase_Receive(queue, flags, type, bytes_, sizeof bytes_);
+    const u32 code = QSCBase_Receive(queue, flags, type, bytes_, sizeof bytes_);
+    if (code == E2BIG) {
+        // Left where it is, it would stand before everybody's next one.
+        (void)QSCBase_Receive(queue, flags | IPC_NOWAIT | MSG_NOERROR, type, bytes_, sizeof bytes_);
+    }
+    return code;
+}
+
+u32 Received::send_back(u32 queue)
+{
+    // Sending it anew would make it young again. The kernel reads the type as a long in front of the header.
+    constexpr std::size_t kTypeSize = 8;
+    u8* const start = bytes_ + kTypeSize - sizeof(long);
+    const long type = static_cast<long>(BaCL_GetUint32Le(bytes_));
+    std::memcpy(start, &type, sizeof type);
+    const std::size_t size = QSCBASE_HEADER_SIZE - kTypeSize + payload().size();
+    return msgsnd(static_cast<int>(queue), start, size, IPC_NOWAIT) == 0 ? 0 : static_cast<u32>(errno);
 }
 
 u32 Received::send_time() const
@@ -50,11 +69,6 @@ std::string_view Received::payload() const
 {
     const std::size_t length = std::min<std::size_t>(BaCL_GetUint16Le(bytes_ + 20), QSCBASE_PAYLOAD_MAX);
     return {reinterpret_cast<const char*>(bytes_) + QSCBASE_HEADER_SIZE, length};
-}
-
-u32 Received::size() const
-{
-    return static_cast<u32>(QSCBASE_HEADER_SIZE + payload().size());
 }
 
 JsonRef Received::parse() const

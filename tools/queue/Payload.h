@@ -32,23 +32,24 @@ class Payload
 class Received
 {
   public:
-    /// Waits for a message of a type. @return 0 or the errno of msgrcv()
+    /// Waits for a message of a type. One that is longer than a message may be is taken out as well, and is
+    /// E2BIG. @return 0 or the errno of msgrcv()
     [[nodiscard]] u32 receive(u32 queue, i64 type, u32 flags = 0);
+
+    /// Puts it back behind the others, as it was sent. @return 0 or the errno of msgsnd(), EAGAIN when the
+    /// queue is full
+    [[nodiscard]] u32 send_back(u32 queue);
 
     [[nodiscard]] u32 send_time() const;
     [[nodiscard]] u32 user_value() const;
     [[nodiscard]] i8 kind() const { return static_cast<i8>(bytes_[22]); }
     [[nodiscard]] std::string_view payload() const;
 
-    /// All of it, for a dump.
-    [[nodiscard]] const u8* bytes() const { return bytes_; }
-    [[nodiscard]] u32 size() const;
-
     /// The payload as a JSON object; null: it is none.
     [[nodiscard]] JsonRef parse() const;
 
   private:
-    u8 bytes_[QSCBASE_HEADER_SIZE + QSCBASE_PAYLOAD_MAX];
+    alignas(long) u8 bytes_[QSCBASE_HEADER_SIZE + QSCBASE_PAYLOAD_MAX];
 };
 
 /// A number of an object; false: it has none of that name, or it is none that fits.

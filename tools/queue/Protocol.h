@@ -4,7 +4,9 @@
 // A request's user value is the type that its answer is wanted under. Its payload is a JSON object: "Path",
 // the "Request" object, and the header "MsgHeader" with the operations as "MainOper" and the commander as
 // "Owner". The answer is the same object with the answered request, the result code as "Flag", and, where the
-// daemon itself could not do it, an "Error" for people.
+// daemon itself could not do it, an "Error" for people. Members that the daemon does not know come back as
+// they are: a sender puts a random "Number" in and takes no answer with another one, because whoever may
+// write to the queue chooses the types of his messages himself.
 #pragma once
 
 #include "base/Types.h"
@@ -24,6 +26,7 @@ inline constexpr i8 kAnswerKind = 2;
 inline constexpr const char* kPath = "Path";
 inline constexpr const char* kRequest = "Request";
 inline constexpr const char* kError = "Error";
+inline constexpr const char* kNumber = "Number";
 inline constexpr const char* kHeader = "MsgHeader";
 inline constexpr const char* kOperations = "MainOper";
 inline constexpr const char* kCommander = "Owner";
