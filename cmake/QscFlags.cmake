@@ -10,15 +10,16 @@ target_compile_options(qsc_warnings INTERFACE
   $<$<COMPILE_LANGUAGE:C>:-Wmissing-prototypes>)
 
 # The C++ runtime is not on the device: no exceptions, no RTTI, linked with the C driver (see qsc_add_product).
-# What has a buffer of characters is guarded against its overrun; what merely passes a record's address on is not.
-# Our own functions call each other directly; what others provide can be replaced at the dynamic linker.
+# Whatever an exported function is called by, the library included, reaches it through the dynamic linker: a function
+# pointer means the same in every kind of host, and a host's own definition is heard inside. So no -Bsymbolic in any
+# form, and no inlining of what can be replaced.
 add_library(qsc_product INTERFACE)
 target_compile_options(qsc_product INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>
   -fvisibility=hidden -fno-asynchronous-unwind-tables -ffunction-sections -fdata-sections
-  -fstack-protector)
+  -fsemantic-interposition -fstack-protector-strong)
 target_link_options(qsc_product INTERFACE
-  -Wl,-z,relro,-z,now,-z,noexecstack,-z,noseparate-code,--gc-sections,--as-needed,-Bsymbolic-functions)
+  -Wl,-z,relro,-z,now,-z,noexecstack,-z,noseparate-code,--gc-sections,--as-needed)
 target_link_libraries(qsc_product INTERFACE qsc_warnings)
 
 if(QSC_SANITIZE STREQUAL "address")
