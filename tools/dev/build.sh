@@ -103,6 +103,14 @@ fuzz() {
     echo "fuzz: $count fuzzers, no fault"
 }
 
+# mutate [OPTION...] [FOLDER...]
+mutate() {
+    setup
+    bwrap --ro-bind / / true || die "bubblewrap is not allowed to make namespaces here, and mutants run in no other place"
+    configure_and_build build/mutate all
+    nice tools/mutate/mutate "$@"
+}
+
 reference() {
     build_plain
     QSC_WRITE_REFERENCE=1 build/tests/test_reference >/dev/null && say "docs/reference.md is written"

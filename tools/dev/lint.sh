@@ -58,6 +58,14 @@ lint_shell() {
     fi
 }
 
+lint_mutants() {
+    if tools/mutate/mutate --check --build build; then
+        held "mutants: the list of equivalent ones is current"
+    else
+        broken "mutants: mend tools/mutate/equivalent.txt"
+    fi
+}
+
 # Names that a header exports: what stands before "(", "[" or ";" in each QSC_API declaration.
 exported_names() {
     tr '\n' ' ' | sed 's/QSC_API/\n&/g' | sed -nE 's/^QSC_API [^;([]*[ *]([A-Za-z_0-9]+) *[[(;].*/\1/p' | sort
@@ -196,6 +204,7 @@ lint() {
     lint_words
     lint_share
     lint_shell
+    lint_mutants
     lint_names libqrnuci.so include/qrnuci.h
     local headers
     mapfile -t headers < <(git ls-files 'include/*.h' ':!include/qrnuci.h' ':!include/qsc_types.h')
