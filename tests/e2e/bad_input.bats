@@ -14,7 +14,7 @@ reboot' '$(reboot)' '`reboot`' 'restart>/etc/passwd' 'a|b' ''; do
 @test "a misspelt path or parameter is wrong usage with a suggestion" {
     run qsc get Device.Foo
     same "$status" 2
-    [[ $output == *"no path 'Device.Foo'; did you mean 'Device."* ]]
+    [[ $output == *"no path 'Device.Foo'. 'qsc list' shows"* ]]
     run qsc set Device.X_QRN_RemoteLog Sever=1
     same "$status" 2
     [[ $output == *"did you mean 'Server'?"* ]]

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/qsc/Lookup.h"
 
+#include "tools/qsc/Suggestion.h"
+
 #include <string>
 
 #include <gtest/gtest.h>
@@ -13,7 +15,28 @@ TEST(Lookup, EditDistanceIgnoresCaseAndBoundsLength)
     EXPECT_EQ(edit_distance("Server", "sErver"), 0u);
     EXPECT_EQ(edit_distance("Servr", "Server"), 1u);
     EXPECT_EQ(edit_distance("kitten", "sitting"), 3u);
+    EXPECT_EQ(edit_distance("gte", "get"), 1u);
+    EXPECT_EQ(edit_distance("tge", "get"), 2u);
     EXPECT_EQ(edit_distance(std::string(5000, 'x'), std::string(5000, 'y')), 255u);
+}
+
+TEST(Lookup, OnlyWhatIsNearIsSuggested)
+{
+    const auto best = [](std::string_view given) {
+        Suggestion suggestion{given};
+        for (const char* word : {"Enable", "Server", "Port", "Protocol", "Prefix"}) {
+            suggestion.consider(word);
+        }
+        return suggestion.best();
+    };
+    EXPECT_EQ(best("Foo"), "");
+    EXPECT_EQ(best("Sever"), "Server");
+    EXPECT_EQ(best("enabel"), "Enable");
+    EXPECT_EQ(best("Por"), "Port");
+    EXPECT_EQ(best("Proto"), "Protocol");
+    EXPECT_EQ(best("P"), "");
+    EXPECT_EQ(best("Endbale"), "Enable");
+    EXPECT_EQ(best("Emdbale"), "");
 }
 
 TEST(Lookup, PathsMatchWholeNames)

@@ -19,7 +19,7 @@ struct Outcome {
 /// say.
 Outcome qsc(const std::string& arguments, const std::string& input = "")
 {
-    FILE* const pipe = popen(("printf %s '" + input + "' | " QSC_PROGRAM " " + arguments).c_str(), "r");
+    FILE* const pipe = popen(("printf '" + input + "' | " QSC_PROGRAM " " + arguments).c_str(), "r");
     std::string output;
     std::array<char, 4096> part{};
     while (const size_t count = fread(part.data(), 1, part.size(), pipe)) {
@@ -44,7 +44,13 @@ TEST(Program, WrongUsageSaysWhatIsRight)
         {"--as", "the option --as needs a value"},
         {"--as WBE version", "did you mean 'WEB'?"},
         {"version --apply", "--apply goes with set"},
-        {"get Device.Tiem", "did you mean 'Device.Time'?"},
+        {"get Device.Tiem", "no path 'Device.Tiem'; did you mean 'Device.Time'? 'qsc list' shows"},
+        {"get Time.Enable", "did you mean 'Device.Time.Enable'?"},
+        {"get device.wifi.radoi.2", "did you mean 'Device.WiFi.Radio.2'?"},
+        {"get Device.DHCPv4.Client.2.ReqOption.1", "did you mean 'Device.DHCPv4.Client.1.ReqOption.1'?"},
+        {"get Device.Foo", "no path 'Device.Foo'. 'qsc list' shows them all."},
+        {"get \"$(printf '\\302\\233\\177\\033')\"", "there is no path '?\?\?'"},
+        {"get Device.Time Foo", "Device.Time has no parameter 'Foo'. 'qsc list Device.Time' shows them all."},
         {"get Device.X_QRN_RemoteLog Protcol", "did you mean 'Protocol'?"},
         {"set Device.X_QRN_RemoteLog Server", "'Server' is no assignment"},
         {"set Device.X_QRN_RemoteLog =x", "'=x' is no assignment"},
@@ -72,7 +78,9 @@ TEST(Program, FailuresNameParameterCodeAndMeaning)
         {"set syslog level=8", "qsc: syslog: set of level failed: code 14 (refused value"},
         {"set version halver=1", "qsc: version: set failed: code 22 (bad argument"},
         {"commit Device.LEDs", "qsc: Device.LEDs: commit failed: code 22"},
-        {"get Device.LEDs Colour", "qsc: Device.LEDs has no parameter 'Colour' in this library"},
+        {"get Device.LEDs Colour", "qsc: Device.LEDs has no parameters in this library"},
+        {"get Device.LEDs", "qsc: Device.LEDs has no parameters in this library"},
+        {"set Device.LEDs Colour=1", "qsc: Device.LEDs has no parameters in this library"},
         {"version >/dev/full", "qsc: standard output cannot be written"},
     };
     for (const auto& [arguments, sentence] : cases) {
@@ -100,6 +108,16 @@ TEST(Program, Answers)
     EXPECT_EQ(qsc("get --help").output,
               "Usage: qsc get PATH [NAME...]\nprint parameters, all of them without a NAME\n");
     EXPECT_EQ(qsc("--help").code, 0);
+}
+
+TEST(Program, ABatchThatCannotBeReadWholeSaysSo)
+{
+    const Outcome cut = qsc("batch 2>&1", "get version halver\\n\\nget version\\0 progver\\n");
+    EXPECT_EQ(cut.code, 2);
+    EXPECT_EQ(cut.output, "halver = 0.0.1\nqsc: line 3 of the batch has a NUL\n");
+    const Outcome unreadable = qsc("batch 2>&1 </");
+    EXPECT_EQ(unreadable.code, 1);
+    EXPECT_EQ(unreadable.output, "qsc: standard input cannot be read: Is a directory\n");
 }
 
 TEST(Program, RawRequests)

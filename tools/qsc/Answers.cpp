@@ -7,7 +7,7 @@
 
 #include <json-c/json.h>
 
-#include "base/Parse.h"
+#include "tools/qsc/Printable.h"
 #include "tools/queue/Payload.h"
 
 namespace qsc
@@ -84,40 +84,23 @@ void print_value(json_object* value)
     }
 }
 
-/// The list of subtrees that "help" answers reads better as a table.
-void print_command_list(json_object* list)
+/// A list of subtrees, as "help" answers it, reads better as a table; anything else in a list is its JSON.
+void print_list(json_object* list)
 {
     for (std::size_t i = 0; i < json_object_array_length(list); ++i) {
         json_object* const element = json_object_array_get_idx(list, i);
-        std::printf("%3d  ", json_object_get_int(member_of(element, "id")));
-        print_escaped(json_object_get_string(member_of(element, "name")));
+        json_object* const name = member_of(element, "name");
+        if (json_object_is_type(name, json_type_string) != 0) {
+            std::printf("%3d  ", json_object_get_int(member_of(element, "id")));
+            print_value(name);
+        } else {
+            print_value(element);
+        }
         std::putchar('\n');
     }
 }
 
 } // namespace
-
-void print_escaped(std::string_view text)
-{
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const char character = text[i];
-        const auto octet = static_cast<unsigned char>(character);
-        // The terminal controls of C1 come as two octets in UTF-8, 0xC2 and 0x80 to 0x9F.
-        const bool is_c1 = octet == 0xC2 && i + 1 < text.size() && (text[i + 1] & 0xE0) == 0x80;
-        if (character == '\n') {
-            std::fputs("\\n", stdout);
-        } else if (character == '\\') {
-            std::fputs("\\\\", stdout);
-        } else if (is_control(character) || is_c1) {
-            std::printf("\\x%02X", octet);
-            if (is_c1) {
-                std::printf("\\x%02X", static_cast<unsigned char>(text[++i]));
-            }
-        } else {
-            std::putchar(character);
-        }
-    }
-}
 
 void print_answers(const Target& target, json_object* request)
 {
@@ -130,7 +113,7 @@ void print_answers(const Target& target, json_object* request)
     });
     for_each_answer(target, request, [&](const char* child, const char* name, json_object* answer) {
         if (json_object_is_type(answer, json_type_array) != 0) {
-            print_command_list(answer);
+            print_list(answer);
             return;
         }
         print_escaped(child);
@@ -148,7 +131,8 @@ void print_json(json_object* request)
 {
     const char* const text =
         json_object_to_json_string_ext(request, JSON_C_TO_STRING_PRETTY | JSON_C_TO_STRING_NOSLASHESCAPE);
-    std::puts(text != nullptr ? text : "null");
+    print_json_text(text != nullptr ? text : "null");
+    std::putchar('\n');
 }
 
 const char* failed_parameter(const Target& target, json_object* request)

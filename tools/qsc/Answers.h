@@ -17,9 +17,6 @@ void print_answers(const Target& target, json_object* request);
 /// Prints a request as JSON.
 void print_json(json_object* request);
 
-/// Prints a text so that it stays on its line and cannot steer the terminal.
-void print_escaped(std::string_view text);
-
 /// The parameter whose handler failed, by its recorded code; null: none did.
 [[nodiscard]] const char* failed_parameter(const Target& target, json_object* request);
 

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // batch: several commands in one process, as a front end that stays up would send them.
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include "base/Parse.h"
@@ -80,7 +82,14 @@ ExitCode batch(const Options& options, Words)
         std::size_t size = 0;
         ~Buffer() { std::free(text); }
     } buffer;
-    for (u32 number = 1; getline(&buffer.text, &buffer.size, stdin) >= 0; ++number) {
+    for (u32 number = 1;; ++number) {
+        const ssize_t length = getline(&buffer.text, &buffer.size, stdin);
+        if (length < 0) {
+            break;
+        }
+        if (std::strlen(buffer.text) != static_cast<std::size_t>(length)) {
+            return wrong_usage("line %u of the batch has a NUL", number);
+        }
         Line line;
         if (!line.split(buffer.text)) {
             return wrong_usage("line %u of the batch has an open quote, or more than %zu words", number,
@@ -97,7 +106,8 @@ ExitCode batch(const Options& options, Words)
             return result;
         }
     }
-    return kDone;
+    return std::ferror(stdin) == 0 ? kDone
+                                   : failure("standard input cannot be read: %s", std::strerror(errno));
 }
 
 } // namespace qsc

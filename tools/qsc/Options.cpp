@@ -11,6 +11,7 @@
 #include "tools/qsc/Lookup.h"
 #include "tools/qsc/Queue.h"
 #include "tools/qsc/Report.h"
+#include "tools/qsc/Suggestion.h"
 
 namespace qsc
 {
@@ -44,8 +45,8 @@ bool parse_commander(const char* text, u32& commander)
     if (parse_number(text, commander)) {
         return true;
     }
-    wrong_usage("there is no commander '%s'; did you mean '%s'? A number such as 0x80 is taken as well.",
-                text, nearest.best());
+    wrong_usage("there is no commander '%s'%s A number such as 0x80 is taken as well.", text,
+                Hint{nearest}.c_str());
     return false;
 }
 
@@ -93,7 +94,7 @@ bool parse_options(int count, char** arguments, Options& options)
             for (const char* known : {"--json", "--as", "--apply", "--queue", "--verbose", "--help"}) {
                 nearest.consider(known);
             }
-            wrong_usage("there is no option '%s'; did you mean '%s'? See qsc --help.", given, nearest.best());
+            wrong_usage("there is no option '%s'%s See qsc --help.", given, Hint{nearest}.c_str());
             return false;
         }
         }

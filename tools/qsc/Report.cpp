@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/qsc/Report.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
-#include "base/Parse.h"
+#include "tools/qsc/Printable.h"
 
 namespace qsc
 {
@@ -19,11 +18,12 @@ namespace
 {
     char sentence[2048];
     (void)std::vsnprintf(sentence, sizeof sentence, format, arguments);
-    // What a person or a script passed in may stand in it, but must neither break it nor steer the terminal.
-    std::replace_if(sentence, sentence + std::strlen(sentence), is_control, '?');
     // Answers that were printed before stand before the sentence, also when both go to one place.
     (void)std::fflush(stdout);
-    (void)std::fprintf(stderr, "qsc: %s\n", sentence);
+    (void)std::fputs("qsc: ", stderr);
+    // What a person, a script or the device passed in may stand in it.
+    print_sentence(stderr, sentence);
+    (void)std::fputc('\n', stderr);
 }
 
 } // namespace
@@ -46,6 +46,11 @@ ExitCode failure(const char* format, ...)
 {
     SAY(format);
     return kFailed;
+}
+
+void note(const char* format, ...)
+{
+    SAY(format);
 }
 
 const char* meaning_of(u32 code)

@@ -16,6 +16,9 @@ namespace qsc
 /// Says what failed. @return kFailed
 [[gnu::format(printf, 1, 2)]] ExitCode failure(const char* format, ...);
 
+/// Says something that is good to know.
+[[gnu::format(printf, 1, 2)]] void note(const char* format, ...);
+
 /// What a result code means, for people.
 const char* meaning_of(u32 code);
 

@@ -11,11 +11,14 @@
 
 #include "base/Text.h"
 #include "core/JsonRef.h"
+#include "include/qrnuci.h"
 #include "include/qslog.h"
 #include "tools/qsc/Answers.h"
 #include "tools/qsc/Commands.h"
 #include "tools/qsc/Lookup.h"
 #include "tools/qsc/Queue.h"
+#include "tools/qsc/Suggestion.h"
+#include "tools/qsc/Tables.h"
 
 namespace qsc
 {
@@ -103,8 +106,8 @@ ExitCode add_assignment(const Target& target, const char* word, json_object* obj
     if (name.empty() || !key.assign(name)) {
         return wrong_usage("'%s' is no assignment; a name is 1 to 254 characters long", word);
     }
-    if (!check_parameter(target, name)) {
-        return kUsage;
+    if (const ExitCode result = check_parameter(target, name)) {
+        return result;
     }
     if (json_object_object_get_ex(object, key.c_str(), nullptr) != 0) {
         return wrong_usage("%s is set twice", key.c_str());
@@ -181,29 +184,14 @@ bool parse_operations(const char* text, u32& operations)
             nearest.consider(entry++->name);
         }
         if (entry->value == QSC_TABLE_END) {
-            wrong_usage("there is no operation '%.*s'; did you mean '%s'?", static_cast<int>(length),
-                        word.data(), nearest.best());
+            wrong_usage("there is no operation '%.*s'%s", static_cast<int>(length), word.data(),
+                        Hint{nearest}.c_str());
             return false;
         }
         operations |= entry->value;
         rest.remove_prefix(std::min(length + 1, rest.size()));
     }
     return true;
-}
-
-/// Where the table does not tell the parameters, only the answer shows that one is not there.
-ExitCode check_served(const Target& target, json_object* object)
-{
-    if (parameters_of(target)->id != QSC_TABLE_END) {
-        return kDone;
-    }
-    json_object_object_foreach(object, name, value)
-    {
-        if (!was_served(value)) {
-            return failure("%s has no parameter '%s' in this library", target.path.c_str(), name);
-        }
-    }
-    return kDone;
 }
 
 /// A request that is being put together.
@@ -244,6 +232,20 @@ ExitCode add_packages(Words packages, json_object* object)
     return packages.empty() || add(object, "package", std::move(list)) ? kDone : out_of_memory();
 }
 
+/// Commits what a set has staged where no subtree does. Nothing is to be restarted, and that is said.
+ExitCode commit_alone(const Target& changed, const Application& application)
+{
+    for (const char* package : application.packages) {
+        if (const u32 code = QrnUci_CommitPackage(package)) {
+            return failure("%s: commit of %s failed: code %u (%s)", changed.path.c_str(), package, code,
+                           meaning_of(code));
+        }
+    }
+    note("%s: committed; nothing was restarted, because this library restarts nothing for it",
+         changed.path.c_str());
+    return kDone;
+}
+
 /// Commit and service after a set, each as its own request; the first failure ends it.
 ExitCode apply(const Options& options, const Target& changed)
 {
@@ -251,6 +253,8 @@ ExitCode apply(const Options& options, const Target& changed)
     Target target;
     if (application == nullptr) {
         target = changed;
+    } else if (application->path == nullptr) {
+        return commit_alone(changed, *application);
     } else if (!find_target(application->path, target)) {
         return kUsage;
     }
@@ -277,9 +281,12 @@ ExitCode get(const Options& options, Words words)
     if (const ExitCode result = start(words[0], draft)) {
         return result;
     }
+    if (const ExitCode result = check_any_parameter(draft.target)) {
+        return result;
+    }
     for (const char* name : words.subspan(1)) {
-        if (!check_parameter(draft.target, name)) {
-            return kUsage;
+        if (const ExitCode result = check_parameter(draft.target, name)) {
+            return result;
         }
         if (!add(draft.object.get(), name, JsonRef{json_object_new_object()})) {
             return out_of_memory();
@@ -291,7 +298,7 @@ ExitCode get(const Options& options, Words words)
     if (!options.as_json) {
         print_answers(draft.target, draft.object.get());
     }
-    return check_served(draft.target, draft.object.get());
+    return kDone;
 }
 
 ExitCode set(const Options& options, Words words)
@@ -306,9 +313,6 @@ ExitCode set(const Options& options, Words words)
         }
     }
     if (const ExitCode result = finish(options, draft, "set", QSC_OPER_SET)) {
-        return result;
-    }
-    if (const ExitCode result = check_served(draft.target, draft.object.get())) {
         return result;
     }
     return options.apply ? apply(options, draft.target) : kDone;

@@ -9,6 +9,7 @@
 #include "tools/qsc/Answers.h"
 #include "tools/qsc/Commands.h"
 #include "tools/qsc/Lookup.h"
+#include "tools/qsc/Tables.h"
 
 namespace qsc
 {
@@ -19,7 +20,7 @@ namespace
 u32 count_parameters(const Qsc_CommandEntry& entry)
 {
     u32 count = 0;
-    for (const Qsc_ParamEntry* parameter = parameters_of(entry); parameter->id != QSC_TABLE_END;
+    for (const Qsc_ParamEntry* parameter = parameters_of(entry, entry.path); parameter->id != QSC_TABLE_END;
          ++parameter) {
         ++count;
     }
@@ -37,7 +38,7 @@ JsonRef described(u32 id, const char* name)
 ExitCode list_parameters(const Options& options, const Qsc_CommandEntry& entry)
 {
     const JsonRef all{json_object_new_array()};
-    for (const Qsc_ParamEntry* parameter = parameters_of(entry); parameter->id != QSC_TABLE_END;
+    for (const Qsc_ParamEntry* parameter = parameters_of(entry, entry.path); parameter->id != QSC_TABLE_END;
          ++parameter) {
         if (options.as_json) {
             json_object_array_add(all.get(), described(parameter->id, parameter->name).release());

@@ -7,71 +7,12 @@
 #include "include/qslog.h"
 #include "include/qsyscmdhal.h"
 #include "tools/qsc/Commands.h"
-#include "tools/qsc/Lookup.h"
 #include "tools/qsc/Options.h"
-
-namespace
-{
+#include "tools/qsc/Report.h"
 
 using namespace qsc;
 
-struct Command {
-    const char* name;
-    const char* arguments;
-    const char* help;
-    std::size_t least, most; ///< number of arguments
-    ExitCode (*run)(const Options& options, Words words);
-};
-
-constexpr std::size_t kAny = 1000;
-
-constexpr Command kCommands[] = {
-    {"get", "PATH [NAME...]", "print parameters, all of them without a NAME", 1, kAny, get},
-    {"set", "PATH NAME=VALUE... [--apply]", "store values; NAME:=JSON for a value that is no text", 2, kAny,
-     set},
-    {"commit", "PATH [PACKAGE...]", "make stored values permanent", 1, kAny, commit},
-    {"service", "PATH ACTION", "run the subtree's init scripts, such as with restart", 2, 2, service},
-    {"list", "[PREFIX]", "show the subtrees, or one subtree's parameters", 0, 1, list},
-    {"request", "PATH OPER", "send a raw request object from standard input", 2, 2, request},
-    {"batch", "", "run commands from standard input, one a line, up to the first failure", 0, 0, batch},
-    {"log", "[level|property] [VALUE]", "show or set the library's log for this call", 0, 2, log},
-    {"version", "", "show the versions", 0, 0, version},
-};
-
-void print_help()
-{
-    std::puts("Usage: qsc [OPTION...] COMMAND [ARGUMENT...]\n\nCommands:");
-    for (const Command& command : kCommands) {
-        char usage[64];
-        (void)std::snprintf(usage, sizeof usage, "%s %s", command.name, command.arguments);
-        std::printf("  %-36s %s\n", usage, command.help);
-    }
-    std::puts("\nOptions:\n"
-              "  --apply        after a set: commit, then service restart, up to the first failure\n"
-              "  --json         print the answered request as JSON\n"
-              "  --as NAME      speak as another commander (TR69, WEB, MQTT, ...), or by its number\n"
-              "  --queue ID     send through a running qscd: its queue's number, or its key as 0x...\n"
-              "  -v, --verbose  let the library's log through to the terminal\n"
-              "  -h, --help     show this, or one command's usage\n\n"
-              "A set takes effect for readers at once; only commit makes it last, and only service makes\n"
-              "running programs follow. The exit code is 0 when it is done, 1 when the library refused or\n"
-              "failed, 2 when the command line is wrong.");
-}
-
-const Command* find_command(const char* name)
-{
-    Suggestion nearest{name};
-    for (const Command& command : kCommands) {
-        if (std::strcmp(command.name, name) == 0) {
-            return &command;
-        }
-        nearest.consider(command.name);
-    }
-    wrong_usage("there is no command '%s'; did you mean '%s'? See qsc --help.", name, nearest.best());
-    return nullptr;
-}
-
-ExitCode run(const Options& options)
+static ExitCode run(const Options& options)
 {
     if (options.verbose) {
         Qslog_SetLogLevel(7);
@@ -82,37 +23,6 @@ ExitCode run(const Options& options)
     const ExitCode result = execute(options);
     QSysCmdHal_Close();
     return result;
-}
-
-} // namespace
-
-ExitCode qsc::execute(const Options& options)
-{
-    if (options.words.empty() || std::strcmp(options.words[0], "help") == 0) {
-        if (options.help || !options.words.empty()) {
-            print_help();
-            return kDone;
-        }
-        return wrong_usage(
-            "a command is missing, such as 'qsc list' or 'qsc get Device.X_QRN_RemoteLog'; see qsc --help");
-    }
-    const Command* const command = find_command(options.words[0]);
-    if (command == nullptr) {
-        return kUsage;
-    }
-    const Words words = options.words.subspan(1);
-    if (options.help) {
-        std::printf("Usage: qsc %s %s\n%s\n", command->name, command->arguments, command->help);
-        return kDone;
-    }
-    if (words.size() < command->least || words.size() > command->most) {
-        return wrong_usage("%s takes other arguments: qsc %s %s", command->name, command->name,
-                           command->arguments);
-    }
-    if (options.apply && command->run != set) {
-        return wrong_usage("--apply goes with set: qsc set PATH NAME=VALUE... --apply");
-    }
-    return command->run(options, words);
 }
 
 int main(int count, char** arguments)
