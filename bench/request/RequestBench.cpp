@@ -7,7 +7,7 @@
 #include <benchmark/benchmark.h>
 #include <json-c/json.h>
 
-#include "bench/request/Outside.h"
+#include "bench/request/Replay.h"
 #include "bench/support/Ratios.h"
 #include "include/bacl.h"
 #include "include/qsc_handlers.h"
@@ -35,14 +35,12 @@ void add_all_get(const std::string& name, Qsc_Handler dispatcher, const char* pa
             }
         }
     });
-    bench::start_recording();
-    get_all(dispatcher, path);
-    benchmark::RegisterBenchmark((name + "_parts").c_str(),
-                                 [steps = bench::stop_recording()](benchmark::State& state) {
-                                     for (auto _ : state) {
-                                         bench::replay(steps);
-                                     }
-                                 });
+    const auto parts = bench::record([&] { get_all(dispatcher, path); });
+    benchmark::RegisterBenchmark((name + "_parts").c_str(), [parts](benchmark::State& state) {
+        for (auto _ : state) {
+            bench::replay(parts);
+        }
+    });
 }
 
 void dispatch_level(benchmark::State& state)
@@ -75,21 +73,21 @@ void bare_level(benchmark::State& state)
 
 void command(benchmark::State& state)
 {
-    bench::set_real_commands(true);
+    test::outside().has_real_commands = true;
     for (auto _ : state) {
         benchmark::DoNotOptimize(QrnExeCmdSimple("true"));
     }
-    bench::set_real_commands(false);
+    test::outside().has_real_commands = false;
 }
 
 void bare_command(benchmark::State& state)
 {
-    bench::set_real_commands(true);
-    const std::vector<bench::Step> steps{{bench::Step::kCommand, "true"}};
+    test::outside().has_real_commands = true;
+    const bench::Recording once{{}, {"true"}};
     for (auto _ : state) {
-        bench::replay(steps);
+        bench::replay(once);
     }
-    bench::set_real_commands(false);
+    test::outside().has_real_commands = false;
 }
 
 } // namespace
@@ -98,6 +96,7 @@ int main(int count, char** arguments)
 {
     bench::enter_private_folders("bench_request", {"/etc", "/tmp"});
     bench::install_device();
+    bench::use_device();
 
     benchmark::RegisterBenchmark("dispatch_level", dispatch_level);
     benchmark::RegisterBenchmark("bare_level", bare_level);

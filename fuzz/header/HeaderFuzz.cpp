@@ -7,10 +7,12 @@
 
 #include <json-c/json.h>
 
+#include "fuzz/support/FuzzDevice.h"
 #include "include/qscbase.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
+    fuzz::reset_device();
     if (size < 2) {
         return 0;
     }

@@ -8,11 +8,13 @@
 
 #include <json-c/json.h>
 
+#include "fuzz/support/FuzzDevice.h"
 #include "include/qslog.h"
 #include "include/qsyscmdhal.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
+    fuzz::reset_device();
     if (size < 3) {
         return 0;
     }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/support/FuzzDevice.h"
 #include "include/bacl.h"
 #include "include/qsc_device_time.h"
 
@@ -68,6 +69,7 @@ void look_at_path(std::string path)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
+    fuzz::reset_device();
     if (size == 0) {
         return 0;
     }

@@ -5,10 +5,12 @@
 
 #include <json-c/json.h>
 
+#include "fuzz/support/FuzzDevice.h"
 #include "handlers/wifi/MeshTopology.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
+    fuzz::reset_device();
     const std::string text{reinterpret_cast<const char*>(data), size};
     json_object* const dump = json_tokener_parse(text.c_str());
     qsc::wifi::WifiText name;

@@ -33,29 +33,30 @@ TEST_F(BuiltIn, EveryHandlerEndsWithItsCodeAndOneEvent)
     for (const Qsc_Handler handler : handlers) {
         outside().done.clear();
         const Json object{R"({"function":[]})"};
-        EXPECT_EQ(handler("x", object.get(), kGet, 8, 0, 0), 0u);
+        EXPECT_EQ(handler("x", object.get(), kGet, 8, 0, 0), Succeeds());
         EXPECT_EQ(json_object_get_int(json_object_object_get(object.get(), "ParamId")), 0);
         EXPECT_EQ(outside().done.back(), "callback 4");
         for (const char* wrong : {"null", "[]", "\"x\""}) {
             outside().done.clear();
             const Json value{wrong};
-            EXPECT_EQ(handler("x", value.get(), kGet, 8, 0, 0), 22u);
+            EXPECT_EQ(handler("x", value.get(), kGet, 8, 0, 0), Fails(EINVAL));
             EXPECT_TRUE(outside().done.empty()) << "neither commits nor tells the host";
         }
     }
     const Json object{R"({"ParamId":9})"};
-    EXPECT_EQ(Qsc_Dev_X_QRN_Remote_Log_Service("x", object.get()), 14u);
+    EXPECT_EQ(Qsc_Dev_X_QRN_Remote_Log_Service("x", object.get()), Fails(EFAULT));
     EXPECT_EQ(object.text(), R"({"ParamId":14})");
     EXPECT_EQ(outside().done, Lines{"callback 4"});
-    EXPECT_EQ(Qsc_Dev_X_QRN_Remote_Log_Service("x", nullptr), 22u);
+    EXPECT_EQ(Qsc_Dev_X_QRN_Remote_Log_Service("x", nullptr), Fails(EINVAL));
 }
 
 TEST_F(BuiltIn, HandlersRefuseOperationsTheyDoNotServe)
 {
-    EXPECT_EQ(call(Qsc_Version_Do_FwVer, kSet, "{}"), R"(14 {"ParamId":14})");
-    EXPECT_EQ(call(Qsc_SysLog_Do_Level, kCommit, "{}"), R"(14 {"ParamId":14})");
-    EXPECT_EQ(call(Qsc_Dev_X_QRN_Remote_Log_Do_Port, 0x4, "{}"), R"(14 {"ParamId":14})");
-    EXPECT_EQ(call(Qsc_FunHelp_Do_List, kSet, "{}"), R"(22 {"ParamId":22})") << "help alone answers 22";
+    EXPECT_EQ(call(Qsc_Version_Do_FwVer, kSet, "{}"), Fails(EFAULT, R"({"ParamId":14})"));
+    EXPECT_EQ(call(Qsc_SysLog_Do_Level, kCommit, "{}"), Fails(EFAULT, R"({"ParamId":14})"));
+    EXPECT_EQ(call(Qsc_Dev_X_QRN_Remote_Log_Do_Port, 0x4, "{}"), Fails(EFAULT, R"({"ParamId":14})"));
+    EXPECT_EQ(call(Qsc_FunHelp_Do_List, kSet, "{}"), Fails(EINVAL, R"({"ParamId":22})"))
+        << "help alone answers 22";
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E] operation not support (0x2)\n"},
                                                     {3, "[E] operation not support (0x40000)\n"},
                                                     {3, "[E] operation not support (0x4)\n"},
@@ -68,7 +69,7 @@ TEST_F(BuiltIn, HelpListsEverySubtree)
          {R"({"list":{}})", R"({"list":{"function":[]}})", R"({"list":{"function":[5,{}]}})",
           R"({"list":{"function":[{"name":"","id":-1}]}})"}) {
         const Json object{empty};
-        EXPECT_EQ(request("help", kGet, object.get()), 0u) << empty;
+        EXPECT_EQ(request("help", kGet, object.get()), Succeeds()) << empty;
         json_object* const list =
             json_object_object_get(json_object_object_get(object.get(), "list"), "function");
         const size_t length = json_object_array_length(list);
@@ -84,29 +85,27 @@ TEST_F(BuiltIn, HelpCompletesElements)
 {
     const struct {
         const char* list;
-        const char* answer;
+        Answer answer;
     } cases[] = {
         {R"([{"name":"Device.DeviceInfo.MemoryStatus"}])",
-         R"(0 [{"name":"Device.DeviceInfo.MemoryStatus","id":9}])"},
-        {R"([{"name":"Device.X_QRN_VPN.3","id":-1}])", R"(0 [{"name":"Device.X_QRN_VPN.3","id":51}])"},
-        {R"([{"id":0,"name":""},7,null])", R"(0 [{"id":0,"name":"help"},7,null])"},
-        {R"([{"id":7}])", R"(0 [{"id":7,"name":"Device.DeviceInfo"}])"},
-        {R"([{"id":99,"name":"left alone"}])", R"(0 [{"id":99,"name":"left alone"}])"},
+         Answers(R"([{"name":"Device.DeviceInfo.MemoryStatus","id":9}])")},
+        {R"([{"name":"Device.X_QRN_VPN.3","id":-1}])", Answers(R"([{"name":"Device.X_QRN_VPN.3","id":51}])")},
+        {R"([{"id":0,"name":""},7,null])", Answers(R"([{"id":0,"name":"help"},7,null])")},
+        {R"([{"id":7}])", Answers(R"([{"id":7,"name":"Device.DeviceInfo"}])")},
+        {R"([{"id":99,"name":"left alone"}])", Answers(R"([{"id":99,"name":"left alone"}])")},
         {R"([{"id":4},{"name":"Device.Foo"},{"id":5}])",
-         R"(14 [{"id":4,"name":"Device.Time"},{"name":"Device.Foo"},{"id":5}])"},
-        {R"([{"id":61}])", R"(14 [{"id":61}])"},
-        {R"([{"id":4294967295}])", R"(14 [{"id":4294967295}])"},
-        {R"([{"id":-2}])", R"(14 [{"id":-2}])"},
-        {R"([{"id":"4"}])", R"(14 [{"id":"4"}])"},
-        {R"({"id":4})", R"(22 {"id":4})"},
-        {R"(null)", R"(22 null)"},
+         Fails(EFAULT, R"([{"id":4,"name":"Device.Time"},{"name":"Device.Foo"},{"id":5}])")},
+        {R"([{"id":61}])", Fails(EFAULT, R"([{"id":61}])")},
+        {R"([{"id":4294967295}])", Fails(EFAULT, R"([{"id":4294967295}])")},
+        {R"([{"id":-2}])", Fails(EFAULT, R"([{"id":-2}])")},
+        {R"([{"id":"4"}])", Fails(EFAULT, R"([{"id":"4"}])")},
+        {R"({"id":4})", Fails(EINVAL, R"({"id":4})")},
+        {R"(null)", Fails(EINVAL, R"(null)")},
     };
     for (const auto& [list, answer] : cases) {
-        const Json object{(std::string{R"({"function":)"} + list + "}").c_str()};
+        const Json object{std::string{R"({"function":)"} + list + "}"};
         const uint32_t code = Qsc_FunHelp_Do_List("help", object.get(), kGet, 8, 0, 0);
-        EXPECT_EQ(std::to_string(code) + " " +
-                      json_object_to_json_string_ext(json_object_object_get(object.get(), "function"), 0),
-                  answer);
+        EXPECT_EQ((Answer{code, Answer{code, object.text()}.member("function")}), answer);
     }
 }
 
@@ -114,19 +113,19 @@ TEST_F(BuiltIn, VersionsComeFromTheEntryThenTheHost)
 {
     Qsc_CommandEntry& row = g_QSysCmdHalCmd[1];
     EXPECT_EQ(call(Qsc_Version_Do_HalVer, kGet, R"({"version":"old"})"),
-              R"(0 {"version":"0.0.1","ParamId":0})");
-    EXPECT_EQ(call(Qsc_Version_Do_FwVer, kGet, R"({"version":5})"), R"(0 {"version":"","ParamId":0})");
+              Answers(R"({"version":"0.0.1","ParamId":0})"));
+    EXPECT_EQ(call(Qsc_Version_Do_FwVer, kGet, R"({"version":5})"), Answers(R"({"version":"","ParamId":0})"));
 
     const Qsc_VersionRecord record{"fw 1", nullptr};
     row.reserved = reinterpret_cast<uintptr_t>(&record);
-    EXPECT_EQ(call(Qsc_Version_Do_FwVer, kGet, "{}"), R"(0 {"version":"fw 1","ParamId":0})");
-    EXPECT_EQ(call(Qsc_Version_Do_ProgVer, kGet, "{}"), R"(0 {"version":"","ParamId":0})");
+    EXPECT_EQ(call(Qsc_Version_Do_FwVer, kGet, "{}"), Answers(R"({"version":"fw 1","ParamId":0})"));
+    EXPECT_EQ(call(Qsc_Version_Do_ProgVer, kGet, "{}"), Answers(R"({"version":"","ParamId":0})"));
     EXPECT_EQ(call(Qsc_Version_Do_FwVer, kGet, "{}", reinterpret_cast<uintptr_t>("own")),
-              R"(0 {"version":"own","ParamId":0})");
+              Answers(R"({"version":"own","ParamId":0})"));
     EXPECT_EQ(call(Qsc_Version_Do_FwVer, kGet, "{}", reinterpret_cast<uintptr_t>("")),
-              R"(0 {"version":"fw 1","ParamId":0})");
+              Answers(R"({"version":"fw 1","ParamId":0})"));
     const Json all{"{}"};
-    EXPECT_EQ(request("version", kGet, all.get()), 0u);
+    EXPECT_EQ(request("version", kGet, all.get()), Succeeds());
     EXPECT_EQ(all.text(), R"({"halver":{"version":"0.0.1","ParamId":0},"progver":{"version":"","ParamId":0},)"
                           R"("fwver":{"version":"fw 1","ParamId":0}})");
     row.reserved = 0;
@@ -136,31 +135,31 @@ TEST_F(BuiltIn, LogSettingsTakeNumbersBelowEight)
 {
     const struct {
         const char* value;
-        const char* answer;
+        Answer answer;
         uint32_t level;
     } cases[] = {
-        {"6", R"(0 {"ParamValue":6,"ParamId":0})", 6},
-        {"\"+7\"", R"(0 {"ParamValue":"+7","ParamId":0})", 7},
-        {"true", R"(0 {"ParamValue":true,"ParamId":0})", 1},
-        {"8", R"(14 {"ParamValue":8,"ParamId":14})", 1},
-        {"-1", R"(14 {"ParamValue":-1,"ParamId":14})", 1},
-        {"4294967297", R"(14 {"ParamValue":4294967297,"ParamId":14})", 1},
-        {"\"07\"", R"(14 {"ParamValue":"07","ParamId":14})", 1},
-        {"\"0x3\"", R"(14 {"ParamValue":"0x3","ParamId":14})", 1},
-        {"\"\"", R"(14 {"ParamValue":"","ParamId":14})", 1},
-        {"2.0", R"(14 {"ParamValue":2.0,"ParamId":14})", 1},
-        {"null", R"(14 {"ParamValue":null,"ParamId":14})", 1},
-        {"[3]", R"(14 {"ParamValue":[3],"ParamId":14})", 1},
+        {"6", Answers(R"({"ParamValue":6,"ParamId":0})"), 6},
+        {"\"+7\"", Answers(R"({"ParamValue":"+7","ParamId":0})"), 7},
+        {"true", Answers(R"({"ParamValue":true,"ParamId":0})"), 1},
+        {"8", Fails(EFAULT, R"({"ParamValue":8,"ParamId":14})"), 1},
+        {"-1", Fails(EFAULT, R"({"ParamValue":-1,"ParamId":14})"), 1},
+        {"4294967297", Fails(EFAULT, R"({"ParamValue":4294967297,"ParamId":14})"), 1},
+        {"\"07\"", Fails(EFAULT, R"({"ParamValue":"07","ParamId":14})"), 1},
+        {"\"0x3\"", Fails(EFAULT, R"({"ParamValue":"0x3","ParamId":14})"), 1},
+        {"\"\"", Fails(EFAULT, R"({"ParamValue":"","ParamId":14})"), 1},
+        {"2.0", Fails(EFAULT, R"({"ParamValue":2.0,"ParamId":14})"), 1},
+        {"null", Fails(EFAULT, R"({"ParamValue":null,"ParamId":14})"), 1},
+        {"[3]", Fails(EFAULT, R"({"ParamValue":[3],"ParamId":14})"), 1},
     };
     for (const auto& [value, answer, level] : cases) {
-        const std::string object = std::string{R"({"ParamValue":)"} + value + "}";
-        EXPECT_EQ(call(Qsc_SysLog_Do_Level, kSet, object.c_str()), answer);
+        EXPECT_EQ(call(Qsc_SysLog_Do_Level, kSet, value_of(value)), answer);
         EXPECT_EQ(Qslog_GetLogLevel(), level) << value;
     }
-    EXPECT_EQ(call(Qsc_SysLog_Do_Level, kSet, "{}"), R"(22 {"ParamId":22})");
-    EXPECT_EQ(call(Qsc_SysLog_Do_Property, kSet, R"({"ParamValue":3})"), R"(0 {"ParamValue":3,"ParamId":0})");
+    EXPECT_EQ(call(Qsc_SysLog_Do_Level, kSet, "{}"), Fails(EINVAL, R"({"ParamId":22})"));
+    EXPECT_EQ(call(Qsc_SysLog_Do_Property, kSet, R"({"ParamValue":3})"),
+              Answers(R"({"ParamValue":3,"ParamId":0})"));
     EXPECT_EQ(call(Qsc_SysLog_Do_Property, kGet, R"({"ParamValue":"text"})"),
-              R"(0 {"ParamValue":3,"ParamId":0})");
+              Answers(R"({"ParamValue":3,"ParamId":0})"));
     EXPECT_EQ(outside().events, (Lines{R"("Status":"n","Msg":"set log level 6 by CLI")",
                                        R"("Status":"n","Msg":"set log level 7 by CLI")",
                                        R"("Status":"n","Msg":"set log level 1 by CLI")",
@@ -172,7 +171,7 @@ TEST_F(BuiltIn, RemoteLogReadsMissingKeysAsEmpty)
     outside().uci = {{"system.@system[0].log_remote", "1"},
                      {"system.@system[0].log_ip", std::string(127, 'x')}};
     const Json object{"{}"};
-    EXPECT_EQ(request("Device.X_QRN_RemoteLog", kGet, object.get()), 0u);
+    EXPECT_EQ(request("Device.X_QRN_RemoteLog", kGet, object.get()), Succeeds());
     const auto answer = [&](const char* name) {
         return std::string{json_object_get_string(
             json_object_object_get(json_object_object_get(object.get(), name), "ParamValue"))};
@@ -189,7 +188,7 @@ TEST_F(BuiltIn, RemoteLogSetStoresAndRecords)
 {
     const Json object{
         R"({"Prefix":{"ParamValue":""},"Server":{"ParamValue":"192.0.2.7"},"Port":{"ParamValue":514}})"};
-    EXPECT_EQ(request("Device.X_QRN_RemoteLog", kSet, object.get(), 0x3), 0u);
+    EXPECT_EQ(request("Device.X_QRN_RemoteLog", kSet, object.get(), 0x3), Succeeds());
     EXPECT_EQ(outside().done,
               (Lines{"set system.@system[0].log_ip=192.0.2.7", "set system.@system[0].log_port=514",
                      "set system.@system[0].log_prefix="}));
@@ -198,33 +197,33 @@ TEST_F(BuiltIn, RemoteLogSetStoresAndRecords)
                                        R"("Status":"n","Msg":"set Remote Log Prefix  by UNKNOWN")"}));
     outside().events.clear();
     const Json unnamed{R"({"ParamValue":"1"})"};
-    EXPECT_EQ(Qsc_Dev_X_QRN_Remote_Log_Do_Enable(nullptr, unnamed.get(), kSet, 0x80, 0, 0), 0u);
+    EXPECT_EQ(Qsc_Dev_X_QRN_Remote_Log_Do_Enable(nullptr, unnamed.get(), kSet, 0x80, 0, 0), Succeeds());
     EXPECT_EQ(outside().events, Lines{R"("Status":"n","Msg":"set Remote Log <empty> 1 by MQTT")"});
 }
 
 TEST_F(BuiltIn, RemoteLogRefusalsStoreNothing)
 {
     const auto set = [](const std::string& value) {
-        const Json object{(R"({"Server":)" + value + "}").c_str()};
+        const Json object{R"({"Server":)" + value + "}"};
         return request("Device.X_QRN_RemoteLog", kSet, object.get());
     };
     const auto text = [](size_t length) { return R"({"ParamValue":")" + std::string(length, 'x') + "\"}"; };
-    EXPECT_EQ(set(text(126)), 0u);
+    EXPECT_EQ(set(text(126)), Succeeds());
     EXPECT_EQ(outside().done.size(), 1u);
     outside().done.clear();
-    EXPECT_EQ(set(text(127)), 14u);
-    EXPECT_EQ(set("{}"), 22u);
-    EXPECT_EQ(set("null"), 22u);
-    EXPECT_EQ(set("5"), 22u);
-    EXPECT_EQ(set(R"({"ParamValue":null})"), 14u);
-    EXPECT_EQ(set(R"({"ParamValue":{"a":1}})"), 14u);
-    EXPECT_EQ(set(R"({"ParamValue":"a\u0000b"})"), 14u) << "a text that would be stored in part";
+    EXPECT_EQ(set(text(127)), Fails(EFAULT));
+    EXPECT_EQ(set("{}"), Fails(EINVAL));
+    EXPECT_EQ(set("null"), Fails(EINVAL));
+    EXPECT_EQ(set("5"), Fails(EINVAL));
+    EXPECT_EQ(set(R"({"ParamValue":null})"), Fails(EFAULT));
+    EXPECT_EQ(set(R"({"ParamValue":{"a":1}})"), Fails(EFAULT));
+    EXPECT_EQ(set(R"({"ParamValue":"a\u0000b"})"), Fails(EFAULT)) << "a text that would be stored in part";
     EXPECT_TRUE(outside().done.empty());
 
-    outside().uci_codes["set system.@system[0].log_ip"] = 5;
+    outside().uci_codes["set system.@system[0].log_ip"] = EIO;
     outside().events.clear();
     outside().logs.clear();
-    EXPECT_EQ(set(text(1)), 5u);
+    EXPECT_EQ(set(text(1)), Fails(EIO));
     EXPECT_TRUE(outside().events.empty());
     EXPECT_EQ(outside().logs,
               (std::vector<LogLine>{{3, "[E] Device.X_QRN_RemoteLog set Server failed, error 5.\n"}}));
@@ -233,10 +232,10 @@ TEST_F(BuiltIn, RemoteLogRefusalsStoreNothing)
 TEST_F(BuiltIn, RemoteLogCommitsSystemOnceWhateverThePackages)
 {
     const Json object{R"({"package":["network",5,"system"]})"};
-    EXPECT_EQ(request("Device.X_QRN_RemoteLog", kCommit, object.get()), 0u);
+    EXPECT_EQ(request("Device.X_QRN_RemoteLog", kCommit, object.get()), Succeeds());
     EXPECT_EQ(outside().done, Lines{"commit system"});
-    outside().uci_codes["commit system"] = 14;
-    EXPECT_EQ(request("Device.X_QRN_RemoteLog", kCommit, object.get()), 14u);
+    outside().uci_codes["commit system"] = EFAULT;
+    EXPECT_EQ(request("Device.X_QRN_RemoteLog", kCommit, object.get()), Fails(EFAULT));
     EXPECT_EQ(outside().logs,
               (std::vector<LogLine>{{3, "[E] Device.X_QRN_RemoteLog commit failed, error 14.\n"}}));
 }
@@ -244,35 +243,36 @@ TEST_F(BuiltIn, RemoteLogCommitsSystemOnceWhateverThePackages)
 TEST_F(BuiltIn, RemoteLogServiceRunsBothScriptsUntilOneFails)
 {
     const Json object{R"({"action":"restart"})"};
-    EXPECT_EQ(request("Device.X_QRN_RemoteLog", kService, object.get()), 0u);
+    EXPECT_EQ(request("Device.X_QRN_RemoteLog", kService, object.get()), Succeeds());
     EXPECT_EQ(outside().done,
               (Lines{"popen /etc/init.d/log restart", "sync", "popen /etc/init.d/system restart", "sync"}));
     outside().done.clear();
     outside().wait_statuses["/etc/init.d/log restart"] = 1 << 8;
-    EXPECT_EQ(request("Device.X_QRN_RemoteLog", kService, object.get()), 14u);
+    EXPECT_EQ(request("Device.X_QRN_RemoteLog", kService, object.get()), Fails(EFAULT));
     EXPECT_EQ(outside().done, (Lines{"popen /etc/init.d/log restart", "sync"}));
 }
 
 TEST_F(BuiltIn, ServiceActionsThatCouldRunMoreAreRefused)
 {
     const auto service = [](const std::string& action) {
-        const Json object{(R"({"action":)" + action + "}").c_str()};
+        const Json object{R"({"action":)" + action + "}"};
         return request("Device.X_QRN_RemoteLog", kService, object.get());
     };
     for (const char character : std::string{"`;|&{}$<>"}) {
-        EXPECT_EQ(service(std::string{"\"restart"} + character + "reboot\""), 14u) << character;
+        EXPECT_EQ(service(std::string{"\"restart"} + character + "reboot\""), Fails(EFAULT)) << character;
     }
     for (const char* action : {R"("a\nreboot")", R"("a\u0001")", R"("a\u007f")", R"("a\u0000b")", "\"\"",
                                "null", "5", "[\"restart\"]", "{}"}) {
-        EXPECT_EQ(service(action), 14u) << action;
+        EXPECT_EQ(service(action), Fails(EFAULT)) << action;
     }
     const size_t longest = 126 - std::string{"/etc/init.d/log "}.size();
-    EXPECT_EQ(service('"' + std::string(longest + 1, 'x') + '"'), 14u);
+    EXPECT_EQ(service('"' + std::string(longest + 1, 'x') + '"'), Fails(EFAULT));
     EXPECT_TRUE(outside().done.empty());
 
-    EXPECT_EQ(service(R"("start now")"), 0u) << "blanks pass as they stand";
+    EXPECT_EQ(service(R"("start now")"), Succeeds()) << "blanks pass as they stand";
     EXPECT_EQ(outside().commands().front(), "popen /etc/init.d/log start now");
     outside().done.clear();
-    EXPECT_EQ(service('"' + std::string(longest, 'x') + '"'), 14u) << "fits the first script's command alone";
+    EXPECT_EQ(service('"' + std::string(longest, 'x') + '"'), Fails(EFAULT))
+        << "fits the first script's command alone";
     EXPECT_EQ(outside().commands().size(), 1u);
 }

@@ -36,14 +36,14 @@ TEST_F(Common, MarksAreAddedOrOverwritten)
         EXPECT_EQ(object.text(), after);
     }
     const Json flagged{"{}"};
-    EXPECT_EQ(Qsc_SetParamFlag(flagged.get(), 0xFFFFFFFF), 0u);
+    EXPECT_EQ(Qsc_SetParamFlag(flagged.get(), 0xFFFFFFFF), Succeeds());
     EXPECT_EQ(flagged.text(), R"({"ParamFlag":4294967295})");
 }
 
 TEST_F(Common, DebugPrintRunsTheLoggerOnlyWhenSwitchedOn)
 {
-    EXPECT_EQ(Qsc_Dbg_GetEnableFlag(), 0u);
-    EXPECT_EQ(Qsc_Dbg_Print("hello", 0), 0u);
+    EXPECT_EQ(Qsc_Dbg_GetEnableFlag(), Succeeds());
+    EXPECT_EQ(Qsc_Dbg_Print("hello", 0), Succeeds());
     EXPECT_TRUE(outside().done.empty());
 
     Qsc_Dbg_SetEnableFlag(1);
@@ -51,10 +51,10 @@ TEST_F(Common, DebugPrintRunsTheLoggerOnlyWhenSwitchedOn)
     std::snprintf(id.data(), id.size(), "%X", static_cast<unsigned>(syscall(SYS_gettid)));
     const std::string start =
         std::string{"popen /usr/bin/qrnlogger -s qrncommon -t QRNDBG -l n \"(T-"} + id.data();
-    EXPECT_EQ(Qsc_Dbg_Print("hello", 1), 0u);
-    EXPECT_EQ(Qsc_Dbg_Print("a\"; reboot; $(x) `y` \\", 2), 0u);
-    EXPECT_EQ(Qsc_Dbg_Print("", 3), 0u);
-    EXPECT_EQ(Qsc_Dbg_Print(nullptr, 0), 0u);
+    EXPECT_EQ(Qsc_Dbg_Print("hello", 1), Succeeds());
+    EXPECT_EQ(Qsc_Dbg_Print("a\"; reboot; $(x) `y` \\", 2), Succeeds());
+    EXPECT_EQ(Qsc_Dbg_Print("", 3), Succeeds());
+    EXPECT_EQ(Qsc_Dbg_Print(nullptr, 0), Succeeds());
     EXPECT_EQ(outside().commands(), (Lines{
                                         start + ")(START) hello\"",
                                         start + ")(END) a\\\"; reboot; \\$(x) \\`y\\` \\\\\"",
@@ -62,9 +62,9 @@ TEST_F(Common, DebugPrintRunsTheLoggerOnlyWhenSwitchedOn)
                                     }));
     const size_t around = start.size() - std::strlen("popen ") + std::strlen(") \"");
     outside().done.clear();
-    EXPECT_EQ(Qsc_Dbg_Print(std::string(2047 - around, 'x').c_str(), 0), 14u);
+    EXPECT_EQ(Qsc_Dbg_Print(std::string(2047 - around, 'x').c_str(), 0), Fails(EFAULT));
     EXPECT_TRUE(outside().done.empty());
-    EXPECT_EQ(Qsc_Dbg_Print(std::string(2046 - around, 'x').c_str(), 0), 0u);
+    EXPECT_EQ(Qsc_Dbg_Print(std::string(2046 - around, 'x').c_str(), 0), Succeeds());
     Qsc_Dbg_SetEnableFlag(0);
 }
 
@@ -85,7 +85,7 @@ TEST_F(Common, ByteQuantities)
     for (const auto& [from, to, value, text] : cases) {
         std::array<char, 32> buffer{};
         buffer.fill('#');
-        EXPECT_EQ(Qsc_OutputByteString(from, to, buffer.data(), buffer.size(), value), 0u);
+        EXPECT_EQ(Qsc_OutputByteString(from, to, buffer.data(), buffer.size(), value), Succeeds());
         EXPECT_STREQ(buffer.data(), text);
         EXPECT_EQ(buffer.back(), '\0') << "the whole buffer is cleared";
     }
@@ -102,22 +102,23 @@ TEST_F(Common, ByteQuantityRefusals)
                                                 {0, 0, 1u, 1.0},
                                                 {0, 0, 4u, -0.1},
                                                 {0, 0, 4u, std::nan("")}}) {
-        EXPECT_EQ(Qsc_OutputByteString(from, to, buffer.data(), size, value), 22u);
+        EXPECT_EQ(Qsc_OutputByteString(from, to, buffer.data(), size, value), Fails(EINVAL));
     }
-    EXPECT_EQ(Qsc_OutputByteString(0, 0, nullptr, 9, 1), 22u);
+    EXPECT_EQ(Qsc_OutputByteString(0, 0, nullptr, 9, 1), Fails(EINVAL));
     EXPECT_EQ(buffer, (std::array<char, 4>{'#', '#', '#', '#'}));
-    EXPECT_EQ(Qsc_OutputByteString(0, 0, buffer.data(), buffer.size(), 1), 14u) << "never a part of a number";
+    EXPECT_EQ(Qsc_OutputByteString(0, 0, buffer.data(), buffer.size(), 1), Fails(EFAULT))
+        << "never a part of a number";
     EXPECT_STREQ(buffer.data(), "");
 }
 
 TEST_F(Common, PrintedObjectsGoToTheDebugLog)
 {
-    EXPECT_EQ(Qsc_PrintJObj(nullptr), 22u);
+    EXPECT_EQ(Qsc_PrintJObj(nullptr), Fails(EINVAL));
     const Json object{R"({"Server":"a%sb"})"};
-    EXPECT_EQ(Qsc_PrintJObj(object.get()), 0u);
+    EXPECT_EQ(Qsc_PrintJObj(object.get()), Succeeds());
     EXPECT_TRUE(outside().logs.empty()) << "debug lines are filtered by default";
     Qslog_SetLogLevel(7);
-    EXPECT_EQ(Qsc_PrintJObj(object.get()), 0u);
+    EXPECT_EQ(Qsc_PrintJObj(object.get()), Succeeds());
     ASSERT_EQ(outside().logs.size(), 5u);
     EXPECT_EQ(outside().logs[3], (LogLine{7, "[D]   \"Server\":\"a%sb\"\n"}));
 }

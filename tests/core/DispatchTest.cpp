@@ -65,7 +65,7 @@ class Dispatch : public OutsideTest
 TEST_F(Dispatch, GetAnswersTheNamedParametersAlone)
 {
     const Json object{R"({"Two":{},"Other":5})"};
-    EXPECT_EQ(QSysCmdHal_Do_Device_Leds("Device.LEDs.1", object.get(), kGet | 0x10, 8, -7, 0), 0u);
+    EXPECT_EQ(QSysCmdHal_Do_Device_Leds("Device.LEDs.1", object.get(), kGet | 0x10, 8, -7, 0), Succeeds());
     EXPECT_EQ(object.text(), R"({"Two":{"ParamValue":3},"Other":5})");
     EXPECT_EQ(outside().done, Lines{"Device.LEDs.1#3 17 8 -7"})
         << "all bits, argument and context go through";
@@ -74,7 +74,7 @@ TEST_F(Dispatch, GetAnswersTheNamedParametersAlone)
 TEST_F(Dispatch, NamingAParameterWithoutHandlerIsNoAllGet)
 {
     const Json object{R"({"Idle":{}})"};
-    EXPECT_EQ(request("Device.LEDs", kGet, object.get()), 0u);
+    EXPECT_EQ(request("Device.LEDs", kGet, object.get()), Succeeds());
     EXPECT_EQ(object.text(), R"({"Idle":{}})");
     EXPECT_TRUE(outside().done.empty());
 }
@@ -82,7 +82,7 @@ TEST_F(Dispatch, NamingAParameterWithoutHandlerIsNoAllGet)
 TEST_F(Dispatch, GetOfNothingKnownAnswersEverything)
 {
     const Json object{R"({"Other":{}})"};
-    EXPECT_EQ(request("Device.LEDs", kGet, object.get()), 0u);
+    EXPECT_EQ(request("Device.LEDs", kGet, object.get()), Succeeds());
     EXPECT_EQ(object.text(), R"({"Other":{},"One":{"ParamValue":1},"Two":{"ParamValue":3}})");
 }
 
@@ -90,7 +90,7 @@ TEST_F(Dispatch, AllGetKeepsWhatWasAnsweredBeforeAFailure)
 {
     g_failing_id = 3;
     const Json object{"{}"};
-    EXPECT_EQ(request("Device.LEDs", kGet, object.get()), 61u);
+    EXPECT_EQ(request("Device.LEDs", kGet, object.get()), Fails(ENODATA));
     EXPECT_EQ(object.text(), R"({"One":{"ParamValue":1}})");
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E] Device_Leds all get Two, error 61\n"}}));
 }
@@ -99,20 +99,20 @@ TEST_F(Dispatch, SetStopsAtTheFirstFailureAndHasNoAllForm)
 {
     g_failing_id = 1;
     const Json both{R"({"Two":{},"One":{}})"};
-    EXPECT_EQ(request("Device.LEDs", kSet | kCommit, both.get()), 61u);
+    EXPECT_EQ(request("Device.LEDs", kSet | kCommit, both.get()), Fails(ENODATA));
     EXPECT_EQ(outside().done.size(), 1u) << "table order, not the request's";
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E] Device_Leds set One, error 61\n"}}));
 
     outside().done.clear();
     const Json none{"{}"};
-    EXPECT_EQ(request("Device.LEDs", kSet, none.get()), 0u);
+    EXPECT_EQ(request("Device.LEDs", kSet, none.get()), Succeeds());
     EXPECT_TRUE(outside().done.empty());
 }
 
 TEST_F(Dispatch, GetWinsOverSet)
 {
     const Json object{R"({"One":{}})"};
-    EXPECT_EQ(request("Device.LEDs", kGet | kSet, object.get()), 0u);
+    EXPECT_EQ(request("Device.LEDs", kGet | kSet, object.get()), Succeeds());
     EXPECT_EQ(outside().logs.size(), 0u);
     EXPECT_EQ(outside().done, Lines{"Device.LEDs#1 3 8 0"});
 }
@@ -121,12 +121,12 @@ TEST_F(Dispatch, PathFormNamesThePathAndPassesTheParameterName)
 {
     g_failing_id = 3;
     const Json object{R"({"One":{},"Two":{}})"};
-    EXPECT_EQ(request("Device.DeviceInfo.X", kGet, object.get()), 61u);
-    EXPECT_EQ(request("Device.DeviceInfo.X", kSet, object.get()), 61u);
+    EXPECT_EQ(request("Device.DeviceInfo.X", kGet, object.get()), Fails(ENODATA));
+    EXPECT_EQ(request("Device.DeviceInfo.X", kSet, object.get()), Fails(ENODATA));
     EXPECT_EQ(outside().done, (Lines{"One#1 1 8 0", "Two#3 1 8 0", "One#1 2 8 0", "Two#3 2 8 0"}));
     const Json empty{"{}"};
-    EXPECT_EQ(request("Device.DeviceInfo.X", kGet, empty.get()), 61u);
-    EXPECT_EQ(request("Device.DeviceInfo.X", 0x4, empty.get()), 22u);
+    EXPECT_EQ(request("Device.DeviceInfo.X", kGet, empty.get()), Fails(ENODATA));
+    EXPECT_EQ(request("Device.DeviceInfo.X", 0x4, empty.get()), Fails(EINVAL));
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{
                                   {3, "[E] Device.DeviceInfo.X get Two failed, error 61.\n"},
                                   {3, "[E] Device.DeviceInfo.X set Two failed, error 61.\n"},
@@ -139,9 +139,9 @@ TEST_F(Dispatch, LabelsDifferByOperationWhereTheyMust)
 {
     g_failing_id = 1;
     const Json object{R"({"One":{}})"};
-    EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kGet, object.get()), 61u);
-    EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kSet, object.get()), 61u);
-    EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kCommit, object.get()), 22u);
+    EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kGet, object.get()), Fails(ENODATA));
+    EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kSet, object.get()), Fails(ENODATA));
+    EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kCommit, object.get()), Fails(EINVAL));
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{
                                   {3, "[E] SiteUurvey get One, error 61\n"},
                                   {3, "[E] Site Survey set One, error 61\n"},
@@ -173,7 +173,7 @@ TEST_F(Dispatch, UnsupportedOperations)
     for (const auto& [path, oper, line] : cases) {
         const Json object{"{}"};
         outside().logs.clear();
-        EXPECT_EQ(request(path, oper, object.get()), 22u) << path;
+        EXPECT_EQ(request(path, oper, object.get()), Fails(EINVAL)) << path;
         EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, line}}));
         EXPECT_EQ(object.text(), "{}");
     }
@@ -182,14 +182,15 @@ TEST_F(Dispatch, UnsupportedOperations)
 TEST_F(Dispatch, WhatIsNoObjectIsRefused)
 {
     for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
-        EXPECT_EQ(entry->dispatcher(entry->path, nullptr, kGet, 8, 0, 0), 22u) << entry->path;
+        EXPECT_EQ(entry->dispatcher(entry->path, nullptr, kGet, 8, 0, 0), Fails(EINVAL)) << entry->path;
     }
     EXPECT_TRUE(outside().logs.empty());
     for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
         for (const char* wrong : {"[]", "\"One\"", "5", "true"}) {
             const Json value{wrong};
             for (const uint32_t oper : {kGet, kSet, kCommit, kService}) {
-                EXPECT_EQ(entry->dispatcher(nullptr, value.get(), oper, 8, 0, 0), 22u) << entry->path;
+                EXPECT_EQ(entry->dispatcher(nullptr, value.get(), oper, 8, 0, 0), Fails(EINVAL))
+                    << entry->path;
             }
             EXPECT_EQ(value.text(), wrong);
         }
@@ -200,16 +201,16 @@ TEST_F(Dispatch, WhatIsNoObjectIsRefused)
 TEST_F(Dispatch, NullAndEmptyPathsReachTheHandlers)
 {
     const Json object{R"({"level":{}})"};
-    EXPECT_EQ(QSysCmdHal_Do_SysLog(nullptr, object.get(), kGet, 8, 0, 0), 0u);
-    EXPECT_EQ(QSysCmdHal_Do_SysLog("", object.get(), kGet, 8, 0, 0), 0u);
-    EXPECT_EQ(QSysCmdHal_Do_DeviceInfo(nullptr, object.get(), 0x4, 8, 0, 0), 22u);
+    EXPECT_EQ(QSysCmdHal_Do_SysLog(nullptr, object.get(), kGet, 8, 0, 0), Succeeds());
+    EXPECT_EQ(QSysCmdHal_Do_SysLog("", object.get(), kGet, 8, 0, 0), Succeeds());
+    EXPECT_EQ(QSysCmdHal_Do_DeviceInfo(nullptr, object.get(), 0x4, 8, 0, 0), Fails(EINVAL));
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E]  operation not support (0x4).\n"}}));
 }
 
 TEST_F(Dispatch, ActionFormCallsTheNamedAction)
 {
     const Json object{R"({"Action":{"ParamValue":"go"}})"};
-    EXPECT_EQ(QSysCmdHal_Do_SysUpg("SysUpg", object.get(), 0, 4, 9, 0), 0u)
+    EXPECT_EQ(QSysCmdHal_Do_SysUpg("SysUpg", object.get(), 0, 4, 9, 0), Succeeds())
         << "the operation is not examined";
     EXPECT_EQ(outside().done, Lines{R"(go in {"Action":{"ParamValue":"go"}} as {"ParamValue":"go"} 0 4 9)"});
     EXPECT_EQ(g_QscSysUpgCmd[0].param, reinterpret_cast<uintptr_t>(object.get()));
@@ -242,16 +243,17 @@ TEST_F(Dispatch, ListFormTakesAllOrOneInstance)
     for (const char* rest : {"", "*", "1", "12."}) {
         for (const uint32_t oper : {kGet, kSet}) {
             const Json object{"{}"};
-            EXPECT_EQ(request((prefix + rest).c_str(), oper, object.get()), 0u) << rest;
+            EXPECT_EQ(request((prefix + rest).c_str(), oper, object.get()), Succeeds()) << rest;
         }
     }
     EXPECT_TRUE(outside().logs.empty());
     for (const char* rest : {"1x", "-1", "+1", "*.", ".", "1.Foo", "4294967297", "2147483648", " 1"}) {
         const Json object{"{}"};
         outside().logs.clear();
-        EXPECT_EQ(request((prefix + rest).c_str(), kGet, object.get()), 22u) << rest;
+        EXPECT_EQ(request((prefix + rest).c_str(), kGet, object.get()), Fails(EINVAL)) << rest;
         EXPECT_EQ(outside().logs.size(), 1u) << rest;
     }
     const Json object{"{}"};
-    EXPECT_EQ(QSysCmdHal_Do_Device_Routing_Router_1_Ipv4Fwd(nullptr, object.get(), kGet, 8, 0, 0), 22u);
+    EXPECT_EQ(QSysCmdHal_Do_Device_Routing_Router_1_Ipv4Fwd(nullptr, object.get(), kGet, 8, 0, 0),
+              Fails(EINVAL));
 }

@@ -19,17 +19,11 @@ namespace
 constexpr const char* kZone = "system.@system[0].timezone";
 constexpr const char* kLocation = "system.@system[0].tzlocation";
 
-std::string service(const char* object)
+Answer service(const std::string& object)
 {
     const Json value{object};
     const uint32_t code = Qsc_DevTime_Service("Device.Time", value.get());
-    return std::to_string(code) + " " + value.text();
-}
-
-/// Text of a length, as a request's object.
-std::string value_of(std::size_t length, char character = 'x')
-{
-    return R"({"ParamValue":")" + std::string(length, character) + R"("})";
+    return {code, value.text()};
 }
 
 } // namespace
@@ -45,7 +39,7 @@ class DeviceTime : public OutsideTest
         outside() = Outside{};
     }
 
-    static std::string commit(const char* object = "{}") { return call(Qsc_DevTime_Commit, kCommit, object); }
+    static Answer commit(const char* object = "{}") { return call(Qsc_DevTime_Commit, kCommit, object); }
 };
 
 TEST_F(DeviceTime, ReadsEveryParameter)
@@ -56,26 +50,25 @@ TEST_F(DeviceTime, ReadsEveryParameter)
                      {kZone, "GMT0"},
                      {kLocation, "UserDefined"},
                      {"system.ntp.dstdisable", "1x"}};
-    const Json all{"{}"};
-    EXPECT_EQ(request("Device.Time", kGet, all.get()), 0u);
-    const auto value = [&](const char* name) {
-        return std::string{json_object_get_string(
-            json_object_object_get(json_object_object_get(all.get(), name), "ParamValue"))};
-    };
-    EXPECT_EQ(value("Enable"), "16");
-    EXPECT_EQ(value("Status"), "Disabled");
-    EXPECT_EQ(value("NTPServer1"), "a.example");
-    EXPECT_EQ(value("NTPServer2"), "");
-    EXPECT_EQ(value("NTPServer5"), "e.example");
-    EXPECT_EQ(value("LocalTimeZone"), "GMT0");
-    EXPECT_EQ(value("XQrnTimeZoneLocation"), "UserDefined");
-    EXPECT_EQ(value("XQrnDSTDisable"), "1");
-    EXPECT_EQ(json_object_object_length(all.get()), 11);
+    const Answer all = send("Device.Time", kGet, "{}");
+    EXPECT_EQ(all, Succeeds());
+    const std::pair<const char*, const char*> values[] = {{"Enable", "16"},
+                                                          {"Status", "\"Disabled\""},
+                                                          {"NTPServer1", "\"a.example\""},
+                                                          {"NTPServer2", "\"\""},
+                                                          {"NTPServer5", "\"e.example\""},
+                                                          {"LocalTimeZone", "\"GMT0\""},
+                                                          {"XQrnTimeZoneLocation", "\"UserDefined\""},
+                                                          {"XQrnDSTDisable", "1"}};
+    for (const auto& [name, value] : values) {
+        EXPECT_EQ(all.value(name), value) << name;
+    }
     const LogLine missing{4, "[W] system.ntp.server not found\n"};
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{missing, missing, missing}));
 
     // The time as libc writes it, to the second.
-    std::string before, after, answered;
+    std::string before, after;
+    Answer answered;
     do {
         char text[64];
         std::time_t now = std::time(nullptr);
@@ -86,7 +79,7 @@ TEST_F(DeviceTime, ReadsEveryParameter)
         std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", std::localtime(&now));
         after = text;
     } while (before != after);
-    EXPECT_EQ(answered, R"(0 {"ParamValue":")" + before + R"(","ParamId":0})");
+    EXPECT_EQ(answered, Answers(R"({"ParamValue":")" + before + R"(","ParamId":0})"));
 }
 
 TEST_F(DeviceTime, StatusIsTheWordOfTheNtpService)
@@ -118,11 +111,11 @@ TEST_F(DeviceTime, StatusIsTheWordOfTheNtpService)
             std::ofstream{"/tmp/.ntpstatus"} << file;
         }
         EXPECT_EQ(call(Qsc_DevTime_Do_Status, kGet, "{}"),
-                  std::string{R"(0 {"ParamValue":")"} + status + R"(","ParamId":0})");
+                  Answers(R"({"ParamValue":")" + status + R"(","ParamId":0})"));
     }
     std::remove("/tmp/.ntpstatus");
     EXPECT_EQ(call(Qsc_DevTime_Do_Status, kSet, R"({"ParamValue":"x"})"),
-              R"(14 {"ParamValue":"x","ParamId":14})");
+              Fails(EFAULT, R"({"ParamValue":"x","ParamId":14})"));
 }
 
 TEST_F(DeviceTime, SetsAreStagedAndRecorded)
@@ -148,8 +141,7 @@ TEST_F(DeviceTime, SetsAreStagedAndRecorded)
     for (const auto& [handler, value, stored, event] : cases) {
         outside().done.clear();
         outside().events.clear();
-        const std::string object = std::string{R"({"ParamValue":)"} + value + "}";
-        EXPECT_EQ(call(handler, kSet, object.c_str()).substr(0, 2), "0 ") << stored;
+        EXPECT_EQ(call(handler, kSet, value_of(value)), Succeeds()) << stored;
         EXPECT_EQ(outside().done, Lines{stored});
         EXPECT_EQ(outside().events, Lines{OutsideTest::event(event)});
     }
@@ -162,34 +154,34 @@ TEST_F(DeviceTime, RefusedSetsChangeNothing)
         std::string object;
         uint32_t code;
     } cases[] = {
-        {Qsc_DevTime_Do_Enable, "{}", 22},
-        {Qsc_DevTime_Do_Enable, R"({"ParamValue":"1x"})", 14},
-        {Qsc_DevTime_Do_Enable, R"({"ParamValue":2147483648})", 14},
-        {Qsc_DevTime_Do_NtpServer1, "{}", 22},
-        {Qsc_DevTime_Do_NtpServer1, R"({"ParamValue":null})", 14},
-        {Qsc_DevTime_Do_NtpServer1, R"({"ParamValue":["a"]})", 14},
-        {Qsc_DevTime_Do_NtpServer1, value_of(127), 14},
-        {Qsc_DevTime_Do_LocalTimeZone, value_of(127), 14},
-        {Qsc_DevTime_Do_XQrnTimeZoneLocation, R"({"ParamValue":"America/New_York"})", 14},
-        {Qsc_DevTime_Do_XQrnTimeZoneLocation, R"({"ParamValue":""})", 14},
-        {Qsc_DevTime_Do_XQrnTimeZoneLocation, value_of(5000), 14},
-        {Qsc_DevTime_Do_CurrentLocalTime, "{}", 22},
-        {Qsc_DevTime_Do_CurrentLocalTime, value_of(127), 22},
-        {Qsc_DevTime_Do_CurrentLocalTime, R"({"ParamValue":"2024-01-02-03"})", 22},
-        {Qsc_DevTime_Do_CurrentLocalTime, R"({"ParamValue":"$reboot---"})", 22},
-        {Qsc_DevTime_Do_CurrentLocalTime, R"({"ParamValue":"$reboot"})", 14},
-        {Qsc_DevTime_Do_CurrentLocalTime, R"({"ParamValue":"a;reboot"})", 14},
+        {Qsc_DevTime_Do_Enable, "{}", EINVAL},
+        {Qsc_DevTime_Do_Enable, R"({"ParamValue":"1x"})", EFAULT},
+        {Qsc_DevTime_Do_Enable, R"({"ParamValue":2147483648})", EFAULT},
+        {Qsc_DevTime_Do_NtpServer1, "{}", EINVAL},
+        {Qsc_DevTime_Do_NtpServer1, R"({"ParamValue":null})", EFAULT},
+        {Qsc_DevTime_Do_NtpServer1, R"({"ParamValue":["a"]})", EFAULT},
+        {Qsc_DevTime_Do_NtpServer1, value_of(text_of(127)), EFAULT},
+        {Qsc_DevTime_Do_LocalTimeZone, value_of(text_of(127)), EFAULT},
+        {Qsc_DevTime_Do_XQrnTimeZoneLocation, R"({"ParamValue":"America/New_York"})", EFAULT},
+        {Qsc_DevTime_Do_XQrnTimeZoneLocation, R"({"ParamValue":""})", EFAULT},
+        {Qsc_DevTime_Do_XQrnTimeZoneLocation, value_of(text_of(5000)), EFAULT},
+        {Qsc_DevTime_Do_CurrentLocalTime, "{}", EINVAL},
+        {Qsc_DevTime_Do_CurrentLocalTime, value_of(text_of(127)), EINVAL},
+        {Qsc_DevTime_Do_CurrentLocalTime, R"({"ParamValue":"2024-01-02-03"})", EINVAL},
+        {Qsc_DevTime_Do_CurrentLocalTime, R"({"ParamValue":"$reboot---"})", EINVAL},
+        {Qsc_DevTime_Do_CurrentLocalTime, R"({"ParamValue":"$reboot"})", EFAULT},
+        {Qsc_DevTime_Do_CurrentLocalTime, R"({"ParamValue":"a;reboot"})", EFAULT},
     };
     for (const auto& [handler, object, code] : cases) {
-        EXPECT_EQ(call(handler, kSet, object.c_str()).substr(0, 2), std::to_string(code)) << object;
+        EXPECT_EQ(call(handler, kSet, object), Fails(code)) << object;
     }
     EXPECT_TRUE(outside().done.empty());
     EXPECT_TRUE(outside().events.empty());
     EXPECT_EQ(outside().logs.size(), 2u) << "only unknown locations say so";
     EXPECT_EQ(outside().logs[0], (LogLine{3, "[E] time zone location not found\n"}));
 
-    outside().uci_codes["set system.ntp.server[0]"] = 5;
-    EXPECT_EQ(call(Qsc_DevTime_Do_NtpServer1, kSet, value_of(126).c_str()).substr(0, 2), "5 ");
+    outside().uci_codes["set system.ntp.server[0]"] = EIO;
+    EXPECT_EQ(call(Qsc_DevTime_Do_NtpServer1, kSet, value_of(text_of(126))), Fails(EIO));
     EXPECT_TRUE(outside().events.empty());
 }
 
@@ -208,15 +200,12 @@ TEST_F(DeviceTime, SettingTheTimeRunsDateWithTheTextExactly)
     for (const auto& [value, command, event] : cases) {
         outside().done.clear();
         outside().events.clear();
-        EXPECT_EQ(call(Qsc_DevTime_Do_CurrentLocalTime, kSet,
-                       (std::string{R"({"ParamValue":)"} + value + "}").c_str())
-                      .substr(0, 2),
-                  "0 ");
+        EXPECT_EQ(call(Qsc_DevTime_Do_CurrentLocalTime, kSet, value_of(value)), Succeeds());
         EXPECT_EQ(outside().commands(), Lines{command});
         EXPECT_EQ(outside().events, Lines{OutsideTest::event(event)});
     }
     outside().wait_statuses["date -s \"x\""] = 1 << 8;
-    EXPECT_EQ(call(Qsc_DevTime_Do_CurrentLocalTime, kSet, R"({"ParamValue":"x"})").substr(0, 2), "14");
+    EXPECT_EQ(call(Qsc_DevTime_Do_CurrentLocalTime, kSet, R"({"ParamValue":"x"})"), Fails(EFAULT));
     EXPECT_EQ(outside().events.size(), 1u) << "a failed set is no event";
 }
 
@@ -265,7 +254,7 @@ TEST_F(DeviceTime, CommitDerivesTheZoneFromTheLocation)
         outside() = Outside{};
         outside().uci = {{kLocation, location}, {kZone, zone}, {"system.ntp.dstdisable", disabled}};
         const bool is_broken = std::string{zone} == "X,M3";
-        EXPECT_EQ(commit().substr(0, 2), is_broken ? "14" : "0 ") << location;
+        EXPECT_EQ(commit(), Fails(is_broken ? EFAULT : 0)) << location;
         EXPECT_EQ(outside().done, done) << location;
     }
 }
@@ -275,28 +264,30 @@ TEST_F(DeviceTime, CommitTakesThePackagesThatTheRequestNames)
     outside().uci[kLocation] = "Africa/Abidjan";
     const struct {
         const char* object;
-        const char* answer;
+        Answer answer;
         Lines done;
     } cases[] = {
-        {"{}", R"(0 {"package":["system"],"ParamId":0})", {"commit system", "sync"}},
-        {R"({"package":[]})", R"(0 {"package":["system"],"ParamId":0})", {"commit system", "sync"}},
+        {"{}", Answers(R"({"package":["system"],"ParamId":0})"), {"commit system", "sync"}},
+        {R"({"package":[]})", Answers(R"({"package":["system"],"ParamId":0})"), {"commit system", "sync"}},
         {R"({"package":["b",7,null,"","a"]})",
-         R"(0 {"package":["b",7,null,"","a"],"ParamId":0})",
+         Answers(R"({"package":["b",7,null,"","a"],"ParamId":0})"),
          {"commit b", "commit a", "sync"}},
-        {R"({"package":[null,""]})", R"(0 {"package":[null,""],"ParamId":0})", {"sync"}},
-        {R"({"package":"system"})", R"(22 {"package":"system","ParamId":22})", {"sync"}},
-        {R"({"package":null})", R"(22 {"package":null,"ParamId":22})", {"sync"}},
-        {R"({"package":["bad","a"]})", R"(5 {"package":["bad","a"],"ParamId":5})", {"commit bad", "sync"}},
+        {R"({"package":[null,""]})", Answers(R"({"package":[null,""],"ParamId":0})"), {"sync"}},
+        {R"({"package":"system"})", Fails(EINVAL, R"({"package":"system","ParamId":22})"), {"sync"}},
+        {R"({"package":null})", Fails(EINVAL, R"({"package":null,"ParamId":22})"), {"sync"}},
+        {R"({"package":["bad","a"]})",
+         Fails(EIO, R"({"package":["bad","a"],"ParamId":5})"),
+         {"commit bad", "sync"}},
     };
-    outside().uci_codes["commit bad"] = 5;
+    outside().uci_codes["commit bad"] = EIO;
     for (const auto& [object, answer, done] : cases) {
         outside().done.clear();
         EXPECT_EQ(commit(object), answer);
         EXPECT_EQ(outside().done, done) << object;
     }
     outside().uci.clear();
-    EXPECT_EQ(commit(), R"(14 {"ParamId":14})") << "no location is stored at all";
-    EXPECT_EQ(Qsc_DevTime_Commit("x", nullptr, kCommit, 8, 0, 0), 22u);
+    EXPECT_EQ(commit(), Fails(EFAULT, R"({"ParamId":14})")) << "no location is stored at all";
+    EXPECT_EQ(Qsc_DevTime_Commit("x", nullptr, kCommit, 8, 0, 0), Fails(EINVAL));
 }
 
 TEST_F(DeviceTime, ServiceRestartsTheSystemOncePerChange)
@@ -304,24 +295,24 @@ TEST_F(DeviceTime, ServiceRestartsTheSystemOncePerChange)
     const Lines both{"popen /etc/init.d/system restart", "sync", "popen /etc/init.d/sysntpd restart", "sync"};
     const Lines ntp_only{"popen /etc/init.d/sysntpd restart", "sync"};
     constexpr const char* kRestart = R"({"action":"restart"})";
-    EXPECT_EQ(service(kRestart), R"(0 {"action":"restart","ParamId":0})");
+    EXPECT_EQ(service(kRestart), Answers(R"({"action":"restart","ParamId":0})"));
     EXPECT_EQ(outside().done, ntp_only);
 
     call(Qsc_DevTime_Do_XQrnDSTDisable, kSet, R"({"ParamValue":0})");
     outside().done.clear();
-    EXPECT_EQ(service(R"({"action":"a;b"})").substr(0, 2), "14");
-    EXPECT_EQ(service("{}").substr(0, 2), "14");
+    EXPECT_EQ(service(R"({"action":"a;b"})"), Fails(EFAULT));
+    EXPECT_EQ(service("{}"), Fails(EFAULT));
     EXPECT_TRUE(outside().done.empty()) << "a refused action runs nothing";
 
     outside().wait_statuses["/etc/init.d/system restart"] = 3 << 8;
-    EXPECT_EQ(service(kRestart).substr(0, 2), "14");
+    EXPECT_EQ(service(kRestart), Fails(EFAULT));
     EXPECT_EQ(outside().commands(), Lines{"popen /etc/init.d/system restart"});
     outside().wait_statuses.clear();
     outside().done.clear();
-    EXPECT_EQ(service(kRestart).substr(0, 2), "0 ") << "the flag has stayed";
+    EXPECT_EQ(service(kRestart), Succeeds()) << "the flag has stayed";
     EXPECT_EQ(outside().done, both);
     outside().done.clear();
-    EXPECT_EQ(service(kRestart).substr(0, 2), "0 ");
+    EXPECT_EQ(service(kRestart), Succeeds());
     EXPECT_EQ(outside().done, ntp_only);
-    EXPECT_EQ(service((R"({"action":")" + std::string(110, 'a') + R"("})").c_str()).substr(0, 2), "14");
+    EXPECT_EQ(service(R"({"action":)" + text_of(110) + "}"), Fails(EFAULT));
 }

@@ -15,28 +15,28 @@ using namespace test;
 namespace
 {
 
-constexpr uint32_t kMqtt = 0x80;
+constexpr uint32_t kMqtt = QSC_COMMANDER_MQTT;
 
 } // namespace
 
 class WiFiSsid : public OutsideTest
 {
   protected:
-    static std::string get(int instance, const char* name, uint32_t commander = 8)
+    static Answer get(int instance, const char* name, uint32_t commander = QSC_COMMANDER_CLI)
     {
-        return send(path_of(instance), kGet, (std::string{R"({")"} + name + R"(":{}})").c_str(), commander);
+        return OutsideTest::get(path_of(instance), name, commander);
     }
 
     /// The answer of a get that works.
-    static std::string answer(const char* name, const std::string& value)
+    static Answer answer(const char* name, const std::string& value)
     {
-        return std::string{R"(0 {")"} + name + R"(":{"ParamValue":)" + value + R"(,"ParamId":0}})";
+        return Answers(std::string{R"({")"} + name + R"(":{"ParamValue":)" + value + R"(,"ParamId":0}})");
     }
 
-    static uint32_t set(int instance, const char* name, const std::string& value, uint32_t commander = 8)
+    static Answer set(int instance, const char* name, const std::string& value,
+                      uint32_t commander = QSC_COMMANDER_CLI)
     {
-        const std::string object = std::string{R"({")"} + name + R"(":{"ParamValue":)" + value + "}}";
-        return static_cast<uint32_t>(std::stoul(send(path_of(instance), kSet, object.c_str(), commander)));
+        return OutsideTest::set(path_of(instance), name, value, commander);
     }
 
     static std::string path_of(int instance) { return "Device.WiFi.SSID." + std::to_string(instance); }
@@ -46,7 +46,7 @@ class WiFiSsid : public OutsideTest
     {
         std::ofstream{"/tmp/dump.txt"} << text;
         outside().uci["mtkwireless.mesh.enable"] = "1";
-        outside().on_system = [](const std::string& command) {
+        outside().on_command = [](const std::string& command) {
             if (command == "/bin/cp /tmp/dump.txt /tmp/dumptmep.txt") {
                 std::filesystem::copy_file("/tmp/dump.txt", "/tmp/dumptmep.txt");
             }
@@ -65,21 +65,22 @@ TEST_F(WiFiSsid, InstancesAreAccessPointsOfTwoRadios)
     }
     for (const int instance : {0, 9, 10, 19, -1, INT32_MAX, INT32_MIN}) {
         outside().logs.clear();
-        EXPECT_EQ(get(instance, "Enable"), R"(22 {"Enable":{"ParamId":22}})") << instance;
+        EXPECT_EQ(get(instance, "Enable"), Fails(EINVAL, R"({"Enable":{"ParamId":22}})")) << instance;
         EXPECT_EQ(outside().logs[0],
                   (LogLine{3, "[E] Instance number [" + std::to_string(instance) + "] error\n"}));
     }
     EXPECT_EQ(send("Device.WiFi.SSID.0x12", kGet, R"({"Enable":{}})"), answer("Enable", "1"))
         << "instance 18";
     EXPECT_EQ(send("Device.WiFi.SSID.010", kGet, R"({"Enable":{}})"), answer("Enable", "0")) << "instance 8";
-    EXPECT_EQ(set(12, "Enable", "\"true\"", kMqtt), 0u);
+    EXPECT_EQ(set(12, "Enable", "\"true\"", kMqtt), Succeeds());
     EXPECT_EQ(outside().done, Lines{"set mtkwireless.rax0.enable2=1"});
     EXPECT_EQ(outside().events, Lines{event("set WiFi SSID enabled flag 1 by MQTT")});
     for (const char* name : {"Status", "Name", "MACAddress"}) {
-        EXPECT_EQ(get(9, name), std::string{R"(0 {")"} + name + R"(":{}})") << "says nothing, about nothing";
-        EXPECT_EQ(set(1, name, "1"), 0u);
+        EXPECT_EQ(get(9, name), Answers(std::string{R"({")"} + name + R"(":{}})"))
+            << "says nothing, about nothing";
+        EXPECT_EQ(set(1, name, "1"), Succeeds());
     }
-    EXPECT_EQ(Qsc_DevWiFiSSID_Do_Status("x", nullptr, kGet, 8, 0, 0), 22u);
+    EXPECT_EQ(Qsc_DevWiFiSSID_Do_Status("x", nullptr, kGet, 8, 0, 0), Fails(EINVAL));
 }
 
 TEST_F(WiFiSsid, LowerLayersAreTheSwitchesOfBothRadios)
@@ -113,15 +114,15 @@ TEST_F(WiFiSsid, LowerLayersAreTheSwitchesOfBothRadios)
     };
     for (const auto& [value, done, shown] : sets) {
         outside() = Outside{};
-        outside().uci_codes["set mtkwireless.ra0.enable1"] = 5;
-        EXPECT_EQ(set(1, "LowerLayers", value), 0u) << "the first radio's failure does not count";
+        outside().uci_codes["set mtkwireless.ra0.enable1"] = EIO;
+        EXPECT_EQ(set(1, "LowerLayers", value), Succeeds()) << "the first radio's failure does not count";
         EXPECT_EQ(outside().done, done);
         EXPECT_EQ(outside().events, Lines{event(std::string{"set WiFi Lowerlayers "} + shown + " by CLI")});
     }
-    outside().uci_codes["set mtkwireless.rax0.enable1"] = 6;
-    EXPECT_EQ(set(1, "LowerLayers", "\"\""), 6u);
-    EXPECT_EQ(set(1, "LowerLayers", "[]"), 14u);
-    EXPECT_EQ(send(path_of(1), kSet, R"({"LowerLayers":{}})").substr(0, 2), "22");
+    outside().uci_codes["set mtkwireless.rax0.enable1"] = ENXIO;
+    EXPECT_EQ(set(1, "LowerLayers", "\"\""), Fails(ENXIO));
+    EXPECT_EQ(set(1, "LowerLayers", "[]"), Fails(EFAULT));
+    EXPECT_EQ(send(path_of(1), kSet, R"({"LowerLayers":{}})"), Fails(EINVAL));
 }
 
 TEST_F(WiFiSsid, AddressAndCountersComeFromCommands)
@@ -133,9 +134,9 @@ TEST_F(WiFiSsid, AddressAndCountersComeFromCommands)
     EXPECT_EQ(get(12, "BSSID"), answer("BSSID", "\"\""));
     outside().wait_statuses[command] = 1 << 8;
     outside().logs.clear();
-    EXPECT_EQ(get(12, "BSSID"), R"(14 {"BSSID":{"ParamId":14}})");
+    EXPECT_EQ(get(12, "BSSID"), Fails(EFAULT, R"({"BSSID":{"ParamId":14}})"));
     EXPECT_EQ(outside().logs[0], (LogLine{4, "[W] " + command + " failed\n"}));
-    EXPECT_EQ(set(12, "BSSID", "\"x\""), 14u);
+    EXPECT_EQ(set(12, "BSSID", "\"x\""), Fails(EFAULT));
 
     outside().outputs["/bin/cat /sys/class/net/ra0/statistics/tx_bytes"] = "18446744073709551615\n";
     outside().outputs["/bin/cat /sys/class/net/rax7/statistics/rx_bytes"] = "5\n";
@@ -143,9 +144,9 @@ TEST_F(WiFiSsid, AddressAndCountersComeFromCommands)
               answer("BytesSent", "\"18446744073709551615\""));
     EXPECT_EQ(send("Device.WiFi.SSID.18.Stats", kGet, R"({"BytesReceived":{}})"),
               answer("BytesReceived", "\"5\""));
-    EXPECT_EQ(send("Device.WiFi.SSID.18.Stats", kSet, R"({"BytesReceived":{"ParamValue":"1"}})").substr(0, 2),
-              "14");
-    EXPECT_EQ(send("Device.WiFi.SSID.9.Stats", kGet, R"({"BytesReceived":{}})").substr(0, 2), "22");
+    EXPECT_EQ(send("Device.WiFi.SSID.18.Stats", kSet, R"({"BytesReceived":{"ParamValue":"1"}})"),
+              Fails(EFAULT));
+    EXPECT_EQ(send("Device.WiFi.SSID.9.Stats", kGet, R"({"BytesReceived":{}})"), Fails(EINVAL));
 }
 
 TEST_F(WiFiSsid, NamesReachTheDriverExactly)
@@ -165,7 +166,7 @@ TEST_F(WiFiSsid, NamesReachTheDriverExactly)
                          {"mtkwireless.mesh.role", "1"},
                          {"mtkwireless.ra0.enable3", "1"},
                          {"mtkwireless.rax0.enable3", "1"}};
-        EXPECT_EQ(set(3, "SSID", json), 0u);
+        EXPECT_EQ(set(3, "SSID", json), Succeeds());
         EXPECT_EQ(outside().uci["mtkwireless.ra0.ssid3"], stored);
         EXPECT_EQ(outside().uci.count("mtkwireless.rax0.ssid3"), 0u);
         EXPECT_EQ(outside().commands(),
@@ -177,27 +178,27 @@ TEST_F(WiFiSsid, NamesReachTheDriverExactly)
     EXPECT_EQ(outside().events.size(), 1u);
     outside().done.clear();
     outside().wait_statuses["/usr/sbin/iwpriv ra2 set SSID=\"x\""] = 1 << 8;
-    EXPECT_EQ(set(3, "SSID", "\"x\""), 14u);
+    EXPECT_EQ(set(3, "SSID", "\"x\""), Fails(EFAULT));
     EXPECT_EQ(outside().commands().size(), 2u) << "the second radio is not asked";
 
     outside().uci["mtkwireless.ra0.enable3"] = "0";
     outside().uci["mtkwireless.rax0.enable3"] = "0";
     outside().done.clear();
-    EXPECT_EQ(set(13, "SSID", "\"" + std::string(127, '"' - 1) + "\""), 0u);
+    EXPECT_EQ(set(13, "SSID", "\"" + std::string(127, '"' - 1) + "\""), Succeeds());
     EXPECT_EQ(outside().done, Lines{"set mtkwireless.rax0.ssid3=" + std::string(127, '!')});
     outside().done.clear();
-    EXPECT_EQ(set(13, "SSID", "\"" + std::string(128, 'n') + "\""), 14u);
-    EXPECT_EQ(set(13, "SSID", "\"\""), 14u);
-    EXPECT_EQ(set(13, "SSID", "null"), 14u);
-    EXPECT_EQ(set(13, "SSID", R"("a\u0000b")"), 14u);
-    EXPECT_EQ(send(path_of(13), kSet, R"({"SSID":{}})").substr(0, 2), "22");
+    EXPECT_EQ(set(13, "SSID", text_of(128)), Fails(EFAULT));
+    EXPECT_EQ(set(13, "SSID", "\"\""), Fails(EFAULT));
+    EXPECT_EQ(set(13, "SSID", "null"), Fails(EFAULT));
+    EXPECT_EQ(set(13, "SSID", R"("a\u0000b")"), Fails(EFAULT));
+    EXPECT_EQ(send(path_of(13), kSet, R"({"SSID":{}})"), Fails(EINVAL));
     EXPECT_TRUE(outside().done.empty());
     EXPECT_EQ(get(13, "SSID"), answer("SSID", "\"" + std::string(127, '!') + "\""));
     EXPECT_EQ(get(14, "SSID"), answer("SSID", "\"\""));
     // 127 characters that each need a backslash still are one name.
     outside().uci["mtkwireless.ra0.enable3"] = "1";
     std::string dollars(127, '$');
-    EXPECT_EQ(set(3, "SSID", "\"" + dollars + "\""), 0u);
+    EXPECT_EQ(set(3, "SSID", "\"" + dollars + "\""), Succeeds());
     EXPECT_EQ(outside().uci["mtkwireless.ra0.ssid3"], dollars);
 }
 
@@ -222,13 +223,13 @@ TEST_F(WiFiSsid, TheMeshHasOneName)
         if (mesh != nullptr) {
             outside().uci["mtkwireless.mesh.enable"] = mesh;
         }
-        EXPECT_EQ(set(1, "SSID", "\"n\""), 0u);
+        EXPECT_EQ(set(1, "SSID", "\"n\""), Succeeds());
         EXPECT_EQ(outside().done, done);
     }
     outside() = Outside{};
     outside().uci = {{"mtkwireless.mesh.enable", "1"}, {"mtkwireless.mesh.role", "1"}};
-    outside().uci_codes["set mtkwireless.mesh.resyncmesh"] = 5;
-    EXPECT_EQ(set(1, "SSID", "\"n\""), 5u);
+    outside().uci_codes["set mtkwireless.mesh.resyncmesh"] = EIO;
+    EXPECT_EQ(set(1, "SSID", "\"n\""), Fails(EIO));
     EXPECT_TRUE(outside().commands().empty());
     EXPECT_TRUE(outside().events.empty());
 }
@@ -268,14 +269,14 @@ TEST_F(WiFiSsid, ARunningMeshIsAskedForItsName)
     for (const auto& [dump, log] : broken) {
         put_dump(dump);
         outside().logs.clear();
-        EXPECT_EQ(get(1, "SSID"), R"(14 {"SSID":{"ParamId":14}})") << dump;
+        EXPECT_EQ(get(1, "SSID"), Fails(EFAULT, R"({"SSID":{"ParamId":14}})")) << dump;
         EXPECT_EQ(outside().logs[0], (LogLine{3, std::string{"[E] "} + log}));
     }
     put_dump(head + R"({"SSID":")" + std::string(127, 'n') + R"("}]}]}]})");
     EXPECT_EQ(get(1, "SSID"), answer("SSID", "\"" + std::string(127, 'n') + "\""));
     std::filesystem::remove("/tmp/dump.txt");
     outside().logs.clear();
-    EXPECT_EQ(get(1, "SSID").substr(0, 2), "14");
+    EXPECT_EQ(get(1, "SSID"), Fails(EFAULT));
     EXPECT_EQ(outside().logs[0], (LogLine{3, "[E] dump mesh topology information fail\n"}));
 }
 
@@ -287,13 +288,13 @@ TEST_F(WiFiSsid, ZoneAndVlanAreThoseOfTheInterface)
                      {"qrnnetworkzone.lan.vid", "7"}};
     EXPECT_EQ(get(2, "X_QRN_NetworkZone"), answer("X_QRN_NetworkZone", "\"lan\""));
     EXPECT_EQ(get(2, "X_QRN_VLANID"), answer("X_QRN_VLANID", "7"));
-    EXPECT_EQ(get(3, "X_QRN_NetworkZone").substr(0, 2), "14");
-    EXPECT_EQ(get(3, "X_QRN_VLANID").substr(0, 2), "14");
-    EXPECT_EQ(set(2, "X_QRN_VLANID", "20"), 0u);
-    EXPECT_EQ(set(3, "X_QRN_VLANID", "20"), 14u);
-    EXPECT_EQ(set(2, "X_QRN_NetworkZone", "\"nowhere\""), 14u);
+    EXPECT_EQ(get(3, "X_QRN_NetworkZone"), Fails(EFAULT));
+    EXPECT_EQ(get(3, "X_QRN_VLANID"), Fails(EFAULT));
+    EXPECT_EQ(set(2, "X_QRN_VLANID", "20"), Succeeds());
+    EXPECT_EQ(set(3, "X_QRN_VLANID", "20"), Fails(EFAULT));
+    EXPECT_EQ(set(2, "X_QRN_NetworkZone", "\"nowhere\""), Fails(EFAULT));
     EXPECT_EQ(outside().done, Lines{"set qrnnetworkzone.lan.vid=20"});
-    EXPECT_EQ(set(2, "X_QRN_NetworkZone", "\"guest\""), 0u);
+    EXPECT_EQ(set(2, "X_QRN_NetworkZone", "\"guest\""), Succeeds());
     EXPECT_EQ(outside().events, (Lines{event("set WiFi SSID VLAN tag 20 by CLI"),
                                        event("set WiFi Network Zone guest by CLI")}));
     EXPECT_EQ(get(2, "X_QRN_VLANID"), answer("X_QRN_VLANID", "0")) << "the zone has none";

@@ -22,7 +22,7 @@ namespace
 {
 
 /// A device on which everything is switched on.
-const std::map<std::string, std::string> kDevice = {
+const Texts kDevice = {
     {"mtkwireless.rax0.radioOn", "1"},
     {"mtkwireless.rax0.country", "US"},
     {"mtkwireless.rax0.enable1", "1"},
@@ -101,7 +101,7 @@ Probe probe(const Qsc_ParamEntry& entry, const std::string& path)
             result.type = json_type_to_name(json_object_get_type(value));
         }
     }
-    result.keys = outside().read;
+    result.keys = outside().keys();
     result.get_commands = commands();
     for (const char* value : kValues) {
         begin();

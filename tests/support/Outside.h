@@ -1,72 +1,90 @@
 // SPDX-License-Identifier: Apache-2.0
-// The world outside the library as a test sees it: what was run, logged, recorded and configured. The
-// functions in Outside.cpp take the place of libc's, zlog's and the configuration library's for the
-// whole test program.
+// Tests against a fake device: the fixture that makes it fresh, and requests with typed results.
 #pragma once
 
+#include <cerrno>
 #include <cstdint>
-#include <functional>
-#include <map>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
-#include "qsc_types.h"
+#include "qsyscmdhal.h"
+#include "support/FakeDevice.h"
 
 namespace test
 {
 
-struct LogLine {
-    int priority;
-    std::string text;
-    bool operator==(const LogLine&) const = default;
+inline constexpr uint32_t kGet = QSC_OPER_GET;
+inline constexpr uint32_t kSet = QSC_OPER_SET;
+inline constexpr uint32_t kCommit = QSC_OPER_COMMIT;
+inline constexpr uint32_t kService = QSC_OPER_SERVICE;
+
+/// What a request came to: its code, and its object afterwards.
+struct Answer {
+    uint32_t code = 0;
+    std::string json;
+    bool operator==(const Answer&) const = default;
+
+    /// A member of the object, or of the object that a parameter answered in; as JSON, "" when there is none.
+    [[nodiscard]] std::string member(const char* name) const;
+    [[nodiscard]] std::string value(const char* parameter) const;
 };
 
-inline void PrintTo(const LogLine& line, std::ostream* out)
+/// A code alone, to compare answers and codes with: EXPECT_EQ(send(...), Fails(EFAULT)).
+struct Code {
+    uint32_t number;
+};
+
+inline Code Fails(uint32_t number)
 {
-    *out << line.priority << ":" << line.text;
+    return {number};
+}
+inline Code Succeeds()
+{
+    return {0};
+}
+inline Answer Fails(uint32_t number, std::string json)
+{
+    return {number, std::move(json)};
+}
+inline Answer Answers(std::string json)
+{
+    return {0, std::move(json)};
 }
 
-using Lines = std::vector<std::string>;
+inline bool operator==(const Answer& answer, Code code)
+{
+    return answer.code == code.number;
+}
+inline bool operator==(uint32_t number, Code code)
+{
+    return number == code.number;
+}
 
-struct Outside {
-    /// What was done, in order: "popen COMMAND", "system COMMAND", "sync", "set KEY=VALUE", "commit PACKAGE",
-    /// "openlog ...", "callback EVENT", ...
-    Lines done;
-    Lines read; ///< keys of the configuration that were asked for, in order
-    std::vector<LogLine> logs;
-    Lines events;
-
-    std::map<std::string, std::string> uci;     ///< what the configuration library answers
-    std::map<std::string, uint32_t> uci_codes;  ///< its failures, by "get KEY", "set KEY", "commit PACKAGE"
-    std::map<std::string, std::string> outputs; ///< what a command prints
-    std::map<std::string, int> wait_statuses;   ///< how a command ends; -1: it cannot be started
-    std::size_t pipe_memory = 0;                ///< of the pipe that was closed last; 1: its own
-    std::function<void(const std::string&)> on_system; ///< does what a command of system() would do
-    int zlog_init_result = 0;
-    bool zlog_has_category = true;
-
-    /// Only the commands that were run.
-    [[nodiscard]] Lines commands() const;
-};
-
-/// The key of one item of a list in Outside::uci: "KEY[INDEX]".
-std::string list_item(const char* key, uint32_t index);
-
-/// The one world of the test program; fresh for each test that uses OutsideTest.
-Outside& outside();
+/// "EFAULT {...}"
+void PrintTo(Code code, std::ostream* out);
+void PrintTo(const Answer& answer, std::ostream* out);
 
 /// Resets the world, the log's settings and the callback around each test.
 class OutsideTest : public testing::Test
 {
   protected:
-    /// Calls a handler as the command line does and answers its code and its object.
-    static std::string call(Qsc_Handler handler, uint32_t oper, const char* object, uint64_t param = 0);
+    /// Calls a handler as the command line does.
+    static Answer call(Qsc_Handler handler, uint32_t oper, const std::string& object, uint64_t param = 0);
 
-    /// Sends a request to the dispatcher of its path and answers its code and its object.
-    static std::string send(const std::string& path, uint32_t oper, const char* object,
-                            uint32_t commander = 0x8);
+    /// Sends a request to the dispatcher of its path.
+    static Answer send(const std::string& path, uint32_t oper, const std::string& object,
+                       uint32_t commander = QSC_COMMANDER_CLI);
+
+    /// Gets or sets one parameter of a path; its value is JSON.
+    static Answer get(const std::string& path, const std::string& name,
+                      uint32_t commander = QSC_COMMANDER_CLI);
+    static Answer set(const std::string& path, const std::string& name, const std::string& value,
+                      uint32_t commander = QSC_COMMANDER_CLI);
+
+    /// Gets one parameter of a path; of the answer only its value, "" when it fails.
+    static Answer read(const std::string& path, const std::string& name,
+                       uint32_t commander = QSC_COMMANDER_CLI);
 
     /// How an event record shows a message.
     static std::string event(const std::string& message);
@@ -75,11 +93,17 @@ class OutsideTest : public testing::Test
     void TearDown() override;
 };
 
+/// The object of a parameter with a value, which is JSON.
+std::string value_of(const std::string& value);
+
+/// A text of a length, as JSON.
+std::string text_of(std::size_t length, char character = 'x');
+
 /// Owns a JSON value for a test.
 class Json
 {
   public:
-    explicit Json(const char* text);
+    explicit Json(const std::string& text);
     explicit Json(json_object* value) : value_(value) {}
     Json(const Json&) = delete;
     Json& operator=(const Json&) = delete;
@@ -93,11 +117,7 @@ class Json
 };
 
 /// Calls the dispatcher of the first command whose path is a prefix; the object is changed in place.
-uint32_t request(const char* path, uint32_t oper, json_object* object, uint32_t commander = 0x8);
-
-inline constexpr uint32_t kGet = 0x1;
-inline constexpr uint32_t kSet = 0x2;
-inline constexpr uint32_t kCommit = 0x40000;
-inline constexpr uint32_t kService = 0x80000;
+uint32_t request(const char* path, uint32_t oper, json_object* object,
+                 uint32_t commander = QSC_COMMANDER_CLI);
 
 } // namespace test

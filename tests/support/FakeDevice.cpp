@@ -1,0 +1,352 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "support/FakeDevice.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <stdio_ext.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <zlog.h>
+
+#include "qrnuci.h"
+
+using test::outside;
+
+namespace
+{
+
+/// Ends the program: the library did what it must never do.
+[[noreturn]] void fault(const char* what, const char* text)
+{
+    std::fprintf(stderr, "%s: %s\n", what, text);
+    std::abort();
+}
+
+/// The definition behind this program's own.
+template <typename Function>
+Function* real(const char* name)
+{
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+struct Pipe {
+    FILE* stream;
+    int status;
+};
+
+std::vector<Pipe>& pipes()
+{
+    static std::vector<Pipe> open;
+    return open;
+}
+
+std::string format(const char* text, va_list arguments)
+{
+    va_list again;
+    va_copy(again, arguments);
+    std::string result(static_cast<size_t>(vsnprintf(nullptr, 0, text, again)), '\0');
+    va_end(again);
+    vsnprintf(result.data(), result.size() + 1, text, arguments);
+    return result;
+}
+
+/// Adds words and a text to what was done.
+void record(const char* words, const std::string& text = {})
+{
+    if (outside().keeps_records) {
+        outside().done.push_back(words + text);
+    }
+}
+
+uint32_t failure_of(const std::string& step)
+{
+    const auto& codes = outside().uci_codes;
+    const auto found = codes.find(step.substr(0, step.find('=')));
+    return found == codes.end() ? 0 : found->second;
+}
+
+/// Records a step and answers its code.
+uint32_t code_of(const std::string& step)
+{
+    record("", step);
+    return failure_of(step);
+}
+
+/// Records a command, does what it would do, and answers how it ends.
+int run(const char* words, const char* command)
+{
+    if (outside().keeps_records) {
+        record(words, command);
+    }
+    if (outside().on_command) {
+        outside().on_command(command);
+    }
+    const auto& statuses = outside().wait_statuses;
+    const auto found = statuses.empty() ? statuses.end() : statuses.find(std::string_view{command});
+    return found == statuses.end() ? 0 : found->second;
+}
+
+const std::string& output_of(const char* command)
+{
+    const auto& outputs = outside().outputs;
+    const auto found = outputs.empty() ? outputs.end() : outputs.find(std::string_view{command});
+    return found == outputs.end() ? outside().any_output : found->second;
+}
+
+/// A pipe that holds its text already, or a file where it does not fit into one.
+FILE* hold(const std::string& text, const char* mode)
+{
+    constexpr std::size_t kRoom = 65536;
+    std::array<int, 2> ends{};
+    if (*mode != 'r' || text.size() > kRoom || pipe2(ends.data(), O_CLOEXEC) != 0) {
+        FILE* const file = tmpfile();
+        fputs(text.c_str(), file);
+        rewind(file);
+        return file;
+    }
+    if (!text.empty() && write(ends[1], text.data(), text.size()) < 0) {
+        fault("a pipe takes nothing", text.c_str());
+    }
+    close(ends[1]);
+    return fdopen(ends[0], mode);
+}
+
+void record_read(const char* key, bool is_item, uint32_t index, uint32_t size)
+{
+    if (outside().keeps_records) {
+        outside().reads.push_back({key, is_item, index, size});
+    }
+}
+
+uint32_t read(const std::string& key, char* buffer, uint32_t size)
+{
+    const auto& uci = outside().uci;
+    const auto found = uci.find(key);
+    if (const uint32_t code = failure_of("get " + key)) {
+        return code;
+    }
+    if (found == uci.end() || found->second.size() >= size) {
+        return EFAULT;
+    }
+    std::strcpy(buffer, found->second.c_str());
+    return 0;
+}
+
+} // namespace
+
+namespace test
+{
+
+Outside& outside()
+{
+    static Outside world;
+    return world;
+}
+
+std::string list_item(const char* key, uint32_t index)
+{
+    return std::string{key} + "[" + std::to_string(index) + "]";
+}
+
+std::size_t open_pipes()
+{
+    return pipes().size();
+}
+
+Lines Outside::commands() const
+{
+    Lines result;
+    for (const std::string& step : done) {
+        if (step.starts_with("popen ") || step.starts_with("system ")) {
+            result.push_back(step);
+        }
+    }
+    return result;
+}
+
+Lines Outside::keys() const
+{
+    Lines result;
+    for (const Read& read : reads) {
+        result.push_back(read.is_item ? list_item(read.key.c_str(), read.index) : read.key);
+    }
+    return result;
+}
+
+} // namespace test
+
+extern "C" {
+
+// Taking the place of the library's functions and tables is what this program is for.
+const char* __asan_default_options();
+const char* __asan_default_options()
+{
+    return "detect_odr_violation=0";
+}
+
+FILE* popen(const char* command, const char* mode)
+{
+    static auto* const next = real<FILE*(const char*, const char*)>("popen");
+    if (outside().has_real_commands) {
+        return next(command, mode);
+    }
+    const int status = run("popen ", command);
+    if (status == -1) {
+        return nullptr;
+    }
+    FILE* const stream = hold(*mode == 'r' ? output_of(command) : std::string{}, mode);
+    pipes().push_back({stream, status});
+    return stream;
+}
+
+int pclose(FILE* stream)
+{
+    static auto* const next = real<int(FILE*)>("pclose");
+    if (outside().has_real_commands) {
+        return next(stream);
+    }
+    for (std::size_t i = 0; i < pipes().size(); ++i) {
+        if (pipes()[i].stream == stream) {
+            const int status = pipes()[i].status;
+            pipes().erase(pipes().begin() + static_cast<std::ptrdiff_t>(i));
+            outside().pipe_memory = __fbufsize(stream);
+            fclose(stream);
+            return status;
+        }
+    }
+    fault("closed a pipe that is not open", "");
+}
+
+int system(const char* command)
+{
+    return run("system ", command);
+}
+
+void sync(void)
+{
+    record("sync");
+}
+
+void openlog(const char* ident, int options, int facility)
+{
+    record("openlog ", std::string{ident} + " " + std::to_string(options) + " " + std::to_string(facility));
+}
+
+void closelog(void)
+{
+    record("closelog");
+}
+
+int setlogmask(int mask)
+{
+    record("setlogmask ", std::to_string(mask));
+    return 0;
+}
+
+void syslog(int priority, const char* text, ...)
+{
+    if (std::strcmp(text, "%s") != 0) {
+        fault("a line is a format itself", text);
+    }
+    if (outside().keeps_records) {
+        va_list arguments;
+        va_start(arguments, text);
+        outside().logs.push_back({priority, format(text, arguments)});
+        va_end(arguments);
+    }
+}
+
+int zlog_init(const char* config)
+{
+    record("zlog_init ", config);
+    return outside().zlog_init_result;
+}
+
+zlog_category_t* zlog_get_category(const char* name)
+{
+    record("zlog_get_category ", name);
+    return outside().zlog_has_category ? reinterpret_cast<zlog_category_t*>(&outside()) : nullptr;
+}
+
+int zlog_put_mdc(const char* key, const char* value)
+{
+    record("zlog_put_mdc ", std::string{key} + "=" + value);
+    return 0;
+}
+
+void zlog_fini(void)
+{
+    record("zlog_fini");
+}
+
+void zlog(zlog_category_t*, const char* file, size_t file_length, const char* function,
+          size_t function_length, long, int level, const char* text, ...)
+{
+    if (std::strlen(file) != file_length || std::strlen(function) != function_length || level != 60) {
+        fault("an event of the wrong place or level", function);
+    }
+    if (outside().keeps_records) {
+        va_list arguments;
+        va_start(arguments, text);
+        outside().events.push_back(format(text, arguments));
+        va_end(arguments);
+    }
+}
+
+uint32_t QrnUci_Init(void)
+{
+    return code_of("uci init");
+}
+
+uint32_t QrnUci_Close(void)
+{
+    return code_of("uci close");
+}
+
+uint32_t QrnUci_GetString(const char* key, char* buffer, uint32_t size)
+{
+    static auto* const next = real<uint32_t(const char*, char*, uint32_t)>("QrnUci_GetString");
+    record_read(key, false, 0, size);
+    return outside().has_real_uci ? next(key, buffer, size) : read(key, buffer, size);
+}
+
+uint32_t QrnUci_GetListItem(const char* key, uint32_t index, char* buffer, uint32_t size)
+{
+    static auto* const next = real<uint32_t(const char*, uint32_t, char*, uint32_t)>("QrnUci_GetListItem");
+    record_read(key, true, index, size);
+    return outside().has_real_uci ? next(key, index, buffer, size)
+                                  : read(test::list_item(key, index), buffer, size);
+}
+
+uint32_t QrnUci_SetNewString(const char* key, const char* value, uint32_t reserved, uint32_t mark)
+{
+    if (reserved != 0 || mark != 1) {
+        fault("a value is stored otherwise than with 0 and 1", key);
+    }
+    const uint32_t code = code_of(std::string{"set "} + key + "=" + value);
+    if (code == 0) {
+        outside().uci[key] = value;
+    }
+    return code;
+}
+
+uint32_t QrnUci_SetListItem(const char* key, uint32_t index, const char* value)
+{
+    return QrnUci_SetNewString(test::list_item(key, index).c_str(), value, 0, 1);
+}
+
+uint32_t QrnUci_CommitPackage(const char* package)
+{
+    return code_of(std::string{"commit "} + package);
+}
+
+} // extern "C"
