@@ -9,7 +9,8 @@
  * index counts the sections of that type from 0, from the end when negative. PACKAGE is letters, digits,
  * "_" and "-".
  *
- * Every function may be called from any thread and from many processes at the same time.
+ * Every function may be called from any thread and from many processes at the same time. Views and changes,
+ * below, belong to the thread that began them.
  */
 #ifndef QRNUCI_H
 #define QRNUCI_H
@@ -88,6 +89,209 @@ QSC_API uint32_t QrnUci_SetListItem(const char *key, uint32_t index, const char 
  * @retval 22 null, or not a package name
  */
 QSC_API uint32_t QrnUci_CommitPackage(const char *package);
+
+/*
+ * One view. Reads outside a view look at the package's files every time. Within a view each package is
+ * looked at once, and answered from that version until the view ends: cheaper, and all answers agree. What
+ * the thread stages or commits itself it sees at once.
+ */
+
+/**
+ * Begins a view for the calling thread. Views nest; the outermost counts. Each is ended with
+ * QrnUci_EndView() by the same thread.
+ *
+ * @retval 0 always
+ */
+QSC_API uint32_t QrnUci_BeginView(void);
+
+/**
+ * Ends the calling thread's innermost view.
+ *
+ * @retval 0  ended
+ * @retval 14 the thread has none
+ */
+QSC_API uint32_t QrnUci_EndView(void);
+
+/**
+ * Has the calling thread's view look at every package anew: for who has run a command that may have changed
+ * them. Without a view it does nothing.
+ *
+ * @retval 0 always
+ */
+QSC_API uint32_t QrnUci_RenewView(void);
+
+/*
+ * One change of many parts. Between QrnUci_BeginChange() and QrnUci_EndChange() the calling thread has the
+ * package to itself: nobody else stages or commits there, what the thread writes is collected, seen by its
+ * own reads alone, and then staged whole or not at all, whatever is killed when.
+ */
+
+/**
+ * Begins a change of a package. A thread changes one package at a time.
+ *
+ * @param[in] package  the package's name
+ * @retval 0  begun
+ * @retval 14 no such package, it cannot be read, somebody else has held it for five seconds, or the thread is
+ *            in a change already
+ * @retval 22 null, or not a package name
+ */
+QSC_API uint32_t QrnUci_BeginChange(const char *package);
+
+/**
+ * Ends the calling thread's change.
+ *
+ * @param[in] keep  0: forgets what was written; else stages it, durably and visibly to every process
+ * @retval 0  ended, and staged if it was to be kept
+ * @retval 12 no memory; nothing is staged
+ * @retval 14 what was written could not be staged, and nothing is; or the thread is in no change
+ */
+QSC_API uint32_t QrnUci_EndChange(uint32_t keep);
+
+/*
+ * Sections. Those without a name of their own have one that is made up, like "cfg0492bd". It is as good as
+ * any in a key, but only until somebody commits the package: it says where in the file the section stands.
+ * So what is found by number or value and then changed is found and changed within one QrnUci_BeginChange().
+ */
+
+/**
+ * Counts sections, with staged changes applied.
+ *
+ * @param[in]  package  the package's name
+ * @param[in]  type     the type of section; empty: all
+ * @param[out] count    how many there are; untouched unless 0 is returned
+ * @retval 0  counted; a package without one has 0
+ * @retval 14 a package that cannot be read
+ * @retval 22 null argument, malformed name of a package
+ */
+QSC_API uint32_t QrnUci_CountSections(const char *package, const char *type, uint32_t *count);
+
+/**
+ * Lists the names of sections, in the file's order.
+ *
+ * @param[in]  package  the package's name
+ * @param[in]  type     the type of section; empty: all
+ * @param[out] buffer   the names one after the other, each with its terminator
+ * @param[in]  size     size of `buffer`, at least 1
+ * @param[out] count    how many there are; this and `buffer` are untouched unless 0 is returned
+ * @retval 0  listed
+ * @retval 14 a package that cannot be read, or names that do not fit
+ * @retval 22 null argument, malformed name of a package, size 0
+ */
+QSC_API uint32_t QrnUci_ListSections(const char *package, const char *type, char *buffer, uint32_t size,
+                                     uint32_t *count);
+
+/**
+ * Finds the first section, in the file's order, of which an option has a value. Of a list, one of the items
+ * must be that value.
+ *
+ * @param[in]  package  the package's name
+ * @param[in]  type     the type of section; empty: any
+ * @param[in]  option   the option's name
+ * @param[in]  value    its value, byte for byte; empty: the section has no such option
+ * @param[out] buffer   the section's name; untouched unless 0 is returned
+ * @param[in]  size     size of `buffer`, at least 1
+ * @retval 0  found
+ * @retval 14 there is none, its name does not fit, or a package that cannot be read
+ * @retval 22 null argument, malformed name of a package or option, size 0
+ */
+QSC_API uint32_t QrnUci_FindSection(const char *package, const char *type, const char *option,
+                                    const char *value, char *buffer, uint32_t size);
+
+/**
+ * Tells a section's name.
+ *
+ * @param[in]  key     the section, such as "firewall.@rule[-1]"
+ * @param[out] buffer  its name; untouched unless 0 is returned
+ * @param[in]  size    size of `buffer`, at least 1
+ * @retval 0  told
+ * @retval 14 no such section, a name that does not fit, or a package that cannot be read
+ * @retval 22 malformed key or that of an option, null argument, size 0
+ */
+QSC_API uint32_t QrnUci_GetSectionName(const char *key, char *buffer, uint32_t size);
+
+/**
+ * Tells a section's place among all sections of its package, as QrnUci_MoveSection() takes it.
+ *
+ * @param[in]  key       the section
+ * @param[out] position  from 0; untouched unless 0 is returned
+ * @return as QrnUci_GetSectionName()
+ */
+QSC_API uint32_t QrnUci_GetSectionPosition(const char *key, uint32_t *position);
+
+/**
+ * Stages a new section behind all others, without options.
+ *
+ * @param[in]  package  the package's name
+ * @param[in]  type     the section's type: visible ASCII characters
+ * @param[in]  name     its name: letters, digits and "_"; null or empty: it gets none of its own
+ * @param[out] buffer   its name, made up where it has none of its own; may be null; untouched unless 0 is
+ *                      returned
+ * @param[in]  size     size of `buffer`
+ * @retval 0  staged
+ * @retval 14 there is a section of that name, no such package, a name that does not fit, or the change could
+ *            not be staged
+ * @retval 22 null or malformed package, type or name
+ */
+QSC_API uint32_t QrnUci_AddSection(const char *package, const char *type, const char *name, char *buffer,
+                                   uint32_t size);
+
+/**
+ * Stages the end of a section with all its options.
+ *
+ * @param[in] key  the section
+ * @retval 0  staged
+ * @retval 14 no such section, or the change could not be staged
+ * @retval 22 malformed key or that of an option, null
+ */
+QSC_API uint32_t QrnUci_DeleteSection(const char *key);
+
+/**
+ * Stages another place for a section among all sections of its package.
+ *
+ * @param[in] key       the section
+ * @param[in] position  from 0; past the last: it becomes the last
+ * @return as QrnUci_DeleteSection()
+ */
+QSC_API uint32_t QrnUci_MoveSection(const char *key, uint32_t position);
+
+/**
+ * Stages another name for a section. One without a name of its own has one from then on.
+ *
+ * @param[in] key   the section
+ * @param[in] name  its new name: letters, digits and "_"
+ * @return as QrnUci_DeleteSection(); 14 also when another section has the name, 22 also for a malformed one
+ */
+QSC_API uint32_t QrnUci_RenameSection(const char *key, const char *name);
+
+/**
+ * Stages the end of an option, plain or list.
+ *
+ * @param[in] key  the option; its section must exist, the option need not
+ * @return as QrnUci_SetNewString()
+ */
+QSC_API uint32_t QrnUci_DeleteOption(const char *key);
+
+/**
+ * Reads all items of a list option. A plain option is a list of one.
+ *
+ * @param[in]  key     the option
+ * @param[out] buffer  the items one after the other, each with its terminator
+ * @param[in]  size    size of `buffer`, at least 1
+ * @param[out] count   how many there are; this and `buffer` are untouched unless 0 is returned
+ * @return as QrnUci_GetString()
+ */
+QSC_API uint32_t QrnUci_GetList(const char *key, char *buffer, uint32_t size, uint32_t *count);
+
+/**
+ * Stages all items of a list option, in the place of those that it had. Empty items at the end are dropped;
+ * a list without items is deleted.
+ *
+ * @param[in] key    the option; its section must exist
+ * @param[in] items  the items, none null; may be null when `count` is 0
+ * @param[in] count  how many there are
+ * @return as QrnUci_SetNewString()
+ */
+QSC_API uint32_t QrnUci_SetList(const char *key, const char *const *items, uint32_t count);
 
 #ifdef __cplusplus
 }

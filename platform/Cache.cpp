@@ -230,6 +230,10 @@ bool Snapshot::is_current(const char* path)
 
 void FreePackage::operator()(CachedPackage* package) const
 {
+    if (package->views > 0) {
+        package->is_dropped = true;
+        return;
+    }
     package->~CachedPackage();
     std::free(package);
 }
@@ -272,6 +276,13 @@ CachedPackage* CacheLock::find(std::string_view name)
         package->last_use = ++g_uses;
     }
     return package;
+}
+
+void CacheLock::give_back(CachedPackage& package)
+{
+    if (--package.views == 0 && package.is_dropped) {
+        OwnedPackage{&package}.reset();
+    }
 }
 
 OwnedPackage CacheLock::take_out(const CachedPackage& package)

@@ -71,6 +71,8 @@ struct CachedPackage {
     Package package;
     u32 reads = 0; ///< since it was loaded, from memory
     u64 last_use = 0;
+    u32 views = 0;           ///< those that answer from it; it is not changed until they end
+    bool is_dropped = false; ///< the last of them frees it
     CachedPackage* next = nullptr;
 };
 
@@ -93,6 +95,9 @@ class CacheLock
 
     /// The package as it was last read; null: the cache does not have it.
     [[nodiscard]] CachedPackage* find(std::string_view name);
+
+    /// Frees a package that a view has ended with, if the cache has dropped it.
+    void give_back(CachedPackage& package);
 
     /// Takes a package out.
     [[nodiscard]] OwnedPackage take_out(const CachedPackage& package);

@@ -20,6 +20,12 @@ u32 name_hash(std::string_view type)
     return hash & 0xFFFF;
 }
 
+std::string_view made_up_name(u32 number, std::string_view type, MadeUpName& room)
+{
+    const int length = std::snprintf(room.data(), room.size(), "cfg%02x%04x", number, name_hash(type));
+    return {room.data(), static_cast<std::size_t>(length)};
+}
+
 /// The hash of a name within something: a section's address, or a number among its like.
 u64 hash_of(std::string_view name, u64 within = 0)
 {
@@ -176,17 +182,46 @@ Section* Package::add_section(std::string_view type, std::string_view name)
     section->type = type;
     section->is_anonymous = name.empty();
     if (name.empty()) {
-        constexpr std::size_t kRoom = 24;
-        char* const made_up = arena_.make_text(kRoom);
-        if (made_up == nullptr) {
+        auto* const room = arena_.make<MadeUpName>();
+        if (room == nullptr) {
             return nullptr;
         }
-        const int length = std::snprintf(made_up, kRoom, "cfg%02x%04x", added_sections_, name_hash(type));
-        name = {made_up, static_cast<std::size_t>(length)};
+        name = made_up_name(added_sections_, type, *room);
     }
     section->name = name;
     sections_.append(*section);
     return section;
+}
+
+std::string_view Package::make_up_name(std::string_view type, MadeUpName& room) const
+{
+    u32 number = added_sections_;
+    std::string_view name;
+    do {
+        name = made_up_name(++number, type, room);
+    } while (find(name) != nullptr);
+    return name;
+}
+
+u32 Package::count_sections() const
+{
+    u32 count = 0;
+    for ([[maybe_unused]] const Section& section : sections_) {
+        ++count;
+    }
+    return count;
+}
+
+u32 Package::position_of(const Section& section) const
+{
+    u32 position = 0;
+    for (const Section& other : sections_) {
+        if (&other == &section) {
+            break;
+        }
+        ++position;
+    }
+    return position;
 }
 
 Option* Package::add_option(Section& section, std::string_view name)

@@ -2,6 +2,7 @@
 // A package in memory: sections of options, and the changes that files and staged deltas make to them.
 #pragma once
 
+#include <array>
 #include <string_view>
 
 #include "platform/Arena.h"
@@ -22,6 +23,9 @@ struct Option {
     List<Item> items;
     Option* next = nullptr;
 };
+
+/// Room for a section's made-up name.
+using MadeUpName = std::array<char, 24>;
 
 struct Section {
     std::string_view type;
@@ -59,6 +63,12 @@ class Package
     /// Adds a section; an empty name makes one up as every reader of the file does, so that staged changes
     /// of other programs find it.
     [[nodiscard]] Section* add_section(std::string_view type, std::string_view name);
+
+    /// The name that the next section without one of its own would get.
+    [[nodiscard]] std::string_view make_up_name(std::string_view type, MadeUpName& room) const;
+
+    [[nodiscard]] u32 count_sections() const;
+    [[nodiscard]] u32 position_of(const Section& section) const;
 
     /// Sets a plain option; an empty value deletes it.
     [[nodiscard]] bool set_option(Section& section, std::string_view name, std::string_view value);

@@ -176,3 +176,39 @@ TEST_F(Interchange, WhatWeStageTheToolReadsRevertsAndCommits)
     EXPECT_EQ(get("p.@t[0].l"), "x  z");
     EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
 }
+
+TEST_F(Interchange, SectionsAndListsThatWeStageTheToolSeesAlike)
+{
+    constexpr const char* kBefore = "config t\nconfig t a\n\tlist l 'x'\nconfig u b\nconfig t\n";
+    for (const bool is_ours : {true, false}) {
+        put_config("p", kBefore);
+        ASSERT_EQ(QrnUci_BeginChange("p"), 0u);
+        std::array<char, 16> name{};
+        EXPECT_EQ(QrnUci_AddSection("p", "t", nullptr, name.data(), name.size()), 0u);
+        EXPECT_EQ(set(std::string{"p."} + name.data() + ".v", "it's"), 0u);
+        EXPECT_EQ(QrnUci_AddSection("p", "u", "c", nullptr, 0), 0u);
+        EXPECT_EQ(QrnUci_MoveSection("p.c", 1), 0u);
+        EXPECT_EQ(QrnUci_MoveSection("p.@t[0]", 3), 0u);
+        EXPECT_EQ(QrnUci_RenameSection("p.@t[-2]", "d"), 0u);
+        EXPECT_EQ(QrnUci_DeleteSection("p.b"), 0u);
+        constexpr const char* kItems[] = {"x-y", "", "it's"};
+        EXPECT_EQ(QrnUci_SetList("p.a.l", kItems, 3), 0u);
+        EXPECT_EQ(QrnUci_EndChange(1), 0u);
+
+        EXPECT_EQ(uci("changes p"),
+                  "p.cfg05b619='t'\np.cfg05b619.v='it'\\''s'\np.c='u'\np.c='1'\np.cfg01b619='3'\n"
+                  "p.cfg04b619='d'\n-p.b\n-p.a.l\np.a.l+='x-y'\np.a.l+=''\np.a.l+='it'\\''s'");
+        expect_same_view("p");
+        const std::string shown = uci("show p");
+        EXPECT_NE(shown, "code 14");
+        if (is_ours) {
+            EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+        } else {
+            ASSERT_NE(uci("commit p"), "code 14");
+        }
+        EXPECT_EQ(uci("changes p"), "");
+        EXPECT_EQ(config("p"),
+                  "\nconfig u 'c'\n\nconfig t 'a'\n\tlist l 'x-y'\n\tlist l ''\n\tlist l 'it'\\''s'\n\n"
+                  "config t\n\nconfig t 'd'\n\nconfig t\n\toption v 'it'\\''s'\n\n");
+    }
+}
