@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "base/Text.h"
+#include "base/UciOptional.h"
 #include "include/bacl.h"
 #include "log/Log.h"
 
@@ -25,6 +26,14 @@ constexpr const char* kModule = "BaCL_POpen";
 constexpr int exit_code(int status)
 {
     return (status >> 8) & 0xFF;
+}
+
+/// Waits for a command. @return its wait status
+int close_pipe(std::FILE* pipe)
+{
+    const int status = pclose(pipe);
+    renew_uci_view();
+    return status;
 }
 
 /// What a command prints passes through memory of ours until the pipe is closed. Left alone, each pipe would
@@ -67,7 +76,7 @@ uint32_t QrnExeCmdSimple(const char* command)
     }
     pipe_buffer.take_back();
     u32 result = 0;
-    if (exit_code(pclose(pipe)) != 0) {
+    if (exit_code(close_pipe(pipe)) != 0) {
         QSC_LOG(kLogDebug, "ERROR: Cmd %s\n", command);
         result = EFAULT;
     }
@@ -129,7 +138,7 @@ uint32_t QrnPClose(FILE* stream)
         return EINVAL;
     }
     u32 result = 0;
-    if (exit_code(pclose(stream)) != 0) {
+    if (exit_code(close_pipe(stream)) != 0) {
         QSC_LOG(kLogDebug, "ERROR: QrnPClose\n");
         result = EFAULT;
     }

@@ -10,6 +10,7 @@
 
 #include "base/Parse.h"
 #include "base/Text.h"
+#include "base/UciOptional.h"
 #include "core/Request.h"
 #include "include/qscbase.h"
 
@@ -155,6 +156,7 @@ u32 get_all(const Subtree& subtree, const Request& request, const Qsc_ParamEntry
 
 u32 get(const Subtree& subtree, const Request& request, const Qsc_ParamEntry* table)
 {
+    const UciView view;
     // Most requests for everything name nothing at all.
     bool any_named = false;
     const u32 code =
@@ -214,6 +216,7 @@ u32 serve_list(const InstanceRoutines& routines, const Request& request, std::st
     if (routines.all == nullptr) {
         return 0;
     }
+    const UciView view;
     return is_all ? routines.all(request.path, request.object, request.oper, request.argument,
                                  request.context, request.value)
                   : routines.index(request.path, request.object, request.oper, request.argument,

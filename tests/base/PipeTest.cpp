@@ -43,6 +43,7 @@ TEST_F(Pipe, ExitCodesDecide)
         outside().wait_statuses["cmd"] = status;
         EXPECT_EQ(QrnExeCmdSimple("cmd"), code) << status;
         EXPECT_EQ(outside().done, (Lines{"popen cmd", "sync"}));
+        EXPECT_EQ(outside().renewals, 1) << "it may have changed the configuration";
         EXPECT_EQ(outside().pipe_memory, 1u) << "nothing of the caller's stays with the stream";
         EXPECT_EQ(logged(), code == 0 ? Lines{} : Lines{"BaCL_POpen:(QrnExeCmdSimple)[D] ERROR: Cmd cmd\n"});
 
@@ -51,6 +52,7 @@ TEST_F(Pipe, ExitCodesDecide)
         outside().logs.clear();
         EXPECT_EQ(QrnExeCmdSimpleGet("cmd", buffer.data(), buffer.size()), code) << status;
         EXPECT_EQ(outside().done, (Lines{"popen cmd", "sync", "sync"}));
+        EXPECT_EQ(outside().renewals, 2);
         EXPECT_EQ(outside().pipe_memory, 1u);
         EXPECT_EQ(logged(), code == 0 ? Lines{} : Lines{"BaCL_POpen:(QrnPClose)[D] ERROR: QrnPClose\n"});
     }

@@ -15,11 +15,13 @@ namespace
 {
 
 uint32_t g_failing_id = UINT32_MAX;
+int g_views = 0; // of the configuration, during the last call of a handler
 
 /// Records its call; `param` is the parameter's id. Fails when told so.
 uint32_t probe(const char* name, json_object* value, uint32_t oper, uint32_t argument, int64_t context,
                uint64_t param)
 {
+    g_views = outside().views;
     outside().done.push_back(std::string{name} + "#" + std::to_string(param) + " " + std::to_string(oper) +
                              " " + std::to_string(argument) + " " + std::to_string(context));
     if (param == g_failing_id) {
@@ -84,6 +86,19 @@ TEST_F(Dispatch, GetOfNothingKnownAnswersEverything)
     const Json object{R"({"Other":{}})"};
     EXPECT_EQ(request("Device.LEDs", kGet, object.get()), Succeeds());
     EXPECT_EQ(object.text(), R"({"Other":{},"One":{"ParamValue":1},"Two":{"ParamValue":3}})");
+}
+
+TEST_F(Dispatch, AGetIsAnsweredFromOneViewOfTheConfiguration)
+{
+    const Json object{R"({"One":{}})"};
+    for (const auto& [oper, views] : {std::pair{kGet, 1}, std::pair{kSet, 0}}) {
+        EXPECT_EQ(request("Device.LEDs", oper, object.get()), Succeeds());
+        EXPECT_EQ(g_views, views);
+        EXPECT_EQ(outside().views, 0) << "it has ended";
+    }
+    g_failing_id = 1;
+    EXPECT_EQ(request("Device.LEDs", kGet, object.get()), Fails(ENODATA));
+    EXPECT_EQ(outside().views, 0);
 }
 
 TEST_F(Dispatch, AllGetKeepsWhatWasAnsweredBeforeAFailure)

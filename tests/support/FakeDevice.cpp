@@ -344,6 +344,27 @@ uint32_t QrnUci_SetListItem(const char* key, uint32_t index, const char* value)
     return QrnUci_SetNewString(test::list_item(key, index).c_str(), value, 0, 1);
 }
 
+uint32_t QrnUci_BeginView(void)
+{
+    static auto* const next = real<uint32_t()>("QrnUci_BeginView");
+    ++outside().views;
+    return next();
+}
+
+uint32_t QrnUci_EndView(void)
+{
+    static auto* const next = real<uint32_t()>("QrnUci_EndView");
+    --outside().views;
+    return next();
+}
+
+uint32_t QrnUci_RenewView(void)
+{
+    static auto* const next = real<uint32_t()>("QrnUci_RenewView");
+    ++outside().renewals;
+    return next();
+}
+
 uint32_t QrnUci_CommitPackage(const char* package)
 {
     return code_of(std::string{"commit "} + package);

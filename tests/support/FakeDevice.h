@@ -40,6 +40,8 @@ struct Outside {
     /// What was done, in order: "popen COMMAND", "system COMMAND", "sync", "set KEY=VALUE", "commit PACKAGE",
     /// "openlog ...", "callback EVENT", ...
     Lines done;
+    int views = 0;           ///< of the configuration, under way
+    int renewals = 0;        ///< of such views
     std::vector<Read> reads; ///< what was asked of the configuration, in order
     std::vector<LogLine> logs;
     Lines events;
