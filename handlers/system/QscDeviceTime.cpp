@@ -4,10 +4,8 @@
 #include <atomic>
 #include <ctime>
 
-#include <fcntl.h>
-
-#include "base/FileDescriptor.h"
 #include "base/Parse.h"
+#include "base/SafeFile.h"
 #include "core/Service.h"
 #include "core/Tables.h"
 #include "core/UciAccess.h"
@@ -32,29 +30,37 @@ constexpr i32 kNtpServerCount = 5;
 /// The zone has changed, and "system" was not restarted since.
 constinit std::atomic<bool> g_needs_restart = false;
 
+/// The first word of a text, after white space; empty: there is none, or it is longer than a value may be.
+void take_word(std::string_view text, ValueText& word)
+{
+    const auto begin = std::ranges::find_if_not(text, is_space);
+    const auto end = std::find_if(begin, text.end(), is_space);
+    if (!word.assign({begin, end})) {
+        word.clear();
+    }
+}
+
 /// The word that the NTP service left for us.
 u32 answer_ntp_status(const Call& call)
 {
-    ValueText enabled;
-    (void)uci_read(call, kNtpEnabled, enabled);
-    if (enabled.view() != "1") {
+    ValueText word;
+    (void)uci_read(call, kNtpEnabled, word);
+    if (word.view() != "1") {
         return answer_text(call.value, "Disabled");
     }
-    // Not blocking, so that a pipe in the place of the file cannot stop the caller.
-    const FileDescriptor file{open("/tmp/.ntpstatus", O_RDONLY | O_NONBLOCK | O_CLOEXEC)};
-    if (!file.is_open()) {
+    FileText text;
+    switch (const u32 code = read_safe_file("/tmp/.ntpstatus", text)) {
+    case 0:
+    case EINVAL: // no file, but a folder or a pipe
+    case EFBIG:
+    case EIO:
+        take_word(text.view(), word);
+        return answer_text(call.value, is_empty(word.c_str()) ? "Error_FailedToSynchronize" : word.c_str());
+    case ENOMEM:
+        return code;
+    default:
         return answer_text(call.value, "Unsynchronized");
     }
-    char text[512];
-    const ssize_t length = read(file.get(), text, sizeof text - 1);
-    char* const stop = text + std::max<ssize_t>(length, 0);
-    char* const begin = std::ranges::find_if_not(text, stop, is_space);
-    char* const end = std::ranges::find_if(begin, stop, is_space);
-    if (begin == end || end == text + sizeof text - 1) {
-        return answer_text(call.value, "Error_FailedToSynchronize");
-    }
-    *end = '\0';
-    return answer_text(call.value, begin);
 }
 
 u32 ntp_server(const Call& call, i32 index)

@@ -3,11 +3,14 @@
 
 #include <cstdio>
 
+#include <fcntl.h>
 #include <json-c/json.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/ProcessLock.h"
+#include "base/SafeFile.h"
 #include "core/JsonRef.h"
-#include "include/bacl.h"
 
 namespace qsc::wifi
 {
@@ -18,8 +21,9 @@ namespace
 constexpr const char* kDump = "/tmp/dump.txt";
 constexpr const char* kCopy = "/tmp/dumptmep.txt";
 
-/// Nothing is there, or something that could not be copied in finite time.
-constexpr u32 kNoFile = 3;
+/// Kept while the copy is made and read, because all readers use the same one.
+constexpr const char* kLock = "/tmp/.qsc-mesh.lock";
+constinit pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
 
 json_object* member_of(const Call& call, json_object* object, const char* name)
 {
@@ -75,21 +79,51 @@ u32 find_mesh_name(const Call& call, json_object* dump, WifiText& name)
     return 0;
 }
 
-u32 read_mesh_name(const Call& call, WifiText& name)
+namespace
 {
-    if (BaCL_GetPathProperty(kDump) == kNoFile) {
-        QSC_LOG_CALL(call, kLogError, "dump mesh topology information fail\n");
-        return EFAULT;
-    }
-    // The agent rewrites the dump at any time: only a copy of our own is read.
-    if (BaCL_IsFileExist(kCopy) != 0) {
+
+/// What is there, without following a link; false: nothing is.
+bool look_at(const char* path, struct stat& status)
+{
+    return lstat(path, &status) == 0;
+}
+
+/// Copies the dump, which the agent rewrites at any time.
+bool copy_dump()
+{
+    struct stat stale = {};
+    if (look_at(kCopy, stale)) {
         (void)std::remove(kCopy);
         sync();
     }
+    // Made here, so that nobody else can put a link there and have another file written over.
+    if (!open_file(kCopy, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600).is_open()) {
+        return false;
+    }
     CommandText command;
     command.append("/bin/cp ").append(kDump).append(" ").append(kCopy);
-    (void)run_shell(command.c_str());
-    const JsonRef dump{json_object_from_file(kCopy)};
+    (void)run_shell(command.c_str()); // without a copy there is nothing to parse
+    return true;
+}
+
+} // namespace
+
+u32 read_mesh_name(const Call& call, WifiText& name)
+{
+    struct stat status = {};
+    if (!look_at(kDump, status) || !S_ISREG(status.st_mode)) {
+        QSC_LOG_CALL(call, kLogError, "dump mesh topology information fail\n");
+        return EFAULT;
+    }
+    const ProcessLock lock{g_mutex, kLock};
+    if (lock.code() != 0) {
+        QSC_LOG_CALL(call, kLogError, "%s not locked, error %d\n", kLock, static_cast<i32>(lock.code()));
+        return EFAULT;
+    }
+    FileText text;
+    const bool is_read = status.st_size <= static_cast<off_t>(kSafeFileSize) && copy_dump() &&
+                         read_safe_file(kCopy, text) == 0;
+    const JsonRef dump{is_read ? json_tokener_parse(text.c_str()) : nullptr};
     if (dump == nullptr) {
         QSC_LOG_CALL(call, kLogError, "read dump topology information fail\n");
         return EFAULT;

@@ -104,9 +104,10 @@ X_QRN_VLANID      = 1"
     name='{"topology information":[{"Radio Info":[{"BSSINFO":[{"SSID":"x"},{"SSID":"Home Mesh"}]}]}]}'
     echo "$name" >"$state/tmp/dump.txt"
     same "$(qsc get Device.WiFi.SSID.5 SSID)" "SSID = Home Mesh"
-    { printf '{"filler":"' && head -c 10000000 /dev/zero | tr '\0' f && printf '",%s' "${name#\{}"; } >"$state/tmp/dump.txt"
+    long() { printf '{"filler":"' && head -c "$1" /dev/zero | tr '\0' f && printf '",%s' "${name#\{}"; }
+    long 1000000 >"$state/tmp/dump.txt"
     same "$(qsc get Device.WiFi.SSID.5 SSID)" "SSID = Home Mesh"
-    for broken in "" "${name%??}" "[[[[" "5"; do
+    for broken in "" "${name%??}" "[[[[" "5" "$(long 1048576)"; do
         printf '%s' "$broken" >"$state/tmp/dump.txt"
         run qsc get Device.WiFi.SSID.5 SSID
         [[ $output == *"code 14"* ]]

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.Time" against a faked outside.
-#include <cstdio>
-#include <cstdlib>
 #include <ctime>
-#include <fstream>
+#include <filesystem>
+#include <functional>
 
-#include <json-c/json.h>
+#include <sys/stat.h>
 
 #include "platform/PrivateFolders.h"
 #include "qsc_device_time.h"
 #include "support/Outside.h"
+#include "support/TemporaryFolder.h"
 
 using namespace test;
 
@@ -87,33 +87,42 @@ TEST_F(DeviceTime, StatusIsTheWordOfTheNtpService)
     if (!enter_private_folders()) {
         GTEST_SKIP() << "no /tmp of its own";
     }
-    const std::string long_word(510, 'w');
-    const std::string too_long(511, 'w');
+    constexpr const char* kFile = "/tmp/.ntpstatus";
+    const std::string longest(126, 'w');
+    const std::string blanks(1024 * 1024 - 126, ' ');
+    constexpr const char* kNoWord = "Error_FailedToSynchronize";
     const struct {
         const char* enabled;
-        const char* file; // null: there is none
+        std::function<void()> put;
         std::string status;
     } cases[] = {
-        {"0", "Synchronized", "Disabled"},
-        {"01", "Synchronized", "Disabled"},
-        {"1", nullptr, "Unsynchronized"},
-        {"1", "Synchronized since noon\n", "Synchronized"},
-        {"1", "  \n Word", "Word"},
-        {"1", "", "Error_FailedToSynchronize"},
-        {"1", " \n", "Error_FailedToSynchronize"},
-        {"1", long_word.c_str(), long_word},
-        {"1", too_long.c_str(), "Error_FailedToSynchronize"},
+        {"0", [&] { write_file(kFile, "Synchronized"); }, "Disabled"},
+        {"01", [&] { write_file(kFile, "Synchronized"); }, "Disabled"},
+        {"1", [] {}, "Unsynchronized"},
+        {"1", [&] { write_file(kFile, "Synchronized since noon\n"); }, "Synchronized"},
+        {"1", [&] { write_file(kFile, "  \n Word"); }, "Word"},
+        {"1", [&] { write_file(kFile, blanks + longest); }, longest},
+        {"1", [&] { write_file(kFile, blanks + ' ' + longest); }, kNoWord}, // more than is read
+        {"1", [&] { write_file(kFile, longest + 'w'); }, kNoWord},
+        {"1", [&] { write_file(kFile, ""); }, kNoWord},
+        {"1", [&] { write_file(kFile, " \n"); }, kNoWord},
+        {"1", [&] { mkfifo(kFile, 0600); }, kNoWord},
+        {"1", [&] { mkdir(kFile, 0700); }, kNoWord},
+        {"1",
+         [&] {
+             write_file("/tmp/other", "Synchronized");
+             std::filesystem::create_symlink("/tmp/other", kFile);
+         },
+         "Unsynchronized"},
     };
-    for (const auto& [enabled, file, status] : cases) {
+    for (const auto& [enabled, put, status] : cases) {
         outside().uci["system.ntp.enabled"] = enabled;
-        std::remove("/tmp/.ntpstatus");
-        if (file != nullptr) {
-            std::ofstream{"/tmp/.ntpstatus"} << file;
-        }
+        std::filesystem::remove(kFile);
+        put();
         EXPECT_EQ(call(Qsc_DevTime_Do_Status, kGet, "{}"),
                   Answers(R"({"ParamValue":")" + status + R"(","ParamId":0})"));
     }
-    std::remove("/tmp/.ntpstatus");
+    std::filesystem::remove(kFile);
     EXPECT_EQ(call(Qsc_DevTime_Do_Status, kSet, R"({"ParamValue":"x"})"),
               Fails(EFAULT, R"({"ParamValue":"x","ParamId":14})"));
 }

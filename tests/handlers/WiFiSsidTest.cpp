@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.WiFi.SSID" against a faked outside.
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
-
-#include <json-c/json.h>
 
 #include "platform/PrivateFolders.h"
 #include "qsc_wifi.h"
 #include "support/Outside.h"
+#include "support/TemporaryFolder.h"
 
 using namespace test;
 
@@ -44,11 +41,11 @@ class WiFiSsid : public OutsideTest
     /// A topology dump with a name, and the copying that the library asks the shell for.
     static void put_dump(const std::string& text)
     {
-        std::ofstream{"/tmp/dump.txt"} << text;
+        write_file("/tmp/dump.txt", text);
         outside().uci["mtkwireless.mesh.enable"] = "1";
         outside().on_command = [](const std::string& command) {
             if (command == "/bin/cp /tmp/dump.txt /tmp/dumptmep.txt") {
-                std::filesystem::copy_file("/tmp/dump.txt", "/tmp/dumptmep.txt");
+                write_file("/tmp/dumptmep.txt", read_file("/tmp/dump.txt"));
             }
         };
     }
@@ -239,9 +236,9 @@ TEST_F(WiFiSsid, ARunningMeshIsAskedForItsName)
     if (!enter_private_folders()) {
         GTEST_SKIP() << "no /tmp of its own";
     }
-    const std::string head = R"({"topology information":[{"Radio Info":[{"BSSINFO":[{"SSID":"backhaul"},)";
+    const std::string head = R"({"topology information":[{"Radio Info":[{"BSSINFO":[{"SSID":"other"},)";
     put_dump(head + R"({"SSID":"mesh \"x\""}]}]}]})");
-    std::ofstream{"/tmp/dumptmep.txt"} << "stale";
+    write_file("/tmp/dumptmep.txt", "stale");
     EXPECT_EQ(get(1, "SSID"), answer("SSID", R"("mesh \"x\"")"));
     EXPECT_EQ(outside().done, (Lines{"sync", "system /bin/cp /tmp/dump.txt /tmp/dumptmep.txt"}));
     EXPECT_EQ(get(18, "SSID"), answer("SSID", R"("mesh \"x\"")"));
@@ -278,6 +275,55 @@ TEST_F(WiFiSsid, ARunningMeshIsAskedForItsName)
     outside().logs.clear();
     EXPECT_EQ(get(1, "SSID"), Fails(EFAULT));
     EXPECT_EQ(outside().logs[0], (LogLine{3, "[E] dump mesh topology information fail\n"}));
+}
+
+TEST_F(WiFiSsid, WhatOthersPutInTheWayOfTheTopologyIsNotFollowed)
+{
+    if (!enter_private_folders()) {
+        GTEST_SKIP() << "no /tmp of its own";
+    }
+    const std::string dump =
+        R"({"topology information":[{"Radio Info":[{"BSSINFO":[{},{"SSID":"mesh"}]}]}]})";
+    const LogLine no_dump{3, "[E] dump mesh topology information fail\n"};
+    const LogLine not_read{3, "[E] read dump topology information fail\n"};
+    const LogLine not_locked{3, "[E] /tmp/.qsc-mesh.lock not locked, error 1\n"};
+    const struct {
+        std::function<void()> put;
+        std::vector<LogLine> logs; // none: the name is answered all the same
+    } cases[] = {
+        {[] { std::filesystem::rename("/tmp/dump.txt", "/tmp/other"); }, {no_dump}},
+        {[] {
+             std::filesystem::rename("/tmp/dump.txt", "/tmp/other");
+             std::filesystem::create_symlink("/tmp/other", "/tmp/dump.txt");
+         },
+         {no_dump}},
+        {[&] { write_file("/tmp/dump.txt", dump + std::string(1024 * 1024, ' ')); }, {not_read}},
+        {[] { std::filesystem::create_symlink("/tmp/precious", "/tmp/dumptmep.txt"); }, {}},
+        {[] { std::filesystem::create_directories("/tmp/dumptmep.txt/full"); }, {not_read}},
+        {[] { std::filesystem::permissions("/tmp/.qsc-mesh.lock", std::filesystem::perms{0644}); },
+         {not_locked}},
+        {[] {
+             std::filesystem::remove("/tmp/.qsc-mesh.lock");
+             std::filesystem::create_symlink("/tmp/precious", "/tmp/.qsc-mesh.lock");
+         },
+         {{3, "[E] /tmp/.qsc-mesh.lock not locked, error 40\n"}}},
+    };
+    for (const auto& [put, logs] : cases) {
+        std::filesystem::remove_all("/tmp/dumptmep.txt");
+        std::filesystem::remove("/tmp/dump.txt");
+        put_dump(dump);
+        write_file("/tmp/precious", "kept");
+        put();
+        outside().done.clear();
+        outside().logs.clear();
+        EXPECT_EQ(get(1, "SSID"), Fails(logs.empty() ? 0 : EFAULT));
+        for (size_t i = 0; i < logs.size(); ++i) {
+            EXPECT_EQ(outside().logs[i], logs[i]);
+        }
+        EXPECT_EQ(outside().commands().empty(), !logs.empty()) << "nothing is copied";
+        EXPECT_EQ(read_file("/tmp/precious"), "kept");
+    }
+    std::filesystem::remove("/tmp/.qsc-mesh.lock");
 }
 
 TEST_F(WiFiSsid, ZoneAndVlanAreThoseOfTheInterface)

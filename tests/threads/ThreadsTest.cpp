@@ -11,14 +11,17 @@
 #include <sched.h>
 #include <sys/file.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "bacl_regular_job.h"
 #include "bacl_ring_buffer.h"
 #include "platform/PrivateFolders.h"
 #include "qrnuci.h"
+#include "qsc_handlers.h"
 #include "qslog.h"
 #include "qsyscmdhal.h"
+#include "support/TemporaryFolder.h"
 
 using namespace test;
 
@@ -28,6 +31,9 @@ namespace
 std::atomic<bool> g_is_refused{false};
 
 } // namespace
+
+// What is written here need not reach any disk.
+extern "C" void sync(void) {}
 
 // Tells when somebody has found a lock taken.
 extern "C" int flock(int descriptor, int operation)
@@ -74,6 +80,38 @@ TEST_F(Threads, RequestsWhileTheLogIsSwitched)
             json_object_put(request);
         }
     });
+    EXPECT_EQ(failures, 0);
+}
+
+TEST_F(Threads, OneCopyOfTheMeshTopologyServesEverybody)
+{
+    put_config("mtkwireless", "config mesh mesh\n\toption enable '1'\n");
+    write_file("/tmp/dump.txt",
+               R"({"topology information":[{"Radio Info":[{"BSSINFO":[{},{"SSID":"mesh"}]}]}]})");
+    const auto read_names = [](int) {
+        int failures = 0;
+        for (int i = 0; i < 10; ++i) {
+            json_object* const request = json_tokener_parse(R"({"SSID":{}})");
+            failures +=
+                QSysCmdHal_Do_Device_WiFi_SSID("Device.WiFi.SSID.1", request, QSC_OPER_GET, 8, 0, 0) != 0;
+            json_object_put(request);
+        }
+        return failures;
+    };
+    std::vector<pid_t> children;
+    for (int i = 0; i < 3; ++i) {
+        children.push_back(fork());
+        if (children.back() == 0) {
+            _exit(read_names(i));
+        }
+    }
+    std::atomic<int> failures{0};
+    run_threads(3, [&](int number) { failures += read_names(number); });
+    for (const pid_t child : children) {
+        int status = -1;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+    }
     EXPECT_EQ(failures, 0);
 }
 
