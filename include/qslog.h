@@ -25,7 +25,7 @@ struct zlog_category_s; /* zlog */
 /**
  * Opens the system log for the library log and applies the level; once, until Qslog_Close().
  *
- * @param[in] ident     the program's name in each line, at most 63 characters of it are used; null: none,
+ * @param[in] ident     the program's name in each line, at most 255 characters of it are used; null: none,
  *                      and each line carries the process id
  * @param[in] options   openlog() option bits
  * @param[in] facility  openlog() facility
@@ -66,8 +66,10 @@ QSC_API uint32_t Qslog_SubProperty(uint32_t bits);
  * @param[in] module    source module; null: empty
  * @param[in] line      source line
  * @param[in] function  source function; null: empty
- * @param[in] format    printf format; the message ends with its own line feed. The whole line is cut at
- *                      4095 characters.
+ * @param[in] format    printf format; the message ends with its own line feed. All other control
+ *                      characters but tabs, DEL and the controls U+0080 to U+009F are shown escaped (\\n,
+ *                      \\r, \\xHH), so that one call is one line of the log. Cut at 4095 bytes before and
+ *                      after that.
  * @retval 0 always, also when the line was dropped
  */
 QSC_API uint32_t Qslog_Log(int32_t level, const char *module, int32_t line, const char *function,
@@ -113,14 +115,15 @@ QSC_API uint32_t QEvtLog_Init(const char *config, const char *category, const ch
 QSC_API uint32_t QEvtLog_Close(void);
 
 /**
- * Writes one record, "Status":"C","Msg":"TEXT", at zlog's notice level. The message is JSON-escaped, so it
- * cannot end its text early. Does nothing while the event log is closed.
+ * Writes one record, "Status":"C","Msg":"TEXT", at zlog's notice level. Status and message are JSON-escaped,
+ * so they cannot end their texts early, and bytes that are no UTF-8 are replaced by U+FFFD: between braces,
+ * the record is valid JSON. Does nothing while the event log is closed.
  *
  * @param[in] file,function          source file and function; null: empty
  * @param[in] fileSize,functionSize  their sizes with the terminator, as sizeof gives them
  * @param[in] line                   source line
  * @param[in] status                 one character; 'n' is a normal event
- * @param[in] format                 printf format; the message is cut at 4095 bytes
+ * @param[in] format                 printf format; the message is cut at 4095 bytes, between characters
  * @retval 0 always
  */
 QSC_API uint32_t QEvtLog_Log(const char *file, size_t fileSize, const char *function, size_t functionSize,

@@ -6,12 +6,15 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <string_view>
 
 #include <zlog.h>
 
+#include "base/FileDescriptor.h"
 #include "base/Text.h"
 #include "base/Types.h"
+#include "base/Utf8.h"
 
 zlog_category_t* g_PtrZlCategory = nullptr;
 
@@ -31,32 +34,74 @@ const char* or_default(const char* text, const char* otherwise)
     return is_empty(text) ? otherwise : text;
 }
 
-/// Writes the message as the inside of a JSON text, so that it cannot end that text and forge a record.
-/// An escape that does not fit any more is left out whole.
-void escape_json(std::string_view message, char* out, std::size_t size)
+/// The form in which the first character of a text stands inside a JSON text; it is taken off the text. Bytes
+/// that are no character become the replacement character.
+class JsonForm
 {
-    const char* const end = out + size - 1;
-    for (const char character : message) {
-        char escape[8];
-        const auto octet = static_cast<unsigned char>(character);
-        const std::size_t short_form = std::string_view{"\"\\\b\f\n\r\t"}.find(character);
-        int length = 1;
-        if (short_form != std::string_view::npos) {
-            escape[0] = '\\';
-            escape[1] = "\"\\bfnrt"[short_form];
-            length = 2;
-        } else if (octet < ' ' || octet == 0x7F) {
-            length = std::snprintf(escape, sizeof escape, "\\u%04x", octet);
+  public:
+    explicit JsonForm(std::string_view& text)
+    {
+        const Utf8Character character = first_character(text);
+        const std::size_t short_form = std::string_view{"\"\\\b\f\n\r\t"}.find(text.front());
+        if (character.size == 0) {
+            form_ = "\uFFFD";
+        } else if (short_form != std::string_view::npos) {
+            own_[0] = '\\';
+            own_[1] = "\"\\bfnrt"[short_form];
+            form_ = {own_, 2};
+        } else if (character.is_control()) {
+            form_ = {own_,
+                     static_cast<std::size_t>(std::snprintf(own_, sizeof own_, "\\u%04x", character.code))};
         } else {
-            escape[0] = character;
+            form_ = {text.data(), character.size};
         }
-        if (end - out < length) {
-            break;
-        }
-        out = std::copy_n(escape, length, out);
+        text.remove_prefix(std::max<std::size_t>(character.size, 1));
     }
-    *out = '\0';
-}
+    JsonForm(const JsonForm&) = delete;
+    JsonForm& operator=(const JsonForm&) = delete;
+
+    [[nodiscard]] std::string_view view() const { return form_; }
+
+  private:
+    char own_[8];
+    std::string_view form_;
+};
+
+/// A text as the inside of a JSON text, so that it cannot end that text and forge a record. Few need more
+/// room than they had before; without memory for those, what does not fit is left out, between characters.
+class JsonText
+{
+  public:
+    explicit JsonText(std::string_view text)
+    {
+        std::size_t size = 1;
+        for (std::string_view rest = text; !rest.empty();) {
+            size += JsonForm{rest}.view().size();
+        }
+        if (size > sizeof own_) {
+            memory_ = static_cast<char*>(std::malloc(size));
+        }
+        char* out = memory_ != nullptr ? memory_ : own_;
+        const char* const end = out + (memory_ != nullptr ? size : sizeof own_) - 1;
+        while (!text.empty()) {
+            const JsonForm form{text};
+            if (static_cast<std::size_t>(end - out) < form.view().size()) {
+                break;
+            }
+            out = std::copy(form.view().begin(), form.view().end(), out);
+        }
+        *out = '\0';
+    }
+    JsonText(const JsonText&) = delete;
+    JsonText& operator=(const JsonText&) = delete;
+    ~JsonText() { std::free(memory_); }
+
+    [[nodiscard]] const char* c_str() const { return memory_ != nullptr ? memory_ : own_; }
+
+  private:
+    char own_[kMessageSize];
+    char* memory_ = nullptr;
+};
 
 } // namespace
 
@@ -65,6 +110,7 @@ uint32_t QEvtLog_Init(const char* config, const char* category, const char* tag)
     if (g_opened) {
         return 0;
     }
+    const StdioReserve reserve;
     if (zlog_init(or_default(config, "/etc/zlog.conf")) != 0) {
         return EFAULT;
     }
@@ -100,16 +146,19 @@ uint32_t QEvtLog_Log(const char* file, size_t fileSize, const char* function, si
     va_start(arguments, format);
     const int written = std::vsnprintf(message, sizeof message, format, arguments);
     va_end(arguments);
-    if (written < 0) {
-        message[0] = '\0';
+    std::string_view text{message, std::min<std::size_t>(written < 0 ? 0 : static_cast<std::size_t>(written),
+                                                         sizeof message - 1)};
+    if (written >= static_cast<int>(sizeof message)) {
+        text = {text.data(), size_of_whole_characters(text)};
     }
-
-    char escaped[2 * kMessageSize];
-    escape_json(message, escaped, sizeof escaped);
-    const auto length = [](const char* text, size_t size) {
-        return text == nullptr || size == 0 ? 0 : size - 1;
+    const auto length = [](const char* name, size_t size) {
+        return name == nullptr || size == 0 ? 0 : size - 1;
     };
+    std::string_view status_text{&status, 1};
+    const JsonForm status_form{status_text};
+    const StdioReserve reserve; // zlog opens its file for each record
     zlog(g_PtrZlCategory, or_empty(file), length(file, fileSize), or_empty(function),
-         length(function, functionSize), line, kNotice, "\"Status\":\"%c\",\"Msg\":\"%s\"", status, escaped);
+         length(function, functionSize), line, kNotice, "\"Status\":\"%.*s\",\"Msg\":\"%s\"",
+         static_cast<int>(status_form.view().size()), status_form.view().data(), JsonText{text}.c_str());
     return 0;
 }

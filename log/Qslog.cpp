@@ -12,8 +12,10 @@
 
 #include <syslog.h>
 
+#include "base/FileDescriptor.h"
 #include "base/Text.h"
 #include "base/Types.h"
+#include "base/Utf8.h"
 
 using namespace qsc;
 
@@ -30,7 +32,78 @@ constinit std::atomic<u32> g_properties{QSLOG_RESERVED | QSLOG_STDERR};
 constinit std::atomic<bool> g_opened{false};
 
 // openlog() keeps the pointer, so the name must outlive the caller's.
-constinit std::array<char, 64> g_ident{};
+constinit std::array<char, 256> g_ident{};
+
+/// The first character of what is left of a line, and whether it is shown escaped.
+struct Shown {
+    std::size_t size;
+    u32 code;
+    bool is_escaped;
+};
+
+Shown look_at(std::string_view rest)
+{
+    const auto byte = static_cast<u8>(rest.front());
+    const Utf8Character character = first_character(rest);
+    if (character.size == 0) {
+        return {1, byte, byte < 0xA0}; // some terminals take single bytes below this for control characters
+    }
+    const bool is_last_line_feed = byte == '\n' && rest.size() == 1;
+    return {character.size, character.code, character.is_control() && byte != '\t' && !is_last_line_feed};
+}
+
+bool is_written_as_it_is(std::string_view line)
+{
+    while (!line.empty()) {
+        if (line.front() >= ' ' && line.front() < 0x7F) {
+            line.remove_prefix(1);
+            continue;
+        }
+        const Shown shown = look_at(line);
+        if (shown.is_escaped) {
+            return false;
+        }
+        line.remove_prefix(shown.size);
+    }
+    return true;
+}
+
+void write_line(int priority, const char* line, u32 properties)
+{
+    {
+        const StdioReserve reserve; // the system log's socket is opened here, and again when it was lost
+        syslog(priority, "%s", line);
+    }
+    if ((properties & QSLOG_STDERR) != 0) {
+        std::fputs(line, stderr);
+    }
+}
+
+/// Writes a line with its control characters shown as \n, \r or \xHH, so that nothing in a message can end
+/// the line and begin one of its own, or command the terminal of whoever reads the log.
+[[gnu::noinline]] void write_escaped(int priority, std::string_view line, u32 properties)
+{
+    char escaped[kLineSize];
+    std::size_t length = 0;
+    while (!line.empty()) {
+        const Shown shown = look_at(line);
+        char form[8];
+        std::string_view text{line.data(), shown.size};
+        if (shown.is_escaped && (shown.code == '\n' || shown.code == '\r')) {
+            text = shown.code == '\n' ? "\\n" : "\\r";
+        } else if (shown.is_escaped) {
+            text = {form, static_cast<std::size_t>(std::snprintf(form, sizeof form, "\\x%02X", shown.code))};
+        }
+        if (length + text.size() >= sizeof escaped) {
+            break;
+        }
+        std::copy(text.begin(), text.end(), escaped + length);
+        length += text.size();
+        line.remove_prefix(shown.size);
+    }
+    escaped[length] = '\0';
+    write_line(priority, escaped, properties);
+}
 
 } // namespace
 
@@ -43,6 +116,7 @@ uint32_t Qslog_Open(const char* ident, uint32_t options, uint32_t facility)
         options |= LOG_PID;
     }
     std::snprintf(g_ident.data(), g_ident.size(), "%s", or_empty(ident));
+    const StdioReserve reserve;
     openlog(g_ident.data(), static_cast<int>(options), static_cast<int>(facility));
     Qslog_SetLogLevel(g_level);
     return 0;
@@ -113,9 +187,10 @@ uint32_t Qslog_Log(int32_t level, const char* module, int32_t line, const char* 
     }
     va_end(arguments);
 
-    syslog(priority, "%s", text);
-    if ((properties & QSLOG_STDERR) != 0) {
-        std::fputs(text, stderr);
+    if (is_written_as_it_is(text)) {
+        write_line(priority, text, properties);
+    } else {
+        write_escaped(priority, text, properties);
     }
     return 0;
 }

@@ -66,6 +66,30 @@ TEST_F(Log, LongLinesAreCut)
     EXPECT_EQ(outside().logs[0].text, std::string(4095, 'm'));
 }
 
+TEST_F(Log, OneCallIsOneLineWithoutCommandsToATerminal)
+{
+    const struct {
+        const char* message;
+        const char* shown;
+    } cases[] = {
+        {"tab\tend\n", "tab\tend\n"},
+        {"x\n[E] forged\n", "x\\n[E] forged\n"},
+        {"two\n\n", "two\\n\n"},
+        {"\r\x1B[2J\x01\x7F", "\\r\\x1B[2J\\x01\\x7F"},
+        {"gr\u00fc\u00df \u20ac \U0001F600", "gr\u00fc\u00df \u20ac \U0001F600"},
+        {"\xC2\x9B"
+         "2J \xC2\x80 \xC2\xA0",
+         "\\x9B2J \\x80 \xC2\xA0"},
+        {"\x9B \xFF \xE2\x82", "\\x9B \xFF \xE2\\x82"}, // no UTF-8
+    };
+    for (const auto& [message, shown] : cases) {
+        EXPECT_EQ(written(3, message), std::string{"[E] "} + shown);
+    }
+    const std::string many = written(3, std::string(4000, '\x01').c_str());
+    EXPECT_EQ(many.size(), 4u + 4 * 1022);
+    EXPECT_TRUE(many.ends_with("\\x01")) << "an escape is written whole or not at all";
+}
+
 TEST_F(Log, OpensOnceUntilClosed)
 {
     Qslog_Close();
@@ -73,11 +97,11 @@ TEST_F(Log, OpensOnceUntilClosed)
     Qslog_Open(nullptr, 8, 16);
     Qslog_Open("again", 8, 16);
     Qslog_Close();
-    std::string name = "name";
-    Qslog_Open(name.c_str(), 2, 8);
+    Qslog_Open(std::string(300, 'n').c_str(), 2, 8);
     Qslog_Close();
-    EXPECT_EQ(outside().done, (Lines{"openlog  9 16", "setlogmask 63", "closelog", "openlog name 2 8",
-                                     "setlogmask 63", "closelog"}));
+    EXPECT_EQ(outside().done,
+              (Lines{"openlog  9 16", "setlogmask 63", "closelog",
+                     "openlog " + std::string(255, 'n') + " 2 8", "setlogmask 63", "closelog"}));
 }
 
 TEST_F(Log, HexDumpLayout)
@@ -106,8 +130,8 @@ TEST_F(Log, DumpsStopAtTheLineCountOrTheEnd)
     } cases[] = {
         {3, data.data(), 40, 2, 4, "[E] 00000010:"},
         {3, data.data(), 40, 9, 5, "[E] 00000020:"},
-        {5, data.data(), 0, 0, 3, "[E] No data\n\n"},
-        {5, nullptr, 4, 1, 3, "[E] No data\n\n"},
+        {5, data.data(), 0, 0, 3, "[E] No data\\n\n"},
+        {5, nullptr, 4, 1, 3, "[E] No data\\n\n"},
         {6, data.data(), 40, 0, 0, ""},
     };
     for (const auto& [level, bytes, length, lines, logged, last] : cases) {
@@ -133,20 +157,50 @@ TEST_F(Log, StringDumpBreaksAtLineFeedsAndWidth)
     EXPECT_EQ(lines, (Lines{"one\n", "\n", "two.[2J\n", std::string(76, 'x') + "\n", "xxxx\n"}));
 }
 
-TEST_F(Log, EventRecordsCannotBeForged)
+TEST_F(Log, EventRecordsAreValidJsonWhateverTheySay)
 {
-    const auto record = [](const char* message) {
+    const auto record = [](char status, const std::string& message) {
         outside().events.clear();
-        QEvtLog_Log("file.cpp", sizeof "file.cpp", "work", sizeof "work", 3, 'n', "%s", message);
+        QEvtLog_Log("file.cpp", sizeof "file.cpp", "work", sizeof "work", 3, status, "%s", message.c_str());
         return outside().events.at(0);
     };
-    EXPECT_EQ(record("set it by CLI"), R"("Status":"n","Msg":"set it by CLI")");
-    EXPECT_EQ(record("a\",\"Status\":\"x\\\n\t\x01é"),
-              "\"Status\":\"n\",\"Msg\":\"a\\\",\\\"Status\\\":\\\"x\\\\\\n\\t\\u0001é\"");
-    EXPECT_EQ(record(std::string(5000, 'x').c_str()),
-              R"("Status":"n","Msg":")" + std::string(4095, 'x') + "\"");
-    const std::string quotes = record(std::string(4095, '\x01').c_str());
-    EXPECT_TRUE(quotes.ends_with("\\u0001\"")) << "an escape is written whole or not at all";
+    const auto expected = [](const std::string& status, const std::string& message) {
+        return R"("Status":")" + status + R"(","Msg":")" + message + "\"";
+    };
+    const auto repeat = [](const std::string& text, size_t times) {
+        std::string all;
+        while (times-- > 0) {
+            all += text;
+        }
+        return all;
+    };
+    const struct {
+        char status;
+        std::string message, status_shown, shown;
+    } cases[] = {
+        {'n', "set it by CLI", "n", "set it by CLI"},
+        {'n', "a\",\"Status\":\"x\\\b\f\n\r\t\x01", "n", R"(a\",\"Status\":\"x\\\b\f\n\r\t\u0001)"},
+        {'"', "\x7F", "\\\"", "\\u007f"},
+        {'\0', "\xC2\x9B", "\\u0000", "\\u009b"},
+        {'\xE9', "\u00e9 \U0010FFFF", "\uFFFD", "\u00e9 \U0010FFFF"},
+        // Cut short, overlong, surrogates, beyond the last character, and bytes that never occur.
+        {'n', "\xE2\x82", "n", "\uFFFD\uFFFD"},
+        {'n', "\xC0\xAF \xE0\x9F\xBF \xF0\x8F\xBF\xBF", "n",
+         repeat("\uFFFD", 2) + " " + repeat("\uFFFD", 3) + " " + repeat("\uFFFD", 4)},
+        {'n', "\xED\xA0\x80 \xF4\x90\x80\x80 \xFF", "n",
+         repeat("\uFFFD", 3) + " " + repeat("\uFFFD", 4) + " \uFFFD"},
+        // What fits before it is escaped is not cut because of its escapes; a cut falls between characters.
+        {'n', std::string(4095, '\x01'), "n", repeat("\\u0001", 4095)},
+        {'n', std::string(5000, 'x'), "n", std::string(4095, 'x')},
+        {'n', repeat("\u20ac", 2000), "n", repeat("\u20ac", 1365)},
+        {'n', "x" + repeat("\u20ac", 2000), "n", "x" + repeat("\u20ac", 1364)},
+        {'n', "xy" + repeat("\u20ac", 2000), "n", "xy" + repeat("\u20ac", 1364)},
+        {'n', "xyz" + repeat("\U0001F600", 2000), "n", "xyz" + repeat("\U0001F600", 1023)},
+        {'n', std::string(4094, 'x') + "\xFFy", "n", std::string(4094, 'x') + "\uFFFD"},
+    };
+    for (const auto& [status, message, status_shown, shown] : cases) {
+        EXPECT_EQ(record(status, message), expected(status_shown, shown));
+    }
 }
 
 TEST_F(Log, EventLogStartsOnceWithItsDefaults)
