@@ -46,13 +46,15 @@ i64 copy_content(int source, int destination)
     }
 }
 
-/// Two paths may lead to one file; emptying the destination would then destroy the source.
-bool is_same_file(int first, int second)
+/// Two paths may lead to one file; emptying the destination would then destroy the source. The destination's
+/// path counts where it could not be opened.
+bool is_same_file(const FileDescriptor& source, const FileDescriptor& destination, const char* path)
 {
     struct stat one = {};
     struct stat other = {};
-    return fstat(first, &one) == 0 && fstat(second, &other) == 0 && one.st_dev == other.st_dev &&
-           one.st_ino == other.st_ino;
+    return fstat(source.get(), &one) == 0 &&
+           (destination.is_open() ? fstat(destination.get(), &other) : stat(path, &other)) == 0 &&
+           one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
 /// Makes one directory unless it is there.
@@ -106,16 +108,16 @@ uint32_t BaCL_CopyFile(const char* source, const char* destination)
         BaCL_IsFileExist(source) == 0) {
         return EINVAL;
     }
-    const FileDescriptor from{open(source, O_RDONLY | O_CLOEXEC)};
+    const FileDescriptor from = open_file(source, O_RDONLY);
     if (!from.is_open()) {
         return EFAULT;
     }
-    FileDescriptor to{open(destination, O_WRONLY | O_CREAT | O_CLOEXEC, 0666)};
+    FileDescriptor to = open_file(destination, O_WRONLY | O_CREAT, 0666);
+    if (is_same_file(from, to, destination)) {
+        return EINVAL;
+    }
     if (!to.is_open()) {
         return EFAULT;
-    }
-    if (is_same_file(from.get(), to.get())) {
-        return EINVAL;
     }
     // Devices and pipes cannot be cut, and need not be.
     if (ftruncate(to.get(), 0) != 0 && errno != EINVAL) {

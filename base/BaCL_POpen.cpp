@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include "base/FileDescriptor.h"
 #include "base/Text.h"
 #include "base/UciOptional.h"
 #include "include/bacl.h"
@@ -36,25 +37,12 @@ int close_pipe(std::FILE* pipe)
     return status;
 }
 
-/// What a command prints passes through memory of ours until the pipe is closed. Left alone, each pipe would
-/// ask the system for its best size, and the heap for a page.
-class PipeBuffer
+/// Our end of the pipe must not become one of the host's standard streams.
+std::FILE* open_pipe(const char* command, const char* mode)
 {
-  public:
-    explicit PipeBuffer(std::FILE* pipe) : pipe_(pipe)
-    {
-        (void)std::setvbuf(pipe_, bytes_, _IOFBF, sizeof bytes_);
-    }
-    PipeBuffer(const PipeBuffer&) = delete;
-    PipeBuffer& operator=(const PipeBuffer&) = delete;
-
-    /// Takes the memory back, right before the pipe is closed: a host's own pclose() may keep the stream.
-    void take_back() { (void)std::setvbuf(pipe_, nullptr, _IONBF, 0); }
-
-  private:
-    std::FILE* pipe_;
-    char bytes_[1024];
-};
+    const StdioReserve reserve;
+    return popen(command, mode);
+}
 
 } // namespace
 
@@ -64,17 +52,15 @@ uint32_t QrnExeCmdSimple(const char* command)
         QSC_LOG(kLogDebug, "ERROR: parameter\n");
         return EINVAL;
     }
-    std::FILE* const pipe = popen(command, "r");
+    std::FILE* const pipe = open_pipe(command, "r");
     if (pipe == nullptr) {
         QSC_LOG(kLogDebug, "ERROR: popen read\n%s\n", command);
         return EFAULT;
     }
-    PipeBuffer pipe_buffer{pipe};
     // Read to the end, so that a talkative command never blocks on a full pipe.
     std::array<char, 256> output{};
     while (std::fgets(output.data(), output.size(), pipe) != nullptr) {
     }
-    pipe_buffer.take_back();
     u32 result = 0;
     if (exit_code(close_pipe(pipe)) != 0) {
         QSC_LOG(kLogDebug, "ERROR: Cmd %s\n", command);
@@ -97,7 +83,6 @@ uint32_t QrnExeCmdSimpleGet(const char* command, char* buffer, uint32_t size)
         QSC_LOG(kLogDebug, "ERROR: QrnPOpen\n%s\n", command);
         return EFAULT;
     }
-    PipeBuffer pipe_buffer{pipe};
     char* end = buffer;
     do {
         if (QrnPReadLn(pipe, end, size) != 0) {
@@ -107,7 +92,6 @@ uint32_t QrnExeCmdSimpleGet(const char* command, char* buffer, uint32_t size)
         end += length;
         size -= length;
     } while (size > 1);
-    pipe_buffer.take_back();
     const u32 result = QrnPClose(pipe);
     sync();
     return result;
@@ -119,7 +103,7 @@ FILE* QrnPOpen(const char* command, const char* mode)
         QSC_LOG(kLogDebug, "ERROR: parameter\n");
         return nullptr;
     }
-    return popen(command, mode);
+    return open_pipe(command, mode);
 }
 
 uint32_t QrnPReadLn(FILE* stream, char* buffer, uint32_t size)

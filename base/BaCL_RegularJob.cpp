@@ -2,7 +2,9 @@
 // The job thread: a detached thread that confirms its start and its end through flags.
 #include "include/bacl_regular_job.h"
 
+#include <algorithm>
 #include <bit>
+#include <climits>
 #include <cstring>
 
 #include <unistd.h>
@@ -39,12 +41,20 @@ u32 change_flag(BaCL_RegularInfo* info, const char* function, u32 set, u32 clear
     return held.code();
 }
 
+/// Whether the job has acknowledged. Under the mutex, so that the job has let go of it, too; without it if
+/// that fails, as a word can be read on its own.
+bool has_acknowledged(BaCL_RegularInfo* info, const char* function)
+{
+    const Held held{info->Mutex, PthreadLog{kModule, function, __LINE__}};
+    return (load(info->Flag) & BACL_JOB_ACKNOWLEDGED) != 0;
+}
+
 /// Waits until the job acknowledges. ETIME: it did not within the limit.
-u32 await_acknowledgement(BaCL_RegularInfo* info, u32 limit_ms)
+u32 await_acknowledgement(BaCL_RegularInfo* info, const char* function, u32 limit_ms)
 {
     const u32 start = BaCL_GetTimestampMS();
     do {
-        if ((BaCL_RegInfo_GetFlag(info) & BACL_JOB_ACKNOWLEDGED) != 0) {
+        if (has_acknowledged(info, function)) {
             return 0;
         }
         usleep(kPoll);
@@ -144,7 +154,12 @@ uint32_t BaCL_RegInfo_ClearState(BaCL_RegularInfo* info, uint32_t bits)
 
 uint32_t BaCL_RegInfo_GetState(BaCL_RegularInfo* info)
 {
-    return info != nullptr ? load(info->State) : 0;
+    if (!is_initialised(info)) {
+        return info != nullptr ? load(info->State) : 0;
+    }
+    // Without the lock as well: one word can be read on its own.
+    const Held held{info->Mutex, QSC_PTHREAD_LOG};
+    return load(info->State);
 }
 
 uint32_t BaCL_RegInfo_IsAvailable(BaCL_RegularInfo* info)
@@ -198,7 +213,10 @@ uint32_t BaCL_RegInfo_CreateThread(BaCL_RegularInfo* info, BaCL_JobRoutine routi
     if (stackSize != 0 && stackSize < kSmallestStack) {
         QSC_LOG(kLogWarning, "thread stack is too small. It is set to %d\n",
                 static_cast<i32>(kSmallestStack));
-        stackSize = kSmallestStack;
+    }
+    if (stackSize != 0) {
+        // What libc asks for differs with its kind and the CPU: from 2 KiB to some 64.
+        stackSize = std::max({stackSize, kSmallestStack, static_cast<u32>(PTHREAD_STACK_MIN)});
     }
     if (const u32 code = BaCL_RegInfo_ClearFlag(info, BACL_JOB_ACKNOWLEDGED | BACL_JOB_STOP)) {
         QSC_LOG(kLogError, "BaCL_RegInfo_ClearFlag, error %d\n", static_cast<i32>(code));
@@ -216,23 +234,23 @@ uint32_t BaCL_RegInfo_CreateThread(BaCL_RegularInfo* info, BaCL_JobRoutine routi
         return static_cast<u32>(result);
     }
     info->ThreadId = thread;
-    return await_acknowledgement(info, limitMs);
+    return await_acknowledgement(info, __func__, limitMs);
 }
 
 uint32_t BaCL_RegInfo_CloseThread(BaCL_RegularInfo* info, uint32_t limitMs, int32_t clearExecute)
 {
     QSC_REFUSE_UNLESS(is_initialised(info), EINVAL);
-    if (BaCL_RegInfo_GetExeFlag(info) == 0) {
-        QSC_LOG(kLogWarning, "already stoped\n");
-        return 0;
-    }
     {
         // Without the lock as well: the job must learn that it is to stop.
         const Held held{info->Mutex, QSC_PTHREAD_LOG, true, kLogWarning};
+        if ((load(info->Flag) & BACL_JOB_RUNNING) == 0) {
+            QSC_LOG(kLogWarning, "already stoped\n");
+            return 0;
+        }
         change_bits(info->Flag, BACL_JOB_STOP,
                     BACL_JOB_ACKNOWLEDGED | (clearExecute != 0 ? BACL_JOB_RUNNING : 0));
     }
-    return await_acknowledgement(info, limitMs);
+    return await_acknowledgement(info, __func__, limitMs);
 }
 
 uint32_t BaCL_RegInfo_Print(BaCL_RegularInfo* info, const char* title)

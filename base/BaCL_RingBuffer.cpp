@@ -3,6 +3,7 @@
 #include "include/bacl_ring_buffer.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -21,7 +22,17 @@ void release_storage(BaCL_RingBuffer& ring)
 {
     std::free(ring.PtrBuffer);
     ring.PtrBuffer = nullptr;
-    ring.BufferSize = ring.DataSize = ring.StartLoc = 0;
+    ring.BufferSize = ring.DataSize = ring.StartLoc = ring.Threshold = 0;
+}
+
+/// Sleeps the whole time, whatever signals come.
+void sleep_ms(u32 wait_ms)
+{
+    // Not usleep(): weeks of milliseconds are more microseconds than it takes.
+    timespec rest{.tv_sec = static_cast<time_t>(wait_ms / 1000),
+                  .tv_nsec = static_cast<long>(wait_ms % 1000) * 1'000'000};
+    while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+    }
 }
 
 /// Reads a value under the mutex; 0 for a bad record.
@@ -75,6 +86,7 @@ uint32_t BaCL_RingBuf_AllocateBuffer(BaCL_RingBuffer* ring, uint32_t size)
     if (size == ring->BufferSize) {
         return 0;
     }
+    const u32 threshold = std::min(ring->Threshold, size);
     release_storage(*ring);
     ring->PtrBuffer = static_cast<u8*>(std::malloc(size));
     if (ring->PtrBuffer == nullptr) {
@@ -82,7 +94,7 @@ uint32_t BaCL_RingBuf_AllocateBuffer(BaCL_RingBuffer* ring, uint32_t size)
         return ENOMEM;
     }
     ring->BufferSize = size;
-    ring->Threshold = std::min(ring->Threshold, size);
+    ring->Threshold = threshold;
     return 0;
 }
 
@@ -111,15 +123,16 @@ uint32_t BaCL_RingBuf_Close(BaCL_RingBuffer* ring, uint32_t waitMs)
     // Whoever waits below the threshold must leave as well: a condition with waiters cannot be destroyed.
     (void)pthread_cond_broadcast(&ring->Condition);
     if (waitMs != 0) {
-        // Not usleep(): weeks of milliseconds are more microseconds than it takes.
-        const timespec pause{.tv_sec = static_cast<time_t>(waitMs / 1000),
-                             .tv_nsec = static_cast<long>(waitMs % 1000) * 1'000'000};
-        (void)nanosleep(&pause, nullptr);
+        sleep_ms(waitMs);
     }
-    (void)BaCL_RingBuf_FreeBuffer(ring);
+    const PthreadLog log = QSC_PTHREAD_LOG;
+    {
+        // Without the lock as well: nobody else frees the storage of a ring that has ended.
+        const RingHeld held{*ring, log};
+        release_storage(*ring);
+    }
     ring->StateFlag = 0;
     store(ring->State, 0);
-    const PthreadLog log = QSC_PTHREAD_LOG;
     (void)log.told(pthread_cond_destroy(&ring->Condition), "pthread_cond_destroy", kLogWarning);
     (void)log.told(pthread_mutex_destroy(&ring->Mutex), "pthread_mutex_destroy", kLogWarning);
     return 0;
@@ -250,7 +263,8 @@ uint32_t BaCL_RingBuf_ThreadMuxLock(BaCL_RingBuffer* ring, int32_t lock)
     QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
     const PthreadLog log = QSC_PTHREAD_LOG;
     if (lock == 0) {
-        return log.told(pthread_mutex_unlock(&ring->Mutex), "pthread_mutex_unlock", kLogWarning);
+        (void)log.told(pthread_mutex_unlock(&ring->Mutex), "pthread_mutex_unlock", kLogWarning);
+        return 0;
     }
     if (!has_state(ring, kAvailable)) {
         QSC_LOG(kLogError, "not enabled\n");

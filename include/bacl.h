@@ -16,7 +16,11 @@
 extern "C" {
 #endif
 
-/* ---- Shell command pipes. Every command runs through the shell; the caller quotes what it puts in. ---- */
+/*
+ * ---- Shell command pipes. Every command runs through the shell; the caller quotes what it puts in.
+ * A process that ignores SIGCHLD, or waits for any child on another thread, loses the exit codes of commands:
+ * every one of them then ends with 14, whatever it did. ----
+ */
 
 /**
  * Runs a command, waits for it, throws its output away, then flushes the file systems.

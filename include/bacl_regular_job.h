@@ -11,7 +11,9 @@
  *   - sets BACL_JOB_ACKNOWLEDGED again before it returns.
  *
  * State and flags may be used from any thread; create and close belong to one. Functions that change
- * something refuse a null record and one that is not initialised with 22, and log "parameter".
+ * something refuse a null record and one that is not initialised with 22, and log "parameter". A mutex that
+ * cannot be locked is logged and its error is the result of what sets or clears something; GetState,
+ * ClearState and CloseThread do their work without it. An unlock that fails is only logged.
  */
 #ifndef BACL_REGULAR_JOB_H
 #define BACL_REGULAR_JOB_H
@@ -62,7 +64,8 @@ QSC_API uint32_t BaCL_RegInfo_GetExeFlag(BaCL_RegularInfo *info);   /**< @return
  * Starts the thread and waits for its acknowledgement. A job that is running already is left alone, with 0.
  *
  * @param[in] routine    not null
- * @param[in] stackSize  in bytes; 0 is the system's default, less than 2048 becomes 2048
+ * @param[in] stackSize  in bytes; 0 is the system's default. Less than 2048 becomes 2048, with a warning, and
+ *                       less than the C library takes becomes that.
  * @param[in] limitMs    milliseconds to wait, in steps of 50
  * @retval 62 not acknowledged in time; the thread goes on
  * @return 0, 22 or the pthread error

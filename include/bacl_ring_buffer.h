@@ -11,7 +11,9 @@
  *
  * Every function may be called from any thread between Init and Close; whoever closes gives the others the
  * time to leave. "_WM" functions take the mutex only if they are told to; the caller holds it otherwise,
- * through ThreadMuxLock. A mutex that cannot be locked is logged and its error is the result.
+ * through ThreadMuxLock. A mutex that cannot be locked is logged and its error is the result, but ClearState
+ * and Close do their work without it. An unlock that fails is logged, and changes only the result of the
+ * "_CF" functions: it is their own result OR the error.
  */
 #ifndef BACL_RING_BUFFER_H
 #define BACL_RING_BUFFER_H
@@ -46,21 +48,23 @@ typedef struct {
 QSC_API uint32_t BaCL_RingBuf_Init(BaCL_RingBuffer *ring);
 
 /**
- * Gives a ring its storage and empties it; storage of the same size is kept.
+ * Gives a ring its storage and empties it; storage of the same size is kept. A threshold above the new
+ * capacity is lowered to it.
  *
  * @param[in] size  in bytes, not 0
  * @retval 12 no memory; the ring has no storage then
  */
 QSC_API uint32_t BaCL_RingBuf_AllocateBuffer(BaCL_RingBuffer *ring, uint32_t size);
 
-QSC_API uint32_t BaCL_RingBuf_FreeBuffer(BaCL_RingBuffer *ring); /**< releases the storage */
+/** Frees the storage. The threshold, never above the capacity, becomes 0. */
+QSC_API uint32_t BaCL_RingBuf_FreeBuffer(BaCL_RingBuffer *ring);
 QSC_API uint32_t BaCL_RingBuf_FreeBuffer_WM(BaCL_RingBuffer *ring, int32_t takeMutex); /**< the same */
 QSC_API uint32_t BaCL_RingBuf_ClearBuffer(BaCL_RingBuffer *ring); /**< empties the ring */
 
 /**
- * Ends a ring: disables it, wakes who waits, sleeps, then releases everything.
+ * Ends a ring: disables it, wakes everybody who waits, sleeps, then frees everything.
  *
- * @param[in] waitMs  milliseconds for other threads to leave
+ * @param[in] waitMs  milliseconds for other threads to leave; signals do not shorten them
  */
 QSC_API uint32_t BaCL_RingBuf_Close(BaCL_RingBuffer *ring, uint32_t waitMs);
 

@@ -8,6 +8,10 @@
  * path is a prefix of the wanted path, call that entry's dispatcher.
  *
  * Answers refer to names inside the library, which stays loaded once it is, dlclose() or not.
+ *
+ * Handlers run commands, whose exit codes they need: a host leaves SIGCHLD at its default, or handles it
+ * without waiting for children that are not its own. Where it is ignored, every command counts as failed
+ * (14).
  */
 #ifndef QSYSCMDHAL_H
 #define QSYSCMDHAL_H
@@ -25,8 +29,7 @@ extern "C" {
 #define QSC_INIT_EVENTS 0x8u     /**< the event log, as "/etc/zlog.conf" says */
 
 /** The 61 subtrees in matching order, and the end. Read-only to hosts, but for the `reserved` of "version".
- * Tell rows apart by id or path: a host that is built without position-independent code has addresses of its
- * own for the dispatchers, to which the table's are not equal. */
+ * Its function pointers equal the addresses that a host of any kind has for the functions. */
 QSC_API extern Qsc_CommandEntry g_QSysCmdHalCmd[];
 
 /** The operations by bit, ended by the value QSC_TABLE_END. */

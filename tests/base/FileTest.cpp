@@ -72,7 +72,12 @@ TEST_F(Files, CopyNeverDestroysItsSource)
     ASSERT_EQ(symlink(from.c_str(), (folder_ / "same").c_str()), 0);
     EXPECT_EQ(BaCL_CopyFile(from.c_str(), (folder_ / "same").c_str()), 22u);
     EXPECT_EQ(BaCL_CopyFile(from.c_str(), from.c_str()), 22u);
+    ASSERT_EQ(link(from.c_str(), (folder_ / "name").c_str()), 0);
+    EXPECT_EQ(BaCL_CopyFile(from.c_str(), (folder_ / "name").c_str()), 22u);
     EXPECT_EQ(read_file(from), "precious");
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe");
+    EXPECT_EQ(BaCL_CopyFile("/proc/self/exe", program.c_str()), 22u)
+        << "though it cannot be opened for writing";
 }
 
 TEST_F(Files, CopyFailures)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The command pipes against the real shell.
 #include <array>
+#include <csignal>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -17,6 +18,14 @@ TEST(RealShell, ExitCodesAndSignals)
     EXPECT_EQ(QrnExeCmdSimple("exit 3"), 14u);
     EXPECT_EQ(QrnExeCmdSimple("no-such-command 2>/dev/null"), 14u);
     EXPECT_EQ(QrnExeCmdSimple("kill -9 $$"), 0u) << "only the exit code counts";
+}
+
+TEST(RealShell, AHostThatIgnoresItsChildrenLosesTheirExitCodes)
+{
+    signal(SIGCHLD, SIG_IGN);
+    EXPECT_EQ(QrnExeCmdSimple("true"), 14u);
+    signal(SIGCHLD, SIG_DFL);
+    EXPECT_EQ(QrnExeCmdSimple("true"), 0u);
 }
 
 TEST(RealShell, TalkativeCommandsNeitherBlockNorOverrun)

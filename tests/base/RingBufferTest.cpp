@@ -2,21 +2,55 @@
 // The ring buffer on one thread, against a plain model.
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <deque>
 #include <random>
 
 #include "bacl_ring_buffer.h"
 #include "qslog.h"
-#include "support/FailingLock.h"
+#include "support/FakePthread.h"
 #include "support/Outside.h"
 
 using namespace test;
+
+namespace
+{
+
+std::vector<int64_t> g_sleeps; ///< what was asked of nanosleep(), in milliseconds
+int g_interruptions = 0;       ///< how often it is interrupted, each time after a millisecond
+
+std::string joined(const Lines& words)
+{
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : " ") + word;
+    }
+    return text;
+}
+
+} // namespace
+
+// Sleeps no time at all.
+extern "C" int nanosleep(const timespec* time, timespec* rest)
+{
+    const int64_t asked = int64_t{time->tv_sec} * 1000 + time->tv_nsec / 1'000'000;
+    g_sleeps.push_back(asked);
+    if (g_interruptions == 0) {
+        return 0;
+    }
+    --g_interruptions;
+    *rest = {.tv_sec = static_cast<time_t>((asked - 1) / 1000),
+             .tv_nsec = static_cast<long>((asked - 1) % 1000 * 1'000'000)};
+    errno = EINTR;
+    return -1;
+}
 
 class RingBuffer : public OutsideTest
 {
   protected:
     void SetUp() override
     {
+        watch(nullptr);
         OutsideTest::SetUp();
         ASSERT_EQ(BaCL_RingBuf_Init(&ring_), 0u);
         ASSERT_EQ(BaCL_RingBuf_AllocateBuffer(&ring_, 8), 0u);
@@ -25,6 +59,7 @@ class RingBuffer : public OutsideTest
 
     void TearDown() override
     {
+        watch(nullptr);
         if (ring_.State != 0) {
             EXPECT_EQ(BaCL_RingBuf_Close(&ring_, 0), 0u);
         }
@@ -187,22 +222,201 @@ TEST_F(RingBuffer, BadRecordsAndArgumentsAreRefused)
     EXPECT_EQ(BaCL_RingBuf_Close(&ring_, 0), 22u);
 }
 
-TEST_F(RingBuffer, ALockThatFailsIsToldAs14)
+// Which thread calls each operation makes, in order, and what it comes to when one of them fails.
+TEST_F(RingBuffer, LockingIsPartOfTheContract)
 {
-    push("1234");
-    {
-        const FailingLock held{ring_.Mutex};
-        EXPECT_EQ(push("5"), uint32_t{EDEADLK});
-        EXPECT_EQ(pop(1), "code 35");
-        EXPECT_EQ(BaCL_RingBuf_GetDataSize(&ring_), 0u);
-        EXPECT_EQ(BaCL_RingBuf_ThreadMuxLock(&ring_, 1), uint32_t{EDEADLK});
-        EXPECT_EQ(outside().logs, std::vector<LogLine>(4, LogLine{3, "[E] pthread_mutex_lock, error 14\n"}));
-        outside().logs.clear();
-        EXPECT_EQ(BaCL_RingBuf_ClearState(&ring_, BACL_RING_ENABLED), 0u) << "cleared all the same";
-        EXPECT_EQ(outside().logs, (std::vector<LogLine>{{4, "[W] pthread_mutex_lock, error 14\n"}}));
+    static char byte;
+    const std::string at_threshold = "mutex_lock cond_signal mutex_unlock";
+    const std::string locked = "mutex_lock mutex_unlock";
+    const struct {
+        const char* name;
+        uint32_t (*call)(BaCL_RingBuffer* ring);
+        uint32_t result;
+        std::string calls;
+        uint32_t without_lock;
+        uint32_t without_unlock;
+    } cases[] = {
+        {"Push", [](auto* ring) { return BaCL_RingBuf_Push(ring, "y", 1); }, 0, at_threshold, 35, 0},
+        {"Push_WM 1", [](auto* ring) { return BaCL_RingBuf_Push_WM(ring, "y", 1, 1); }, 0, at_threshold, 35,
+         0},
+        {"Push_WM 0", [](auto* ring) { return BaCL_RingBuf_Push_WM(ring, "y", 1, 0); }, 0, "cond_signal", 0,
+         0},
+        {"PushAvailable", [](auto* ring) { return BaCL_RingBuf_PushAvailable(ring, "yyyyyyyy", 1); }, 6,
+         at_threshold, 0, 6},
+        {"Pop", [](auto* ring) { return BaCL_RingBuf_Pop(ring, &byte, 1); }, 0, locked, 35, 0},
+        {"Pop_WM 1", [](auto* ring) { return BaCL_RingBuf_Pop_WM(ring, &byte, 1, 1); }, 0, locked, 35, 0},
+        {"Pop_WM 0", [](auto* ring) { return BaCL_RingBuf_Pop_WM(ring, &byte, 1, 0); }, 0, "", 0, 0},
+        {"PopAvailable", [](auto* ring) { return BaCL_RingBuf_PopAvailable(ring, &byte, 1); }, 1, locked, 0,
+         1},
+        {"AllocateBuffer", [](auto* ring) { return BaCL_RingBuf_AllocateBuffer(ring, 4); }, 0, locked, 35, 0},
+        {"FreeBuffer", [](auto* ring) { return BaCL_RingBuf_FreeBuffer(ring); }, 0, locked, 35, 0},
+        {"FreeBuffer_WM 1", [](auto* ring) { return BaCL_RingBuf_FreeBuffer_WM(ring, 1); }, 0, locked, 35, 0},
+        {"FreeBuffer_WM 0", [](auto* ring) { return BaCL_RingBuf_FreeBuffer_WM(ring, 0); }, 0, "", 0, 0},
+        {"ClearBuffer", [](auto* ring) { return BaCL_RingBuf_ClearBuffer(ring); }, 0, locked, 35, 0},
+        {"SetThreshold", [](auto* ring) { return BaCL_RingBuf_SetThreshold(ring, 2); }, 0, at_threshold, 35,
+         0},
+        {"SetThreshold 0", [](auto* ring) { return BaCL_RingBuf_SetThreshold(ring, 0); }, 0, locked, 35, 0},
+        {"GetThreshold", [](auto* ring) { return BaCL_RingBuf_GetThreshold(ring); }, 1, locked, 0, 1},
+        {"SetState", [](auto* ring) { return BaCL_RingBuf_SetState(ring, 4); }, 0, locked, 35, 0},
+        {"ClearState", [](auto* ring) { return BaCL_RingBuf_ClearState(ring, 2); }, 0, at_threshold, 0, 0},
+        {"GetState", [](auto* ring) { return BaCL_RingBuf_GetState(ring); }, 3, locked, 0, 3},
+        {"SetStateFlag", [](auto* ring) { return BaCL_RingBuf_SetStateFlag(ring, 1); }, 0, locked, 35, 0},
+        {"ClearStateFlag", [](auto* ring) { return BaCL_RingBuf_ClearStateFlag(ring, 1); }, 0, locked, 35, 0},
+        {"GetStateFlag", [](auto* ring) { return BaCL_RingBuf_GetStateFlag(ring); }, 0, locked, 0, 0},
+        {"GetDataSize", [](auto* ring) { return BaCL_RingBuf_GetDataSize(ring); }, 2, locked, 0, 2},
+        {"GetBufferSize", [](auto* ring) { return BaCL_RingBuf_GetBufferSize(ring); }, 8, locked, 0, 8},
+        {"IsAvailable", [](auto* ring) { return BaCL_RingBuf_IsAvailable(ring); }, 1, locked, 0, 1},
+        {"IsBufferEmpty", [](auto* ring) { return BaCL_RingBuf_IsBufferEmpty(ring); }, 0, locked, 0, 0},
+        {"IsBufferFull", [](auto* ring) { return BaCL_RingBuf_IsBufferFull(ring); }, 0, locked, 0, 0},
+        {"ThreadCondWait", [](auto* ring) { return BaCL_RingBuf_ThreadCondWait(ring); }, 0, "cond_wait", 0,
+         0},
+        {"ThreadCondWait_CF", [](auto* ring) { return BaCL_RingBuf_ThreadCondWait_CF(ring); }, 0,
+         "mutex_lock cond_wait mutex_unlock", 35, 1},
+        {"ThreadCondSignal", [](auto* ring) { return BaCL_RingBuf_ThreadCondSignal(ring); }, 0, "cond_signal",
+         0, 0},
+        {"ThreadCondSignal_CF", [](auto* ring) { return BaCL_RingBuf_ThreadCondSignal_CF(ring); }, 0,
+         at_threshold, 35, 1},
+        {"ThreadMuxLock 1", [](auto* ring) { return BaCL_RingBuf_ThreadMuxLock(ring, 1); }, 0, "mutex_lock",
+         35, 0},
+        {"ThreadMuxLock 0", [](auto* ring) { return BaCL_RingBuf_ThreadMuxLock(ring, 0); }, 0, "mutex_unlock",
+         0, 0},
+    };
+    for (const auto& [name, call, result, calls, without_lock, without_unlock] : cases) {
+        SCOPED_TRACE(name);
+        const auto fresh = [this] {
+            watch(nullptr);
+            BaCL_RingBuf_Close(&ring_, 0);
+            SetUp();
+            push("xx");
+            BaCL_RingBuf_SetThreshold(&ring_, 1);
+            watch(&ring_.Mutex, &ring_.Condition);
+        };
+        fresh();
+        EXPECT_EQ(call(&ring_), result);
+        EXPECT_EQ(joined(fake_pthread().calls), calls);
+
+        fresh();
+        fake_pthread().failures["mutex_lock"] = EDEADLK;
+        EXPECT_EQ(call(&ring_), without_lock);
+        if (calls.starts_with("mutex_lock")) {
+            ASSERT_EQ(outside().logs.size(), 1u) << "one line says it";
+            EXPECT_EQ(outside().logs[0].text.substr(4), "pthread_mutex_lock, error 14\n");
+        }
+
+        fresh();
+        fake_pthread().failures["mutex_unlock"] = EPERM;
+        EXPECT_EQ(call(&ring_), without_unlock);
+        if (calls.ends_with("mutex_unlock")) {
+            EXPECT_EQ(outside().logs, (std::vector<LogLine>{{4, "[W] pthread_mutex_unlock, error 1\n"}}));
+        }
     }
-    EXPECT_EQ(BaCL_RingBuf_GetState(&ring_), 1u);
-    EXPECT_EQ(BaCL_RingBuf_GetDataSize(&ring_), 4u);
+}
+
+TEST_F(RingBuffer, WaitsAndSignalsThatFail)
+{
+    push("xx");
+    BaCL_RingBuf_SetThreshold(&ring_, 1);
+    watch(&ring_.Mutex, &ring_.Condition);
+    fake_pthread().failures = {{"cond_wait", 4}, {"cond_signal", 16}, {"mutex_unlock", 1}};
+    EXPECT_EQ(BaCL_RingBuf_ThreadCondWait_CF(&ring_), 5u) << "both errors, OR";
+    EXPECT_EQ(BaCL_RingBuf_ThreadCondSignal_CF(&ring_), 17u);
+    fake_pthread().failures.erase("mutex_unlock");
+    outside().logs.clear();
+    EXPECT_EQ(BaCL_RingBuf_ThreadCondWait(&ring_), 4u);
+    EXPECT_EQ(BaCL_RingBuf_ThreadCondSignal(&ring_), 16u);
+    EXPECT_EQ(push("y"), 0u) << "a signal that fails does not fail the push";
+    EXPECT_EQ(BaCL_RingBuf_SetThreshold(&ring_, 1), 0u);
+    EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E] pthread_cond_wait, error 4\n"},
+                                                    {4, "[W] pthread_cond_signal, error 16\n"},
+                                                    {4, "[W] pthread_cond_signal, error 16\n"},
+                                                    {4, "[W] pthread_cond_signal, error 16\n"}}));
+    BaCL_RingBuf_SetStateFlag(&ring_, 1);
+    EXPECT_EQ(BaCL_RingBuf_ClearState(&ring_, 2), 0u);
+    EXPECT_EQ(ring_.StateFlag, 1u) << "nobody was woken, so nothing may be overwritten";
+}
+
+TEST_F(RingBuffer, AThresholdIsReachedExactly)
+{
+    const struct {
+        uint32_t threshold;
+        const char* pushed;
+        const char* calls;
+    } cases[] = {
+        {3, "ab", "mutex_lock mutex_unlock"},
+        {3, "abc", "mutex_lock cond_signal mutex_unlock"},
+        {3, "abcd", "mutex_lock cond_signal mutex_unlock"},
+        {0, "abcd", "mutex_lock mutex_unlock"},
+        {9, "abcdefgh", "mutex_lock cond_signal mutex_unlock"},
+    };
+    for (const auto& [threshold, pushed, calls] : cases) {
+        BaCL_RingBuf_ClearBuffer(&ring_);
+        BaCL_RingBuf_SetThreshold(&ring_, threshold);
+        watch(&ring_.Mutex, &ring_.Condition);
+        EXPECT_EQ(push(pushed), 0u);
+        EXPECT_EQ(joined(fake_pthread().calls), calls) << threshold << pushed;
+        watch(nullptr);
+    }
+}
+
+TEST_F(RingBuffer, TheThresholdIsLoweredWithTheStorage)
+{
+    BaCL_RingBuf_SetThreshold(&ring_, 7);
+    BaCL_RingBuf_AllocateBuffer(&ring_, 20);
+    EXPECT_EQ(BaCL_RingBuf_GetThreshold(&ring_), 7u);
+    BaCL_RingBuf_AllocateBuffer(&ring_, 5);
+    EXPECT_EQ(BaCL_RingBuf_GetThreshold(&ring_), 5u);
+    BaCL_RingBuf_FreeBuffer(&ring_);
+    EXPECT_EQ(BaCL_RingBuf_GetThreshold(&ring_), 0u);
+    BaCL_RingBuf_AllocateBuffer(&ring_, 8);
+    EXPECT_EQ(BaCL_RingBuf_GetThreshold(&ring_), 0u);
+}
+
+TEST_F(RingBuffer, InitUndoesWhatItHasMade)
+{
+    BaCL_RingBuffer ring;
+    watch(&ring.Mutex, &ring.Condition);
+    fake_pthread().failures["mutex_init"] = ENOMEM;
+    EXPECT_EQ(BaCL_RingBuf_Init(&ring), 12u);
+    EXPECT_EQ(ring.State, 0u);
+    EXPECT_EQ(joined(fake_pthread().calls), "mutex_init");
+    watch(&ring.Mutex, &ring.Condition);
+    fake_pthread().failures["cond_init"] = EAGAIN;
+    EXPECT_EQ(BaCL_RingBuf_Init(&ring), 11u);
+    EXPECT_EQ(ring.State, 0u);
+    EXPECT_EQ(joined(fake_pthread().calls), "mutex_init cond_init mutex_destroy");
+    EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E] pthread_mutex_init, error 12\n"},
+                                                    {3, "[E] pthread_cond_init, error 11\n"}}));
+}
+
+TEST_F(RingBuffer, CloseWakesAllWaitsItsWholeTimeAndFreesEverything)
+{
+    push("xx");
+    BaCL_RingBuf_SetThreshold(&ring_, 2);
+    BaCL_RingBuf_SetStateFlag(&ring_, 1);
+    watch(&ring_.Mutex, &ring_.Condition);
+    g_sleeps.clear();
+    g_interruptions = 2;
+    EXPECT_EQ(BaCL_RingBuf_Close(&ring_, 3'000'000'000u), 0u);
+    EXPECT_EQ(g_sleeps, (std::vector<int64_t>{3'000'000'000, 2'999'999'999, 2'999'999'998}));
+    EXPECT_EQ(joined(fake_pthread().calls), "mutex_lock cond_signal mutex_unlock cond_broadcast mutex_lock "
+                                            "mutex_unlock cond_destroy mutex_destroy");
+    EXPECT_EQ(ring_.PtrBuffer, nullptr);
+    EXPECT_EQ(ring_.State, 0u);
+    EXPECT_EQ(ring_.StateFlag, 0u);
+    EXPECT_EQ(ring_.DataSize + ring_.BufferSize + ring_.Threshold, 0u);
+
+    SetUp();
+    watch(&ring_.Mutex, &ring_.Condition);
+    fake_pthread().failures = {{"mutex_lock", EDEADLK}, {"cond_destroy", EBUSY}, {"mutex_destroy", EBUSY}};
+    g_sleeps.clear();
+    outside().logs.clear();
+    EXPECT_EQ(BaCL_RingBuf_Close(&ring_, 0), 0u);
+    EXPECT_EQ(ring_.PtrBuffer, nullptr) << "freed without the lock as well";
+    EXPECT_TRUE(g_sleeps.empty());
+    EXPECT_EQ(outside().logs, (std::vector<LogLine>{{4, "[W] pthread_mutex_lock, error 14\n"},
+                                                    {3, "[E] pthread_mutex_lock, error 14\n"},
+                                                    {4, "[W] pthread_cond_destroy, error 16\n"},
+                                                    {4, "[W] pthread_mutex_destroy, error 16\n"}}));
 }
 
 TEST_F(RingBuffer, PrintsItselfAndItsBytesInOrder)

@@ -8,10 +8,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "base/FileDescriptor.h"
+#include "support/ClosedStdio.h"
 #include "support/TemporaryFolder.h"
 
 using namespace test;
@@ -19,27 +19,6 @@ using namespace test;
 class SafeFile : public testing::Test
 {
   protected:
-    /// Runs a check in a child that has closed its standard streams; true: it held.
-    template <typename Check>
-    static bool holds_without_stdio(Check check)
-    {
-        const pid_t child = fork();
-        if (child == 0) {
-            close(STDIN_FILENO);
-            close(STDOUT_FILENO);
-            close(STDERR_FILENO);
-            _exit(check() ? 0 : 1);
-        }
-        int status = -1;
-        return waitpid(child, &status, 0) == child && status == 0;
-    }
-
-    static bool is_stdio_closed()
-    {
-        return fcntl(STDIN_FILENO, F_GETFD) < 0 && fcntl(STDOUT_FILENO, F_GETFD) < 0 &&
-               fcntl(STDERR_FILENO, F_GETFD) < 0;
-    }
-
     TemporaryFolder folder_;
 };
 

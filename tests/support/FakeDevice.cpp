@@ -11,7 +11,6 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <stdio_ext.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -218,9 +217,8 @@ int pclose(FILE* stream)
         if (pipes()[i].stream == stream) {
             const int status = pipes()[i].status;
             pipes().erase(pipes().begin() + static_cast<std::ptrdiff_t>(i));
-            outside().pipe_memory = __fbufsize(stream);
             fclose(stream);
-            return status;
+            return outside().loses_children ? -1 : status;
         }
     }
     fault("closed a pipe that is not open", "");

@@ -51,7 +51,7 @@ struct Outside {
     Texts outputs;                             ///< what a command prints ...
     std::string any_output;                    ///< ... and what all others print
     std::map<std::string, int, std::less<>> wait_statuses; ///< how a command ends; -1: it cannot be started
-    std::size_t pipe_memory = 0;                           ///< of the pipe that was closed last; 1: its own
+    bool loses_children = false;                           ///< pclose() fails, as where SIGCHLD is ignored
     std::function<void(const std::string&)> on_command;    ///< does what a command would do
     int zlog_init_result = 0;
     bool zlog_has_category = true;

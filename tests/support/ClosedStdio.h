@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+// What happens in a host that has closed its standard streams.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace test
+{
+
+/// Runs a check in a child without standard streams; true: it held.
+template <typename Check>
+bool holds_without_stdio(Check check)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        close(STDIN_FILENO);
+        close(STDOUT_FILENO);
+        close(STDERR_FILENO);
+        _exit(check() ? 0 : 1);
+    }
+    int status = -1;
+    return waitpid(child, &status, 0) == child && status == 0;
+}
+
+inline bool is_stdio_closed()
+{
+    return fcntl(STDIN_FILENO, F_GETFD) < 0 && fcntl(STDOUT_FILENO, F_GETFD) < 0 &&
+           fcntl(STDERR_FILENO, F_GETFD) < 0;
+}
+
+} // namespace test
