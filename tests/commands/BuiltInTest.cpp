@@ -2,6 +2,7 @@
 // The built-in commands, called as a host does.
 #include <json-c/json.h>
 
+#include "qsc_dhcpv4_client.h"
 #include "qsc_handlers.h"
 #include "qslog.h"
 #include "qsyscmdhal.h"
@@ -12,9 +13,14 @@ using namespace test;
 namespace
 {
 
-uint64_t count_events(uint64_t event, uint64_t)
+json_object* g_served; // by the call under test
+
+/// Records an event, with the code that is in the object by then.
+uint64_t record_event(uint64_t event, uint64_t)
 {
-    outside().done.push_back("callback " + std::to_string(event));
+    outside().done.push_back(
+        "callback " + std::to_string(event) + " with ParamId " +
+        std::to_string(json_object_get_int(json_object_object_get(g_served, "ParamId"))));
     return 0;
 }
 
@@ -26,16 +32,26 @@ class BuiltIn : public OutsideTest
 
 TEST_F(BuiltIn, EveryHandlerEndsWithItsCodeAndOneEvent)
 {
-    g_QSysCmdHalCb = count_events;
-    const Qsc_Handler handlers[] = {Qsc_FunHelp_Do_List,    Qsc_Version_Do_HalVer,
-                                    Qsc_SysLog_Do_Level,    Qsc_Dev_X_QRN_Remote_Log_Do_Port,
-                                    Qsc_SysLog_Do_Property, Qsc_Dev_X_QRN_Remote_Log_Commit};
-    for (const Qsc_Handler handler : handlers) {
+    g_QSysCmdHalCb = record_event;
+    const Lines event{"callback 4 with ParamId 0"};
+    const struct {
+        Qsc_Handler handler;
+        Lines done;
+    } cases[] = {
+        {Qsc_FunHelp_Do_List, event},
+        {Qsc_Version_Do_HalVer, event},
+        {Qsc_SysLog_Do_Level, event},
+        {Qsc_SysLog_Do_Property, event},
+        {Qsc_Dev_X_QRN_Remote_Log_Do_Port, event},
+        {Qsc_Dev_X_QRN_Remote_Log_Commit, {"commit system", event[0]}},
+        {Qsc_DhcpV4Client_Commit, {"commit qrndhcpopts", event[0], "sync"}},
+    };
+    for (const auto& [handler, done] : cases) {
         outside().done.clear();
-        const Json object{R"({"function":[]})"};
+        const Json object{R"({"function":[],"ParamId":9})"};
+        g_served = object.get();
         EXPECT_EQ(handler("x", object.get(), kGet, 8, 0, 0), Succeeds());
-        EXPECT_EQ(json_object_get_int(json_object_object_get(object.get(), "ParamId")), 0);
-        EXPECT_EQ(outside().done.back(), "callback 4");
+        EXPECT_EQ(outside().done, done);
         for (const char* wrong : {"null", "[]", "\"x\""}) {
             outside().done.clear();
             const Json value{wrong};
@@ -44,9 +60,11 @@ TEST_F(BuiltIn, EveryHandlerEndsWithItsCodeAndOneEvent)
         }
     }
     const Json object{R"({"ParamId":9})"};
+    g_served = object.get();
+    outside().done.clear();
     EXPECT_EQ(Qsc_Dev_X_QRN_Remote_Log_Service("x", object.get()), Fails(EFAULT));
     EXPECT_EQ(object.text(), R"({"ParamId":14})");
-    EXPECT_EQ(outside().done, Lines{"callback 4"});
+    EXPECT_EQ(outside().done, Lines{"callback 4 with ParamId 14"});
     EXPECT_EQ(Qsc_Dev_X_QRN_Remote_Log_Service("x", nullptr), Fails(EINVAL));
 }
 

@@ -3,6 +3,7 @@
 // linker gives the library the tables below.
 #include <cstring>
 
+#include <dlfcn.h>
 #include <json-c/json.h>
 
 #include "qsc_handlers.h"
@@ -41,14 +42,26 @@ uint32_t act(const char* name, json_object* value, uint32_t oper, uint32_t argum
     return std::strcmp(name, "fail") == 0 ? 61 : 0;
 }
 
+int g_objects_left = -1; // how many more can be made; negative: any number
+
 constexpr Qsc_ParamEntry kEnd{QSC_TABLE_END, nullptr, nullptr, 0, 0};
 
 } // namespace
 
 extern "C" {
+
+json_object* json_object_new_object(void)
+{
+    static auto* const next =
+        reinterpret_cast<json_object* (*)()>(dlsym(RTLD_NEXT, "json_object_new_object"));
+    g_objects_left -= g_objects_left > 0 ? 1 : 0;
+    return g_objects_left == 0 ? nullptr : next();
+}
+
 const Qsc_ParamEntry g_QscDeviceLedsCmd[] = {
     {0, "One", probe, 0, 1}, {1, "Idle", nullptr, 0, 2}, {2, "Two", probe, 0, 3}, kEnd};
 const Qsc_ParamEntry g_QscDeviceInfoCmd[] = {{0, "One", probe, 0, 1}, {1, "Two", probe, 0, 3}, kEnd};
+const Qsc_ParamEntry g_QscEthIfaceCmd[] = {{0, "One", probe, 0, 1}, kEnd};
 const Qsc_ParamEntry g_QscSiteSurveyNumcmd[] = {{0, "One", probe, 0, 1}, kEnd};
 Qsc_ParamEntry g_QscSysUpgCmd[] = {
     {0, "go", act, 0, 0}, {1, "fail", act, 0, 0}, {2, "idle", nullptr, 0, 0}, kEnd};
@@ -61,6 +74,7 @@ class Dispatch : public OutsideTest
     {
         OutsideTest::SetUp();
         g_failing_id = UINT32_MAX;
+        g_objects_left = -1;
     }
 };
 
@@ -110,6 +124,55 @@ TEST_F(Dispatch, AllGetKeepsWhatWasAnsweredBeforeAFailure)
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E] Device_Leds all get Two, error 61\n"}}));
 }
 
+TEST_F(Dispatch, AllGetWithoutMemoryEndsWithWhatIsAnswered)
+{
+    const Json object{"{}"};
+    g_objects_left = 2;
+    EXPECT_EQ(request("Device.LEDs", kGet, object.get()), Fails(ENOMEM));
+    EXPECT_EQ(object.text(), R"({"One":{"ParamValue":1}})");
+    EXPECT_TRUE(outside().logs.empty());
+}
+
+TEST_F(Dispatch, OneRequestIsOneOperation)
+{
+    outside().uci["system.@system[0].tzlocation"] = "Africa/Abidjan";
+    const auto steps = [](const char* path, uint32_t oper) {
+        outside().done.clear();
+        EXPECT_EQ(send(path, oper, R"({"package":["p"],"action":"go"})"), Succeeds()) << path;
+        std::erase(outside().done, "sync");
+        return outside().done;
+    };
+    const struct {
+        const char* path;
+        const char* commit;
+        const char* service;
+        const char* label;
+    } cases[] = {
+        {"Device.Time", "commit p", "popen /etc/init.d/sysntpd go", "Device_Time commit, error 5\n"},
+        {"Device.DHCPv4.Client.1", "commit p", "popen /etc/init.d/network go",
+         "DHCPv4.Client.1 commit, error 5\n"},
+        {"Device.X_QRN_RemoteLog", "commit system", "popen /etc/init.d/log go",
+         "Device.X_QRN_RemoteLog commit failed, error 5.\n"},
+    };
+    for (const auto& [path, commit, service, label] : cases) {
+        EXPECT_EQ(steps(path, kCommit | kService | 0x4), Lines{commit}) << "commit comes before service";
+        EXPECT_EQ(steps(path, kService)[0], service);
+        EXPECT_EQ(steps(path, kSet | kCommit | kService), Lines{}) << "and set before both";
+        // Each of the two has its line when it fails.
+        outside().uci_codes[commit] = EIO;
+        outside().wait_statuses[std::string{service}.substr(6)] = 1 << 8;
+        outside().logs.clear();
+        EXPECT_EQ(send(path, kCommit, R"({"package":["p"]})"), Fails(EIO));
+        EXPECT_EQ(send(path, kService, R"({"action":"go"})"), Fails(EFAULT));
+        std::string of_service = label;
+        of_service.replace(of_service.find(" commit"), 7, " service");
+        of_service.replace(of_service.find("error 5"), 7, "error 14");
+        EXPECT_EQ(outside().logs,
+                  (std::vector<LogLine>{{3, std::string{"[E] "} + label}, {3, "[E] " + of_service}}));
+        outside().uci_codes.clear();
+    }
+}
+
 TEST_F(Dispatch, SetStopsAtTheFirstFailureAndHasNoAllForm)
 {
     g_failing_id = 1;
@@ -157,10 +220,14 @@ TEST_F(Dispatch, LabelsDifferByOperationWhereTheyMust)
     EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kGet, object.get()), Fails(ENODATA));
     EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kSet, object.get()), Fails(ENODATA));
     EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kCommit, object.get()), Fails(EINVAL));
+    EXPECT_EQ(request("Device.Ethernet.Interface.1", kGet, object.get()), Fails(ENODATA));
+    EXPECT_EQ(request("Device.Ethernet.Interface.1", kSet, object.get()), Fails(ENODATA));
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{
                                   {3, "[E] SiteUurvey get One, error 61\n"},
                                   {3, "[E] Site Survey set One, error 61\n"},
                                   {3, "[E] Site Survey operation not support (0x40000)\n"},
+                                  {3, "[E] Device.Ethernet.Interface.1 get One failed, error 61.\n"},
+                                  {3, "[E] Ethernet.Interface set One, error 61\n"},
                               }));
 }
 

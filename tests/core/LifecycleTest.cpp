@@ -108,7 +108,6 @@ TEST_F(Lifecycle, SysLogReadsAndWritesLevelAndProperties)
 TEST_F(Lifecycle, CommandersAreNamedByExactId)
 {
     EXPECT_STREQ(QSysCmdHal_GetCommanderName(0x80), "MQTT");
-    EXPECT_STREQ(QSysCmdHal_GetCommanderName(0x400), "orvane_accpwd");
     for (const int32_t nobody : {0, 0x3, 0x800, -1}) {
         EXPECT_STREQ(QSysCmdHal_GetCommanderName(nobody), "UNKNOWN") << nobody;
     }

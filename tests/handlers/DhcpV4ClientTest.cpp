@@ -72,25 +72,61 @@ TEST_F(DhcpV4Client, ClientParameters)
         EXPECT_EQ(call(handler, kSet, object), Fails(code)) << object;
         EXPECT_EQ(outside().done, stored != nullptr ? Lines{stored} : Lines{});
         EXPECT_EQ(outside().events, text != nullptr ? Lines{event(text)} : Lines{});
+        if (code == 0) {
+            expect_each_failure_to_end(
+                [&] {
+                    outside() = Outside{};
+                    outside().uci["network.wan.proto"] = proto;
+                },
+                [&] { return call(handler, kSet, object); });
+        }
     }
 }
 
 TEST_F(DhcpV4Client, AllInstancesAnswerAsChildren)
 {
-    outside().uci = {{"qrndhcpopts.sent60.input", "router"}, {"qrndhcpopts.sent61.enable", "1"}};
-    const Answer all =
-        Answers(R"({"Device.DHCPv4.Client.1.SentOption.1":{"Tag":{"ParamValue":"60","ParamId":0},)"
-                R"("Value":{"ParamValue":"router","ParamId":0},"Enable":{"ParamValue":"","ParamId":0},)"
-                R"("XQrnValueStr":{"ParamValue":"","ParamId":0},"ParamId":0},)"
-                R"("Device.DHCPv4.Client.1.SentOption.2":{"Tag":{"ParamValue":"61","ParamId":0},)"
-                R"("Value":{"ParamValue":"","ParamId":0},"Enable":{"ParamValue":"1","ParamId":0},)"
-                R"("XQrnValueStr":{"ParamValue":"","ParamId":0},"ParamId":0}})");
-    EXPECT_EQ(send(kSent, kGet, "{}"), all);
-    EXPECT_EQ(send(std::string{kSent} + "*", kGet, "{}"), all);
-    EXPECT_EQ(
-        send("Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.2", kGet, R"({"Subcode":{},"Tag":{}})"),
-        Answers(
-            R"({"Subcode":{"ParamValue":"1","ParamId":0},"Tag":{"ParamValue":"82","ParamId":0},"ParamId":0})"));
+    const struct {
+        const char* path;
+        Lines sections; // of its instances
+        Lines tags;
+        Lines parameters;
+    } lists[] = {
+        {kSent, {"sent60", "sent61"}, {"60", "61"}, {"Tag", "Value", "Enable", "XQrnValueStr"}},
+        {"Device.DHCPv4.Client.1.ReqOption.", {"req43"}, {"43"}, {"Tag", "Value", "Enable"}},
+        {"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.",
+         {"relays82"},
+         {"82"},
+         {"Tag", "Enable", "Value", "XQrnValueStr"}},
+        {"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.",
+         {"dorelay82sc1", "dorelay82sc2"},
+         {"82", "82"},
+         {"Subcode", "Tag", "Enable", "Value", "XQrnValueStr"}},
+    };
+    const std::map<std::string, std::string> options{
+        {"Value", "input"}, {"Enable", "enable"}, {"XQrnValueStr", "instr"}};
+    for (const auto& [path, sections, tags, parameters] : lists) {
+        std::string all;
+        for (size_t i = 0; i < sections.size(); ++i) {
+            const std::string number = std::to_string(i + 1);
+            std::string one;
+            for (const std::string& parameter : parameters) {
+                const auto option = options.find(parameter);
+                std::string value = parameter == "Tag" ? tags[i] : "1";
+                if (option != options.end()) {
+                    value = sections[i] + " " + option->second;
+                    outside().uci["qrndhcpopts." + sections[i] + "." + option->second] = value;
+                }
+                one += "\"" + parameter + R"(":{"ParamValue":")" + value + R"(","ParamId":0},)";
+            }
+            one = "{" + one + R"("ParamId":0})";
+            EXPECT_EQ(send(path + number, kGet, "{}"), Answers(one));
+            all += (all.empty() ? "{\"" : ",\"") + (path + number) + "\":" + one;
+        }
+        EXPECT_EQ(send(path, kGet, "{}"), Answers(all + "}"));
+        EXPECT_EQ(send(std::string{path} + "*", kGet, "{}"), Answers(all + "}"));
+        const std::string beyond = path + std::to_string(sections.size() + 1);
+        EXPECT_EQ(send(beyond, kGet, "{}"), Fails(EINVAL));
+    }
     EXPECT_EQ(send("Device.DHCPv4.Client.1.ReqOption.1.", kGet, R"({"Tag":{}})"),
               Answers(R"({"Tag":{"ParamValue":"43","ParamId":0},"ParamId":0})"));
 
@@ -145,6 +181,14 @@ TEST_F(DhcpV4Client, OptionsAreStoredWhenTheyDiffer)
                      event("set DHCPv4 client sent option [2] enable 1 by CLI"),
                      event("set DHCPv4 client sent option [2] value string <empty> by CLI")}));
 
+    const Outside device = outside();
+    expect_each_failure_to_end(
+        [&] {
+            outside() = device;
+            outside().events.clear();
+        },
+        [&] { return set(path, "Value", "\"b\""); });
+    outside() = device;
     outside().logs.clear();
     EXPECT_EQ(send(path, kSet, R"({"Tag":{"ParamValue":"1"},"Value":{"ParamValue":"b"}})"), Fails(EFAULT));
     EXPECT_EQ(outside().uci["qrndhcpopts.sent61.input"], "a") << "the first failure ends the walk";
@@ -172,28 +216,36 @@ TEST_F(DhcpV4Client, OptionsAreStoredWhenTheyDiffer)
 
 TEST_F(DhcpV4Client, CommitBringsTheTargetsInLine)
 {
-    const auto change = [](const char* path, const char* object) {
-        EXPECT_EQ(send(path, kSet, object), Succeeds());
-    };
-    outside().uci = {{"qrndhcpopts.sent61.outputtype", "hex"},
-                     {"qrndhcpopts.relays82.outputtype", "string"},
-                     {"network.wan.reqopts", "1 3"}};
+    constexpr const char* kClient = "Device.DHCPv4.Client.1";
     EXPECT_EQ(_Qsc_DhcpV4ClientSentOption_Update(0), Succeeds());
-    EXPECT_EQ(send("Device.DHCPv4.Client.1", kCommit, "{}"),
-              Answers(R"({"package":["qrndhcpopts"],"ParamId":0})"));
+    EXPECT_EQ(send(kClient, kCommit, "{}"), Answers(R"({"package":["qrndhcpopts"],"ParamId":0})"));
     EXPECT_EQ(outside().done, (Lines{"commit qrndhcpopts", "sync"})) << "nothing has changed";
 
-    change("Device.DHCPv4.Client.1.SentOption.1",
-           R"({"Value":{"ParamValue":"router"},"Enable":{"ParamValue":"1"}})");
-    change("Device.DHCPv4.Client.1.SentOption.2",
-           R"({"XQrnValueStr":{"ParamValue":"az"},"Enable":{"ParamValue":"1"}})");
-    change("Device.DHCPv4.Client.1.ReqOption.1", R"({"Enable":{"ParamValue":"1"}})");
-    change("Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1",
-           R"({"XQrnValueStr":{"ParamValue":"s"},"Enable":{"ParamValue":"1"}})");
-    change("Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.1", R"({"Value":{"ParamValue":"v"}})");
-    outside().done.clear();
-    EXPECT_EQ(send("Device.DHCPv4.Client.1", kCommit, R"({"package":["qrndhcpopts","network"]})"),
-              Succeeds());
+    const auto change = [](const char* option, const char* parameter, const char* value) {
+        EXPECT_EQ(set(std::string{"Device.DHCPv4.Client.1."} + option, parameter, value), Succeeds());
+    };
+    const auto change_all = [&] {
+        outside() = Outside{};
+        outside().uci = {{"qrndhcpopts.sent61.outputtype", "hex"},
+                         {"qrndhcpopts.relays82.outputtype", "string"},
+                         {"network.wan.reqopts", "1 3"}};
+        change("SentOption.1", "Value", "\"router\"");
+        change("SentOption.1", "Enable", "1");
+        change("SentOption.2", "XQrnValueStr", "\"az\"");
+        change("SentOption.2", "Enable", "1");
+        change("ReqOption.1", "Enable", "1");
+        change("X_QRN_RelaySentOption.1", "XQrnValueStr", "\"s\"");
+        change("X_QRN_RelaySentOption.1", "Enable", "1");
+        change("X_QRN_RelaySentOption.1.Subcode.1", "Value", "\"v\"");
+        outside().events.clear();
+        outside().done.clear();
+    };
+    const auto commit_both = [] {
+        return send("Device.DHCPv4.Client.1", kCommit, R"({"package":["qrndhcpopts","network"]})");
+    };
+    expect_each_failure_to_end(change_all, commit_both);
+    change_all();
+    EXPECT_EQ(commit_both(), Succeeds());
     EXPECT_EQ(outside().done,
               (Lines{"set network.wan.reqopts=1 3 43", "set qrndhcpopts.req43.update=0",
                      "set network.wan.vendorid=router", "set qrndhcpopts.sent60.update=0",
@@ -202,24 +254,34 @@ TEST_F(DhcpV4Client, CommitBringsTheTargetsInLine)
                      "set qrndhcpopts.dorelay82sc1.output=", "set qrndhcpopts.dorelay82sc1.update=0",
                      "commit qrndhcpopts", "commit network", "sync"}));
 
-    change("Device.DHCPv4.Client.1.ReqOption.1", R"({"Enable":{"ParamValue":"0"}})");
-    change("Device.DHCPv4.Client.1.SentOption.1", R"({"Enable":{"ParamValue":"0"}})");
-    outside().done.clear();
+    change("ReqOption.1", "Enable", "0");
+    change("SentOption.1", "Enable", "0");
     outside().uci_codes["set network.wan.vendorid"] = EIO;
-    EXPECT_EQ(send("Device.DHCPv4.Client.1", kCommit, "{}"), Fails(EIO));
-    EXPECT_EQ(outside().done, (Lines{"set network.wan.reqopts=1 3", "set qrndhcpopts.req43.update=0",
-                                     "set network.wan.vendorid=", "sync"}));
+    EXPECT_EQ(send(kClient, kCommit, "{}"), Fails(EIO));
+    EXPECT_EQ(outside().uci["network.wan.reqopts"], "1 3");
     outside().uci_codes.clear();
     outside().done.clear();
-    EXPECT_EQ(send("Device.DHCPv4.Client.1", kCommit, "{}"), Succeeds()) << "what failed is tried again";
+    EXPECT_EQ(send(kClient, kCommit, "{}"), Succeeds()) << "what failed is tried again";
     EXPECT_EQ(outside().done, (Lines{"set network.wan.vendorid=", "set qrndhcpopts.sent60.update=0",
                                      "commit qrndhcpopts", "sync"}));
-    outside().done.clear();
-    EXPECT_EQ(_Qsc_DhcpV4ClientReqOption_Update(1), Succeeds());
-    EXPECT_EQ(_Qsc_DhcpV4ClientSentOption_Update(1), Succeeds());
-    EXPECT_EQ(outside().done, (Lines{"set qrndhcpopts.req43.update=0",
-                                     "set network.wan.vendorid=", "set qrndhcpopts.sent60.update=0",
-                                     "set network.wan.clientid=617A", "set qrndhcpopts.sent61.update=0"}));
+    const std::pair<uint32_t (*)(uint32_t), Lines> updates[] = {
+        {_Qsc_DhcpV4ClientReqOption_Update, {"set qrndhcpopts.req43.update=0"}},
+        {_Qsc_DhcpV4ClientSentOption_Update,
+         {"set network.wan.vendorid=", "set qrndhcpopts.sent60.update=0", "set network.wan.clientid=617A",
+          "set qrndhcpopts.sent61.update=0"}},
+        {_Qsc_DhcpV4ClientRelaySentOption_Update,
+         {"set qrndhcpopts.relays82.output=s", "set qrndhcpopts.relays82.update=0"}},
+        {_Qsc_DhcpV4ClientRelaySentOptionSubcode_Update,
+         {"set qrndhcpopts.dorelay82sc1.output=", "set qrndhcpopts.dorelay82sc1.update=0",
+          "set qrndhcpopts.dorelay82sc2.output=", "set qrndhcpopts.dorelay82sc2.update=0"}},
+    };
+    for (const auto& [update, done] : updates) {
+        outside().done.clear();
+        EXPECT_EQ(update(0), Succeeds());
+        EXPECT_EQ(outside().done, Lines{}) << "nothing has changed";
+        EXPECT_EQ(update(1), Succeeds());
+        EXPECT_EQ(outside().done, done) << "forced";
+    }
 }
 
 TEST_F(DhcpV4Client, WhatCannotBeReadWholeIsNotWritten)

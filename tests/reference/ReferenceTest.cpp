@@ -8,6 +8,7 @@
 #include <set>
 #include <sstream>
 
+#include <dlfcn.h>
 #include <json-c/json.h>
 
 #include "qsc_dhcpv4_client.h"
@@ -143,6 +144,84 @@ void write_table(std::ostream& out, const std::string& title, const Qsc_ParamEnt
     }
 }
 
+std::string hex(uint64_t number)
+{
+    std::ostringstream text;
+    text << "`0x" << std::hex << number << "`";
+    return text.str();
+}
+
+/// The exported name at an address.
+std::string name_of(const void* address)
+{
+    Dl_info found = {};
+    return address == nullptr                                           ? "-"
+           : dladdr(address, &found) != 0 && found.dli_saddr == address ? found.dli_sname
+                                                                        : "?";
+}
+
+/// What a dispatcher's lines begin with, and the operations that it does not refuse.
+std::pair<std::string, std::string> words_and_operations(const Qsc_CommandEntry& entry)
+{
+    const std::map<uint32_t, const char*> operations{
+        {0x4, nullptr}, {kGet, "get"}, {kSet, "set"}, {kCommit, "commit"}, {kService, "service"}};
+    std::string words = "-";
+    std::string served;
+    for (const auto& [oper, name] : operations) {
+        outside() = Outside{};
+        const Json object{"{}"};
+        const uint32_t code = entry.dispatcher(entry.path, object.get(), oper, QSC_COMMANDER_CLI, 0, 0);
+        const std::string line = outside().logs.empty() ? "" : outside().logs.back().text;
+        const size_t end = line.find("operation not support");
+        if (name == nullptr && end != std::string::npos) {
+            constexpr size_t kLevel = 4; // "[E] "
+            words = line.substr(kLevel, end - kLevel);
+            words.erase(words.find_last_not_of(' ') + 1);
+        } else if (name != nullptr && !(code == EINVAL && end != std::string::npos)) {
+            served += (served.empty() ? "" : ", ") + std::string{name};
+        }
+    }
+    return {words, served};
+}
+
+void write_registry(std::ostream& out)
+{
+    out << "## Commands\n\n"
+           "The command table in its order: the first row whose path a request begins with serves it.\n\n"
+           "| id | path | dispatcher | table | in the log | operations |\n|---|---|---|---|---|---|\n";
+    for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
+        const auto [words, operations] = words_and_operations(*entry);
+        out << "| " << hex(entry->id) << " | " << entry->path << " | "
+            << name_of(reinterpret_cast<const void*>(entry->dispatcher)) << " | " << name_of(entry->params)
+            << " | " << (words == entry->path ? "its path" : words) << " | " << operations << " |\n";
+    }
+    out << "\n## Operations and commanders\n\n| bit | operation |\n|---|---|\n";
+    for (const Qsc_OperName* entry = g_QscCmdList; entry->name != nullptr; ++entry) {
+        out << "| " << hex(entry->value) << " | " << entry->name << " |\n";
+    }
+    out << "\n| id | commander |\n|---|---|\n";
+    for (const Qsc_CommanderName* entry = g_QSCCommander;; ++entry) {
+        out << "| " << hex(entry->id) << " | " << entry->name << " |\n";
+        if (entry->id == 0) {
+            break;
+        }
+    }
+    out << "\n## Channels\n\n| country | 2.4 GHz | 5 GHz |\n|---|---|---|\n";
+    for (const Qsc_CountryRegion& row : Country_Region_Table) {
+        out << "| " << row.country << " | row " << row.bg - BG_Region_CH_Table << " | row "
+            << row.a - A_Region_CH_Table << " |\n";
+    }
+    const auto write_regions = [&](const char* band, const auto& table) {
+        out << "\n| row | region | " << band << " channels |\n|---|---|---|\n";
+        for (size_t i = 0; i < std::size(table); ++i) {
+            out << "| " << i << " | " << table[i].region[0] + 256 * table[i].region[1] << " | "
+                << table[i].channels << " |\n";
+        }
+    };
+    write_regions("2.4 GHz", BG_Region_CH_Table);
+    write_regions("5 GHz", A_Region_CH_Table);
+}
+
 std::string write_reference()
 {
     std::ostringstream out;
@@ -152,7 +231,8 @@ std::string write_reference()
            "do on a device where everything is switched on. \"Configuration\" are the keys that are read or "
            "stored,\n"
            "\"commands\" what is run to answer and, behind \"set:\", to apply. `help` lists the paths at run "
-           "time.\n";
+           "time.\n\n";
+    write_registry(out);
     Lines empty;
     for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
         const Qsc_ParamEntry* table = entry->params;

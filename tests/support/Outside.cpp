@@ -95,6 +95,36 @@ Answer OutsideTest::read(const std::string& path, const std::string& name, uint3
     return {answer.code, answer.code == 0 ? answer.value(name.c_str()) : ""};
 }
 
+void OutsideTest::expect_each_failure_to_end(const std::function<void()>& prepare,
+                                             const std::function<Answer()>& change)
+{
+    const auto steps_of_change = [&](Code code) {
+        outside().done.clear();
+        EXPECT_EQ(change(), code);
+        std::erase(outside().done, "sync");
+        return outside().done;
+    };
+    prepare();
+    const Lines steps = steps_of_change(Succeeds());
+    for (size_t i = 0; i < steps.size(); ++i) {
+        const std::string& step = steps[i];
+        SCOPED_TRACE(step);
+        prepare();
+        Code code = Fails(EIO);
+        if (step.starts_with("set ") || step.starts_with("commit ")) {
+            outside().uci_codes[step.substr(0, step.find('='))] = code.number;
+        } else if (step.starts_with("popen ") || step.starts_with("system echo ")) {
+            outside().wait_statuses[step.substr(step.find(' ') + 1)] = 3 << 8;
+            code = Fails(step.starts_with("popen ") ? EFAULT : 3);
+        } else {
+            continue; // "ifconfig up": whether that works shows in what follows
+        }
+        EXPECT_EQ(steps_of_change(code), Lines(steps.begin(), steps.begin() + static_cast<ptrdiff_t>(i) + 1));
+        EXPECT_EQ(outside().events, Lines{});
+    }
+    prepare();
+}
+
 std::string OutsideTest::event(const std::string& message)
 {
     return R"("Status":"n","Msg":")" + message + "\"";

@@ -86,6 +86,11 @@ class OutsideTest : public testing::Test
     static Answer read(const std::string& path, const std::string& name,
                        uint32_t commander = QSC_COMMANDER_CLI);
 
+    /// Lets each step of a change fail once, on a device that prepare() makes anew: the answer is the step's
+    /// code, and nothing follows it, no event either.
+    static void expect_each_failure_to_end(const std::function<void()>& prepare,
+                                           const std::function<Answer()>& change);
+
     /// How an event record shows a message.
     static std::string event(const std::string& message);
 
