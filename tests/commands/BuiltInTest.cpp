@@ -109,6 +109,8 @@ TEST_F(BuiltIn, HelpCompletesElements)
          Answers(R"([{"name":"Device.DeviceInfo.MemoryStatus","id":9}])")},
         {R"([{"name":"Device.X_QRN_VPN.3","id":-1}])", Answers(R"([{"name":"Device.X_QRN_VPN.3","id":51}])")},
         {R"([{"id":0,"name":""},7,null])", Answers(R"([{"id":0,"name":"help"},7,null])")},
+        {R"([{"id":null,"name":"version"}])", Answers(R"([{"name":"version","id":1}])")},
+        {R"([{"id":2,"name":null}])", Answers(R"([{"id":2,"name":"syslog"}])")},
         {R"([{"id":7}])", Answers(R"([{"id":7,"name":"Device.DeviceInfo"}])")},
         {R"([{"id":99,"name":"left alone"}])", Answers(R"([{"id":99,"name":"left alone"}])")},
         {R"([{"id":4},{"name":"Device.Foo"},{"id":5}])",
