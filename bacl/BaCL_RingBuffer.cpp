@@ -8,7 +8,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "base/RingBuffer.h"
+#include "bacl/RingBuffer.h"
 
 using namespace qsc;
 

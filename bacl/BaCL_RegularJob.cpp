@@ -9,7 +9,7 @@
 
 #include <unistd.h>
 
-#include "base/Pthread.h"
+#include "bacl/Pthread.h"
 #include "include/bacl.h"
 
 using namespace qsc;

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/RingBuffer.h"
+#include "bacl/RingBuffer.h"
 
 using namespace qsc;
 

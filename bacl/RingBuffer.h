@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "base/Pthread.h"
+#include "bacl/Pthread.h"
 #include "include/bacl_ring_buffer.h"
 
 namespace qsc
