@@ -32,6 +32,24 @@ set Remote Log Prefix it's \$HOME by CLI"
 set Remote Log Port 514 by CLI"
 }
 
+@test "a set of several paths is applied as one" {
+    qsc set Device.X_QRN_RemoteLog Port=1 Server=192.0.2.7 Device.Time.NTPServer1=a.example \
+        Device.X_QRN_RemoteLog.Prefix=x --apply
+    same "$(qsc -q get Device.X_QRN_RemoteLog Port Device.Time.NTPServer1 Device.X_QRN_RemoteLog Server Prefix)" "1
+a.example
+192.0.2.7
+x"
+    same "$(journal)" "/etc/init.d/log restart
+/etc/init.d/system restart
+/etc/init.d/sysntpd restart"
+    grep -q a.example "$state/etc/config/system"
+    run qsc set Device.X_QRN_RemoteLog Port=2 Device.Time Enabel=1
+    same "$status" 2
+    same "$(qsc -q get Device.X_QRN_RemoteLog.Port)" 1
+    run qsc set Device.X_QRN_RemoteLog Port=2 Device.WiFi.Radio.2 OperatingChannelBandwidth=9
+    same "$status" 1
+}
+
 @test "events name the commander and are JSON" {
     qsc --as web set Device.X_QRN_RemoteLog 'Prefix=a"b'
     run cat "$state/var/log/events.log"

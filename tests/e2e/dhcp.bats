@@ -43,8 +43,15 @@ Device.DHCPv4.Client.1.SentOption.2.XQrnValueStr = id"
     same "$(qsc get Device.DHCPv4.Client.1.SentOption.2 XQrnValueStr)" "XQrnValueStr = id"
     same "$(qsc get Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.2 Subcode)" "Subcode = 1"
     same "$(qsc get Device.DHCPv4.Client.1 SentOptionNumberOfEntries)" "SentOptionNumberOfEntries = 2"
-    for index in 0 -1 3 4294967297 1x; do
+    for index in 0 3 4294967297; do
         run qsc get "Device.DHCPv4.Client.1.SentOption.$index"
+        same "$status" 1
+        [[ $output == *"code 22"* ]]
+    done
+    for index in -1 1x; do
+        run qsc get "Device.DHCPv4.Client.1.SentOption.$index"
+        same "$status" 2
+        run qsc request "Device.DHCPv4.Client.1.SentOption.$index" get <<<{}
         same "$status" 1
         [[ $output == *"code 22"* ]]
     done

@@ -1,5 +1,6 @@
 #!/usr/bin/env bats
 load device.bash
+bats_require_minimum_version 1.5.0
 
 iwpriv=/usr/sbin/iwpriv
 ifconfig=/usr/sbin/ifconfig
@@ -79,10 +80,48 @@ SSID              = Home-5G
 X_QRN_NetworkZone = lan
 X_QRN_VLANID      = 1"
     same "$(qsc get Device.WiFi.SSID.12.Stats BytesReceived)" "BytesReceived = 2023"
-    for instance in 9 10 19 0 -1 x; do
+    for instance in 9 10 19 0; do
         run qsc get "Device.WiFi.SSID.$instance"
         same "$status" 1
         [[ $output == *"code 22"* ]]
+    done
+    for instance in -1 x; do
+        run qsc get "Device.WiFi.SSID.$instance"
+        same "$status" 2
+    done
+}
+
+@test "a partial path answers everything below it, and what fails keeps nothing else back" {
+    run qsc get Device.WiFi.Radio.
+    same "$status" 0
+    same "${lines[4]}" "Device.WiFi.Radio.1.Channel                   = 6"
+    same "${lines[16]}" "Device.WiFi.Radio.2.Enable                    = 1"
+    same "$(qsc get 'Device.WiFi.SSID.*.SSID' | grep -c " = Home")" 16
+    run qsc get Device.WiFi.SSID.3.
+    same "$status" 1
+    [[ ${lines[0]} == *"Device.WiFi.SSID.3: "*X_QRN_NetworkZone* ]]
+    [[ ${lines[1]} == *"Device.WiFi.SSID.3: "*X_QRN_VLANID* ]]
+    same "$(printf '%s\n' "${lines[@]:2}")" "Device.WiFi.SSID.3.Enable              = 0
+Device.WiFi.SSID.3.LowerLayers         = 
+Device.WiFi.SSID.3.BSSID               = 02:0C:43:26:60:02
+Device.WiFi.SSID.3.SSID                = Home-3
+Device.WiFi.SSID.3.Stats.BytesSent     = 2017
+Device.WiFi.SSID.3.Stats.BytesReceived = 4023"
+    run --keep-empty-lines qsc -q get Device.WiFi.SSID.3 SSID X_QRN_VLANID Enable
+    same "$status" 1
+    same "$(printf '%s\n' "${lines[@]:1}")" "Home-3
+
+0"
+    run qsc -q --json get Device.WiFi.SSID.3 X_QRN_NetworkZone SSID
+    [[ $output == *'{
+  "SSID":"Home-3"
+}' ]]
+    for command in "get Device.WiFi.SSID.9" "get Device.WiFi.SSID.9 SSID Enable"; do
+        # shellcheck disable=SC2086  # words
+        run qsc $command
+        same "$status" 1
+        same "${#lines[@]}" 1
+        [[ $output == "qsc: Device.WiFi.SSID.9: "* ]]
     done
 }
 

@@ -23,13 +23,12 @@ std::string printed(const char* json, Print print)
     return testing::internal::GetCapturedStdout();
 }
 
-std::string shown(const char* json)
+/// The answers of an object, as they are shown when it was the only one and `names` were asked for.
+std::string shown(const char* json, Show show = Show::kNames, const char* names = "{}")
 {
-    return printed(json, [](json_object* request) {
-        Target target;
-        ASSERT_TRUE(find_target("Device.Time", target));
-        print_answers(target, request);
-    });
+    const JsonRef asked{json_tokener_parse((R"([{"Device.Time":)" + std::string{names} + "}]").c_str())};
+    return printed(("{\"Device.Time\":" + std::string{json} + "}").c_str(),
+                   [&](json_object* plan) { print_answers(asked.get(), plan, show); });
 }
 
 } // namespace
@@ -71,6 +70,17 @@ TEST(Answers, ValuesStayOnTheirLineAndOffTheTerminal)
         EXPECT_NE(printed(whole, print_json).find("\"ParamValue\":\"" + json + "\"\n"), std::string::npos)
             << text;
     }
-    EXPECT_EQ(shown(R"({"a\u001bb":{"ParamValue":[]}})"), "");
-    EXPECT_EQ(shown(R"({"\u001bb":{"\u009b":{"ParamValue":1.5}}})"), "\\x1Bb.\\xC2\\x9B = 1.5\n");
+    EXPECT_EQ(shown(R"({"a\u001bb\u009b":{"ParamValue":1.5}})"), "a\\x1Bb\\xC2\\x9B = 1.5\n");
+}
+
+TEST(Answers, AreShownInTheOrderOfTheTableOrAsNamed)
+{
+    const char* const both =
+        R"({"Status":{"ParamValue":"x"},"Enable":{"ParamValue":1},"Name":{"ParamId":0},"z":1})";
+    EXPECT_EQ(shown(both), "Enable = 1\nStatus = x\n");
+    EXPECT_EQ(shown(both, Show::kFullNames), "Device.Time.Enable = 1\nDevice.Time.Status = x\n");
+    EXPECT_EQ(shown(both, Show::kValues), "1\nx\n");
+    const char* const names = R"({"Status":{},"Name":{},"Enable":{}})";
+    EXPECT_EQ(shown(both, Show::kNames, names), "Status = x\nEnable = 1\n");
+    EXPECT_EQ(shown(both, Show::kValues, names), "x\n\n1\n") << "each value has its line";
 }

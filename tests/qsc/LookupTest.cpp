@@ -39,7 +39,7 @@ TEST(Lookup, OnlyWhatIsNearIsSuggested)
     EXPECT_EQ(best("Emdbale"), "");
 }
 
-TEST(Lookup, PathsMatchWholeNames)
+TEST(Lookup, SubtreesMatchWholeNames)
 {
     const struct {
         const char* path;
@@ -60,16 +60,16 @@ TEST(Lookup, PathsMatchWholeNames)
         {"", nullptr, nullptr},
     };
     for (const auto& [path, entry, handed_on] : cases) {
-        Target target;
-        EXPECT_EQ(find_target(path, target), entry != nullptr) << path;
+        Target target{};
+        EXPECT_EQ(find_subtree(path, target), entry != nullptr) << path;
         if (entry != nullptr) {
-            ASSERT_NE(target.entry, nullptr) << path;
-            EXPECT_STREQ(target.entry->path, entry);
+            ASSERT_NE(target.object.entry, nullptr) << path;
+            EXPECT_STREQ(target.object.entry->path, entry);
             EXPECT_STREQ(target.path.c_str(), handed_on);
         }
     }
-    Target target;
-    EXPECT_FALSE(find_target(std::string(5000, 'x').c_str(), target));
+    Target target{};
+    EXPECT_FALSE(find_subtree(std::string(5000, 'x').c_str(), target));
 }
 
 TEST(Lookup, NumbersAreWholeTexts)

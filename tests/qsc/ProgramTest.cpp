@@ -38,7 +38,7 @@ TEST(Program, WrongUsageSaysWhatIsRight)
     } cases[] = {
         {"", "a command is missing"},
         {"gte", "did you mean 'get'?"},
-        {"get", "get takes other arguments: qsc get PATH [NAME...]"},
+        {"get", "get takes other arguments: qsc get PATH [NAME...]..."},
         {"service Device.Time", "service takes other arguments"},
         {"--jsn version", "did you mean '--json'?"},
         {"--as", "the option --as needs a value"},
@@ -48,6 +48,19 @@ TEST(Program, WrongUsageSaysWhatIsRight)
         {"get Time.Enable", "did you mean 'Device.Time.Enable'?"},
         {"get device.wifi.radoi.2", "did you mean 'Device.WiFi.Radio.2'?"},
         {"get Device.DHCPv4.Client.2.ReqOption.1", "did you mean 'Device.DHCPv4.Client.1.ReqOption.1'?"},
+        {"get syslog level Device.Tiem", "did you mean 'Device.Time'?"},
+        {"get Device.WiFi. Chanel", "Device.WiFi.Radio.1 has no parameter 'Chanel'; did you mean 'Channel'?"},
+        {"set syslog level=1 version", "nothing is set on version"},
+        {"set syslog version halver=1", "nothing is set on syslog"},
+        {"set level=1", "'level=1' has no path"},
+        {"set Device.WiFi.Radio.Channel=1", "'Device.WiFi.Radio' stands for several objects"},
+        {"set Device.WiFi.Radio.*.Channel=1", "'Device.WiFi.Radio.*' stands for several objects"},
+        {"set Device.WiFi.SSID. SSID=x",
+         "stands for several objects, and one is needed; 'qsc list Device.WiFi.SSID.'"},
+        {"set syslog.level 1", "'syslog.level' is a parameter; write syslog.level=VALUE"},
+        {"add Device.Time Enable=1", "Device.Time is no list that grows"},
+        {"add Device.Tiem", "did you mean 'Device.Time'?"},
+        {"delete Device.WiFi.Radio.1", "Device.WiFi.Radio.1 is no instance of a list that grows"},
         {"get Device.Foo", "no path 'Device.Foo'. 'qsc list' shows them all."},
         {"get \"$(printf '\\302\\233\\177\\033')\"", "there is no path '?\?\?'"},
         {"get Device.Time Foo", "Device.Time has no parameter 'Foo'. 'qsc list Device.Time' shows them all."},
@@ -96,18 +109,38 @@ TEST(Program, Answers)
     EXPECT_EQ(qsc("get version halver").output, "halver = 0.0.1\n");
     EXPECT_EQ(qsc("log level 3").output, "level = 3\n");
     EXPECT_EQ(qsc("log property 0x2").output, "property = 2\n");
-    EXPECT_EQ(qsc("list Device.X_QRN_RemoteLog").output,
-              "   0  Enable\n   1  Protocol\n   2  Server\n   3  Port\n   4  Prefix\n");
+    EXPECT_EQ(qsc("-q list Device.X_QRN_RemoteLog").output, "Enable\nProtocol\nServer\nPort\nPrefix\n");
+    EXPECT_EQ(qsc("-q list Device.WiFi.S").output, "Device.WiFi.SSID.{i}\nDevice.WiFi.SSID.{i}.Stats\n");
+    EXPECT_EQ(qsc("-q list Device.WiFi.Radio.").output, "Device.WiFi.Radio.1\nDevice.WiFi.Radio.2\n");
+    EXPECT_EQ(qsc("-q list Device.WiFi.SSID").output, qsc("-q list Device.WiFi.SSID.7").output);
     EXPECT_EQ(qsc("--json get syslog level").output,
               "{\n  \"level\":{\n    \"ParamValue\":5,\n    \"ParamId\":0\n  }\n}\n");
-    EXPECT_NE(qsc("list").output.find("  60  Device.X_QRN_nDPI"), std::string::npos);
+    EXPECT_TRUE(qsc("-q list").output.starts_with("help\nversion\nsyslog\n"));
+    EXPECT_TRUE(qsc("list").output.starts_with("help    "));
+    EXPECT_NE(qsc("--json list syslog").output.find("\"name\":\"property\""), std::string::npos);
     EXPECT_NE(qsc("get help").output.find(" 60  Device.X_QRN_nDPI\n"), std::string::npos);
     EXPECT_NE(qsc("-v get Device.X_QRN_RemoteLog Port 2>&1")
                   .output.find("[W] system.@system[0].log_port not found"),
               std::string::npos);
     EXPECT_EQ(qsc("get --help").output,
-              "Usage: qsc get PATH [NAME...]\nprint parameters, all of them without a NAME\n");
+              "Usage: qsc get PATH [NAME...]...\n"
+              "print parameters of a path, or of everything below one that ends with a dot\n");
     EXPECT_EQ(qsc("--help").code, 0);
+}
+
+TEST(Program, SeveralPathsAreAnsweredUnderTheirFullNames)
+{
+    EXPECT_EQ(qsc("get version halver syslog").output,
+              "version.halver  = 0.0.1\nsyslog.level    = 5\nsyslog.property = 1\n");
+    EXPECT_EQ(qsc("get version.halver syslog. level").output, "version.halver = 0.0.1\nsyslog.level   = 5\n");
+    EXPECT_EQ(qsc("get syslog.level").output, "level = 5\n");
+    EXPECT_EQ(qsc("get syslog property syslog level").output, "syslog.property = 1\nsyslog.level    = 5\n");
+    EXPECT_EQ(qsc("-q get syslog property version.halver syslog").output, "1\n0.0.1\n5\n1\n");
+    EXPECT_EQ(qsc("--json get syslog.level version.halver syslog.property | tr -d ' \\n'").output,
+              R"({"syslog":{"level":{"ParamValue":5,"ParamId":0},"property":{"ParamValue":1,"ParamId":0}},)"
+              R"("version":{"halver":{"version":"0.0.1","ParamId":0}}})");
+    EXPECT_EQ(qsc("-q --json get syslog level").output, "{\n  \"level\":5\n}\n");
+    EXPECT_EQ(qsc("-q --json get syslog. level").output, "{\n  \"syslog\":{\n    \"level\":5\n  }\n}\n");
 }
 
 TEST(Program, ABatchThatCannotBeReadWholeSaysSo)

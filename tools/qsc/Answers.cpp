@@ -7,6 +7,7 @@
 
 #include <json-c/json.h>
 
+#include "tools/qsc/Json.h"
 #include "tools/qsc/Printable.h"
 #include "tools/queue/Payload.h"
 
@@ -29,49 +30,56 @@ json_object* answer_of(json_object* value)
     return nullptr;
 }
 
-/// Calls show(name, value) for each member: those that the table names first, in its order.
-template <typename Show>
-void for_each_member(const Target& target, json_object* object, Show show)
+/// Calls visit(name, value) for each member: those that the object has as parameters first, in their order.
+template <typename Visit>
+void for_each_member(const Object& object, json_object* members, Visit visit)
 {
-    const auto is_in_table = [&](const char* name) {
-        const Qsc_ParamEntry* entry = parameters_of(target);
-        while (entry->id != QSC_TABLE_END && std::strcmp(entry->name, name) != 0) {
-            ++entry;
-        }
-        return entry->id != QSC_TABLE_END;
-    };
-    for (const Qsc_ParamEntry* entry = parameters_of(target); entry->id != QSC_TABLE_END; ++entry) {
+    for_each_parameter(object, [&](const Parameter& parameter) {
         json_object* value = nullptr;
-        if (json_object_object_get_ex(object, entry->name, &value) != 0) {
-            show(entry->name, value);
+        if (json_object_object_get_ex(members, parameter.name, &value) != 0) {
+            visit(parameter.name, value);
         }
-    }
-    json_object_object_foreach(object, name, value)
+    });
+    json_object_object_foreach(members, name, value)
     {
-        if (!is_in_table(name)) {
-            show(name, value);
+        Parameter parameter;
+        if (!find_parameter(object, name, parameter)) {
+            visit(name, value);
         }
     }
 }
 
-/// Calls show(child, name, answer) for each answer; child is the path of an instance, or empty.
-template <typename Show>
-void for_each_answer(const Target& target, json_object* request, Show show)
+/// Calls visit(name, answer) for each answer of a request.
+template <typename Visit>
+void for_each_answer(const char* path, json_object* request, Visit visit)
 {
-    for_each_member(target, request, [&](const char* name, json_object* value) {
-        if (json_object_is_type(value, json_type_object) == 0) {
-            return;
-        }
+    Target target{};
+    (void)find_object(path, target);
+    for_each_member(target.object, request, [&](const char* name, json_object* value) {
         if (json_object* const answer = answer_of(value)) {
-            show("", name, answer);
-            return;
+            visit(name, answer);
         }
-        for_each_member(target, value, [&](const char* inner, json_object* inner_value) {
-            if (json_object* const answer = answer_of(inner_value)) {
-                show(name, inner, answer);
-            }
-        });
     });
+}
+
+/// Calls visit(path, name, answer) for what was asked, in that order. A parameter that was named and has no
+/// answer comes with null.
+template <typename Visit>
+void for_each_asked(json_object* asked, json_object* plan, Visit visit)
+{
+    for (std::size_t i = 0; i < json_object_array_length(asked); ++i) {
+        (void)for_each_in(json_object_array_get_idx(asked, i), [&](const char* path, json_object* names) {
+            json_object* const request = member_of(plan, path);
+            if (json_object_object_length(names) == 0) {
+                for_each_answer(path, request,
+                                [&](const char* name, json_object* answer) { visit(path, name, answer); });
+            }
+            return for_each_in(names, [&](const char* name, json_object*) {
+                visit(path, name, answer_of(member_of(request, name)));
+                return kDone;
+            });
+        });
+    }
 }
 
 void print_value(json_object* value)
@@ -102,27 +110,36 @@ void print_list(json_object* list)
 
 } // namespace
 
-void print_answers(const Target& target, json_object* request)
+void print_answers(json_object* asked, json_object* plan, Show show)
 {
-    const auto name_width = [](const char* child, const char* name) {
-        return std::strlen(child) + (*child != '\0' ? 1 : 0) + std::strlen(name);
+    const auto dot = [](std::string_view path) { return path.ends_with('.') ? "" : "."; };
+    const auto name_width = [&](const char* path, const char* name) {
+        return std::strlen(name) +
+               (show == Show::kFullNames ? std::strlen(path) + std::strlen(dot(path)) : 0);
     };
     std::size_t width = 0;
-    for_each_answer(target, request, [&](const char* child, const char* name, json_object*) {
-        width = std::max(width, name_width(child, name));
+    for_each_asked(asked, plan, [&](const char* path, const char* name, json_object* answer) {
+        width = std::max(width, answer != nullptr ? name_width(path, name) : 0);
     });
-    for_each_answer(target, request, [&](const char* child, const char* name, json_object* answer) {
+    for_each_asked(asked, plan, [&](const char* path, const char* name, json_object* answer) {
         if (json_object_is_type(answer, json_type_array) != 0) {
             print_list(answer);
             return;
         }
-        print_escaped(child);
-        if (*child != '\0') {
-            std::putchar('.');
+        if (answer == nullptr && show != Show::kValues) {
+            return;
         }
-        print_escaped(name);
-        std::printf("%*s = ", static_cast<int>(width - name_width(child, name)), "");
-        print_value(answer);
+        if (show == Show::kFullNames) {
+            print_escaped(path);
+            print_escaped(dot(path));
+        }
+        if (show != Show::kValues) {
+            print_escaped(name);
+            std::printf("%*s = ", static_cast<int>(width - name_width(path, name)), "");
+        }
+        if (answer != nullptr) {
+            print_value(answer);
+        }
         std::putchar('\n');
     });
 }
@@ -135,21 +152,41 @@ void print_json(json_object* request)
     std::putchar('\n');
 }
 
-const char* failed_parameter(const Target& target, json_object* request)
+void print_plan(json_object* plan, bool is_single)
+{
+    json_object* shown = plan;
+    if (is_single) {
+        (void)for_each_in(plan, [&](const char*, json_object* request) {
+            shown = request;
+            return kDone;
+        });
+    }
+    print_json(shown);
+}
+
+void print_json_values(json_object* plan, bool is_single)
+{
+    const JsonRef all{json_object_new_object()};
+    (void)for_each_in(plan, [&](const char* path, json_object* request) {
+        json_object* const values = is_single ? all.get() : object_in(all.get(), path);
+        for_each_answer(path, request, [&](const char* name, json_object* answer) {
+            (void)add(values, name, JsonRef{json_object_get(answer)});
+        });
+        return kDone;
+    });
+    print_json(all.get());
+}
+
+const char* failed_parameter(const Object& object, json_object* request)
 {
     const char* failed = nullptr;
-    for_each_member(target, request, [&](const char* name, json_object* value) {
+    for_each_member(object, request, [&](const char* name, json_object* value) {
         if (failed == nullptr && json_object_is_type(value, json_type_object) != 0 &&
             json_object_get_int64(member_of(value, "ParamId")) != 0) {
             failed = name;
         }
     });
     return failed;
-}
-
-bool was_served(json_object* value)
-{
-    return member_of(value, "ParamId") != nullptr;
 }
 
 } // namespace qsc

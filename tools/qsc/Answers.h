@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Showing an answered request to a person: "NAME = value", aligned, in the order of the table.
+// Showing answered requests to a person or a script.
 #pragma once
 
 #include <string_view>
@@ -11,16 +11,27 @@ struct json_object;
 namespace qsc
 {
 
-/// Prints every answer that a request holds.
-void print_answers(const Target& target, json_object* request);
+/// What is shown of an answer.
+enum class Show {
+    kNames,     ///< "NAME = VALUE", aligned
+    kFullNames, ///< the same, with the object's path before the name
+    kValues     ///< values alone, one a line; an empty line for one that was named and has no answer
+};
 
-/// Prints a request as JSON.
-void print_json(json_object* request);
+/// Prints the answers in a plan, which is an object with the requests by their paths, in the order in which
+/// they were asked for: an array of objects {PATH: {NAME: ...}}, where no names stand for all.
+void print_answers(json_object* asked, json_object* plan, Show show);
+
+/// Prints JSON.
+void print_json(json_object* value);
+
+/// Prints a plan as JSON, or its only request if `is_single`.
+void print_plan(json_object* plan, bool is_single);
+
+/// Prints a plan, or its only request if `is_single`, as JSON with nothing but the values.
+void print_json_values(json_object* plan, bool is_single);
 
 /// The parameter whose handler failed, by its recorded code; null: none did.
-[[nodiscard]] const char* failed_parameter(const Target& target, json_object* request);
-
-/// Whether a parameter's handler left its code in its object, that is, whether it was called.
-[[nodiscard]] bool was_served(json_object* value);
+[[nodiscard]] const char* failed_parameter(const Object& object, json_object* request);
 
 } // namespace qsc

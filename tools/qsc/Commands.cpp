@@ -20,17 +20,20 @@ struct Command {
     const char* help;
     std::size_t least, most; ///< number of arguments
     ExitCode (*run)(const Options& options, Words words);
+    bool can_apply = false;
 };
 
 constexpr std::size_t kAny = 1000;
 
 constexpr Command kCommands[] = {
-    {"get", "PATH [NAME...]", "print parameters, all of them without a NAME", 1, kAny, get},
-    {"set", "PATH NAME=VALUE... [--apply]", "store values; NAME:=JSON for a value that is no text", 2, kAny,
-     set},
+    {"get", "PATH [NAME...]...",
+     "print parameters of a path, or of everything below one that ends with a dot", 1, kAny, get},
+    {"set", "PATH NAME=VALUE...", "store values; NAME:=JSON for a value that is no text", 1, kAny, set, true},
+    {"add", "LIST [NAME=VALUE...]", "add an instance, whose path is printed", 1, kAny, add_instance, true},
+    {"delete", "PATH...", "delete instances", 1, kAny, delete_instances, true},
     {"commit", "PATH [PACKAGE...]", "make stored values permanent", 1, kAny, commit},
     {"service", "PATH ACTION", "run the subtree's init scripts, such as with restart", 2, 2, service},
-    {"list", "[PREFIX]", "show the subtrees, or one subtree's parameters", 0, 1, list},
+    {"list", "[PATH]", "show the objects, or one's parameters with types and limits", 0, 1, list},
     {"request", "PATH OPER", "send a raw request object from standard input", 2, 2, request},
     {"batch", "", "run commands from standard input, one a line, up to the first failure", 0, 0, batch},
     {"log", "[level|property] [VALUE]", "show or set the library's log for this call", 0, 2, log},
@@ -45,16 +48,18 @@ void print_help()
         (void)std::snprintf(usage, sizeof usage, "%s %s", command.name, command.arguments);
         std::printf("  %-36s %s\n", usage, command.help);
     }
-    std::puts("\nOptions:\n"
-              "  --apply        after a set: commit, then service restart, up to the first failure\n"
-              "  --json         print the answered request as JSON\n"
-              "  --as NAME      speak as another commander (TR69, WEB, MQTT, ...), or by its number\n"
-              "  --queue ID     send through a running qscd: its queue's number, or its key as 0x...\n"
-              "  -v, --verbose  let the library's log through to the terminal\n"
-              "  -h, --help     show this, or one command's usage\n\n"
-              "A set takes effect for readers at once; only commit makes it last, and only service makes\n"
-              "running programs follow. The exit code is 0 when it is done, 1 when the library refused or\n"
-              "failed, 2 when the command line is wrong.");
+    std::puts(
+        "\nOptions:\n"
+        "  --apply        after set, add and delete: commit, then service restart, up to the first failure\n"
+        "  --json         print the answered requests as JSON\n"
+        "  -q, --quiet    print values, names or numbers alone, one a line\n"
+        "  --as NAME      speak as another commander (TR69, WEB, MQTT, ...), or by its number\n"
+        "  --queue ID     send through a running qscd: its queue's number, or its key as 0x...\n"
+        "  -v, --verbose  let the library's log through to the terminal\n"
+        "  -h, --help     show this, or one command's usage\n\n"
+        "A set takes effect for readers at once; only commit makes it last, and only service makes\n"
+        "running programs follow. The exit code is 0 when it is done, 1 when the library refused or\n"
+        "failed, 2 when the command line is wrong.");
 }
 
 const Command* find_command(const char* name)
@@ -95,8 +100,8 @@ ExitCode execute(const Options& options)
         return wrong_usage("%s takes other arguments: qsc %s %s", command->name, command->name,
                            command->arguments);
     }
-    if (options.apply && command->run != set) {
-        return wrong_usage("--apply goes with set: qsc set PATH NAME=VALUE... --apply");
+    if (options.apply && !command->can_apply) {
+        return wrong_usage("--apply goes with set, add and delete: qsc set PATH NAME=VALUE... --apply");
     }
     return command->run(options, words);
 }

@@ -18,6 +18,8 @@ ExitCode execute(const Options& options);
 ExitCode batch(const Options& options, Words words);
 ExitCode get(const Options& options, Words words);
 ExitCode set(const Options& options, Words words);
+ExitCode add_instance(const Options& options, Words words);
+ExitCode delete_instances(const Options& options, Words words);
 ExitCode commit(const Options& options, Words words);
 ExitCode service(const Options& options, Words words);
 ExitCode request(const Options& options, Words words);

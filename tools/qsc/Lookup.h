@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-// Finding what a person means: subtrees by path, parameters by name, numbers.
+// Finding what a path, a name or a number on the command line stands for.
 #pragma once
 
 #include <string_view>
 
 #include "base/Text.h"
 #include "base/Types.h"
-#include "include/qsyscmdhal.h"
 #include "tools/qsc/Options.h"
+#include "tools/qsc/Tables.h"
 
 namespace qsc
 {
@@ -18,23 +18,27 @@ namespace qsc
 /// The longest path that is worth looking at.
 using PathText = Text<510>;
 
-/// A subtree, and the path to hand to it.
+/// An object, and the path to hand to its dispatcher.
 struct Target {
-    const Qsc_CommandEntry* entry = nullptr;
-    PathText path; ///< as given, with the dot that the subtree's own path ends with
+    Object object;
+    PathText path;
 };
 
-/// Finds the subtree of a path: the first in table order that is the path or stands above it. Unlike the
-/// plain prefix rule, part of a name is not enough. False: there is none, which has been said.
-[[nodiscard]] bool find_target(const char* path, Target& target);
+/// Finds the subtree of a path: the first in table order that is the path or stands above it, whatever
+/// follows there. Unlike the plain prefix rule, part of a name is not enough. False: there is none, which has
+/// been said.
+[[nodiscard]] bool find_subtree(const char* path, Target& target);
 
-/// The parameters of what a path leads to; ends at once when there are none in this library.
-[[nodiscard]] const Qsc_ParamEntry* parameters_of(const Target& target);
+/// Finds the object that is exactly what a path leads to. False: there is none.
+[[nodiscard]] bool find_object(std::string_view path, Target& target);
 
-/// Checks that a path has a parameter. What it ends with if it has not has been said.
+/// Finds a parameter by its name. False: the object has none of that name.
+[[nodiscard]] bool find_parameter(const Object& object, std::string_view name, Parameter& parameter);
+
+/// Checks that an object has a parameter. What it ends with if it has not has been said.
 [[nodiscard]] ExitCode check_parameter(const Target& target, std::string_view name);
 
-/// Checks that a path has any parameter at all, likewise.
-[[nodiscard]] ExitCode check_any_parameter(const Target& target);
+/// Says that a path leads to nothing that this library serves. @return kFailed
+ExitCode not_served(std::string_view path);
 
 } // namespace qsc

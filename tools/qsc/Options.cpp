@@ -22,13 +22,10 @@ namespace
 enum LongOption : int { kJson = 256, kAs, kApply, kQueue };
 
 constexpr option kLongOptions[] = {
-    {"json", no_argument, nullptr, kJson},
-    {"as", required_argument, nullptr, kAs},
-    {"apply", no_argument, nullptr, kApply},
-    {"verbose", no_argument, nullptr, 'v'},
-    {"help", no_argument, nullptr, 'h'},
-    {"queue", required_argument, nullptr, kQueue},
-    {},
+    {"json", no_argument, nullptr, kJson},         {"as", required_argument, nullptr, kAs},
+    {"apply", no_argument, nullptr, kApply},       {"quiet", no_argument, nullptr, 'q'},
+    {"verbose", no_argument, nullptr, 'v'},        {"help", no_argument, nullptr, 'h'},
+    {"queue", required_argument, nullptr, kQueue}, {},
 };
 
 /// Takes a commander's name, in any letter case, or its number.
@@ -57,7 +54,7 @@ bool parse_options(int count, char** arguments, Options& options)
     opterr = 0;
     optind = 0; // a batch parses one line after the other
     for (;;) {
-        const int found = getopt_long(count, arguments, ":vh", kLongOptions, nullptr);
+        const int found = getopt_long(count, arguments, ":qvh", kLongOptions, nullptr);
         switch (found) {
         case -1:
             options.words = {arguments + optind, arguments + count};
@@ -79,6 +76,9 @@ bool parse_options(int count, char** arguments, Options& options)
                 return false;
             }
             break;
+        case 'q':
+            options.quiet = true;
+            break;
         case 'v':
             options.verbose = true;
             break;
@@ -91,7 +91,8 @@ bool parse_options(int count, char** arguments, Options& options)
         default: {
             const char* const given = arguments[optind - 1];
             Suggestion nearest{given};
-            for (const char* known : {"--json", "--as", "--apply", "--queue", "--verbose", "--help"}) {
+            for (const char* known :
+                 {"--json", "--as", "--apply", "--queue", "--quiet", "--verbose", "--help"}) {
                 nearest.consider(known);
             }
             wrong_usage("there is no option '%s'%s See qsc --help.", given, Hint{nearest}.c_str());

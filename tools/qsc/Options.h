@@ -19,6 +19,7 @@ struct Options {
     u32 queue = 0;
     bool as_json = false;
     bool apply = false;
+    bool quiet = false;
     bool verbose = false;
     bool help = false;
     std::span<const char* const> words; ///< the command and its arguments
