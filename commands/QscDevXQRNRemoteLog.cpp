@@ -10,12 +10,14 @@ using namespace qsc;
 namespace
 {
 
-constexpr const char* kModule = "QscDevXQRNRemoteLog";
+QSC_MODULE("QscDevXQRNRemoteLog");
 
 void record(const Call& call, const char* value)
 {
     QSC_EVENT(call, "set Remote Log %s %s by %s", shown(call.name), value, commander(call));
 }
+
+constexpr const char* kScripts[] = {"log", "system"};
 
 } // namespace
 
@@ -25,17 +27,9 @@ QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Server, serve_text(call, "system.@system
 QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Port, serve_text(call, "system.@system[0].log_port", record))
 QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Prefix, serve_text(call, "system.@system[0].log_prefix", record))
 
-uint32_t Qsc_Dev_X_QRN_Remote_Log_Commit(const char*, json_object* request, uint32_t, uint32_t, int64_t,
-                                         uint64_t)
-{
-    return is_object(request) ? finish(request, QrnUci_CommitPackage("system")) : EINVAL;
-}
-
-uint32_t Qsc_Dev_X_QRN_Remote_Log_Service(const char*, json_object* request)
-{
-    constexpr const char* kScripts[] = {"log", "system"};
-    return serve_service(request, kScripts);
-}
+QSC_COMMIT(Qsc_Dev_X_QRN_Remote_Log_Commit,
+           is_object(request) ? finish(request, QrnUci_CommitPackage("system")) : EINVAL)
+QSC_SERVICE(Qsc_Dev_X_QRN_Remote_Log_Service, serve_service(request, kScripts))
 
 constexpr Qsc_ParamEntry g_QscDevXQRNRemoteLogCmd[] = {
     {0, "Enable", Qsc_Dev_X_QRN_Remote_Log_Do_Enable, 0, 0},

@@ -13,7 +13,7 @@ using namespace qsc;
 namespace
 {
 
-constexpr const char* kModule = "QscFunHelp";
+QSC_MODULE("QscFunHelp");
 
 u32 add_id(json_object* element, const Qsc_CommandEntry& entry)
 {

@@ -9,7 +9,7 @@ using namespace qsc;
 namespace
 {
 
-constexpr const char* kModule = "QscSysLog";
+QSC_MODULE("QscSysLog");
 
 /// What one setting of the log differs in from the other. Both take 0 to 7.
 struct LogSetting {

@@ -11,7 +11,7 @@ using namespace qsc;
 namespace
 {
 
-constexpr const char* kModule = "QscVersion";
+QSC_MODULE("QscVersion");
 constexpr const char* kLibraryVersion = "0.0.1";
 
 /// The record that the host may have left in the "version" row of the command table.

@@ -25,6 +25,7 @@ constexpr const char* kModule = "QSysCmdHal";
 /// What a dispatcher was called with.
 struct Request {
     const char* dispatcher;
+    i32 line; ///< of its definition
     const char* path;
     json_object* object;
     u32 oper;
@@ -34,7 +35,8 @@ struct Request {
 };
 
 /// Writes an error line in the dispatcher's name.
-#define LOG_REQUEST(request, ...) Qslog_Log(kLogError, kModule, __LINE__, (request).dispatcher, __VA_ARGS__)
+#define LOG_REQUEST(request, ...)                                                                            \
+    Qslog_Log(kLogError, kModule, (request).line, (request).dispatcher, __VA_ARGS__)
 
 /// One kind of line.
 using Line = decltype(&Labels::get);
@@ -186,7 +188,7 @@ u32 service(const Subtree& subtree, const Request& request)
     }
     // It runs in the background by its own "&", so there is no result to wait for.
     if (subtree.after_service != nullptr && std::system(subtree.after_service) != 0) {
-        Qslog_Log(kLogWarning, kModule, __LINE__, request.dispatcher, "%s not started, ignoring\n",
+        Qslog_Log(kLogWarning, kModule, request.line, request.dispatcher, "%s not started, ignoring\n",
                   subtree.after_service);
     }
     return 0;
@@ -228,7 +230,7 @@ u32 serve_list(const InstanceRoutines& routines, const Request& request, std::st
 u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
              const Subtree& subtree)
 {
-    const Request request{subtree.name, path, object, oper, argument, context, value};
+    const Request request{subtree.name, subtree.line, path, object, oper, argument, context, value};
     if (!is_request(request)) {
         return EINVAL;
     }
@@ -251,7 +253,7 @@ u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 
 u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
              const Actions& actions)
 {
-    const Request request{actions.name, path, object, oper, argument, context, value};
+    const Request request{actions.name, actions.line, path, object, oper, argument, context, value};
     if (!is_request(request)) {
         return EINVAL;
     }
@@ -284,7 +286,7 @@ u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 
 u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
              const InstanceRoutines& routines)
 {
-    const Request request{routines.name, path, object, oper, argument, context, value};
+    const Request request{routines.name, routines.line, path, object, oper, argument, context, value};
     if (!is_request(request)) {
         return EINVAL;
     }

@@ -36,6 +36,7 @@ struct TableChoice {
 /// A dispatcher that walks parameter tables: all that it differs in from the next.
 struct Subtree {
     const char* name;               ///< the dispatcher's
+    i32 line;                       ///< where it is defined, for log lines
     const char* label = nullptr;    ///< of every line; null: the path form
     const Labels* labels = nullptr; ///< where the lines differ in it
     const Qsc_ParamEntry* table;
@@ -52,6 +53,7 @@ struct Subtree {
 /// only way to hand the request on to a handler of the common shape, so it is written there.
 struct Actions {
     const char* name;
+    i32 line;
     Qsc_ParamEntry* table;
 };
 
@@ -59,6 +61,7 @@ struct Actions {
 /// error.
 struct InstanceRoutines {
     const char* name;
+    i32 line;
     const char* prefix; ///< the path up to the instance number
     Qsc_Handler all = nullptr;
     Qsc_IndexFunction* index = nullptr;

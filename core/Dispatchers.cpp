@@ -13,7 +13,7 @@ using namespace qsc;
 #define DISPATCHER(NAME, DESCRIPTION, ...)                                                                   \
     namespace                                                                                                \
     {                                                                                                        \
-    constexpr DESCRIPTION k##NAME{.name = #NAME, __VA_ARGS__};                                               \
+    constexpr DESCRIPTION k##NAME{.name = #NAME, .line = __LINE__, __VA_ARGS__};                             \
     }                                                                                                        \
     uint32_t NAME(const char* path, json_object* object, uint32_t oper, uint32_t argument, int64_t context,  \
                   uint64_t value)                                                                            \

@@ -34,12 +34,12 @@ u32 serve_instances(const Call& call, const InstanceList& list, i64 context, Qsc
     uint32_t INDEX(const char* name, json_object* instance, uint32_t oper, uint32_t argument,                \
                    int64_t context, uint64_t param, json_object*, QSCBase_ParamId* record)                   \
     {                                                                                                        \
-        const qsc::Call call{kModule, #INDEX, name, instance, oper, argument, param};                        \
+        const qsc::Call call{kSource, #INDEX, __LINE__, name, instance, oper, argument, param};              \
         return qsc::serve_instance(call, LIST, context, record);                                             \
     }                                                                                                        \
     uint32_t ALL(const char* name, json_object* root, uint32_t oper, uint32_t argument, int64_t context,     \
                  uint64_t param)                                                                             \
     {                                                                                                        \
-        const qsc::Call call{kModule, #ALL, name, root, oper, argument, param};                              \
+        const qsc::Call call{kSource, #ALL, __LINE__, name, root, oper, argument, param};                    \
         return qsc::serve_instances(call, LIST, context, INDEX);                                             \
     }

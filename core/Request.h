@@ -15,10 +15,18 @@
 namespace qsc
 {
 
-/// One call of a handler.
-struct Call {
+/// A source file of handlers, as log lines and event records name it.
+struct Source {
     const char* module;
+    const char* file;
+    u32 file_size; ///< of its name, with the terminator
+};
+
+/// One call of a handler. Where it is defined is what its log lines and event records are prefixed with.
+struct Call {
+    const Source& source;
     const char* function;
+    i32 line;
     const char* name;
     json_object* value;
     u32 oper;
@@ -89,6 +97,18 @@ u32 serve_get(const Call& call, Get get)
     return serve(call, get, [&] { return refuse_operation(call); });
 }
 
+/// Serves a call with the record of the instance that it is for. find(call) points to it; null or empty:
+/// there is no such instance.
+template <typename Find, typename Use>
+u32 with_instance(const Call& call, Find find, Use use)
+{
+    if (!is_object(call.value)) {
+        return EINVAL;
+    }
+    const auto found = find(call);
+    return found ? use(*found) : finish(call.value, EINVAL);
+}
+
 /// The name of the commander that calls, for event records.
 inline const char* commander(const Call& call)
 {
@@ -103,19 +123,40 @@ inline const char* shown(const char* text)
 
 } // namespace qsc
 
+/// Names the module of a source file of handlers, for all that they log.
+#define QSC_MODULE(NAME)                                                                                     \
+    constexpr const char* kModule = NAME;                                                                    \
+    constexpr qsc::Source kSource                                                                            \
+    {                                                                                                        \
+        NAME, __FILE__, sizeof __FILE__                                                                      \
+    }
+
 /// Defines an exported handler that its header declares: RESULT is computed from `call`.
 #define QSC_HANDLER(NAME, RESULT)                                                                            \
     uint32_t NAME(const char* name, json_object* value, uint32_t oper, uint32_t argument, int64_t,           \
                   uint64_t param)                                                                            \
     {                                                                                                        \
-        const qsc::Call call{kModule, #NAME, name, value, oper, argument, param};                            \
+        const qsc::Call call{kSource, #NAME, __LINE__, name, value, oper, argument, param};                  \
         return RESULT;                                                                                       \
     }
 
-/// Writes a line of the library log in a handler's name.
-#define QSC_LOG_CALL(call, level, ...) Qslog_Log(level, (call).module, __LINE__, (call).function, __VA_ARGS__)
+/// Define a subtree's exported commit and service functions: RESULT is computed from `request`.
+#define QSC_COMMIT(NAME, RESULT)                                                                             \
+    uint32_t NAME(const char*, json_object* request, uint32_t, uint32_t, int64_t, uint64_t)                  \
+    {                                                                                                        \
+        return RESULT;                                                                                       \
+    }
+#define QSC_SERVICE(NAME, RESULT)                                                                            \
+    uint32_t NAME(const char*, json_object* request)                                                         \
+    {                                                                                                        \
+        return RESULT;                                                                                       \
+    }
+
+/// Writes a line of the library log in the name of the handler that is called.
+#define QSC_LOG_CALL(call, level, ...)                                                                       \
+    Qslog_Log(level, (call).source.module, (call).line, (call).function, __VA_ARGS__)
 
 /// Writes the event record of a successful set.
 #define QSC_EVENT(call, ...)                                                                                 \
-    QEvtLog_Log(__FILE__, sizeof __FILE__, (call).function, std::strlen((call).function) + 1, __LINE__, 'n', \
-                __VA_ARGS__)
+    QEvtLog_Log((call).source.file, (call).source.file_size, (call).function,                                \
+                std::strlen((call).function) + 1, (call).line, 'n', __VA_ARGS__)

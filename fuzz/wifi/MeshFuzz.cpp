@@ -14,13 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::string text{reinterpret_cast<const char*>(data), size};
     json_object* const dump = json_tokener_parse(text.c_str());
     qsc::wifi::WifiText name;
-    const qsc::Call call{.module = "fuzz",
-                         .function = "fuzz",
-                         .name = "",
-                         .value = dump,
-                         .oper = 1,
-                         .argument = 8,
-                         .param = 0};
+    constexpr qsc::Source source{"fuzz", "fuzz", sizeof "fuzz"};
+    const qsc::Call call{source, "fuzz", __LINE__, "", dump, QSC_OPER_GET, QSC_COMMANDER_CLI, 0};
     if (qsc::wifi::find_mesh_name(call, dump, name) == 0 && !name.fits()) {
         std::abort();
     }

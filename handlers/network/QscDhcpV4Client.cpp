@@ -11,7 +11,7 @@ using namespace qsc;
 namespace
 {
 
-constexpr const char* kModule = "QscDhcpV4Client";
+QSC_MODULE("QscDhcpV4Client");
 // It has the opposite sense: a client that is not disabled is enabled.
 constexpr const char* kDisabled = "network.wan.disabled";
 constexpr const char* kBroadcast = "network.wan.broadcast";
@@ -94,6 +94,8 @@ u32 commit(json_object* request)
     return code != 0 ? code : commit_packages(request, "qrndhcpopts");
 }
 
+constexpr const char* kScripts[] = {"network"};
+
 } // namespace
 
 QSC_HANDLER(Qsc_DhcpV4Client_Do_Enable, client_enable(call))
@@ -105,16 +107,8 @@ QSC_HANDLER(Qsc_DhcpV4Client_Do_ReqOptionNumberOfEntries,
 QSC_HANDLER(Qsc_DhcpV4Client_Do_XQrnPppoeUsername, serve_text(call, "network.wan.username", record_username))
 QSC_HANDLER(Qsc_DhcpV4Client_Do_XQrnPppoePassword, pppoe_password(call))
 
-uint32_t Qsc_DhcpV4Client_Commit(const char*, json_object* request, uint32_t, uint32_t, int64_t, uint64_t)
-{
-    return serve_commit(request, commit);
-}
-
-uint32_t Qsc_DhcpV4Client_Service(const char*, json_object* request)
-{
-    constexpr const char* kScripts[] = {"network"};
-    return serve_service(request, kScripts);
-}
+QSC_COMMIT(Qsc_DhcpV4Client_Commit, serve_commit(request, commit))
+QSC_SERVICE(Qsc_DhcpV4Client_Service, serve_service(request, kScripts))
 
 constexpr Qsc_ParamEntry g_QscDhcpV4ClientCmd[] = {
     {0, "Enable", Qsc_DhcpV4Client_Do_Enable, 0, 0},

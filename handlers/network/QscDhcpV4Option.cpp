@@ -16,7 +16,7 @@ using namespace qsc;
 namespace
 {
 
-constexpr const char* kModule = "QscDhcpV4Client";
+QSC_MODULE("QscDhcpV4Client");
 
 using OptionText = Text<510>;
 
@@ -94,15 +94,12 @@ constexpr const char* words_of(Object object)
     }
 }
 
-/// Serves a parameter of the instance that the call is for.
+/// Serves a parameter of the slot that the call is for.
 template <typename Serve>
 u32 with_slot(const Call& call, Object object, Serve serve_slot)
 {
-    if (!is_object(call.value)) {
-        return EINVAL;
-    }
-    const Slot* const slot = find_slot(object, instance_of(call));
-    return slot != nullptr ? serve_slot(*slot) : finish(call.value, EINVAL);
+    return with_instance(
+        call, [&](const Call&) { return find_slot(object, instance_of(call)); }, serve_slot);
 }
 
 /// A text that belongs to the slot for good.

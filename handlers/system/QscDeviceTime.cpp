@@ -17,7 +17,7 @@ using namespace qsc;
 namespace
 {
 
-constexpr const char* kModule = "QscDeviceTime";
+QSC_MODULE("QscDeviceTime");
 
 constexpr const char* kNtpEnabled = "system.ntp.enabled";
 constexpr const char* kNtpServers = "system.ntp.server";
@@ -222,6 +222,18 @@ u32 commit(json_object* request)
     return code != 0 || !is_known ? code : commit_packages(request, "system");
 }
 
+/// Restarts the system when the zone has changed, then lets the NTP service act.
+u32 restart(std::string_view action)
+{
+    if (g_needs_restart) {
+        if (const u32 code = run_init_script("system", "restart")) {
+            return code;
+        }
+        g_needs_restart = false;
+    }
+    return run_init_script("sysntpd", action);
+}
+
 } // namespace
 
 QSC_HANDLER(Qsc_DevTime_Do_Enable, serve_int(call, kNtpEnabled, record_enabled))
@@ -236,23 +248,8 @@ QSC_HANDLER(Qsc_DevTime_Do_LocalTimeZone, serve_text(call, kZone, record_zone))
 QSC_HANDLER(Qsc_DevTime_Do_XQrnTimeZoneLocation, time_zone_location(call))
 QSC_HANDLER(Qsc_DevTime_Do_XQrnDSTDisable, serve_int(call, kDstDisabled, record_daylight_saving))
 
-uint32_t Qsc_DevTime_Commit(const char*, json_object* request, uint32_t, uint32_t, int64_t, uint64_t)
-{
-    return serve_commit(request, commit);
-}
-
-uint32_t Qsc_DevTime_Service(const char*, json_object* request)
-{
-    return serve_action(request, [](std::string_view action) -> u32 {
-        if (g_needs_restart) {
-            if (const u32 code = run_init_script("system", "restart")) {
-                return code;
-            }
-            g_needs_restart = false;
-        }
-        return run_init_script("sysntpd", action);
-    });
-}
+QSC_COMMIT(Qsc_DevTime_Commit, serve_commit(request, commit))
+QSC_SERVICE(Qsc_DevTime_Service, serve_action(request, restart))
 
 constexpr Qsc_ParamEntry g_QscDeviceTimeCmd[] = {
     {0, "Enable", Qsc_DevTime_Do_Enable, 0, 0},

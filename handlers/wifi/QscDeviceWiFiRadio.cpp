@@ -2,7 +2,6 @@
 // "Device.WiFi.Radio": the two radios.
 #include "core/Tables.h"
 #include "handlers/wifi/Radio.h"
-#include "include/qsc_wifi.h"
 
 using namespace qsc;
 using namespace qsc::wifi;
@@ -10,17 +9,20 @@ using namespace qsc::wifi;
 namespace
 {
 
-constexpr const char* kModule = "QscDeviceWiFiRadio";
+QSC_MODULE("QscDeviceWiFiRadio");
 
-/// Serves a call with the radio that its path names.
+/// The radio that a call's path names; null: there is none, which has been logged.
+const Radio* find_radio(const Call& call)
+{
+    const auto is_radio = [](i32 instance) { return instance == 1 || instance == 2; };
+    const i32 instance = instance_of_path(call, "Device.WiFi.Radio.", is_radio);
+    return instance != 0 ? &kRadios[instance - 1] : nullptr;
+}
+
 template <typename Use>
 u32 with_radio(const Call& call, Use use)
 {
-    if (const u32 code = check_path_and_object(call)) {
-        return code;
-    }
-    const i32 instance = instance_in_path(call.name, std::string_view{"Device.WiFi.Radio."}.size());
-    return instance == 1 || instance == 2 ? use(kRadios[instance - 1]) : refuse_instance(call, instance);
+    return with_instance(call, find_radio, use);
 }
 
 /// Serves a parameter by what its get and its set do for a radio.
@@ -62,7 +64,7 @@ u32 answer_80211h(const Call& call, const Radio& radio)
 {
     const Key key = option_key(radio, k80211h.option);
     ValueText stored;
-    (void)(&radio == &k5Ghz ? uci_read(call, key.c_str(), stored) : uci_peek(key.c_str(), stored));
+    (void)(radio.has_dfs ? uci_read(call, key.c_str(), stored) : uci_peek(key.c_str(), stored));
     return answer_flag(call, k80211h.words, to_number(stored.c_str()));
 }
 
@@ -74,7 +76,7 @@ u32 set_80211h(const Call& call, const Radio& radio)
 u32 radio_80211h(const Call& call)
 {
     return with_radio(call, [&](const Radio& radio) {
-        if (&radio != &k5Ghz) {
+        if (!radio.has_dfs) {
             log_5ghz_only(call);
         }
         return serve_for<Radio>(call, radio, answer_80211h, set_80211h);
@@ -84,7 +86,7 @@ u32 radio_80211h(const Call& call)
 u32 radio_zero_wait(const Call& call)
 {
     return with_radio(call, [&](const Radio& radio) -> u32 {
-        if (&radio != &k5Ghz) {
+        if (!radio.has_dfs) {
             log_5ghz_only(call);
             return 0;
         }

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.WiFi.SSID": the virtual access points of both radios, and their counters.
+#include <optional>
+
 #include "core/Tables.h"
 #include "handlers/wifi/MeshTopology.h"
 #include "handlers/wifi/Wifi.h"
 #include "include/bacl.h"
 #include "include/qsc_network_zone.h"
-#include "include/qsc_wifi.h"
 
 using namespace qsc;
 using namespace qsc::wifi;
@@ -13,7 +14,7 @@ using namespace qsc::wifi;
 namespace
 {
 
-constexpr const char* kModule = "QscDeviceWiFiSSID";
+QSC_MODULE("QscDeviceWiFiSSID");
 
 /// A virtual access point: its radio, and its number there, from 1.
 struct Vap {
@@ -24,26 +25,32 @@ struct Vap {
     [[nodiscard]] Key interface() const { return vap_interface(radio, number); }
 };
 
-/// Serves a call with the access point that its path names: 1 to 8 on the first radio, 11 to 18 on the
-/// second.
-template <typename Use>
-u32 with_vap(const Call& call, Use use)
+/// Instances 1 to 8 are on the first radio, from this one on they are on the second.
+constexpr i32 kSecondRadio = 11;
+
+constexpr i32 vap_number(i32 instance)
 {
-    if (const u32 code = check_path_and_object(call)) {
-        return code;
+    return instance < kSecondRadio ? instance : instance - kSecondRadio + 1;
+}
+
+/// The access point that a call's path names; empty: there is none, which has been logged.
+std::optional<Vap> find_vap(const Call& call)
+{
+    const auto is_vap = [](i32 instance) {
+        const i32 number = vap_number(instance);
+        return number >= 1 && number <= kVapsPerRadio;
+    };
+    const i32 instance = instance_of_path(call, "Device.WiFi.SSID.", is_vap);
+    if (instance == 0) {
+        return std::nullopt;
     }
-    const i32 instance = instance_in_path(call.name, std::string_view{"Device.WiFi.SSID."}.size());
-    const i32 number = instance > 10 ? instance - 10 : instance;
-    if (number < 1 || number > kVapsPerRadio) {
-        return refuse_instance(call, instance);
-    }
-    return use(Vap{kRadios[instance > 10 ? 1 : 0], number});
+    return Vap{kRadios[instance < kSecondRadio ? 0 : 1], vap_number(instance)};
 }
 
 /// Serves a parameter by what its get and its set do for an access point.
 u32 serve_vap(const Call& call, Serve<Vap> get, Serve<Vap> set = nullptr)
 {
-    return with_vap(call, [&](const Vap& vap) { return serve_for(call, vap, get, set); });
+    return with_instance(call, find_vap, [&](const Vap& vap) { return serve_for(call, vap, get, set); });
 }
 
 /// A parameter that has nothing to say.

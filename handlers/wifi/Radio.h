@@ -8,13 +8,6 @@
 namespace qsc::wifi
 {
 
-inline constexpr const Radio& k5Ghz = kRadios[1];
-
-constexpr i32 instance_of_radio(const Radio& radio)
-{
-    return &radio == &k5Ghz ? 2 : 1;
-}
-
 [[nodiscard]] u32 answer_standards(const Call& call, const Radio& radio);
 [[nodiscard]] u32 set_standards(const Call& call, const Radio& radio);
 [[nodiscard]] u32 answer_possible_channels(const Call& call, const Radio& radio);

@@ -4,7 +4,6 @@
 
 #include "base/Parse.h"
 #include "include/bacl.h"
-#include "include/qsc_wifi.h"
 
 namespace qsc::wifi
 {
@@ -35,7 +34,7 @@ u32 answer_possible_channels(const Call& call, const Radio& radio)
     if (row == nullptr) {
         return EFAULT;
     }
-    return answer_text(call.value, &radio == &k5Ghz ? row->a->channels : row->bg->channels);
+    return answer_text(call.value, radio.band(*row).channels);
 }
 
 namespace
@@ -74,7 +73,7 @@ u32 set_country(const Call& call, const Radio& radio)
     if (row == nullptr) {
         return EFAULT; // the country stays written, as the driver may know it
     }
-    const u32 region = BaCL_GetUint16Le(&radio == &k5Ghz ? row->a->region : row->bg->region);
+    const u32 region = BaCL_GetUint16Le(radio.band(*row).region);
     if (const u32 code = uci_write_int(option_key(radio, "regionidx").c_str(), static_cast<i32>(region))) {
         return code;
     }

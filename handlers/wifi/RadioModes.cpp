@@ -78,7 +78,7 @@ u32 set_standards(const Call& call, const Radio& radio)
     }
     for (const Standard& standard : kStandards) {
         const std::string_view name = is_mqtt(call) ? standard.name : standard.list;
-        if (standard.instance != instance_of_radio(radio) || wanted.view() != name) {
+        if (standard.instance != radio.instance || wanted.view() != name) {
             continue;
         }
         if (const u32 code = uci_write_int(option_key(radio, "band").c_str(), standard.mode)) {

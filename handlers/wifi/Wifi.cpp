@@ -39,20 +39,6 @@ i32 instance_in_path(const char* path, std::size_t prefix_length)
     return std::string_view{path}.size() > prefix_length ? to_number(path + prefix_length) : 0;
 }
 
-u32 check_path_and_object(const Call& call)
-{
-    if (!is_object(call.value)) {
-        return EINVAL;
-    }
-    return is_empty(call.name) ? finish(call.value, EINVAL) : 0;
-}
-
-u32 refuse_instance(const Call& call, i32 instance)
-{
-    QSC_LOG_CALL(call, kLogError, "Instance number [%d] error\n", instance);
-    return finish(call.value, EINVAL);
-}
-
 u32 answer_flag(const Call& call, const Words& words, i32 number)
 {
     return is_mqtt(call) && words.on != nullptr ? answer_text(call.value, number == 1 ? words.on : words.off)

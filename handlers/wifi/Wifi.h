@@ -7,6 +7,7 @@
 
 #include "base/Text.h"
 #include "core/UciAccess.h"
+#include "include/qsc_wifi.h"
 
 namespace qsc::wifi
 {
@@ -24,18 +25,33 @@ using Section = std::string_view;
 
 inline constexpr Section kMesh = "mtkwireless.mesh.";
 
+/// What a country allows in one band.
+struct Band {
+    const u8* region; ///< its index, little-endian
+    const char* channels;
+};
+
 struct Radio {
     Section section;
     const char* interface;  ///< the main one
-    const char* vap_prefix; ///< of its virtual access points' interfaces
-    char station_option;    ///< what `qrnstainfo` calls it
+    const char* vap_prefix; ///< the interfaces of its virtual access points: the prefix and a number from 0
+    char station_option;    ///< of `qrnstainfo`
     const char* path;       ///< in LowerLayers
+    i32 instance;
+    bool has_dfs; ///< it must look out for radar on some channels (5 GHz only)
+    Band (*band)(const Qsc_CountryRegion& country);
 };
 
 /// 2.4 GHz, then 5 GHz.
 inline constexpr Radio kRadios[] = {
-    {"mtkwireless.ra0.", "ra0", "ra", 'a', "Device.WiFi.Radio.1"},
-    {"mtkwireless.rax0.", "rax0", "rax", 'b', "Device.WiFi.Radio.2"},
+    {"mtkwireless.ra0.", "ra0", "ra", 'a', "Device.WiFi.Radio.1", 1, false,
+     [](const Qsc_CountryRegion& country) {
+         return Band{country.bg->region, country.bg->channels};
+     }},
+    {"mtkwireless.rax0.", "rax0", "rax", 'b', "Device.WiFi.Radio.2", 2, true,
+     [](const Qsc_CountryRegion& country) {
+         return Band{country.a->region, country.a->channels};
+     }},
 };
 
 /// The key of an option, with a number behind it for options that each virtual access point has.
@@ -48,11 +64,21 @@ inline constexpr Radio kRadios[] = {
 /// The instance number that stands in a path behind a prefix of this length; 0: the path ends before it.
 [[nodiscard]] i32 instance_in_path(const char* path, std::size_t prefix_length);
 
-/// EINVAL: the call has no path, or no object to record that in.
-[[nodiscard]] u32 check_path_and_object(const Call& call);
-
-/// Ends a call for an instance that does not exist. @return EINVAL
-u32 refuse_instance(const Call& call, i32 instance);
+/// The same of a call's path; an instance that does not exist is logged and 0, as is a missing path, which is
+/// not logged.
+template <typename Exists>
+[[nodiscard]] i32 instance_of_path(const Call& call, std::string_view prefix, Exists exists)
+{
+    if (is_empty(call.name)) {
+        return 0;
+    }
+    const i32 instance = instance_in_path(call.name, prefix.size());
+    if (exists(instance)) {
+        return instance;
+    }
+    QSC_LOG_CALL(call, kLogError, "Instance number [%d] error\n", instance);
+    return 0;
+}
 
 /// The MQTT commander speaks words where the others speak numbers.
 [[nodiscard]] inline bool is_mqtt(const Call& call)

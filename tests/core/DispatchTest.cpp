@@ -2,11 +2,13 @@
 // The dispatch engine, seen through subtrees whose tables this program replaces with its own: the dynamic
 // linker gives the library the tables below.
 #include <cstring>
+#include <fstream>
 
 #include <dlfcn.h>
 #include <json-c/json.h>
 
 #include "qsc_handlers.h"
+#include "qslog.h"
 #include "qsyscmdhal.h"
 #include "support/Outside.h"
 
@@ -170,6 +172,49 @@ TEST_F(Dispatch, OneRequestIsOneOperation)
         EXPECT_EQ(outside().logs,
                   (std::vector<LogLine>{{3, std::string{"[E] "} + label}, {3, "[E] " + of_service}}));
         outside().uci_codes.clear();
+    }
+}
+
+TEST_F(Dispatch, PrefixesAndRecordsNameTheLineThatDefinesTheHandler)
+{
+    Qslog_SetProperty(QSLOG_LONG_PREFIX);
+    const auto line_of = [](const std::string& file, const std::string& definition) {
+        std::ifstream source{QSC_SOURCE "/" + file};
+        int number = 1;
+        for (std::string line; std::getline(source, line) && line.find(definition) == std::string::npos;) {
+            ++number;
+        }
+        return std::to_string(number);
+    };
+    const struct {
+        const char* file;
+        const char* module;
+        const char* definition;
+        const char* function;
+        const char* path;
+        const char* object;
+    } cases[] = {
+        {"handlers/wifi/QscDeviceWiFiRadio.cpp", "QscDeviceWiFiRadio", "QSC_HANDLER(",
+         "Qsc_DevWiFiRadio_Do_TransmitPower", "Device.WiFi.Radio.1", R"({"TransmitPower":{"ParamValue":1}})"},
+        {"handlers/wifi/QscDeviceWiFiSSID.cpp", "QscDeviceWiFiSSID", "QSC_HANDLER(",
+         "Qsc_DevWiFiSSID_Do_SSID", "Device.WiFi.SSID.1", R"({"SSID":{"ParamValue":"n"}})"},
+        {"handlers/network/QscDhcpV4Option.cpp", "QscDhcpV4Client", "QSC_INSTANCE_HANDLERS(",
+         "Qsc_DhcpV4ClientSentOption_Do_Index", "Device.DHCPv4.Client.1.SentOption.1",
+         R"({"Enable":{"ParamValue":2}})"},
+        {"core/Dispatchers.cpp", "QSysCmdHal", "SUBTREE(", "QSysCmdHal_Do_Device_LLDP", "Device.LLDP",
+         nullptr},
+    };
+    for (const auto& [file, module, definition, function, path, object] : cases) {
+        outside().logs.clear();
+        outside().event_places.clear();
+        send(path, object != nullptr ? kSet : 0x4, object != nullptr ? object : "{}");
+        const std::string place = line_of(file, std::string{definition} + function) + "(" + function + ")";
+        ASSERT_FALSE(outside().logs.empty()) << function;
+        EXPECT_TRUE(outside().logs[0].text.starts_with(std::string{module} + ":" + place))
+            << outside().logs[0].text;
+        for (const std::string& event : outside().event_places) {
+            EXPECT_EQ(event, std::string{file} + ":" + place);
+        }
     }
 }
 

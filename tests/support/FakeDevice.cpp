@@ -287,7 +287,7 @@ void zlog_fini(void)
 }
 
 void zlog(zlog_category_t*, const char* file, size_t file_length, const char* function,
-          size_t function_length, long, int level, const char* text, ...)
+          size_t function_length, long line, int level, const char* text, ...)
 {
     if (std::strlen(file) != file_length || std::strlen(function) != function_length || level != 60) {
         fault("an event of the wrong place or level", function);
@@ -296,6 +296,8 @@ void zlog(zlog_category_t*, const char* file, size_t file_length, const char* fu
         va_list arguments;
         va_start(arguments, text);
         outside().events.push_back(format(text, arguments));
+        outside().event_places.push_back(std::string{file} + ":" + std::to_string(line) + "(" + function +
+                                         ")");
         va_end(arguments);
     }
 }

@@ -45,6 +45,7 @@ struct Outside {
     std::vector<Read> reads; ///< what was asked of the configuration, in order
     std::vector<LogLine> logs;
     Lines events;
+    Lines event_places; ///< "FILE:LINE(FUNCTION)" of each
 
     Texts uci; ///< what the configuration library answers; an item of a list has the key "KEY[INDEX]"
     std::map<std::string, uint32_t> uci_codes; ///< its failures, by "get KEY", "set KEY", "commit PACKAGE"
