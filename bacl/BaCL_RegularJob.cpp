@@ -28,33 +28,32 @@ bool is_initialised(BaCL_RegularInfo* info)
 }
 
 /// Changes bits of the flags under the mutex.
-u32 change_flag(BaCL_RegularInfo* info, const char* function, u32 set, u32 clear)
+u32 change_flag(BaCL_RegularInfo* info, const Caller& caller, u32 set, u32 clear)
 {
     if (!is_initialised(info)) {
-        Qslog_Log(kLogError, kModule, __LINE__, function, "parameter\n");
-        return EINVAL;
+        return reject(caller);
     }
-    const Held held{info->Mutex, PthreadLog{kModule, function, __LINE__}};
-    if (held.code() == 0) {
+    const MutexGuard guard{&info->Mutex, caller};
+    if (guard.error() == 0) {
         change_bits(info->Flag, set, clear);
     }
-    return held.code();
+    return guard.error();
 }
 
-/// Whether the job has acknowledged. Under the mutex, so that the job has let go of it, too; without it if
-/// that fails, as a word can be read on its own.
-bool has_acknowledged(BaCL_RegularInfo* info, const char* function)
+/// Whether the job has acknowledged. Under the mutex, so that the job no longer holds it; if the lock fails,
+/// the word is read all the same.
+bool has_acknowledged(BaCL_RegularInfo* info, const Caller& caller)
 {
-    const Held held{info->Mutex, PthreadLog{kModule, function, __LINE__}};
+    const MutexGuard guard{&info->Mutex, caller};
     return (load(info->Flag) & BACL_JOB_ACKNOWLEDGED) != 0;
 }
 
 /// Waits until the job acknowledges. ETIME: it did not within the limit.
-u32 await_acknowledgement(BaCL_RegularInfo* info, const char* function, u32 limit_ms)
+u32 await_acknowledgement(BaCL_RegularInfo* info, const Caller& caller, u32 limit_ms)
 {
     const u32 start = BaCL_GetTimestampMS();
     do {
-        if (has_acknowledged(info, function)) {
+        if (has_acknowledged(info, caller)) {
             return 0;
         }
         usleep(kPoll);
@@ -62,56 +61,59 @@ u32 await_acknowledgement(BaCL_RegularInfo* info, const char* function, u32 limi
     return ETIME;
 }
 
-/// Owns a thread's attributes once they are made.
+/// Thread attributes, destroyed when this goes out of scope.
 class Attributes
 {
   public:
-    explicit Attributes(const PthreadLog& log)
-        : log_(log), code_(log.told(pthread_attr_init(&attributes_), "pthread_attr_init"))
+    explicit Attributes(const Caller& caller)
+        : caller_(caller), error_(check_pthread(caller, pthread_attr_init(&attributes_), "pthread_attr_init"))
     {
     }
     Attributes(const Attributes&) = delete;
     Attributes& operator=(const Attributes&) = delete;
     ~Attributes()
     {
-        const int result = code_ == 0 ? pthread_attr_destroy(&attributes_) : 0;
+        const int result = error_ == 0 ? pthread_attr_destroy(&attributes_) : 0;
         if (result != 0) {
-            Qslog_Log(kLogWarning, kModule, __LINE__, "BaCL_RegInfo_CreateThread",
+            Qslog_Log(kLogWarning, caller_.module, caller_.line, caller_.function,
                       "pthread_attr_destroy, ret %d\n", result);
         }
     }
 
-    /// Makes them detached, with a stack of this size; 0: the default.
-    [[nodiscard]] u32 prepare(u32 stack_size)
+    /// Makes the thread detached, with a stack of this size; 0: the default size.
+    [[nodiscard]] u32 set(u32 stack_size)
     {
-        if (code_ != 0) {
-            return code_;
+        if (error_ != 0) {
+            return error_;
         }
-        if (const u32 code = log_.told(pthread_attr_setdetachstate(&attributes_, PTHREAD_CREATE_DETACHED),
-                                       "pthread_attr_setdetachstate")) {
-            return code;
+        if (const u32 error =
+                check_pthread(caller_, pthread_attr_setdetachstate(&attributes_, PTHREAD_CREATE_DETACHED),
+                              "pthread_attr_setdetachstate")) {
+            return error;
         }
-        return stack_size != 0 ? log_.told(pthread_attr_setstacksize(&attributes_, stack_size),
-                                           "pthread_attr_setstacksize")
-                               : 0;
+        return stack_size == 0 ? 0
+                               : check_pthread(caller_, pthread_attr_setstacksize(&attributes_, stack_size),
+                                               "pthread_attr_setstacksize");
     }
 
     [[nodiscard]] const pthread_attr_t* get() const { return &attributes_; }
 
   private:
     pthread_attr_t attributes_;
-    PthreadLog log_;
-    u32 code_;
+    Caller caller_;
+    u32 error_; ///< of pthread_attr_init()
 };
 
 } // namespace
 
 uint32_t BaCL_RegInfo_Init(BaCL_RegularInfo* info)
 {
-    QSC_REFUSE_UNLESS(info != nullptr, EINVAL);
+    if (info == nullptr) {
+        return reject(QSC_CALLER);
+    }
     std::memset(info, 0, sizeof *info);
     if (const u32 code =
-            QSC_PTHREAD_LOG.told(pthread_mutex_init(&info->Mutex, nullptr), "pthread_mutex_init")) {
+            check_pthread(QSC_CALLER, pthread_mutex_init(&info->Mutex, nullptr), "pthread_mutex_init")) {
         return code;
     }
     store(info->State, BACL_JOB_INITIALISED);
@@ -120,7 +122,9 @@ uint32_t BaCL_RegInfo_Init(BaCL_RegularInfo* info)
 
 uint32_t BaCL_RegInfo_Close(BaCL_RegularInfo* info)
 {
-    QSC_REFUSE_UNLESS(is_initialised(info), EINVAL);
+    if (!is_initialised(info)) {
+        return reject(QSC_CALLER);
+    }
     (void)BaCL_RegInfo_ClearState(info, BACL_JOB_AVAILABLE);
     constexpr u32 kLimitMs = 1000;
     if (BaCL_RegInfo_CloseThread(info, kLimitMs, 1) != 0) {
@@ -129,25 +133,30 @@ uint32_t BaCL_RegInfo_Close(BaCL_RegularInfo* info)
     store(info->Flag, BACL_JOB_STOP);
     info->ThreadId = 0;
     store(info->State, 0);
-    (void)QSC_PTHREAD_LOG.told(pthread_mutex_destroy(&info->Mutex), "pthread_mutex_destroy", kLogWarning);
+    (void)check_pthread(QSC_CALLER, pthread_mutex_destroy(&info->Mutex), "pthread_mutex_destroy",
+                        kLogWarning);
     return 0;
 }
 
 uint32_t BaCL_RegInfo_SetState(BaCL_RegularInfo* info, uint32_t bits)
 {
-    QSC_REFUSE_UNLESS(is_initialised(info), EINVAL);
-    const Held held{info->Mutex, QSC_PTHREAD_LOG};
-    if (held.code() == 0) {
+    if (!is_initialised(info)) {
+        return reject(QSC_CALLER);
+    }
+    const MutexGuard guard{&info->Mutex, QSC_CALLER};
+    if (guard.error() == 0) {
         change_bits(info->State, bits & 3, 0);
     }
-    return held.code();
+    return guard.error();
 }
 
 uint32_t BaCL_RegInfo_ClearState(BaCL_RegularInfo* info, uint32_t bits)
 {
-    QSC_REFUSE_UNLESS(is_initialised(info), EINVAL);
-    // Without the lock as well: whoever ends a job must be able to.
-    const Held held{info->Mutex, QSC_PTHREAD_LOG};
+    if (!is_initialised(info)) {
+        return reject(QSC_CALLER);
+    }
+    // Even without the lock: a job must always be able to end.
+    const MutexGuard guard{&info->Mutex, QSC_CALLER};
     change_bits(info->State, 0, bits & 3);
     return 0;
 }
@@ -157,8 +166,8 @@ uint32_t BaCL_RegInfo_GetState(BaCL_RegularInfo* info)
     if (!is_initialised(info)) {
         return info != nullptr ? load(info->State) : 0;
     }
-    // Without the lock as well: one word can be read on its own.
-    const Held held{info->Mutex, QSC_PTHREAD_LOG};
+    // Even without the lock: one word can be read on its own.
+    const MutexGuard guard{&info->Mutex, QSC_CALLER};
     return load(info->State);
 }
 
@@ -170,12 +179,12 @@ uint32_t BaCL_RegInfo_IsAvailable(BaCL_RegularInfo* info)
 
 uint32_t BaCL_RegInfo_SetFlag(BaCL_RegularInfo* info, uint32_t bits)
 {
-    return change_flag(info, __func__, bits & 7, 0);
+    return change_flag(info, QSC_CALLER, bits & 7, 0);
 }
 
 uint32_t BaCL_RegInfo_ClearFlag(BaCL_RegularInfo* info, uint32_t bits)
 {
-    return change_flag(info, __func__, 0, bits & 7);
+    return change_flag(info, QSC_CALLER, 0, bits & 7);
 }
 
 uint32_t BaCL_RegInfo_GetFlag(BaCL_RegularInfo* info)
@@ -183,18 +192,18 @@ uint32_t BaCL_RegInfo_GetFlag(BaCL_RegularInfo* info)
     if (!is_initialised(info)) {
         return 0;
     }
-    const Held held{info->Mutex, QSC_PTHREAD_LOG};
-    return held.code() == 0 ? load(info->Flag) : 0;
+    const MutexGuard guard{&info->Mutex, QSC_CALLER};
+    return guard.error() == 0 ? load(info->Flag) : 0;
 }
 
 uint32_t BaCL_RegInfo_SetExeFlag(BaCL_RegularInfo* info)
 {
-    return change_flag(info, __func__, BACL_JOB_RUNNING, 0);
+    return change_flag(info, QSC_CALLER, BACL_JOB_RUNNING, 0);
 }
 
 uint32_t BaCL_RegInfo_ClearExeFlag(BaCL_RegularInfo* info)
 {
-    return change_flag(info, __func__, 0, BACL_JOB_RUNNING);
+    return change_flag(info, QSC_CALLER, 0, BACL_JOB_RUNNING);
 }
 
 uint32_t BaCL_RegInfo_GetExeFlag(BaCL_RegularInfo* info)
@@ -205,7 +214,9 @@ uint32_t BaCL_RegInfo_GetExeFlag(BaCL_RegularInfo* info)
 uint32_t BaCL_RegInfo_CreateThread(BaCL_RegularInfo* info, BaCL_JobRoutine routine, uint32_t stackSize,
                                    uint32_t limitMs)
 {
-    QSC_REFUSE_UNLESS(BaCL_RegInfo_IsAvailable(info) != 0 && routine != nullptr, EINVAL);
+    if (BaCL_RegInfo_IsAvailable(info) == 0 || routine == nullptr) {
+        return reject(QSC_CALLER);
+    }
     if (BaCL_RegInfo_GetExeFlag(info) != 0) {
         QSC_LOG(kLogWarning, "already executed\n");
         return 0;
@@ -223,8 +234,8 @@ uint32_t BaCL_RegInfo_CreateThread(BaCL_RegularInfo* info, BaCL_JobRoutine routi
         return code;
     }
     info->ThreadId = 0;
-    Attributes attributes{QSC_PTHREAD_LOG};
-    if (const u32 code = attributes.prepare(stackSize)) {
+    Attributes attributes{QSC_CALLER};
+    if (const u32 code = attributes.set(stackSize)) {
         return code;
     }
     pthread_t thread{};
@@ -234,15 +245,17 @@ uint32_t BaCL_RegInfo_CreateThread(BaCL_RegularInfo* info, BaCL_JobRoutine routi
         return static_cast<u32>(result);
     }
     info->ThreadId = thread;
-    return await_acknowledgement(info, __func__, limitMs);
+    return await_acknowledgement(info, QSC_CALLER, limitMs);
 }
 
 uint32_t BaCL_RegInfo_CloseThread(BaCL_RegularInfo* info, uint32_t limitMs, int32_t clearExecute)
 {
-    QSC_REFUSE_UNLESS(is_initialised(info), EINVAL);
+    if (!is_initialised(info)) {
+        return reject(QSC_CALLER);
+    }
     {
-        // Without the lock as well: the job must learn that it is to stop.
-        const Held held{info->Mutex, QSC_PTHREAD_LOG, true, kLogWarning};
+        // Even without the lock: the job must see that it is to stop.
+        const MutexGuard guard{&info->Mutex, QSC_CALLER, kLogWarning};
         if ((load(info->Flag) & BACL_JOB_RUNNING) == 0) {
             QSC_LOG(kLogWarning, "already stoped\n");
             return 0;
@@ -250,7 +263,7 @@ uint32_t BaCL_RegInfo_CloseThread(BaCL_RegularInfo* info, uint32_t limitMs, int3
         change_bits(info->Flag, BACL_JOB_STOP,
                     BACL_JOB_ACKNOWLEDGED | (clearExecute != 0 ? BACL_JOB_RUNNING : 0));
     }
-    return await_acknowledgement(info, __func__, limitMs);
+    return await_acknowledgement(info, QSC_CALLER, limitMs);
 }
 
 uint32_t BaCL_RegInfo_Print(BaCL_RegularInfo* info, const char* title)

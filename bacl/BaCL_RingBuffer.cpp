@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The ring buffer: its record, states and waiting. Its bytes are moved in BaCL_RingBufferBytes.cpp.
+// The ring buffer: its record, its state and its condition. BaCL_RingBufferBytes.cpp moves the bytes.
 #include "include/bacl_ring_buffer.h"
 
 #include <algorithm>
@@ -36,41 +36,43 @@ void sleep_ms(u32 wait_ms)
 }
 
 /// Reads a value under the mutex; 0 for a bad record.
-u32 get(BaCL_RingBuffer* ring, const char* function, Read read)
+u32 get(BaCL_RingBuffer* ring, const Caller& caller, Read read)
 {
     if (!has_state(ring, kInitialised)) {
-        Qslog_Log(kLogError, kModule, __LINE__, function, "parameter\n");
-        return 0;
+        return reject(caller, 0);
     }
-    const RingHeld held{*ring, PthreadLog{kModule, function, __LINE__}};
-    return held.code() == 0 ? read(*ring) : 0;
+    const RingGuard guard{*ring, caller};
+    return guard.error() == 0 ? read(*ring) : 0;
 }
 
 /// Changes something under the mutex.
-u32 change(BaCL_RingBuffer* ring, const char* function, Change apply, u32 value = 0)
+u32 change(BaCL_RingBuffer* ring, const Caller& caller, Change apply, u32 value = 0)
 {
     if (!has_state(ring, kInitialised)) {
-        Qslog_Log(kLogError, kModule, __LINE__, function, "parameter\n");
-        return EINVAL;
+        return reject(caller);
     }
-    const RingHeld held{*ring, PthreadLog{kModule, function, __LINE__}};
-    if (held.code() == 0) {
+    const RingGuard guard{*ring, caller};
+    if (guard.error() == 0) {
         apply(*ring, value);
     }
-    return held.code();
+    return guard.error();
 }
 
 } // namespace
 
 uint32_t BaCL_RingBuf_Init(BaCL_RingBuffer* ring)
 {
-    QSC_REFUSE_UNLESS(ring != nullptr, EINVAL);
+    if (ring == nullptr) {
+        return reject(QSC_CALLER);
+    }
     std::memset(ring, 0, sizeof *ring);
-    const PthreadLog log = QSC_PTHREAD_LOG;
-    if (const u32 code = log.told(pthread_mutex_init(&ring->Mutex, nullptr), "pthread_mutex_init")) {
+    const Caller caller = QSC_CALLER;
+    if (const u32 code =
+            check_pthread(caller, pthread_mutex_init(&ring->Mutex, nullptr), "pthread_mutex_init")) {
         return code;
     }
-    if (const u32 code = log.told(pthread_cond_init(&ring->Condition, nullptr), "pthread_cond_init")) {
+    if (const u32 code =
+            check_pthread(caller, pthread_cond_init(&ring->Condition, nullptr), "pthread_cond_init")) {
         (void)pthread_mutex_destroy(&ring->Mutex);
         return code;
     }
@@ -80,8 +82,13 @@ uint32_t BaCL_RingBuf_Init(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_AllocateBuffer(BaCL_RingBuffer* ring, uint32_t size)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kInitialised) && size != 0, EINVAL);
-    HOLD(ring, true, held.code());
+    if (!has_state(ring, kInitialised) || size == 0) {
+        return reject(QSC_CALLER);
+    }
+    const RingGuard guard{*ring, QSC_CALLER};
+    if (guard.error() != 0) {
+        return guard.error();
+    }
     ring->DataSize = ring->StartLoc = 0;
     if (size == ring->BufferSize) {
         return 0;
@@ -105,36 +112,43 @@ uint32_t BaCL_RingBuf_FreeBuffer(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_FreeBuffer_WM(BaCL_RingBuffer* ring, int32_t takeMutex)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
-    HOLD(ring, takeMutex != 0, held.code());
+    if (!has_state(ring, kInitialised)) {
+        return reject(QSC_CALLER);
+    }
+    const RingGuard guard{*ring, QSC_CALLER, takeMutex != 0};
+    if (guard.error() != 0) {
+        return guard.error();
+    }
     release_storage(*ring);
     return 0;
 }
 
 uint32_t BaCL_RingBuf_ClearBuffer(BaCL_RingBuffer* ring)
 {
-    return change(ring, __func__, [](BaCL_RingBuffer& it, u32) { it.DataSize = it.StartLoc = 0; });
+    return change(ring, QSC_CALLER, [](BaCL_RingBuffer& it, u32) { it.DataSize = it.StartLoc = 0; });
 }
 
 uint32_t BaCL_RingBuf_Close(BaCL_RingBuffer* ring, uint32_t waitMs)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
+    if (!has_state(ring, kInitialised)) {
+        return reject(QSC_CALLER);
+    }
     (void)BaCL_RingBuf_ClearState(ring, BACL_RING_ENABLED);
-    // Whoever waits below the threshold must leave as well: a condition with waiters cannot be destroyed.
+    // Threads that wait below the threshold must leave too: a condition with waiters cannot be destroyed.
     (void)pthread_cond_broadcast(&ring->Condition);
     if (waitMs != 0) {
         sleep_ms(waitMs);
     }
-    const PthreadLog log = QSC_PTHREAD_LOG;
+    const Caller caller = QSC_CALLER;
     {
-        // Without the lock as well: nobody else frees the storage of a ring that has ended.
-        const RingHeld held{*ring, log};
+        // Even without the lock: nobody else will free the storage.
+        const RingGuard guard{*ring, caller};
         release_storage(*ring);
     }
     ring->StateFlag = 0;
     store(ring->State, 0);
-    (void)log.told(pthread_cond_destroy(&ring->Condition), "pthread_cond_destroy", kLogWarning);
-    (void)log.told(pthread_mutex_destroy(&ring->Mutex), "pthread_mutex_destroy", kLogWarning);
+    (void)check_pthread(caller, pthread_cond_destroy(&ring->Condition), "pthread_cond_destroy", kLogWarning);
+    (void)check_pthread(caller, pthread_mutex_destroy(&ring->Mutex), "pthread_mutex_destroy", kLogWarning);
     return 0;
 }
 
@@ -143,31 +157,33 @@ uint32_t BaCL_RingBuf_SetThreshold(BaCL_RingBuffer* ring, uint32_t threshold)
     constexpr Change apply = [](BaCL_RingBuffer& it, u32 value) {
         it.Threshold = std::min(value, it.BufferSize);
         if (has_reached_threshold(it)) {
-            (void)signal(it, PthreadLog{kModule, "BaCL_RingBuf_SetThreshold", __LINE__});
+            (void)signal(it, Caller{kModule, "BaCL_RingBuf_SetThreshold", __LINE__});
         }
     };
-    return change(ring, __func__, apply, threshold);
+    return change(ring, QSC_CALLER, apply, threshold);
 }
 
 uint32_t BaCL_RingBuf_GetThreshold(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](BaCL_RingBuffer& it) { return it.Threshold; });
+    return get(ring, QSC_CALLER, [](BaCL_RingBuffer& it) { return it.Threshold; });
 }
 
 uint32_t BaCL_RingBuf_SetState(BaCL_RingBuffer* ring, uint32_t bits)
 {
     constexpr Change set = [](BaCL_RingBuffer& it, u32 value) { change_bits(it.State, value, 0); };
-    return change(ring, __func__, set, bits & 7);
+    return change(ring, QSC_CALLER, set, bits & 7);
 }
 
 uint32_t BaCL_RingBuf_ClearState(BaCL_RingBuffer* ring, uint32_t bits)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
-    const PthreadLog log = QSC_PTHREAD_LOG;
-    // Without the lock as well: whoever ends a ring must be able to.
-    const RingHeld held{*ring, log, true, kLogWarning};
+    if (!has_state(ring, kInitialised)) {
+        return reject(QSC_CALLER);
+    }
+    const Caller caller = QSC_CALLER;
+    // Even without the lock: a ring must always be able to end.
+    const RingGuard guard{*ring, caller, true, kLogWarning};
     change_bits(ring->State, 0, bits & 7);
-    if (has_reached_threshold(*ring) && signal(*ring, log) == 0) {
+    if (has_reached_threshold(*ring) && signal(*ring, caller) == 0) {
         ring->StateFlag &= ~BACL_RING_NO_OVERWRITE;
     }
     return 0;
@@ -175,100 +191,115 @@ uint32_t BaCL_RingBuf_ClearState(BaCL_RingBuffer* ring, uint32_t bits)
 
 uint32_t BaCL_RingBuf_GetState(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](BaCL_RingBuffer& it) { return load(it.State); });
+    return get(ring, QSC_CALLER, [](BaCL_RingBuffer& it) { return load(it.State); });
 }
 
 uint32_t BaCL_RingBuf_SetStateFlag(BaCL_RingBuffer* ring, uint32_t bits)
 {
     constexpr Change set = [](BaCL_RingBuffer& it, u32 value) { it.StateFlag |= value; };
-    return change(ring, __func__, set, bits & 1);
+    return change(ring, QSC_CALLER, set, bits & 1);
 }
 
 uint32_t BaCL_RingBuf_ClearStateFlag(BaCL_RingBuffer* ring, uint32_t bits)
 {
     constexpr Change clear = [](BaCL_RingBuffer& it, u32 value) { it.StateFlag &= ~value; };
-    return change(ring, __func__, clear, bits & 1);
+    return change(ring, QSC_CALLER, clear, bits & 1);
 }
 
 uint32_t BaCL_RingBuf_GetStateFlag(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](BaCL_RingBuffer& it) { return it.StateFlag; });
+    return get(ring, QSC_CALLER, [](BaCL_RingBuffer& it) { return it.StateFlag; });
 }
 
 uint32_t BaCL_RingBuf_GetDataSize(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](BaCL_RingBuffer& it) { return it.DataSize; });
+    return get(ring, QSC_CALLER, [](BaCL_RingBuffer& it) { return it.DataSize; });
 }
 
 uint32_t BaCL_RingBuf_GetBufferSize(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](BaCL_RingBuffer& it) { return it.BufferSize; });
+    return get(ring, QSC_CALLER, [](BaCL_RingBuffer& it) { return it.BufferSize; });
 }
 
 uint32_t BaCL_RingBuf_IsAvailable(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](BaCL_RingBuffer& it) { return has_state(&it, kAvailable) ? 1u : 0u; });
+    return get(ring, QSC_CALLER, [](BaCL_RingBuffer& it) { return has_state(&it, kAvailable) ? 1u : 0u; });
 }
 
 uint32_t BaCL_RingBuf_IsBufferEmpty(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](BaCL_RingBuffer& it) { return it.DataSize == 0 ? 1u : 0u; });
+    return get(ring, QSC_CALLER, [](BaCL_RingBuffer& it) { return it.DataSize == 0 ? 1u : 0u; });
 }
 
 uint32_t BaCL_RingBuf_IsBufferFull(BaCL_RingBuffer* ring)
 {
-    return get(ring, __func__, [](BaCL_RingBuffer& it) {
+    return get(ring, QSC_CALLER, [](BaCL_RingBuffer& it) {
         return it.BufferSize != 0 && it.BufferSize == it.DataSize ? 1u : 0u;
     });
 }
 
 uint32_t BaCL_RingBuf_ThreadCondWait(BaCL_RingBuffer* ring)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
-    return QSC_PTHREAD_LOG.told(pthread_cond_wait(&ring->Condition, &ring->Mutex), "pthread_cond_wait");
+    if (!has_state(ring, kAvailable)) {
+        return reject(QSC_CALLER);
+    }
+    return check_pthread(QSC_CALLER, pthread_cond_wait(&ring->Condition, &ring->Mutex), "pthread_cond_wait");
 }
 
 uint32_t BaCL_RingBuf_ThreadCondWait_CF(BaCL_RingBuffer* ring)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
-    const PthreadLog log = QSC_PTHREAD_LOG;
-    RingHeld held{*ring, log};
-    if (held.code() != 0) {
-        return held.code();
+    if (!has_state(ring, kAvailable)) {
+        return reject(QSC_CALLER);
     }
-    const u32 waited = log.told(pthread_cond_wait(&ring->Condition, &ring->Mutex), "pthread_cond_wait");
-    return waited | held.release();
+    const Caller caller = QSC_CALLER;
+    RingGuard guard{*ring, caller};
+    if (guard.error() != 0) {
+        return guard.error();
+    }
+    const u32 waited =
+        check_pthread(caller, pthread_cond_wait(&ring->Condition, &ring->Mutex), "pthread_cond_wait");
+    return waited | guard.unlock();
 }
 
 uint32_t BaCL_RingBuf_ThreadCondSignal(BaCL_RingBuffer* ring)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
-    return signal(*ring, QSC_PTHREAD_LOG);
+    if (!has_state(ring, kAvailable)) {
+        return reject(QSC_CALLER);
+    }
+    return signal(*ring, QSC_CALLER);
 }
 
 uint32_t BaCL_RingBuf_ThreadCondSignal_CF(BaCL_RingBuffer* ring)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kAvailable), EINVAL);
-    const PthreadLog log = QSC_PTHREAD_LOG;
-    RingHeld held{*ring, log};
-    if (held.code() != 0) {
-        return held.code();
+    if (!has_state(ring, kAvailable)) {
+        return reject(QSC_CALLER);
     }
-    const u32 signalled = signal(*ring, log);
-    return signalled | held.release();
+    const Caller caller = QSC_CALLER;
+    RingGuard guard{*ring, caller};
+    if (guard.error() != 0) {
+        return guard.error();
+    }
+    const u32 signalled = signal(*ring, caller);
+    return signalled | guard.unlock();
 }
 
 uint32_t BaCL_RingBuf_ThreadMuxLock(BaCL_RingBuffer* ring, int32_t lock)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
-    const PthreadLog log = QSC_PTHREAD_LOG;
+    if (!has_state(ring, kInitialised)) {
+        return reject(QSC_CALLER);
+    }
+    const Caller caller = QSC_CALLER;
     if (lock == 0) {
-        (void)log.told(pthread_mutex_unlock(&ring->Mutex), "pthread_mutex_unlock", kLogWarning);
+        (void)check_pthread(caller, pthread_mutex_unlock(&ring->Mutex), "pthread_mutex_unlock", kLogWarning);
         return 0;
     }
     if (!has_state(ring, kAvailable)) {
         QSC_LOG(kLogError, "not enabled\n");
         return EFAULT;
     }
-    return log.told_lock(pthread_mutex_lock(&ring->Mutex), kShownLockError);
+    const int error = pthread_mutex_lock(&ring->Mutex);
+    if (error != 0) {
+        log_pthread_error(caller, RingGuard::kShownError, "pthread_mutex_lock", kLogError);
+    }
+    return static_cast<u32>(error);
 }

@@ -11,8 +11,8 @@ using namespace qsc;
 namespace
 {
 
-/// A place in the storage, for one that may lie behind its end. Once around is the rule, and a division is
-/// dear.
+/// Maps a place that may lie beyond the storage's end to the place that it wraps around to. It is rarely more
+/// than once around, and a division is expensive.
 u32 wrap(const BaCL_RingBuffer& ring, u64 place)
 {
     if (place < ring.BufferSize) {
@@ -34,7 +34,7 @@ void in_pieces(const BaCL_RingBuffer& ring, u64 place, u32 count, Copy copy)
     }
 }
 
-u32 push(BaCL_RingBuffer& ring, const void* data, u32 count, const PthreadLog& log)
+u32 push(BaCL_RingBuffer& ring, const void* data, u32 count, const Caller& caller)
 {
     const bool fits = u64{ring.DataSize} + count <= ring.BufferSize;
     if (!fits && (ring.BufferSize == 0 || (ring.StateFlag & BACL_RING_NO_OVERWRITE) != 0)) {
@@ -55,7 +55,7 @@ u32 push(BaCL_RingBuffer& ring, const void* data, u32 count, const PthreadLog& l
         ring.StartLoc = wrap(ring, end);
     }
     if (has_reached_threshold(ring)) {
-        (void)signal(ring, log);
+        (void)signal(ring, caller);
     }
     return 0;
 }
@@ -84,20 +84,30 @@ uint32_t BaCL_RingBuf_Push(BaCL_RingBuffer* ring, const void* data, int32_t coun
 
 uint32_t BaCL_RingBuf_Push_WM(BaCL_RingBuffer* ring, const void* data, int32_t count, int32_t takeMutex)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count > 0, EINVAL);
-    HOLD(ring, takeMutex != 0, held.code());
-    return push(*ring, data, static_cast<u32>(count), QSC_PTHREAD_LOG);
+    if (!has_state(ring, kAvailable) || data == nullptr || count <= 0) {
+        return reject(QSC_CALLER);
+    }
+    const RingGuard guard{*ring, QSC_CALLER, takeMutex != 0};
+    if (guard.error() != 0) {
+        return guard.error();
+    }
+    return push(*ring, data, static_cast<u32>(count), QSC_CALLER);
 }
 
 uint32_t BaCL_RingBuf_PushAvailable(BaCL_RingBuffer* ring, const void* data, uint32_t count)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count != 0, 0);
-    HOLD(ring, true, 0);
+    if (!has_state(ring, kAvailable) || data == nullptr || count == 0) {
+        return reject(QSC_CALLER, 0);
+    }
+    const RingGuard guard{*ring, QSC_CALLER};
+    if (guard.error() != 0) {
+        return 0;
+    }
     const u32 free = ring->BufferSize - ring->DataSize;
     if (free == 0) {
         return 0;
     }
-    if (const u32 code = push(*ring, data, free, QSC_PTHREAD_LOG)) {
+    if (const u32 code = push(*ring, data, free, QSC_CALLER)) {
         QSC_LOG(kLogError, "BaCL_RingBuf_Push_WM, error %d\n", static_cast<i32>(code));
         return 0;
     }
@@ -111,15 +121,25 @@ uint32_t BaCL_RingBuf_Pop(BaCL_RingBuffer* ring, void* data, uint32_t count)
 
 uint32_t BaCL_RingBuf_Pop_WM(BaCL_RingBuffer* ring, void* data, uint32_t count, int32_t takeMutex)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count != 0, EINVAL);
-    HOLD(ring, takeMutex != 0, held.code());
+    if (!has_state(ring, kAvailable) || data == nullptr || count == 0) {
+        return reject(QSC_CALLER);
+    }
+    const RingGuard guard{*ring, QSC_CALLER, takeMutex != 0};
+    if (guard.error() != 0) {
+        return guard.error();
+    }
     return pop(*ring, data, count);
 }
 
 uint32_t BaCL_RingBuf_PopAvailable(BaCL_RingBuffer* ring, void* data, uint32_t count)
 {
-    QSC_REFUSE_UNLESS(has_state(ring, kAvailable) && data != nullptr && count != 0, 0);
-    HOLD(ring, true, 0);
+    if (!has_state(ring, kAvailable) || data == nullptr || count == 0) {
+        return reject(QSC_CALLER, 0);
+    }
+    const RingGuard guard{*ring, QSC_CALLER};
+    if (guard.error() != 0) {
+        return 0;
+    }
     const u32 taken = std::min(count, ring->DataSize);
     if (taken == 0) {
         return 0;
@@ -137,8 +157,13 @@ uint32_t BaCL_RingBuf_Print(BaCL_RingBuffer* ring, const char* title)
         QSC_LOG(kLogWarning, "pointer is NULL\n");
         return EINVAL;
     }
-    QSC_REFUSE_UNLESS(has_state(ring, kInitialised), EINVAL);
-    HOLD(ring, true, held.code());
+    if (!has_state(ring, kInitialised)) {
+        return reject(QSC_CALLER);
+    }
+    const RingGuard guard{*ring, QSC_CALLER};
+    if (guard.error() != 0) {
+        return guard.error();
+    }
     if (title != nullptr && *title != '\0') {
         QSC_LOG(kLogDebug, "%s (BaCL_RingBuffer):\n", title);
     } else {

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-// Locking as the records of this library do it: a failure is logged and told, and the work goes on where it
-// can.
+// Mutexes and the logging of pthread errors, for the records that threads share.
 #pragma once
 
 #include <atomic>
+#include <cerrno>
+#include <utility>
 
 #include <pthread.h>
 
@@ -12,12 +13,13 @@
 namespace qsc
 {
 
-/// A word that is written under a record's mutex and looked at before it is taken.
+/// Reads a word that other threads change under a mutex that the reader does not hold.
 inline u32 load(u32& word)
 {
     return std::atomic_ref{word}.load(std::memory_order_acquire);
 }
 
+/// Writes such a word.
 inline void store(u32& word, u32 value)
 {
     std::atomic_ref{word}.store(value, std::memory_order_release);
@@ -29,87 +31,75 @@ inline void change_bits(u32& word, u32 set, u32 clear)
     store(word, (load(word) & ~clear) | set);
 }
 
-/// What a pthread call came to; failures are logged in the name of the function that made it.
-class PthreadLog
-{
-  public:
-    PthreadLog(const char* module, const char* function, int line)
-        : module_(module), function_(function), line_(line)
-    {
-    }
-
-    [[nodiscard]] u32 told(int result, const char* call, LogLevel level = kLogError) const
-    {
-        if (result != 0) {
-            tell(result, call, level);
-        }
-        return static_cast<u32>(result);
-    }
-
-    /// The same for a lock. Some records always show one number for it; 0: they show its error.
-    [[nodiscard]] u32 told_lock(int result, int shown, LogLevel level = kLogError) const
-    {
-        if (result != 0) {
-            tell(shown != 0 ? shown : result, "pthread_mutex_lock", level);
-        }
-        return static_cast<u32>(result);
-    }
-
-  private:
-    // Out of the way of what goes well.
-    [[gnu::cold, gnu::noinline]] void tell(int result, const char* call, LogLevel level) const
-    {
-        Qslog_Log(level, module_, line_, function_, "%s, error %d\n", call, result);
-    }
-
-    const char* module_;
-    const char* function_;
-    int line_;
+/// The exported function in whose name something is logged.
+struct Caller {
+    const char* module;
+    const char* function;
+    int line;
 };
 
-/// Holds a record's mutex until it goes out of scope. Without the lock, code() is not 0.
-class Held
+/// Out of line, because it hardly ever runs.
+[[gnu::cold, gnu::noinline]] inline void log_pthread_error(const Caller& caller, int error, const char* call,
+                                                           LogLevel level)
+{
+    Qslog_Log(level, caller.module, caller.line, caller.function, "%s, error %d\n", call, error);
+}
+
+/// Logs the error of a pthread call, if it is one. @return the error
+inline u32 check_pthread(const Caller& caller, int error, const char* call, LogLevel level = kLogError)
+{
+    if (error != 0) {
+        log_pthread_error(caller, error, call, level);
+    }
+    return static_cast<u32>(error);
+}
+
+/// Logs that a function was given a bad argument. @return what the function answers then
+inline u32 reject(const Caller& caller, u32 answer = EINVAL)
+{
+    Qslog_Log(kLogError, caller.module, caller.line, caller.function, "parameter\n");
+    return answer;
+}
+
+/// Holds a mutex for as long as it lives. A lock that fails is logged, and the caller decides whether to go
+/// on without it.
+class MutexGuard
 {
   public:
-    Held(pthread_mutex_t& mutex, const PthreadLog& log, bool take = true, LogLevel level = kLogError,
-         int shown = 0)
-        : mutex_(mutex), log_(log), code_(take ? log.told_lock(pthread_mutex_lock(&mutex), shown, level) : 0),
-          is_held_(take && code_ == 0)
+    /// @param mutex        null: the caller holds it already
+    /// @param level        of the line about a lock that fails
+    /// @param shown_error  the error that this line shows; 0: the real one
+    MutexGuard(pthread_mutex_t* mutex, const Caller& caller, LogLevel level = kLogError, int shown_error = 0)
+        : mutex_(mutex), caller_(caller), error_(mutex != nullptr ? pthread_mutex_lock(mutex) : 0)
     {
-    }
-    Held(const Held&) = delete;
-    Held& operator=(const Held&) = delete;
-    ~Held() { (void)release(); }
-
-    [[nodiscard]] u32 code() const { return code_; }
-
-    /// Gives the mutex back early, where the result counts.
-    u32 release()
-    {
-        if (!is_held_) {
-            return 0;
+        if (error_ != 0) {
+            log_pthread_error(caller, shown_error != 0 ? shown_error : error_, "pthread_mutex_lock", level);
+            mutex_ = nullptr;
         }
-        is_held_ = false;
-        return log_.told(pthread_mutex_unlock(&mutex_), "pthread_mutex_unlock", kLogWarning);
+    }
+    MutexGuard(const MutexGuard&) = delete;
+    MutexGuard& operator=(const MutexGuard&) = delete;
+    ~MutexGuard() { (void)unlock(); }
+
+    /// The error of the lock; 0: it is held.
+    [[nodiscard]] u32 error() const { return static_cast<u32>(error_); }
+
+    /// Unlocks early, where the error counts.
+    u32 unlock()
+    {
+        pthread_mutex_t* const mutex = std::exchange(mutex_, nullptr);
+        return mutex == nullptr
+                   ? 0
+                   : check_pthread(caller_, pthread_mutex_unlock(mutex), "pthread_mutex_unlock", kLogWarning);
     }
 
   private:
-    pthread_mutex_t& mutex_;
-    PthreadLog log_;
-    u32 code_;
-    bool is_held_;
+    pthread_mutex_t* mutex_; ///< null: there is nothing to unlock
+    Caller caller_;
+    int error_;
 };
 
 } // namespace qsc
 
-/// For pthread calls of the function that stands around it.
-#define QSC_PTHREAD_LOG qsc::PthreadLog(kModule, __func__, __LINE__)
-
-/// Ends a function that was given a record in the wrong state, or another bad argument.
-#define QSC_REFUSE_UNLESS(FINE, RESULT)                                                                      \
-    do {                                                                                                     \
-        if (!(FINE)) {                                                                                       \
-            QSC_LOG(qsc::kLogError, "parameter\n");                                                          \
-            return RESULT;                                                                                   \
-        }                                                                                                    \
-    } while (false)
+/// The function that this stands in, as a Caller.
+#define QSC_CALLER (qsc::Caller{kModule, __func__, __LINE__})

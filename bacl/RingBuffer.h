@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the two halves of the ring buffer share: its states, its lock, its signal.
+// What the two halves of the ring buffer share: its states, its mutex, its condition.
 #pragma once
-
-#include <cerrno>
 
 #include "bacl/Pthread.h"
 #include "include/bacl_ring_buffer.h"
@@ -15,17 +13,18 @@ inline constexpr const char* kModule = "BaCL_RingBuffer";
 constexpr u32 kInitialised = BACL_RING_INITIALISED;
 constexpr u32 kAvailable = BACL_RING_INITIALISED | BACL_RING_ENABLED;
 
-/// What a ring's log shows of a lock that failed, whatever its error.
-constexpr int kShownLockError = EFAULT;
-
 /// Holds a ring's mutex.
-class RingHeld : public Held
+class RingGuard : public MutexGuard
 {
   public:
-    RingHeld(BaCL_RingBuffer& ring, const PthreadLog& log, bool take = true, LogLevel level = kLogError)
-        : Held(ring.Mutex, log, take, level, kShownLockError)
+    /// @param take  false: the caller holds the mutex already
+    RingGuard(BaCL_RingBuffer& ring, const Caller& caller, bool take = true, LogLevel level = kLogError)
+        : MutexGuard(take ? &ring.Mutex : nullptr, caller, level, kShownError)
     {
     }
+
+    /// What the log shows of a lock that failed, whatever its error.
+    static constexpr int kShownError = EFAULT;
 };
 
 inline bool has_state(BaCL_RingBuffer* ring, u32 bits)
@@ -33,9 +32,9 @@ inline bool has_state(BaCL_RingBuffer* ring, u32 bits)
     return ring != nullptr && (load(ring->State) & bits) == bits;
 }
 
-inline u32 signal(BaCL_RingBuffer& ring, const PthreadLog& log)
+inline u32 signal(BaCL_RingBuffer& ring, const Caller& caller)
 {
-    return log.told(pthread_cond_signal(&ring.Condition), "pthread_cond_signal", kLogWarning);
+    return check_pthread(caller, pthread_cond_signal(&ring.Condition), "pthread_cond_signal", kLogWarning);
 }
 
 inline bool has_reached_threshold(const BaCL_RingBuffer& ring)
@@ -44,10 +43,3 @@ inline bool has_reached_threshold(const BaCL_RingBuffer& ring)
 }
 
 } // namespace qsc
-
-/// Ends a function whose lock failed.
-#define HOLD(RING, TAKE, RESULT)                                                                             \
-    const RingHeld held{*(RING), QSC_PTHREAD_LOG, TAKE};                                                     \
-    if (held.code() != 0) {                                                                                  \
-        return RESULT;                                                                                       \
-    }
