@@ -1,36 +1,71 @@
-# Completion of qsc in bash: commands, options, paths and parameter names, straight from the library's tables.
+# Completion of qsc in bash: commands, options, paths, names and values, straight from the library.
 # shellcheck shell=bash
 
+# _qsc_paths ABOVE: what can follow a path, which ends with a dot or is empty: one part further.
+_qsc_paths() {
+    # shellcheck disable=SC2086  # without a path, no argument
+    qsc -q list ${1:-} 2>/dev/null | awk -v above="$1" '
+        index($0, above) == 1 && length($0) > length(above) {
+            rest = substr($0, length(above) + 1)
+            dot = index(rest, ".")
+            print above (dot ? substr(rest, 1, dot) : rest)
+        }' | sort -u
+}
+
+# _qsc_names PATH: the parameters of an object.
+_qsc_names() { qsc -q list "$1" 2>/dev/null | grep -v -F .; }
+
+# _qsc_values PATH NAME: the words that a parameter takes.
+_qsc_values() {
+    qsc --json list "$1" 2>/dev/null |
+        sed -n "/\"name\":\"$2\"/,/}/ s/.*\"values\":\"\(.*|.*\)\".*/\1/p" | tr '|' '\n'
+}
+
 _qsc() {
-    local word=${COMP_WORDS[COMP_CWORD]} command= path= index
+    local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} command='' path='' index each above=''
     for ((index = 1; index < COMP_CWORD; ++index)); do
-        case ${COMP_WORDS[index]} in
+        each=${COMP_WORDS[index]}
+        case $each in
         --as | --queue) ((++index)) ;;
-        -*) ;;
+        -* | = | :) ;;
         *)
             if [ -z "$command" ]; then
-                command=${COMP_WORDS[index]}
-            elif [ -z "$path" ]; then
-                path=${COMP_WORDS[index]}
+                command=$each
+            elif [ -z "$path" ] || { [[ $each == *.* ]] && [ "${COMP_WORDS[index - 1]}" != = ]; }; then
+                path=$each
             fi
             ;;
         esac
     done
+    [[ $word != *.* ]] || above=${word%.*}.
     local choices
     if [[ $word == -* ]]; then
-        choices='--apply --json --as --queue --verbose --help'
-    elif [ "${COMP_WORDS[COMP_CWORD - 1]}" = --as ]; then
+        choices='--apply --json --as --queue --quiet --verbose --help'
+    elif [ "$before" = --as ]; then
         choices='TR69 WEB SERVD CLI POLLD OTHER VOIP MQTT DHCP'
     elif [ -z "$command" ]; then
-        choices='get set commit service list request batch log version'
-    elif [ -z "$path" ]; then
-        choices=$(qsc list 2>/dev/null | awk '{ print $2 }')
+        choices='get set add delete commit service list request batch log version'
+    elif [ "$word" = = ] || [ "$before" = = ]; then
+        each=${COMP_WORDS[COMP_CWORD - 1]}
+        [ "$word" = = ] || each=${COMP_WORDS[COMP_CWORD - 2]}
+        word=${word#=}
+        [[ $each != *.* ]] || path=${each%.*}
+        choices=$(_qsc_values "$path" "${each##*.}")
+    elif [ -z "$path" ] || [ -n "$above" ]; then
+        choices=$(_qsc_paths "$above")
         compopt -o nospace
+        # The parameters of an object go with its path as well.
+        if [ -n "$above" ] && qsc -q list "$above" 2>/dev/null | grep -q -x -F -e "${above%.}" -e "$above"; then
+            case $command in
+            get) choices+=" $(_qsc_names "${above%.}" | sed "s/^/$above/")" ;;
+            set) choices+=" $(_qsc_names "${above%.}" | sed "s/^/$above/; s/$/=/")" ;;
+            esac
+        fi
     else
         case $command in
-        get) choices=$(qsc list "$path" 2>/dev/null | awk 'NF == 2 { print $2 }') ;;
-        set)
-            choices=$(qsc list "$path" 2>/dev/null | awk 'NF == 2 { print $2 "=" }')
+        get) choices=$(_qsc_names "$path") ;;
+        set | add)
+            choices=$(_qsc_names "$path" | sed 's/$/=/')
             compopt -o nospace
             ;;
         service) choices='start stop restart reload' ;;
