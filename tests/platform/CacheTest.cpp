@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Every change by others is noticed before the next answer, however alike the files are before and after.
 #include <array>
+#include <atomic>
 #include <filesystem>
 #include <random>
+#include <thread>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -11,6 +13,7 @@
 #include <unistd.h>
 
 #include "platform/PrivateFolders.h"
+#include "platform/System.h"
 #include "qrnuci.h"
 #include "support/TemporaryFolder.h"
 
@@ -53,6 +56,11 @@ class Cache : public UciTest
 {
   protected:
     static std::string text(char value) { return std::string{"config t s\n\toption a '"} + value + "'\n"; }
+
+    static long open_descriptors()
+    {
+        return std::distance(std::filesystem::directory_iterator{"/proc/self/fd"}, {});
+    }
 };
 
 TEST_F(Cache, ChangesInPlaceInTheSameTick)
@@ -62,6 +70,32 @@ TEST_F(Cache, ChangesInPlaceInTheSameTick)
         put_config("p", text(value));
         ASSERT_EQ(get("p.s.a"), std::string(1, value)) << round;
     }
+}
+
+TEST_F(Cache, ChangesOfAnyByteInTheSameTick)
+{
+    for (std::size_t offset = 0; offset < 80; ++offset) {
+        for (const char value : std::string{"ab"}) {
+            put_config("p",
+                       "# " + std::string(offset, '.') + "\n" + text(value) + "# " + std::string(40, '.'));
+            ASSERT_EQ(get("p.s.a"), std::string(1, value)) << offset;
+        }
+    }
+}
+
+TEST_F(Cache, WhatNobodyChangesIsReadOnceAndThenOnlyLookedAt)
+{
+    put_config("p", text('a'));
+    put_config("q", text('a'));
+    put_staged("q", "p.s.b='1'\n");
+    const auto read_both = [] { return get("p.s.a") + get("q.s.a"); };
+    EXPECT_EQ(read_both(), "aa");
+    usleep(100'000); // now the files' times are old enough to tell every change
+    EXPECT_EQ(read_both(), "aa");
+    const SystemCalls calls;
+    EXPECT_EQ(read_both(), "aa");
+    EXPECT_EQ(calls.count("open64"), 0);
+    EXPECT_EQ(calls.count("pread64"), 0);
 }
 
 TEST_F(Cache, ChangesInPlaceInTheSameSecond)
@@ -174,12 +208,46 @@ TEST_F(Cache, NamesAsLongAsAFileCanHave)
 
 TEST_F(Cache, MorePackagesThanItHolds)
 {
+    QrnUci_Close();
+    const long before = open_descriptors();
+    put_config("often", text('o'));
+    EXPECT_EQ(get("often.s.a"), "o");
+    usleep(100'000);
     for (int round = 0; round < 3; ++round) {
         for (char package = 'a'; package <= 'z'; ++package) {
             put_config(std::string(1, package), text(package));
             ASSERT_EQ(get(std::string(1, package) + ".s.a"), std::string(1, package));
+            const SystemCalls calls;
+            ASSERT_EQ(get("often.s.a"), "o");
+            EXPECT_EQ(calls.count("open64"), 0) << "the one that is asked for most stays";
         }
+        EXPECT_EQ(open_descriptors(), before + 16) << "a file of each";
     }
+    QrnUci_Close();
+    EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST_F(Cache, AChildGetsItUnlockedWhateverOtherThreadsDo)
+{
+    put_config("p", text('a'));
+    std::atomic<bool> is_over = false;
+    std::thread reader{[&] {
+        while (!is_over) {
+            (void)get("p.s.a");
+        }
+    }};
+    for (int round = 0; round < 100; ++round) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(20);
+            _exit(get("p.s.a") == "a" ? 0 : 1);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+    }
+    is_over = true;
+    reader.join();
 }
 
 TEST_F(Cache, LargePackagesAreSearchedRight)

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "platform/PrivateFolders.h"
+#include "platform/System.h"
 #include "qrnuci.h"
 
 using namespace test;
@@ -53,6 +54,7 @@ TEST_F(Contract, ReadsByNameTypeAndIndex)
         {"system.ntp.server.0", "code 22"},
         {"system.@system[x].a", "code 22"},
         {"system.@system[0.a", "code 22"},
+        {"system.xsystem[0].a", "code 22"},
         {"system.@system.a", "code 22"},
         {"system.n-tp.a", "code 22"},
         {"../etc.ntp.a", "code 22"},
@@ -94,6 +96,9 @@ TEST_F(Contract, FileFormat)
                     "second'\n"
                     "\toption joined one\\\n"
                     "two\n"
+                    "\toption split one\\\n"
+                    "'two three'\n"
+                    "\toption first 1 ;  option second '2'\n"
                     "\toption hash a#b\n"
                     "\toption none ''\n"
                     "\toption kept 'x'\n"
@@ -112,6 +117,9 @@ TEST_F(Contract, FileFormat)
         {"p.one.escapes", "x\"y\\zn"},
         {"p.one.long", "first\nsecond"},
         {"p.one.joined", "onetwo"},
+        {"p.one.split", "onetwo three"},
+        {"p.one.first", "1"},
+        {"p.one.second", "2"},
         {"p.one.hash", "a"},
         {"p.one.kept", "x"},
         {"p.one.none", "code 14"},
@@ -128,16 +136,35 @@ TEST_F(Contract, FileFormat)
 
 TEST_F(Contract, MalformedFilesAreRefusedAndKept)
 {
-    for (const char* text : {"option a b\n", "config\n", "config a-b c-d\n", "config a b\n\toption 'open\n",
-                             "config a b\n\toption x y z\n", "nonsense\n", "config a b\n\toption x-y z\n",
-                             "config a b\nconfig c b\n",
-                             // What says nothing has no more behind it, and a command has blanks and tabs.
-                             "config a b\n\toption x y '' \n", "config a b\n\toption x y ; \n",
-                             "config a b\n\toption x y \\\n\v\n", "package p \"\"\r\n", "config\va b\n",
-                             "config a b '' \roption x y\n"}) {
+    const struct {
+        int line;
+        std::string text;
+    } cases[] = {
+        {1, "option a b\n"},
+        {1, "config\n"},
+        {1, "config a-b c-d\n"},
+        {3, "config a b\n\toption 'open\n"},
+        {2, "config a b\n\toption x y z\n"},
+        {1, "nonsense\n"},
+        {2, "config a b\n\toption x-y z\n"},
+        {2, "config a b\nconfig c b\n"},
+        {6, "# one\n\nconfig a \"x\\\ny\"\n\toption x y\\\n z z\n"},
+        {1, "package p-q/r\n"},
+        {1, {"config a b\n\toption x '\0'\n", 24}},
+        // What says nothing has no more behind it, and a command has blanks and tabs.
+        {2, "config a b\n\toption x y '' \n"},
+        {2, "config a b\n\toption x y ; \n"},
+        {3, "config a b\n\toption x y \\\n\v\n"},
+        {1, "package p \"\"\r\n"},
+        {1, "config\va b\n"},
+        {1, "config a b '' \roption x y\n"},
+    };
+    put_config("q", "config a b\n\toption x 1\n");
+    for (const auto& [line, text] : cases) {
         put_config("p", text);
-        put_config("q", "config a b\n\toption x 1\n");
+        const SystemCalls calls;
         EXPECT_EQ(get("p.b.x"), "code 14") << text;
+        EXPECT_EQ(calls.log(), "/etc/config/p: line " + std::to_string(line) + " is malformed\n") << text;
         EXPECT_EQ(set("p.b.x", "1"), 14u) << text;
         EXPECT_EQ(QrnUci_CommitPackage("p"), 14u) << text;
         EXPECT_EQ(config("p"), text);
@@ -172,7 +199,8 @@ TEST_F(Contract, SetRefusals)
     EXPECT_EQ(set("system.ntp.a", nullptr), 22u);
     EXPECT_EQ(set(nullptr, "b"), 22u);
     EXPECT_EQ(set("system.ntp.a", "bell\x07"), 14u) << "the format cannot carry it";
-    EXPECT_EQ(QrnUci_SetListItem("system.ntp.a", 0xFFFFFFFF, "b"), 14u);
+    EXPECT_EQ(QrnUci_SetListItem("system.ntp.a", 65536, "b"), 14u) << "more than any list has";
+    EXPECT_EQ(QrnUci_SetListItem("system.ntp", 0, "b"), 22u);
     EXPECT_FALSE(std::filesystem::exists("/tmp/.uci/nothing"));
     EXPECT_EQ(QrnUci_CommitPackage("system"), 0u);
     EXPECT_EQ(config("system"), kSystem) << "nothing staged, nothing written";
@@ -238,11 +266,15 @@ TEST_F(Contract, LinksStayLinks)
 TEST_F(Contract, StagedChangesOfOtherPrograms)
 {
     put_config("p", "config t s\n\toption a '1'\n\toption b '2'\n\tlist l 'x'\n\tlist l 'y'\n\tlist l 'w'\n"
-                    "config t u\n");
+                    "\toption c '3'\n\tlist m 'x'\n\toption d '4'\nconfig t u\nconfig t w\n");
     put_staged("p", "p.s.a='new'\n"
                     "-p.s.l='2nd'\n"
                     "-p.s.l='none'\n"
                     "-p.s.b\n"
+                    "p.s.c=''\n"
+                    "p.s.m='plain'\n"
+                    "@p.s.d='e'\n"
+                    "p.w=''\n"
                     "|p.s.l='z'\n"
                     "~p.s.l='x'\n"
                     "+p.cfg030d9e='t'\n"
@@ -256,13 +288,16 @@ TEST_F(Contract, StagedChangesOfOtherPrograms)
                     "p.s.last=1\n");
     EXPECT_EQ(get("p.s.a"), "new");
     EXPECT_EQ(get("p.s.b"), "code 14");
+    EXPECT_EQ(get("p.s.c"), "code 14");
+    EXPECT_EQ(get("p.w"), "code 14");
     EXPECT_EQ(get("p.s.l"), "y z");
     EXPECT_EQ(get("p.@[0]"), "t2");
     EXPECT_EQ(get("p.renamed"), "t");
     EXPECT_EQ(get("p.s.last"), "1");
     EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
     EXPECT_EQ(config("p"), "\nconfig t2 'v'\n\nconfig t 's'\n\toption a 'new'\n\tlist l 'y'\n\tlist l 'z'\n"
-                           "\toption last '1'\n\nconfig t 'renamed'\n\nconfig t\n\toption fresh 'f'\n\n");
+                           "\toption m 'plain'\n\toption e '4'\n\toption last '1'\n\nconfig t "
+                           "'renamed'\n\nconfig t\n\toption fresh 'f'\n\n");
 }
 
 TEST_F(Contract, SectionsThatChangeTheirType)
@@ -280,7 +315,10 @@ TEST_F(Contract, StagedChangesThatMakeNoPackageStayStaged)
     for (const char* change : {"@p.b='a'\n", "@p.a='b'\np.b.o='1'\n"}) {
         put_config("p", kConfig);
         put_staged("p", change);
+        const SystemCalls calls;
         EXPECT_EQ(QrnUci_CommitPackage("p"), 14u);
+        EXPECT_EQ(calls.log(), "/etc/config/p: the staged changes make no file that can be read; "
+                               "nothing is committed\n");
         EXPECT_EQ(config("p"), kConfig);
         EXPECT_EQ(staged("p"), change);
     }
@@ -297,6 +335,19 @@ TEST_F(Contract, ChangesThatWereWrittenInPartAreDropped)
         EXPECT_EQ(get("p.s.b"), "code 14") << tail;
         EXPECT_EQ(set("p.s.c", "3"), 0u);
         EXPECT_EQ(staged("p"), "p.s.a='2'\np.s.c='3'\n") << tail;
+    }
+}
+
+TEST_F(Contract, ChangesOfSeveralLinesAreMarkedWhenAKillCouldLeaveAPart)
+{
+    // They may end with a page of the file, but not begin in one and end in the next.
+    const std::string lines = "-p.s.l\n|p.s.l='" + std::string(31, 'y') + "'\n";
+    ASSERT_EQ(lines.size(), 48u);
+    for (const std::size_t offset : {std::size_t{4047}, std::size_t{4048}, std::size_t{4049}}) {
+        put_config("p", "config t s\n\tlist l 'a'\n");
+        put_staged("p", "p.s.a='" + std::string(offset - 9, 'x') + "'\n");
+        EXPECT_EQ(QrnUci_SetListItem("p.s.l", 0, std::string(31, 'y').c_str()), 0u);
+        EXPECT_EQ(staged("p").substr(offset), (offset > 4048 ? "~p.qrnuci_group.size='48'\n" : "") + lines);
     }
 }
 

@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
-#include <utility>
 #include <vector>
 
 #include <sys/file.h>
@@ -16,33 +15,10 @@
 #include <unistd.h>
 
 #include "platform/PrivateFolders.h"
+#include "platform/System.h"
 #include "qrnuci.h"
 
 using namespace test;
-
-namespace
-{
-
-/// Whether the next change is to find itself with a child, born before the change was through.
-bool g_forks = false;
-pid_t g_child = -1;
-
-} // namespace
-
-// What a set calls while it holds its locks.
-extern "C" int fdatasync(int descriptor)
-{
-    if (std::exchange(g_forks, false)) {
-        g_child = fork();
-        if (g_child == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            for (;;) {
-                pause();
-            }
-        }
-    }
-    return fsync(descriptor);
-}
 
 class Processes : public UciTest
 {
@@ -100,13 +76,26 @@ TEST_F(Processes, NoUpdateIsLost)
 TEST_F(Processes, AChildThatIsBornAmidAChangeHoldsNoLock)
 {
     put_config("p", "config t s\n");
-    g_forks = true;
-    EXPECT_EQ(QrnUci_SetNewString("p.s.a", "1", 0, 1), 0u);
-    ASSERT_GT(g_child, 0);
+    pid_t born = -1;
+    {
+        SystemCalls calls;
+        calls.on("fdatasync", 0, [&] { // what a set calls while it holds its locks
+            born = fork();
+            if (born == 0) {
+                prctl(PR_SET_PDEATHSIG, SIGKILL);
+                for (;;) {
+                    pause();
+                }
+            }
+            return 0;
+        });
+        EXPECT_EQ(QrnUci_SetNewString("p.s.a", "1", 0, 1), 0u);
+    }
+    ASSERT_GT(born, 0);
     EXPECT_EQ(QrnUci_SetNewString("p.s.a", "2", 0, 1), 0u);
     EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
-    kill(g_child, SIGKILL);
-    waitpid(g_child, nullptr, 0);
+    kill(born, SIGKILL);
+    waitpid(born, nullptr, 0);
 }
 
 /// On a storage that has room for every commit (false), or for no second copy of the file in every other
