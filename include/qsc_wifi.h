@@ -10,8 +10,8 @@
  * interface; a set is staged at once and recorded as an event. A missing option reads as 0 or the empty text,
  * and a warning is logged. What was stored stays stored when a later step fails.
  *
- * The MQTT commander speaks words: "true" and "false" for switches, "auto" for channel 0, names for
- * bandwidths and standards; on a set it may send the number as well. All other commanders speak integers.
+ * The MQTT commander gets and sends words: "true" and "false" for switches, "auto" for channel 0, names for
+ * bandwidths and standards; on a set it may send the number as well. All other commanders use integers.
  *
  * Further codes: 14 a value that is refused, too long (over 127 characters) or of the wrong type, a read-only
  * parameter, or a command that failed; 12 no memory for the answer.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the client's own module needs of its options.
+// The part of the DHCPv4 options that the client's module uses.
 #pragma once
 
 #include "base/Types.h"
@@ -7,7 +7,7 @@
 namespace qsc
 {
 
-/// Updates the targets of all options that have changed.
+/// Updates the targets of all slots that have changed.
 [[nodiscard]] u32 update_dhcp_options();
 
 } // namespace qsc

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// "Device.DHCPv4.Client.1": the client's own switches, and commit and service for it and its options.
+// "Device.DHCPv4.Client.1": the client's parameters, and commit and service of the client and its options.
 #include "core/Service.h"
 #include "core/Tables.h"
 #include "core/UciAccess.h"
@@ -12,7 +12,7 @@ namespace
 {
 
 QSC_MODULE("QscDhcpV4Client");
-// It has the opposite sense: a client that is not disabled is enabled.
+// Stored inverted: a client that is not disabled is enabled.
 constexpr const char* kDisabled = "network.wan.disabled";
 constexpr const char* kBroadcast = "network.wan.broadcast";
 
@@ -44,7 +44,7 @@ u32 client_broadcast(const Call& call)
         return answer_text(call.value, value.view().empty() ? "0" : value.c_str());
     };
     const auto set = [&]() -> u32 {
-        ValueText value; // without DHCP there is nothing to broadcast, whatever was sent
+        ValueText value; // empty without DHCP, whatever was sent
         bool is_dhcp = false;
         if (const u32 code = uci_compare("network.wan.proto", "dhcp", is_dhcp)) {
             return code;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The options of the DHCPv4 client: fixed slots, each one option tag with a section of its own.
+// The options of the DHCPv4 client: fixed slots, one option tag and one section each.
 #include <atomic>
 #include <cstring>
 
@@ -22,22 +22,22 @@ using OptionText = Text<510>;
 
 enum class Object { kRequested, kSent, kRelay, kSubcode };
 
-/// Where a slot keeps its state, and what the DHCP client reads.
+/// A slot: where its state is stored, and the target that the DHCP client reads.
 struct Slot {
     Object object;
     i32 instance;
     const char* tag;
-    const char* subcode; ///< null: it is no sub-option
+    const char* subcode; ///< null: not a sub-option
     const char* input;
     const char* enable;
     const char* update;
     const char* instr;
     const char* outputtype;
-    const char* section; ///< what the target belongs to
-    const char* target;  ///< null: the tag stands in the list of requested options or not
+    const char* section; ///< the target's section
+    const char* target;  ///< null: the tag is in the list of requested options, or not
 };
 
-/// One of a slot's texts.
+/// A text member of a slot.
 using SlotText = decltype(&Slot::tag);
 
 #define SLOT_KEYS(SECTION)                                                                                   \
@@ -66,7 +66,7 @@ constexpr i32 count_slots(Object object)
 
 constexpr const char* kRequestedTags = "network.wan.reqopts";
 
-/// An option has changed since the last commit.
+/// A slot has changed since the last commit.
 constinit std::atomic<bool> g_has_changes = false;
 
 const Slot* find_slot(Object object, i32 instance)
@@ -79,7 +79,7 @@ const Slot* find_slot(Object object, i32 instance)
     return nullptr;
 }
 
-/// What an object's events call it.
+/// An object's name in event records.
 constexpr const char* words_of(Object object)
 {
     switch (object) {
@@ -94,7 +94,7 @@ constexpr const char* words_of(Object object)
     }
 }
 
-/// Serves a parameter of the slot that the call is for.
+/// Serves a parameter of the call's slot.
 template <typename Serve>
 u32 with_slot(const Call& call, Object object, Serve serve_slot)
 {
@@ -102,7 +102,7 @@ u32 with_slot(const Call& call, Object object, Serve serve_slot)
         call, [&](const Call&) { return find_slot(object, instance_of(call)); }, serve_slot);
 }
 
-/// A text that belongs to the slot for good.
+/// Serves a constant of the slot.
 u32 option_constant(const Call& call, Object object, SlotText text)
 {
     return with_slot(call, object, [&](const Slot& slot) {
@@ -110,7 +110,7 @@ u32 option_constant(const Call& call, Object object, SlotText text)
     });
 }
 
-/// One of the options that make up a slot's state.
+/// A parameter that is one of the slot's stored options.
 struct Field {
     SlotText key;
     const char* words;
@@ -121,7 +121,8 @@ constexpr Field kValue{&Slot::input, "value", false};
 constexpr Field kEnable{&Slot::enable, "enable", true};
 constexpr Field kValueString{&Slot::instr, "value string", false};
 
-/// Stores a changed value and marks the slot. What cannot be read is not known to be the same.
+/// Stores a value and marks the slot, unless the same value is stored. A value that cannot be read is not the
+/// same.
 u32 store(const Slot& slot, const char* key, const OptionText& value)
 {
     OptionText stored;
@@ -163,7 +164,7 @@ u32 option_field(const Call& call, Object object, const Field& field)
 
 using Output = Text<1022>;
 
-/// The value in the form that the DHCP client sends.
+/// Encodes the slot's value as the DHCP client sends it.
 u32 encode(const Slot& slot, Output& output)
 {
     bool is_string = false;
@@ -188,7 +189,7 @@ u32 encode(const Slot& slot, Output& output)
     });
 }
 
-/// Puts a tag into the list of requested options or takes it out; the order of the others stays.
+/// Adds a tag to the list of requested options, or removes it; the others keep their order.
 u32 request_tag(std::string_view tag, bool is_wanted)
 {
     Text<2046> tags;
@@ -237,7 +238,7 @@ u32 update_target(const Slot& slot)
     return uci_write(slot.target, output.c_str());
 }
 
-/// Brings one slot's target in line with it, if it is marked.
+/// Updates the target of a slot if it is marked.
 u32 update_slot(const Slot& slot, bool is_forced)
 {
     bool is_marked = is_forced;

@@ -13,7 +13,7 @@ using namespace qsc;
 namespace
 {
 
-/// More than a device has zones, or a zone interfaces: no walk goes on for ever.
+/// More zones, and more interfaces in a zone, than any device has: a bound for every walk.
 constexpr u32 kMost = 1024;
 
 using ZoneText = Text<254>;
@@ -25,7 +25,7 @@ ZoneText zone_key(u32 zone, const char* option)
     return key;
 }
 
-/// Calls visit(zone, name) for each zone until it answers true.
+/// Calls visit(zone, name) for each zone until it returns true.
 template <typename Visit>
 bool find_zone(Visit visit)
 {
@@ -38,7 +38,7 @@ bool find_zone(Visit visit)
     return false;
 }
 
-/// EFAULT: there is none; the list ends before it.
+/// EFAULT: past the end of the list.
 u32 read_interface(u32 zone, u32 index, ZoneText& interface)
 {
     const ZoneText key = zone_key(zone, "iface");
@@ -47,7 +47,7 @@ u32 read_interface(u32 zone, u32 index, ZoneText& interface)
     });
 }
 
-/// The place of an interface in a zone; the number of interfaces: it is not there.
+/// The index of an interface in a zone, or the number of its interfaces if it is not in it.
 u32 find_interface(u32 zone, std::string_view wanted, bool& is_there)
 {
     ZoneText interface;
@@ -65,7 +65,7 @@ u32 write_interface(u32 zone, u32 index, const char* interface)
     return QrnUci_SetListItem(zone_key(zone, "iface").c_str(), index, interface);
 }
 
-/// Takes an interface out; those behind it move up.
+/// Removes an interface from a zone; those after it move up.
 u32 take_out(u32 zone, u32 index)
 {
     ZoneText next;
@@ -114,7 +114,7 @@ uint32_t QscSwitchIfaceNetworkZone(const char* iface, const char* zone)
     if (!exists) {
         return EFAULT;
     }
-    // Added before it is taken out: whatever fails, the interface is never without a zone.
+    // Added first and removed then: whatever fails, the interface is never without a zone.
     bool is_there = false;
     const u32 end = find_interface(target, iface, is_there);
     if (!is_there) {

@@ -27,10 +27,11 @@ constexpr const char* kLocation = "system.@system[0].tzlocation";
 
 constexpr i32 kNtpServerCount = 5;
 
-/// The zone has changed, and "system" was not restarted since.
+/// The time zone has changed since "system" was restarted.
 constinit std::atomic<bool> g_needs_restart = false;
 
-/// The first word of a text, after white space; empty: there is none, or it is longer than a value may be.
+/// Takes the first word of a text, after any white space. Empty: there is none, or it is too long for a
+/// value.
 void take_word(std::string_view text, ValueText& word)
 {
     const auto begin = std::ranges::find_if_not(text, is_space);
@@ -40,7 +41,7 @@ void take_word(std::string_view text, ValueText& word)
     }
 }
 
-/// The word that the NTP service left for us.
+/// Answers with the status that the NTP service has written.
 u32 answer_ntp_status(const Call& call)
 {
     ValueText word;
@@ -51,7 +52,7 @@ u32 answer_ntp_status(const Call& call)
     FileText text;
     switch (const u32 code = read_safe_file("/tmp/.ntpstatus", text)) {
     case 0:
-    case EINVAL: // no file, but a folder or a pipe
+    case EINVAL: // not a regular file
     case EFBIG:
     case EIO:
         take_word(text.view(), word);
@@ -97,11 +98,11 @@ u32 answer_local_time(const Call& call)
 {
     const std::time_t now = std::time(nullptr);
     std::tm it = {};
-    tzset(); // localtime_r() need not look at the zone again
+    tzset(); // localtime_r() alone need not read the zone again
     if (localtime_r(&now, &it) == nullptr) {
         return EFAULT;
     }
-    // Not strftime(), which would look at the zone once more.
+    // Not strftime(), which would read the zone once more.
     ValueText text;
     text.append_number(it.tm_year + 1900);
     const auto append_two_digits = [&](char mark, int number) {
@@ -185,7 +186,8 @@ void record_daylight_saving(const Call& call, i32 flag)
     QSC_EVENT(call, "set daylight saving time disabled flag %d by %s", flag, commander(call));
 }
 
-/// Brings the zone string in line with the location; false in `is_known` means there is nothing to commit.
+/// Derives the zone string from the location. An unknown location leaves `is_known` false: nothing is
+/// committed.
 u32 update_zone(bool& is_known)
 {
     Text<130> location;
@@ -222,7 +224,7 @@ u32 commit(json_object* request)
     return code != 0 || !is_known ? code : commit_packages(request, "system");
 }
 
-/// Restarts the system when the zone has changed, then lets the NTP service act.
+/// Restarts "system" if the time zone has changed, then runs the action on the NTP service.
 u32 restart(std::string_view action)
 {
     if (g_needs_restart) {

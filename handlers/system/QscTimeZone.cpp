@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Looking time zones up, and taking daylight saving off their rules. The rows are in QscTimeZoneData.cpp.
+// Looks up time zones and removes daylight saving from their rules. The rows are in QscTimeZoneData.cpp.
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -21,7 +21,7 @@ bool equals_ignoring_case(std::string_view one, std::string_view other)
     return std::ranges::equal(one, other, [](char a, char b) { return to_lower(a) == to_lower(b); });
 }
 
-/// The last place of such a character up to and with `from`; the first character of a text is never asked.
+/// The last position up to `from` whose character fits; npos: none. The first character is never examined.
 template <typename Fits>
 std::size_t find_back(std::string_view text, std::size_t from, Fits fits)
 {
@@ -32,7 +32,7 @@ std::size_t find_back(std::string_view text, std::size_t from, Fits fits)
     return place > 0 ? place : std::string_view::npos;
 }
 
-/// Where the daylight-saving part begins that ends in front of `rules`; npos: nothing would be left of it.
+/// The position of the daylight-saving part before `rules`; npos: nothing would be left of the zone.
 std::size_t find_daylight_saving(std::string_view zone, std::size_t rules)
 {
     const std::size_t last = rules - 1;

@@ -21,7 +21,7 @@ namespace
 constexpr const char* kDump = "/tmp/dump.txt";
 constexpr const char* kCopy = "/tmp/dumptmep.txt";
 
-/// Kept while the copy is made and read, because all readers use the same one.
+/// Held while the copy is made and read, because all readers share the one copy.
 constexpr const char* kLock = "/tmp/.qsc-mesh.lock";
 constinit pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
 
@@ -41,7 +41,7 @@ json_object* element_of(json_object* array, std::size_t index)
                                                             : nullptr;
 }
 
-/// The first element of the array that is a member.
+/// The first element of a member that is an array.
 json_object* first_of(const Call& call, json_object* object, const char* name)
 {
     json_object* const array = member_of(call, object, name);
@@ -82,21 +82,21 @@ u32 find_mesh_name(const Call& call, json_object* dump, WifiText& name)
 namespace
 {
 
-/// What is there, without following a link; false: nothing is.
-bool look_at(const char* path, struct stat& status)
+/// stat() without following a link.
+bool get_status(const char* path, struct stat& status)
 {
     return lstat(path, &status) == 0;
 }
 
-/// Copies the dump, which the agent rewrites at any time.
+/// Copies the dump, because the agent may rewrite it at any time.
 bool copy_dump()
 {
     struct stat stale = {};
-    if (look_at(kCopy, stale)) {
+    if (get_status(kCopy, stale)) {
         (void)std::remove(kCopy);
         sync();
     }
-    // Made here, so that nobody else can put a link there and have another file written over.
+    // Created here, so that nobody can plant a link and have cp overwrite another file.
     if (!open_file(kCopy, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600).is_open()) {
         return false;
     }
@@ -111,7 +111,7 @@ bool copy_dump()
 u32 read_mesh_name(const Call& call, WifiText& name)
 {
     struct stat status = {};
-    if (!look_at(kDump, status) || !S_ISREG(status.st_mode)) {
+    if (!get_status(kDump, status) || !S_ISREG(status.st_mode)) {
         QSC_LOG_CALL(call, kLogError, "dump mesh topology information fail\n");
         return EFAULT;
     }

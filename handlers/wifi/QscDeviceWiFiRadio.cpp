@@ -11,7 +11,7 @@ namespace
 
 QSC_MODULE("QscDeviceWiFiRadio");
 
-/// The radio that a call's path names; null: there is none, which has been logged.
+/// The radio in a call's path; null: there is none.
 const Radio* find_radio(const Call& call)
 {
     const auto is_radio = [](i32 instance) { return instance == 1 || instance == 2; };
@@ -25,7 +25,7 @@ u32 with_radio(const Call& call, Use use)
     return with_instance(call, find_radio, use);
 }
 
-/// Serves a parameter by what its get and its set do for a radio.
+/// Serves a radio parameter with its get and set.
 u32 serve_radio(const Call& call, Serve<Radio> get, Serve<Radio> set = nullptr)
 {
     return with_radio(call, [&](const Radio& radio) { return serve_for(call, radio, get, set); });
@@ -40,7 +40,7 @@ constexpr NumberRow kRssiThreshold{"rssithold", "WiFi Radio RSSI threshold"};
 constexpr NumberRow kExplicitBeamforming{"etxbfen", "WiFi Radio explicit beamforming", {}, "ETxBfEnCond"};
 constexpr NumberRow kImplicitBeamforming{"itxbfen", "WiFi Radio implicit beamforming", {}, "ITxBfEn"};
 
-/// Serves a number that needs nothing but its row.
+/// Serves a parameter that is no more than its row.
 u32 serve_number(const Call& call, const Radio& radio, const NumberRow& row)
 {
     const Key key = option_key(radio, row.option);
@@ -59,7 +59,8 @@ void log_5ghz_only(const Call& call)
     QSC_LOG_CALL(call, kLogInfo, "DFS only works in WiFi 5GHz\n");
 }
 
-/// 802.11h is a matter of 5 GHz, but 2.4 GHz has the option as well; there nobody misses it.
+/// The option exists for 2.4 GHz as well, although 802.11h concerns 5 GHz only; where it is missing there,
+/// that is not logged.
 u32 answer_80211h(const Call& call, const Radio& radio)
 {
     const Key key = option_key(radio, k80211h.option);
@@ -105,7 +106,7 @@ u32 set_fairness(const Call& call, const Radio& radio)
     if (const u32 code = take_flag(call, kFairness.words, number)) {
         return code;
     }
-    // Without it on the radio the mesh must not coordinate it either.
+    // The mesh must not coordinate airtime fairness while the radio does without.
     if (number == 0) {
         if (const u32 code = uci_write(option_key(kMesh, "coordatf").c_str(), "0")) {
             return code;
@@ -141,7 +142,7 @@ QSC_HANDLER(Qsc_DevWiFiRadio_Do_XQRNImBeamforming, radio_number(call, kImplicitB
 QSC_HANDLER(Qsc_DevWiFiRadio_Do_XQRNAssociatedNumber2G, serve_radio(call, answer_stations))
 QSC_HANDLER(Qsc_DevWiFiRadio_Do_XQRNAssociatedNumber5G, serve_radio(call, answer_stations))
 
-// AutoChannelEnable stands before Channel, so that a set of both ends with the fixed channel.
+// AutoChannelEnable comes before Channel, so that a set of both ends with the fixed channel.
 constexpr Qsc_ParamEntry g_QscDeviceWiFiRadioCmd[] = {
     {0, "Enable", Qsc_DevWiFiRadio_Do_Enable, 0, 0},
     {1, "OperatingStandards", Qsc_DevWiFiRadio_Do_OperStandards, 0, 0},

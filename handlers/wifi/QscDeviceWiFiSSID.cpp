@@ -16,7 +16,7 @@ namespace
 
 QSC_MODULE("QscDeviceWiFiSSID");
 
-/// A virtual access point: its radio, and its number there, from 1.
+/// A virtual access point: its radio, and its number on it, from 1.
 struct Vap {
     const Radio& radio;
     i32 number;
@@ -25,7 +25,7 @@ struct Vap {
     [[nodiscard]] Key interface() const { return vap_interface(radio, number); }
 };
 
-/// Instances 1 to 8 are on the first radio, from this one on they are on the second.
+/// The first instance on the second radio; instances 1 to 8 are on the first.
 constexpr i32 kSecondRadio = 11;
 
 constexpr i32 vap_number(i32 instance)
@@ -33,7 +33,7 @@ constexpr i32 vap_number(i32 instance)
     return instance < kSecondRadio ? instance : instance - kSecondRadio + 1;
 }
 
-/// The access point that a call's path names; empty: there is none, which has been logged.
+/// The access point in a call's path; empty: there is none.
 std::optional<Vap> find_vap(const Call& call)
 {
     const auto is_vap = [](i32 instance) {
@@ -47,13 +47,13 @@ std::optional<Vap> find_vap(const Call& call)
     return Vap{kRadios[instance < kSecondRadio ? 0 : 1], vap_number(instance)};
 }
 
-/// Serves a parameter by what its get and its set do for an access point.
+/// Serves an access point's parameter with its get and set.
 u32 serve_vap(const Call& call, Serve<Vap> get, Serve<Vap> set = nullptr)
 {
     return with_instance(call, find_vap, [&](const Vap& vap) { return serve_for(call, vap, get, set); });
 }
 
-/// A parameter that has nothing to say.
+/// A parameter that succeeds without an answer.
 u32 placeholder(const Call& call)
 {
     return is_object(call.value) ? 0 : EINVAL;
@@ -71,7 +71,7 @@ u32 set_enable(const Call& call, const Vap& vap)
     return set_number(call, vap.radio, vap.key(kEnable.option), kEnable);
 }
 
-/// Whether the access point of a number is enabled on a radio.
+/// Whether a radio's access point with this number is enabled.
 bool is_enabled(const Call& call, const Radio& radio, i32 number)
 {
     return uci_read_int(call, option_key(radio, "enable", number).c_str()) == 1;
@@ -88,7 +88,7 @@ u32 answer_lower_layers(const Call& call, const Vap& vap)
     return answer_text(call.value, layers.c_str());
 }
 
-/// Takes the radios' paths; JSON null stands for none.
+/// Takes a text with the radios' paths; JSON null means no radio.
 u32 take_layers(const Call& call, WifiText& layers)
 {
     json_object* member = nullptr;
@@ -107,7 +107,7 @@ u32 set_lower_layers(const Call& call, const Vap& vap)
         code = uci_write(option_key(radio, "enable", vap.number).c_str(), is_carrier ? "1" : "0");
     }
     if (code != 0) {
-        return code; // the second radio's; the first is not asked
+        return code; // the second write's; the first one's is ignored
     }
     QSC_EVENT(call, "set WiFi Lowerlayers %s by %s", shown(layers.c_str()), commander(call));
     return 0;
@@ -126,7 +126,7 @@ u32 answer_bssid(const Call& call, const Vap& vap)
     return answer_text(call.value, line.c_str());
 }
 
-/// Reads an option of the mesh; a missing one is logged and empty.
+/// Reads an option of the mesh. A missing one is logged and empty.
 template <typename Value>
 Value read_mesh(const Call& call, const char* option)
 {
@@ -135,7 +135,7 @@ Value read_mesh(const Call& call, const char* option)
     return value;
 }
 
-/// The mesh's switch, which is never longer.
+/// The mesh's "enable"; anything longer than this is neither "0" nor "1".
 using MeshSwitch = Text<3, 4>;
 
 u32 answer_ssid(const Call& call, const Vap& vap)
@@ -151,7 +151,7 @@ u32 answer_ssid(const Call& call, const Vap& vap)
     return answer_text(call.value, name.c_str());
 }
 
-/// Tells the driver the name, on every radio where the access point of that number is enabled.
+/// Sets the name in the driver, on each radio whose access point with this number is enabled.
 u32 drive_name(const Call& call, i32 number, const WifiText& name)
 {
     bool enabled[std::size(kRadios)];
@@ -210,7 +210,7 @@ u32 set_ssid(const Call& call, const Vap& vap)
     return 0;
 }
 
-/// The zone of an access point's interface.
+/// The network zone of an access point's interface.
 u32 find_zone(const Vap& vap, WifiText& zone)
 {
     const Key interface = vap.interface();
@@ -240,7 +240,7 @@ u32 set_zone(const Call& call, const Vap& vap)
     return 0;
 }
 
-/// The key of the VLAN of an access point's zone.
+/// The key of the VLAN id of an access point's zone.
 u32 find_vlan_key(const Vap& vap, Key& key)
 {
     WifiText zone;
@@ -275,7 +275,7 @@ u32 set_vlan(const Call& call, const Vap& vap)
     return 0;
 }
 
-/// A counter that the kernel keeps for the interface.
+/// Answers with one of the kernel's counters of the interface.
 u32 answer_counter(const Call& call, const Vap& vap, const char* file)
 {
     CommandText command;

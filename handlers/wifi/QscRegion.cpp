@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The regulatory tables: which channels a country allows. The channel lists are those of the driver, down to
-// the 54 in regions 3 and 8.
+// The regulatory tables: the channels that a country allows. The lists equal the driver's, including channel
+// 54 in regions 3 and 8.
 #include "include/qsc_wifi.h"
 
 const Qsc_BgRegion BG_Region_CH_Table[12] = {
@@ -37,7 +37,7 @@ const Qsc_ARegion A_Region_CH_Table[16] = {
     {},
 };
 
-// Searched from the top; the first row of a country counts.
+// Searched in order; the first row with the country counts.
 const Qsc_CountryRegion Country_Region_Table[7] = {
     {"CN", &BG_Region_CH_Table[1], &A_Region_CH_Table[0]},
     {"JP", &BG_Region_CH_Table[1], &A_Region_CH_Table[12]},

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The parameters of a radio that are more than a stored number: for each, what a get answers and what a set
-// does.
+// Gets and sets of the radio parameters that are more than a stored number.
 #pragma once
 
 #include "handlers/wifi/Wifi.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Where a radio sends: its country, the channels there, the one in use, and those to avoid.
+// A radio's country and channels: possible, in use, automatic, to be skipped.
 #include "handlers/wifi/Radio.h"
 
 #include "base/Parse.h"
@@ -11,7 +11,7 @@ namespace qsc::wifi
 namespace
 {
 
-/// The row of a country; null: no row has it.
+/// The row of a country; null: there is none.
 const Qsc_CountryRegion* find_country(std::string_view country)
 {
     for (const Qsc_CountryRegion& row : Country_Region_Table) {
@@ -71,7 +71,7 @@ u32 set_country(const Call& call, const Radio& radio)
     }
     const Qsc_CountryRegion* const row = find_country(country.view());
     if (row == nullptr) {
-        return EFAULT; // the country stays written, as the driver may know it
+        return EFAULT; // the country stays stored: the driver may know it
     }
     const u32 region = BaCL_GetUint16Le(radio.band(*row).region);
     if (const u32 code = uci_write_int(option_key(radio, "regionidx").c_str(), static_cast<i32>(region))) {
@@ -84,7 +84,7 @@ u32 set_country(const Call& call, const Radio& radio)
 namespace
 {
 
-/// Has the driver choose a channel anew.
+/// Makes the driver select a channel again.
 u32 renew_channel(const Radio& radio)
 {
     CommandText command;
@@ -132,8 +132,8 @@ u32 set_auto_channel(const Call& call, const Radio& radio)
 namespace
 {
 
-/// The number of the interface to ask for the live channel: that of the first access point that is enabled,
-/// else the one behind the last. `enable` is the switch that was read last.
+/// The number of the interface that reports the live channel: that of the first enabled access point, else
+/// one past the last. `enable` gets the last switch that was read.
 i32 find_live_interface(const Call& call, const Radio& radio, i32& enable)
 {
     i32 vap = 1;
@@ -169,7 +169,7 @@ u32 answer_channel(const Call& call, const Radio& radio)
 namespace
 {
 
-/// MQTT may send the channel as text, in any base, or "auto".
+/// MQTT may send the channel as a text: "auto", or a number in any base.
 u32 take_channel(const Call& call, i32& channel)
 {
     std::string_view text;

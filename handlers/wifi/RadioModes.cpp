@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a radio sends in: its wireless standards and its bandwidth.
+// A radio's wireless standards and bandwidth.
 #include "handlers/wifi/Radio.h"
 
 #include <array>
@@ -10,12 +10,12 @@ namespace qsc::wifi
 namespace
 {
 
-/// A wireless mode of the driver and its names.
+/// A wireless mode of the driver, and its names.
 struct Standard {
     i32 mode;
-    i32 instance;          ///< the radio that can do it
-    std::string_view list; ///< for ordinary commanders
-    const char* name;      ///< what MQTT sends; it reads the last word of the list
+    i32 instance;          ///< of the radio that supports it
+    std::string_view list; ///< the name for all commanders but MQTT
+    const char* name;      ///< what MQTT sends; it gets the last word of the list
 };
 
 constexpr Standard kStandards[] = {
@@ -51,7 +51,7 @@ u32 answer_standards(const Call& call, const Radio& radio)
 namespace
 {
 
-/// Sets the mode of every access point of the radio, up to the first that fails.
+/// If the radio is on: sets the mode on each of its access points, up to the first failure.
 u32 drive_mode(const Call& call, const Radio& radio, i32 mode)
 {
     if (!is_on(call, radio)) {
@@ -96,7 +96,7 @@ u32 set_standards(const Call& call, const Radio& radio)
 namespace
 {
 
-/// A bandwidth by its code, and what the driver's two keys are for it.
+/// A bandwidth, indexed by its code: the values of the driver's two keys.
 struct Bandwidth {
     const char* name;
     i32 vht;
@@ -106,7 +106,7 @@ struct Bandwidth {
 constexpr std::array<Bandwidth, 4> kBandwidths{
     {{"20MHz", 0, 0}, {"40MHz", 0, 1}, {"80MHz", 1, 1}, {"160MHz", 2, 1}}};
 
-/// The bandwidth of a code; null: there is none, which has been logged.
+/// The bandwidth with this code; null: there is none, which is logged.
 const Bandwidth* find_bandwidth(const Call& call, i32 code)
 {
     if (code >= 0 && static_cast<std::size_t>(code) < kBandwidths.size()) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the Wi-Fi parameters are made of: the radios, the options of the package "mtkwireless", the driver's
-// commands, and the two forms in which values are spoken.
+// Shared by the Wi-Fi parameters: the radios, the options of the package "mtkwireless", the driver's
+// commands, and the two forms of a value, one for MQTT and one for everybody else.
 #pragma once
 
 #include <string_view>
@@ -12,7 +12,7 @@
 namespace qsc::wifi
 {
 
-/// A value of the Wi-Fi configuration takes one character more than others do.
+/// A Wi-Fi value may be one character longer than values elsewhere.
 using WifiText = Text<127, 128>;
 
 /// The key of an option, or the name of an interface.
@@ -20,7 +20,7 @@ using Key = Text<254>;
 
 inline constexpr i32 kVapsPerRadio = 8;
 
-/// What the keys of a section's options begin with.
+/// The prefix of a section's keys: package and section, each with its dot.
 using Section = std::string_view;
 
 inline constexpr Section kMesh = "mtkwireless.mesh.";
@@ -54,18 +54,17 @@ inline constexpr Radio kRadios[] = {
      }},
 };
 
-/// The key of an option, with a number behind it for options that each virtual access point has.
+/// The key of an option; options of a virtual access point end in its number.
 [[nodiscard]] Key option_key(Section section, const char* option);
 [[nodiscard]] Key option_key(const Radio& radio, const char* option, i32 vap = 0);
 
-/// The interface of a radio's virtual access point, which is counted from 1.
+/// The interface of a virtual access point, numbered from 1.
 [[nodiscard]] Key vap_interface(const Radio& radio, i32 vap);
 
-/// The instance number that stands in a path behind a prefix of this length; 0: the path ends before it.
+/// The instance number after a path's prefix; 0: the path ends before it.
 [[nodiscard]] i32 instance_in_path(const char* path, std::size_t prefix_length);
 
-/// The same of a call's path; an instance that does not exist is logged and 0, as is a missing path, which is
-/// not logged.
+/// The instance number in a call's path, if it exists. 0: it does not, which is logged, or there is no path.
 template <typename Exists>
 [[nodiscard]] i32 instance_of_path(const Call& call, std::string_view prefix, Exists exists)
 {
@@ -80,13 +79,13 @@ template <typename Exists>
     return 0;
 }
 
-/// The MQTT commander speaks words where the others speak numbers.
+/// The MQTT commander sends and gets words where others have numbers.
 [[nodiscard]] inline bool is_mqtt(const Call& call)
 {
     return call.argument == QSC_COMMANDER_MQTT;
 }
 
-/// How MQTT calls 1 and everything else; null: by their numbers.
+/// The words that MQTT uses for 1 and for anything else; null: it uses the numbers.
 struct Words {
     const char* on = nullptr;
     const char* off = nullptr;
@@ -94,34 +93,34 @@ struct Words {
 inline constexpr Words kTrueFalse{"true", "false"};
 inline constexpr Words kEnableDisable{"enable", "disable"};
 
-/// Answers with a number, or the word for it.
+/// Answers with a number, or its word.
 [[nodiscard]] u32 answer_flag(const Call& call, const Words& words, i32 number);
 
-/// Takes a number, or the word for it; of MQTT's words only that for 1 counts.
+/// Takes a number, or its word: any word but the one for 1 is 0.
 [[nodiscard]] u32 take_flag(const Call& call, const Words& words, i32& number);
 
-/// A number of the configuration that is spoken as it is stored.
+/// A parameter that is a stored number.
 struct NumberRow {
     const char* option;
     const char* event;                ///< "set EVENT %d by %s"
-    Words words{};                    ///< the words of a boolean
-    const char* driver_key = nullptr; ///< what a running radio is told at once
+    Words words{};                    ///< of a boolean
+    const char* driver_key = nullptr; ///< set on a running radio at once; null: stored only
 };
 
 [[nodiscard]] u32 answer_number(const Call& call, const Key& key, const NumberRow& row);
 
-/// Stores a number under the key, tells the radio, and records the event.
+/// Stores a number, sets it on a running radio, and writes the event record.
 [[nodiscard]] u32 store_number(const Call& call, const Radio& radio, const Key& key, const NumberRow& row,
                                i32 number);
 
-/// Takes and stores the caller's number.
+/// Takes the caller's number and stores it as store_number() does.
 [[nodiscard]] u32 set_number(const Call& call, const Radio& radio, const Key& key, const NumberRow& row);
 
-/// What a get or a set of a parameter does for a radio or an access point.
+/// The get or the set of a parameter, for a radio or an access point.
 template <typename Target>
 using Serve = u32 (*)(const Call& call, const Target& target);
 
-/// Serves a call for a radio or an access point; without a set the parameter is read-only.
+/// Serves a call for a radio or an access point; a parameter without a set is read-only.
 template <typename Target>
 u32 serve_for(const Call& call, const Target& target, Serve<Target> get, Serve<Target> set)
 {
@@ -130,26 +129,26 @@ u32 serve_for(const Call& call, const Target& target, Serve<Target> get, Serve<T
         [&] { return set != nullptr ? set(call, target) : refuse_operation(call); });
 }
 
-/// Whether the radio is on; a missing switch is logged.
+/// Whether the radio is on. A missing "radioOn" is logged and counts as off.
 [[nodiscard]] bool is_on(const Call& call, const Radio& radio);
 
-/// Brings an interface up; whether that worked shows in what follows.
+/// Brings an interface up. The result is ignored: the driver command that follows fails if it matters.
 void bring_up(std::string_view interface, const char* output = "> /dev/null 2>&1");
 
-/// Has the driver set one of its keys.
+/// Sets a key of the driver.
 [[nodiscard]] u32 drive(std::string_view interface, const char* driver_key, i32 number);
 
-/// Brings the main interface up and sets one key, if the radio is on.
+/// If the radio is on: brings its main interface up and sets a key of the driver.
 [[nodiscard]] u32 drive_if_on(const Call& call, const Radio& radio, const char* driver_key, i32 number,
                               const char* output = "> /dev/null 2>&1");
 
 /// Runs a command through the shell. @return its exit code; EFAULT: it could not be run, or a signal ended it
 [[nodiscard]] u32 run_shell(const char* command);
 
-/// Captures the first line that a command prints.
+/// Captures the first line of a command's output, without its line feed.
 [[nodiscard]] u32 capture_line(const char* command, WifiText& line);
 
-/// Answers with the first line that a command prints.
+/// Answers with the first line of a command's output.
 [[nodiscard]] u32 answer_line(const Call& call, const char* command);
 
 } // namespace qsc::wifi

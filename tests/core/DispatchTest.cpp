@@ -20,7 +20,7 @@ namespace
 uint32_t g_failing_id = UINT32_MAX;
 int g_views = 0; // of the configuration, during the last call of a handler
 
-/// Records its call; `param` is the parameter's id. Fails when told so.
+/// Records its call; `param` is the parameter's id. Fails for g_failing_id.
 uint32_t probe(const char* name, json_object* value, uint32_t oper, uint32_t argument, int64_t context,
                uint64_t param)
 {

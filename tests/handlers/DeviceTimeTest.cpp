@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// "Device.Time" against a faked outside.
+// "Device.Time" on a fake device.
 #include <ctime>
 #include <filesystem>
 #include <functional>

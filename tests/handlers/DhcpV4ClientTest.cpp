@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// "Device.DHCPv4.Client.1" and its options against a faked outside.
+// "Device.DHCPv4.Client.1" and its options on a fake device.
 #include <json-c/json.h>
 
 #include "qsc_dhcpv4_client.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Network zones against a faked configuration.
+// Network zones on a fake device.
 #include "qsc_network_zone.h"
 #include "support/Outside.h"
 

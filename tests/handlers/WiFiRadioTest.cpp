@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// "Device.WiFi.Radio" against a faked outside.
+// "Device.WiFi.Radio" on a fake device.
 #include <cstring>
 
 #include <json-c/json.h>
@@ -139,7 +139,7 @@ TEST_F(WiFiRadio, SetsStoreDriveAndRecordInOrder)
         const char* name;
         const char* value;
         uint32_t commander;
-        Lines done; // without the sync behind each command
+        Lines done; // without the sync after each command
         const char* event;
     } cases[] = {
         {"Enable", "0", kCli, {"set mtkwireless.rax0.radioOn=0"}, "Radio enabled flag 0 by CLI"},
@@ -374,7 +374,7 @@ TEST_F(WiFiRadio, ChannelIsAskedOfTheDriver)
     const struct {
         std::map<std::string, std::string> uci;
         uint32_t commander;
-        const char* asked; // null: nobody
+        const char* asked; // null: no command
         const char* answer;
     } cases[] = {
         {{{"radioOn", "1"}, {"enable1", "1"}, {"channel", "36"}}, kCli, "rax0", "44"},

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// "Device.WiFi.SSID" against a faked outside.
+// "Device.WiFi.SSID" on a fake device.
 #include <filesystem>
 
 #include "platform/PrivateFolders.h"

@@ -30,7 +30,7 @@ namespace
     std::abort();
 }
 
-/// The definition behind this program's own.
+/// The definition that this program's own hides.
 template <typename Function>
 Function* real(const char* name)
 {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The world outside the library, for tests, benchmarks and fuzzers: what was run, logged, recorded and
+// The device outside the library, for tests, benchmarks and fuzzers: what was run, logged, recorded and
 // configured. The functions in FakeDevice.cpp take the place of libc's, zlog's and the configuration
 // library's for the whole program.
 #pragma once
@@ -59,7 +59,7 @@ struct Outside {
 
     bool keeps_records = true;      ///< whether anything is added to done, reads, logs and events
     bool has_real_commands = false; ///< popen() and pclose() are libc's
-    bool has_real_uci = false;      ///< the configuration library behind this program answers the reads
+    bool has_real_uci = false;      ///< reads are answered by the real configuration library
 
     /// Only the commands that were run.
     [[nodiscard]] Lines commands() const;
