@@ -2,8 +2,8 @@
 // "help": lists the subtrees, or finds the id of a path and the path of an id.
 #include <json-c/json.h>
 
+#include "base/Json.h"
 #include "core/CommandTable.h"
-#include "core/JsonRef.h"
 #include "core/Request.h"
 #include "core/Tables.h"
 #include "include/qsc_handlers.h"

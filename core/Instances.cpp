@@ -5,8 +5,8 @@
 
 #include <json-c/json.h>
 
+#include "base/Json.h"
 #include "base/Text.h"
-#include "core/JsonRef.h"
 #include "include/qscbase.h"
 
 namespace qsc

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "base/Json.h"
 #include "base/Types.h"
 #include "include/qsyscmdhal.h"
 #include "log/Log.h"
@@ -34,15 +35,6 @@ struct Call {
     u64 param;
 };
 
-/// Whether this is a JSON object: null and every other JSON type are not.
-[[nodiscard]] bool is_object(json_object* value);
-
-/// Looks a member up; false: there is none. A member may be there and be JSON null, which is nullptr.
-[[nodiscard]] bool find_member(json_object* object, const char* name, json_object*& member);
-
-/// Takes a text; a number or boolean is taken as its text. EFAULT: it has no text.
-[[nodiscard]] u32 text_of(json_object* member, std::string_view& text);
-
 /// Takes "ParamValue" as a text. EINVAL: missing; EFAULT: it has no text.
 [[nodiscard]] u32 take_text(json_object* value, std::string_view& text);
 
@@ -59,15 +51,6 @@ struct Call {
 
 /// Answers with an integer, as answer_text().
 [[nodiscard]] u32 answer_int(json_object* value, i32 number);
-
-/// Adds a new member, which the object then owns; a null one is the failure to make it. ENOMEM.
-[[nodiscard]] u32 add_member(json_object* object, const char* name, json_object* member);
-
-/// The same for a name that the object is known not to have, which need not be searched for.
-[[nodiscard]] u32 add_new_member(json_object* object, const char* name, json_object* member);
-
-/// The same for a name of the library's own, which is not copied: it must live as long as the library.
-[[nodiscard]] u32 add_named_member(json_object* object, const char* name, json_object* member);
 
 /// Logs that a handler was asked for an operation that it does not serve.
 u32 refuse_operation(const Call& call, u32 code = EFAULT);

@@ -7,8 +7,8 @@
 #include <json-c/json.h>
 #include <unistd.h>
 
+#include "base/Json.h"
 #include "base/Parse.h"
-#include "core/JsonRef.h"
 
 namespace qsc
 {

@@ -7,8 +7,7 @@
 
 #include <json-c/json.h>
 
-#include "core/JsonRef.h"
-#include "core/Request.h"
+#include "base/Json.h"
 #include "include/qscbase.h"
 
 using namespace qsc;

@@ -8,9 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/Json.h"
 #include "base/ProcessLock.h"
 #include "base/SafeFile.h"
-#include "core/JsonRef.h"
 
 namespace qsc::wifi
 {

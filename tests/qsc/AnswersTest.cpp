@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 #include <json-c/json.h>
 
-#include "core/JsonRef.h"
+#include "base/Json.h"
 
 using namespace qsc;
 

@@ -166,6 +166,30 @@ lint_headers() {
     held "headers: each stands alone, in C89 and in C++"
 }
 
+# The folders from which each may include, besides itself and include/; docs/architecture.md says the same.
+lint_dependencies() {
+    local order='base:
+platform: base
+log: base
+bacl: base log
+messaging: base log
+core: base log
+commands: base log core
+handlers: base log core
+tools: base core'
+    if git grep -nE '^#include "[a-z]+/' -- 'base/*' 'platform/*' 'log/*' 'bacl/*' 'messaging/*' 'core/*' 'commands/*' 'handlers/*' \
+        'tools/*' | awk -F: -v order="$order" '
+        BEGIN { rows = split(order, row, "\n")
+            for (i = 1; i <= rows; ++i) { split(row[i], side, ":"); allowed[side[1]] = " include " side[1] side[2] " " } }
+        { split($1, from, "/"); split($3, to, "[\"/]")
+            if (index(allowed[from[1]], " " to[2] " ") == 0) { print $1 ":" $2 ": " $3; found = 1 } }
+        END { exit !found }'; then
+        broken "dependencies: these includes go against the order in docs/architecture.md"
+    else
+        held "dependencies: each folder includes only what docs/architecture.md allows"
+    fi
+}
+
 lint_words() {
     if git grep -nIiE '\bthe spec(ification)?\b|\bper spec\b|\bPart [0-9]\.[0-9]|\bruling [0-9]+' -- . ':!tools/dev/lint.sh'; then
         broken "words: this project speaks for itself; say what the code does, not where it was asked for"
@@ -202,6 +226,7 @@ lint() {
     lint_format
     lint_headers
     lint_words
+    lint_dependencies
     lint_share
     lint_shell
     lint_mutants

@@ -6,7 +6,7 @@
 
 #include <json-c/json.h>
 
-#include "core/JsonRef.h"
+#include "base/Json.h"
 #include "tools/qsc/Options.h"
 
 namespace qsc

@@ -4,8 +4,8 @@
 
 #include <string_view>
 
+#include "base/Json.h"
 #include "base/Types.h"
-#include "core/JsonRef.h"
 #include "include/qscbase.h"
 
 namespace qsc::queue
