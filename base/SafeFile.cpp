@@ -22,6 +22,20 @@ u32 error_code()
 
 } // namespace
 
+bool FileText::append(std::string_view text)
+{
+    auto* const memory = static_cast<char*>(std::realloc(text_.get(), size_ + text.size() + 1));
+    if (memory == nullptr) {
+        return false;
+    }
+    (void)text_.release();
+    text_.reset(memory);
+    std::copy(text.begin(), text.end(), memory + size_);
+    size_ += text.size();
+    memory[size_] = '\0';
+    return true;
+}
+
 u32 read_safe_file(const char* path, FileText& text, std::size_t limit)
 {
     // Not blocking, because opening a pipe would wait for its writer.

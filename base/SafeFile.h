@@ -12,10 +12,13 @@
 namespace qsc
 {
 
-/// The whole content of a file, with a NUL after it that does not count.
+/// The whole content of a file, or what a program printed, with a NUL after it that does not count.
 class FileText
 {
   public:
+    /// False: no memory.
+    [[nodiscard]] bool append(std::string_view text);
+
     [[nodiscard]] std::string_view view() const { return {c_str(), size_}; }
     [[nodiscard]] const char* c_str() const { return text_ != nullptr ? text_.get() : ""; }
 

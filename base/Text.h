@@ -23,6 +23,20 @@ constexpr bool is_empty(const char* text)
     return text == nullptr || *text == '\0';
 }
 
+/// Calls use(word) for each word between blanks, until one answers non-zero.
+template <typename Use>
+u32 for_each_word(std::string_view text, Use use)
+{
+    while (!text.empty()) {
+        const std::string_view word = text.substr(0, text.find(' '));
+        text.remove_prefix(word.size() < text.size() ? word.size() + 1 : text.size());
+        if (const u32 code = word.empty() ? 0 : use(word)) {
+            return code;
+        }
+    }
+    return 0;
+}
+
 /// What a text holds so far. The work is done once, below, for texts of every size.
 struct TextState {
     std::size_t length = 0;

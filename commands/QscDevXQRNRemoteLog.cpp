@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.X_QRN_RemoteLog": forwarding of the system log to a remote server.
+#include "core/Objects.h"
 #include "core/Service.h"
-#include "core/Tables.h"
 #include "core/UciAccess.h"
 #include "include/qsc_handlers.h"
 
@@ -17,8 +17,6 @@ void record(const Call& call, const char* value)
     QSC_EVENT(call, "set Remote Log %s %s by %s", shown(call.name), value, commander(call));
 }
 
-constexpr const char* kScripts[] = {"log", "system"};
-
 } // namespace
 
 QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Enable, serve_text(call, "system.@system[0].log_remote", record))
@@ -29,14 +27,19 @@ QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Prefix, serve_text(call, "system.@system
 
 QSC_COMMIT(Qsc_Dev_X_QRN_Remote_Log_Commit,
            is_object(request) ? finish(request, QrnUci_CommitPackage("system")) : EINVAL)
-QSC_SERVICE(Qsc_Dev_X_QRN_Remote_Log_Service, serve_service(request, kScripts))
+QSC_SERVICE(Qsc_Dev_X_QRN_Remote_Log_Service, serve_scripts(request, "log system"))
 
-constexpr Qsc_ParamEntry g_QscDevXQRNRemoteLogCmd[] = {
-    {0, "Enable", Qsc_Dev_X_QRN_Remote_Log_Do_Enable, 0, 0},
-    {1, "Protocol", Qsc_Dev_X_QRN_Remote_Log_Do_Protocol, 0, 0},
-    {2, "Server", Qsc_Dev_X_QRN_Remote_Log_Do_Server, 0, 0},
-    {3, "Port", Qsc_Dev_X_QRN_Remote_Log_Do_Port, 0, 0},
-    {4, "Prefix", Qsc_Dev_X_QRN_Remote_Log_Do_Prefix, 0, 0},
-    kTableEnd,
+namespace
+{
+
+constexpr Row kRows[] = {
+    handled("Enable", Kind::kBoolean, Access::kReadWrite, Qsc_Dev_X_QRN_Remote_Log_Do_Enable),
+    handled("Protocol", Kind::kText, Access::kReadWrite, Qsc_Dev_X_QRN_Remote_Log_Do_Protocol, ":126"),
+    handled("Server", Kind::kText, Access::kReadWrite, Qsc_Dev_X_QRN_Remote_Log_Do_Server, ":126"),
+    handled("Port", Kind::kText, Access::kReadWrite, Qsc_Dev_X_QRN_Remote_Log_Do_Port, ":126"),
+    handled("Prefix", Kind::kText, Access::kReadWrite, Qsc_Dev_X_QRN_Remote_Log_Do_Prefix, ":126"),
 };
-static_assert(is_sound(g_QscDevXQRNRemoteLogCmd));
+
+} // namespace
+
+QSC_DESCRIBED_OBJECT(kRemoteLog, "Device.X_QRN_RemoteLog", g_QscDevXQRNRemoteLogCmd, kRows)

@@ -4,8 +4,8 @@
 
 #include "base/Json.h"
 #include "core/CommandTable.h"
+#include "core/Objects.h"
 #include "core/Request.h"
-#include "core/Tables.h"
 #include "include/qsc_handlers.h"
 
 using namespace qsc;
@@ -106,8 +106,13 @@ u32 help(const Call& call)
 
 QSC_HANDLER(Qsc_FunHelp_Do_List, help(call))
 
-constexpr Qsc_ParamEntry g_QscFunHelpCmd[] = {
-    {0, "list", Qsc_FunHelp_Do_List, 0, 0},
-    kTableEnd,
+namespace
+{
+
+constexpr Row kRows[] = {
+    handled("list", Kind::kJson, Access::kRead, Qsc_FunHelp_Do_List),
 };
-static_assert(is_sound(g_QscFunHelpCmd));
+
+} // namespace
+
+QSC_DESCRIBED_OBJECT(kHelp, "help", g_QscFunHelpCmd, kRows)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // "syslog": the level and the properties of the library log.
+#include "core/Objects.h"
 #include "core/Request.h"
-#include "core/Tables.h"
 #include "include/qsc_handlers.h"
 
 using namespace qsc;
@@ -44,9 +44,14 @@ u32 log_setting(const Call& call, const LogSetting& setting)
 QSC_HANDLER(Qsc_SysLog_Do_Level, log_setting(call, kLevel))
 QSC_HANDLER(Qsc_SysLog_Do_Property, log_setting(call, kProperty))
 
-constexpr Qsc_ParamEntry g_QscSysLogCmd[] = {
-    {0, "level", Qsc_SysLog_Do_Level, 0, 0},
-    {1, "property", Qsc_SysLog_Do_Property, 0, 0},
-    kTableEnd,
+namespace
+{
+
+constexpr Row kRows[] = {
+    handled("level", Kind::kUnsigned, Access::kReadWrite, Qsc_SysLog_Do_Level, "0:7"),
+    handled("property", Kind::kUnsigned, Access::kReadWrite, Qsc_SysLog_Do_Property, "0:7"),
 };
-static_assert(is_sound(g_QscSysLogCmd));
+
+} // namespace
+
+QSC_DESCRIBED_OBJECT(kSystemLog, "syslog", g_QscSysLogCmd, kRows)

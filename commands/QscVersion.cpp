@@ -2,8 +2,8 @@
 // "version": the versions of this library, of the host program and of the firmware.
 #include "base/Text.h"
 #include "core/CommandTable.h"
+#include "core/Objects.h"
 #include "core/Request.h"
-#include "core/Tables.h"
 #include "include/qsc_handlers.h"
 
 using namespace qsc;
@@ -45,10 +45,15 @@ QSC_HANDLER(Qsc_Version_Do_HalVer, version(call, kLibraryVersion))
 QSC_HANDLER(Qsc_Version_Do_ProgVer, version(call, host_version(call, &Qsc_VersionRecord::progver)))
 QSC_HANDLER(Qsc_Version_Do_FwVer, version(call, host_version(call, &Qsc_VersionRecord::fwver)))
 
-constexpr Qsc_ParamEntry g_QscVersionCmd[] = {
-    {0, "halver", Qsc_Version_Do_HalVer, 0, 0},
-    {1, "progver", Qsc_Version_Do_ProgVer, 0, 0},
-    {2, "fwver", Qsc_Version_Do_FwVer, 0, 0},
-    kTableEnd,
+namespace
+{
+
+constexpr Row kRows[] = {
+    handled("halver", Kind::kText, Access::kRead, Qsc_Version_Do_HalVer),
+    handled("progver", Kind::kText, Access::kRead, Qsc_Version_Do_ProgVer),
+    handled("fwver", Kind::kText, Access::kRead, Qsc_Version_Do_FwVer),
 };
-static_assert(is_sound(g_QscVersionCmd));
+
+} // namespace
+
+QSC_DESCRIBED_OBJECT(kVersion, "version", g_QscVersionCmd, kRows)

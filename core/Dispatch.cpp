@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/Dispatch.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string_view>
 
 #include <json-c/json.h>
@@ -11,7 +13,12 @@
 #include "base/Parse.h"
 #include "base/Text.h"
 #include "base/UciOptional.h"
+#include "core/Instances.h"
+#include "core/Refusal.h"
 #include "core/Request.h"
+#include "core/ServeRow.h"
+#include "core/Service.h"
+#include "core/Walk.h"
 #include "include/qscbase.h"
 
 namespace qsc
@@ -20,7 +27,7 @@ namespace qsc
 namespace
 {
 
-constexpr const char* kModule = "QSysCmdHal";
+QSC_MODULE("QSysCmdHal");
 
 /// What a dispatcher was called with.
 struct Request {
@@ -50,6 +57,7 @@ const char* label_of(const Subtree& subtree, Line line)
 u32 log_parameter(const Request& request, const char* label, const char* verb, const char* parameter,
                   u32 code)
 {
+    name_refusal(request.path, parameter, code);
     if (label != nullptr) {
         LOG_REQUEST(request, "%s %s %s, error %d\n", label, verb, parameter, static_cast<i32>(code));
     } else {
@@ -79,7 +87,7 @@ u32 log_unsupported(const Request& request, const char* label)
     } else {
         LOG_REQUEST(request, "%s operation not support (0x%X)\n", label, request.oper);
     }
-    return EINVAL;
+    return refuse(EINVAL, "the operation 0x%X is not served", request.oper);
 }
 
 /// Refuses what is no request at all. A null one is so plain that it is not logged.
@@ -91,99 +99,107 @@ bool is_request(const Request& request)
     return is_object(request.object);
 }
 
-const Qsc_ParamEntry* choose_table(const Subtree& subtree, const char* path)
-{
-    const std::string_view requested{or_empty(path)};
-    for (const TableChoice& choice : subtree.choices) {
-        const bool fits = choice.rule == TableChoice::kPathIs
-                              ? requested == choice.text
-                              : requested.find(choice.text) != std::string_view::npos;
-        if (fits) {
-            return choice.table;
+/// One walk through an object's parameters, in a dispatcher's name.
+struct ObjectWalk {
+    const Subtree& subtree;
+    const Request& request;
+    const Object& object;
+    const char* label;
+    RowRequest* rows; ///< null: no parameter is a row
+
+    u32 serve(const Parameter& parameter, json_object* value) const
+    {
+        if (parameter.handler == nullptr) {
+            return serve_row(*rows, *parameter.row, value);
         }
+        // Subtrees that log by path have no instances in it; their handlers want the parameter's own name.
+        const char* const name = label_of(subtree, &Labels::get) != nullptr ? request.path : parameter.name;
+        return parameter.handler(name, value, request.oper, request.argument, request.context,
+                                 parameter.param);
     }
-    return subtree.table;
-}
 
-u32 call_handler(const Subtree& subtree, const Request& request, const Qsc_ParamEntry& entry,
-                 json_object* value)
-{
-    // Subtrees that log by path have no instances in it; their handlers want the parameter's own name.
-    const char* const name = label_of(subtree, &Labels::get) != nullptr ? request.path : entry.name;
-    return entry.handler(name, value, request.oper, request.argument, request.context, entry.param);
-}
-
-/// Calls the handlers of the parameters that the request names, up to the first that fails.
-u32 walk_named(const Subtree& subtree, const Request& request, const Qsc_ParamEntry* table, const char* label,
-               const char* verb, bool& any_named)
-{
-    for (const Qsc_ParamEntry* entry = table; entry->id != QSC_TABLE_END; ++entry) {
-        json_object* value = nullptr;
-        if (!find_member(request.object, entry->name, value)) {
-            continue;
-        }
-        any_named = true;
-        if (entry->handler == nullptr) {
-            continue;
-        }
-        if (const u32 code = call_handler(subtree, request, *entry, value)) {
-            return log_parameter(request, label, verb, entry->name, code);
-        }
+    [[nodiscard]] Walk walk()
+    {
+        return {object, request.object, this,
+                [](void* context, const Parameter& parameter, json_object* value) {
+                    return static_cast<const ObjectWalk*>(context)->serve(parameter, value);
+                },
+                [](void* context, const char* verb, const char* parameter, u32 code) {
+                    const auto& self = *static_cast<const ObjectWalk*>(context);
+                    (void)log_parameter(self.request, self.label, verb, parameter, code);
+                    return false;
+                }};
     }
-    return 0;
-}
+};
 
-/// Answers every parameter. What was answered before a failure stays in the request.
-u32 get_all(const Subtree& subtree, const Request& request, const Qsc_ParamEntry* table)
+u32 get(const Subtree& subtree, const Request& request, const Object& object, RowRequest* rows)
 {
+    if (rows != nullptr) {
+        begin_get(*rows);
+    }
     const char* const label = label_of(subtree, &Labels::get);
-    for (const Qsc_ParamEntry* entry = table; entry->id != QSC_TABLE_END; ++entry) {
-        if (entry->handler == nullptr) {
-            continue;
-        }
-        json_object* const value = json_object_new_object();
-        if (value == nullptr) {
-            return ENOMEM;
-        }
-        if (const u32 code = call_handler(subtree, request, *entry, value)) {
-            json_object_put(value);
-            return log_parameter(request, label, label != nullptr ? "all get" : "get", entry->name, code);
-        }
-        if (const u32 code = add_named_member(request.object, entry->name, value)) {
-            return code;
+    ObjectWalk walk{subtree, request, object, label, rows};
+    return walk_get(walk.walk(), "get", label != nullptr ? "all get" : "get");
+}
+
+u32 set(const Subtree& subtree, const Request& request, const Object& object, RowRequest* rows)
+{
+    const char* const label = label_of(subtree, &Labels::set);
+    ObjectWalk walk{subtree, request, object, label, rows};
+    bool any_named = false;
+    if (rows == nullptr) {
+        return walk_named(walk.walk(), "set", any_named);
+    }
+    const char* refused = nullptr;
+    u32 code = begin_set(*rows, refused);
+    if (code == 0) {
+        const u32 walked = walk_named(walk.walk(), "set", any_named);
+        code = end_set(*rows, walked, refused);
+        if (walked != 0) {
+            return walked; // logged by the walk
         }
     }
-    return 0;
+    return code != 0 ? log_parameter(request, label, "set", refused, code) : 0;
 }
 
-u32 get(const Subtree& subtree, const Request& request, const Qsc_ParamEntry* table)
+/// Serves a get or a set of the object that the path leads to.
+u32 serve_object(const Subtree& subtree, const Request& request, u32 oper)
 {
-    const UciView view;
-    // Most requests for everything name nothing at all.
-    bool any_named = false;
-    const u32 code =
-        json_object_object_length(request.object) == 0
-            ? 0
-            : walk_named(subtree, request, table, label_of(subtree, &Labels::get), "get", any_named);
-    return code != 0 || any_named ? code : get_all(subtree, request, table);
-}
-
-u32 set(const Subtree& subtree, const Request& request, const Qsc_ParamEntry* table)
-{
-    bool any_named = false;
-    return walk_named(subtree, request, table, label_of(subtree, &Labels::set), "set", any_named);
+    // A get answers from one version of each package. A set looks anew at each step.
+    std::optional<UciView> view;
+    if (oper == QSC_OPER_GET) {
+        view.emplace();
+    }
+    const Object& object = object_at(subtree, request.path);
+    const auto serve_with = [&](RowRequest* rows) {
+        return oper == QSC_OPER_GET ? get(subtree, request, object, rows)
+                                    : set(subtree, request, object, rows);
+    };
+    if (!has_rows(object)) {
+        return serve_with(nullptr);
+    }
+    RowRequest rows{.object = object,
+                    .path = or_empty(request.path),
+                    .root = request.object,
+                    .oper = request.oper,
+                    .argument = request.argument};
+    return serve_with(&rows);
 }
 
 u32 commit(const Subtree& subtree, const Request& request)
 {
-    const u32 code = subtree.commit(request.path, request.object, request.oper, request.argument,
-                                    request.context, request.value);
+    const u32 code = subtree.commit != nullptr
+                         ? subtree.commit(request.path, request.object, request.oper, request.argument,
+                                          request.context, request.value)
+                         : serve_packages(request.object, subtree.packages);
     return code == 0 ? 0 : log_step(request, label_of(subtree, &Labels::commit), "commit", code);
 }
 
 u32 service(const Subtree& subtree, const Request& request)
 {
-    if (const u32 code = subtree.service(request.path, request.object)) {
+    const u32 code = subtree.service != nullptr ? subtree.service(request.path, request.object)
+                                                : serve_scripts(request.object, subtree.scripts);
+    if (code != 0) {
         return log_step(request, label_of(subtree, &Labels::service), "service", code);
     }
     // It runs in the background by its own "&", so there is no result to wait for.
@@ -206,73 +222,68 @@ bool parse_index(std::string_view text, i32& index)
     return is_index;
 }
 
-u32 serve_list(const InstanceRoutines& routines, const Request& request, std::string_view rest)
+u32 serve_rest(const Subtree& subtree, const Request& request, std::string_view rest)
 {
     const bool is_all = rest.empty() || rest == "*";
     QSCBase_ParamId record;
     (void)QSCBase_ParamId_Init(&record);
     record.context = static_cast<u64>(request.context);
     if (!is_all && !parse_index(rest, record.index[0])) {
-        return EINVAL;
+        return refuse(EINVAL, "'%.*s' is no instance number",
+                      static_cast<int>(std::min<std::size_t>(rest.size(), 40)), rest.data());
     }
-    if (routines.all == nullptr) {
-        return 0;
+    if (subtree.routines != nullptr) {
+        const ListRoutines& routines = *subtree.routines;
+        return is_all ? routines.all(request.path, request.object, request.oper, request.argument,
+                                     request.context, request.value)
+                      : routines.index(request.path, request.object, request.oper, request.argument,
+                                       request.context, request.value, request.object, &record);
     }
-    const UciView view;
-    return is_all ? routines.all(request.path, request.object, request.oper, request.argument,
-                                 request.context, request.value)
-                  : routines.index(request.path, request.object, request.oper, request.argument,
-                                   request.context, request.value, request.object, &record);
+    if (subtree.object->list == nullptr) {
+        return 0; // nothing to answer
+    }
+    const Call call{kSource,        request.dispatcher, request.line,     request.path,
+                    request.object, request.oper,       request.argument, request.value};
+    return is_all ? serve_instances(call, *subtree.object, request.context, nullptr)
+                  : serve_instance(call, *subtree.object, request.context, &record);
 }
 
-} // namespace
-
-u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
-             const Subtree& subtree)
+u32 serve_list(const Subtree& subtree, const Request& request)
 {
-    const Request request{subtree.name, subtree.line, path, object, oper, argument, context, value};
-    if (!is_request(request)) {
-        return EINVAL;
+    if ((request.oper & (QSC_OPER_GET | QSC_OPER_SET)) == 0) {
+        return log_unsupported(request, nullptr);
     }
-    const auto asks_for = [&](u32 operation) { return (request.oper & operation) != 0; };
-    if (asks_for(subtree.served & QSC_OPER_GET)) {
-        return get(subtree, request, choose_table(subtree, request.path));
+    std::optional<UciView> view;
+    if ((request.oper & QSC_OPER_GET) != 0) {
+        view.emplace();
     }
-    if (asks_for(subtree.served & QSC_OPER_SET)) {
-        return set(subtree, request, choose_table(subtree, request.path));
-    }
-    if (asks_for(QSC_OPER_COMMIT) && subtree.commit != nullptr) {
-        return commit(subtree, request);
-    }
-    if (asks_for(QSC_OPER_SERVICE) && subtree.service != nullptr) {
-        return service(subtree, request);
-    }
-    return log_unsupported(request, label_of(subtree, &Labels::unsupported));
+    const char* rest = or_empty(request.path);
+    const bool is_below = std::string_view{rest}.starts_with(subtree.list);
+    rest += is_below ? std::strlen(subtree.list) : 0;
+    const u32 code = is_below ? serve_rest(subtree, request, rest)
+                              : refuse(EINVAL, "it does not begin with %s", subtree.list);
+    const char* const verb = (request.oper & QSC_OPER_GET) != 0 ? "get" : "set";
+    return code != 0 ? log_parameter(request, nullptr, verb, rest, code) : 0;
 }
 
-u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
-             const Actions& actions)
+u32 run_action(const Subtree& subtree, const Request& request)
 {
-    const Request request{actions.name, actions.line, path, object, oper, argument, context, value};
-    if (!is_request(request)) {
-        return EINVAL;
-    }
     json_object* action = nullptr;
     if (!find_member(request.object, "Action", action) || !is_object(action)) {
         LOG_REQUEST(request, "%s, get 1st action object failed.\n", or_empty(request.path));
-        return EINVAL;
+        return refuse(EINVAL, "the request has no object \"Action\"");
     }
     std::string_view wanted;
     if (take_text(action, wanted) != 0) {
         LOG_REQUEST(request, "%s, get 1st action parameter failed.\n", or_empty(request.path));
         return EINVAL;
     }
-    Qsc_ParamEntry* entry = actions.table;
+    Qsc_ParamEntry* entry = subtree.actions;
     while (entry->id != QSC_TABLE_END && wanted != entry->name) {
         ++entry;
     }
     if (entry->id == QSC_TABLE_END || entry->handler == nullptr) {
-        return EINVAL;
+        return refuse(EINVAL, "there is no action of that name");
     }
     entry->param = reinterpret_cast<std::uintptr_t>(request.object);
     const u32 code =
@@ -283,22 +294,94 @@ u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 
     return code;
 }
 
-u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
-             const InstanceRoutines& routines)
+u32 serve(const Subtree& subtree, const Request& request)
 {
-    const Request request{routines.name, routines.line, path, object, oper, argument, context, value};
-    if (!is_request(request)) {
-        return EINVAL;
+    if (subtree.actions != nullptr) {
+        return run_action(subtree, request);
     }
-    if ((request.oper & (QSC_OPER_GET | QSC_OPER_SET)) == 0) {
-        return log_unsupported(request, nullptr);
+    if (subtree.list != nullptr) {
+        return serve_list(subtree, request);
     }
-    const char* rest = or_empty(request.path);
-    const bool is_below = std::string_view{rest}.starts_with(routines.prefix);
-    rest += is_below ? std::strlen(routines.prefix) : 0;
-    const u32 code = is_below ? serve_list(routines, request, rest) : EINVAL;
-    const char* const verb = (request.oper & QSC_OPER_GET) != 0 ? "get" : "set";
-    return code != 0 ? log_parameter(request, nullptr, verb, rest, code) : 0;
+    const auto asks_for = [&](u32 operation) { return (request.oper & operation) != 0; };
+    if (asks_for(subtree.served & QSC_OPER_GET)) {
+        return serve_object(subtree, request, QSC_OPER_GET);
+    }
+    if (asks_for(subtree.served & QSC_OPER_SET)) {
+        return serve_object(subtree, request, QSC_OPER_SET);
+    }
+    const bool is_own = subtree.applied_by == nullptr;
+    if (asks_for(QSC_OPER_COMMIT) && (subtree.commit != nullptr || (is_own && subtree.packages != nullptr))) {
+        return commit(subtree, request);
+    }
+    if (asks_for(QSC_OPER_SERVICE) &&
+        (subtree.service != nullptr || (is_own && subtree.scripts != nullptr))) {
+        return service(subtree, request);
+    }
+    return log_unsupported(request, label_of(subtree, &Labels::unsupported));
+}
+
+} // namespace
+
+const Object& object_at(const Subtree& subtree, const char* path)
+{
+    const std::string_view requested{or_empty(path)};
+    for (const ObjectChoice& choice : subtree.choices) {
+        const bool fits = choice.rule == ObjectChoice::kPathIs
+                              ? requested == choice.text
+                              : requested.find(choice.text) != std::string_view::npos;
+        if (fits) {
+            return *choice.object;
+        }
+    }
+    return *subtree.object;
+}
+
+u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
+             const Subtree& subtree)
+{
+    forget_refusal();
+    const Request request{subtree.name, subtree.line, path, object, oper, argument, context, value};
+    const u32 code =
+        is_request(request) ? serve(subtree, request) : refuse(EINVAL, "the request is not a JSON object");
+    if (code != 0) {
+        name_refusal(path, nullptr, code);
+    }
+    return code;
+}
+
+u32 check_only(const Subtree& subtree, const char* path, json_object* object, u32 argument)
+{
+    if (!is_object(object)) {
+        return refuse(EINVAL, "the request is not a JSON object");
+    }
+    if (subtree.actions == nullptr && (subtree.served & QSC_OPER_SET) == 0) {
+        return refuse(EINVAL, "it cannot be set");
+    }
+    const Object& chosen = object_at(subtree, path);
+    json_object_object_foreach(object, name, value)
+    {
+        const Row* const row = find_row(chosen, name);
+        const char* const why = subtree.actions != nullptr ? nullptr
+                                : row == nullptr           ? "there is no such parameter"
+                                : row->handler != nullptr && row->access == Access::kRead ? "it cannot be set"
+                                                                                          : nullptr;
+        if (why != nullptr) {
+            const u32 code = refuse(row == nullptr ? EINVAL : EFAULT, "%s", why);
+            name_refusal(path, name, code);
+            return is_object(value) ? finish(value, code) : code;
+        }
+    }
+    if (!has_rows(chosen) || subtree.actions != nullptr) {
+        return 0;
+    }
+    RowRequest rows{
+        .object = chosen, .path = path, .root = object, .oper = QSC_OPER_SET, .argument = argument};
+    const char* refused = nullptr;
+    const u32 code = check_set(rows, refused);
+    if (code != 0) {
+        name_refusal(path, refused, code);
+    }
+    return code;
 }
 
 } // namespace qsc

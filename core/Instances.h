@@ -1,28 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
-// Lists with a fixed number of instances: each answers by its number, or all of them at once as children
-// of the request, named by their paths.
+// Lists in the indexed form: each instance answers by its number, or all of them at once as children of the
+// request, named by their paths.
 #pragma once
 
-#include "base/Types.h"
+#include "core/Object.h"
 #include "core/Request.h"
-#include "include/qsc_types.h"
 
 namespace qsc
 {
 
-/// All that one list differs in from the next.
-struct InstanceList {
-    const char* path;            ///< up to the instance number
-    const char* label;           ///< what stands in front of the number in warnings
-    const Qsc_ParamEntry* table; ///< an instance's parameters
-    i32 count;                   ///< instances 1 to this one exist
-};
-
 /// Serves one instance.
-u32 serve_instance(const Call& call, const InstanceList& list, i64 context, QSCBase_ParamId* record);
+u32 serve_instance(const Call& call, const Object& list, i64 context, QSCBase_ParamId* record);
 
-/// Serves a get of all instances: a child of the root for each, by the list's own index routine.
-u32 serve_instances(const Call& call, const InstanceList& list, i64 context, Qsc_IndexFunction* index);
+/// Serves a get of all instances: a child of the root for each, by the list's own index routine if it has
+/// one.
+u32 serve_instances(const Call& call, const Object& list, i64 context, Qsc_IndexFunction* index);
 
 /// The instance that a handler of a list works on: the one of its record, or the first without one.
 [[nodiscard]] i32 instance_of(const Call& call);

@@ -4,6 +4,7 @@
 #include <json-c/json.h>
 
 #include "base/Parse.h"
+#include "core/Refusal.h"
 
 namespace qsc
 {
@@ -12,6 +13,8 @@ namespace
 {
 
 constexpr const char* kParamValue = "ParamValue";
+
+constexpr const char* kNoValue = "the value is missing";
 
 /// "-5", "+5", "5": with 0x or a leading 0 some readers would read it otherwise, so it is no decimal number.
 bool parse_decimal(std::string_view text, i32& number)
@@ -40,14 +43,18 @@ u32 answer(json_object* value, const char* member, json_type type, Value content
 u32 take_text(json_object* value, std::string_view& text)
 {
     json_object* member = nullptr;
-    return find_member(value, kParamValue, member) ? text_of(member, text) : EINVAL;
+    if (!find_member(value, kParamValue, member)) {
+        return refuse(EINVAL, "%s", kNoValue);
+    }
+    const u32 code = text_of(member, text);
+    return code != 0 ? refuse(code, "the value has no text") : 0;
 }
 
 u32 take_string(json_object* value, std::string_view& text)
 {
     json_object* member = nullptr;
     if (!find_member(value, kParamValue, member)) {
-        return EINVAL;
+        return refuse(EINVAL, "%s", kNoValue);
     }
     return json_object_is_type(member, json_type_string) != 0 ? text_of(member, text) : EFAULT;
 }
@@ -56,28 +63,34 @@ u32 take_int(json_object* value, i32& number)
 {
     json_object* member = nullptr;
     if (!find_member(value, kParamValue, member)) {
-        return EINVAL;
+        return refuse(EINVAL, "%s", kNoValue);
     }
+    i64 wide = 0;
+    std::string_view text;
+    bool is_number = false;
     switch (json_object_get_type(member)) {
     case json_type_boolean:
-        number = json_object_get_boolean(member) != 0 ? 1 : 0;
-        return 0;
-    case json_type_int: {
-        const i64 wide = json_object_get_int64(member);
-        if (wide < INT32_MIN || wide > INT32_MAX) {
-            return EFAULT;
-        }
-        number = static_cast<i32>(wide);
-        return 0;
-    }
+        wide = json_object_get_boolean(member) != 0 ? 1 : 0;
+        is_number = true;
+        break;
+    case json_type_int:
+        wide = json_object_get_int64(member);
+        is_number = wide >= INT32_MIN && wide <= INT32_MAX;
+        break;
     case json_type_string: {
-        std::string_view text;
-        const u32 code = text_of(member, text);
-        return code != 0 ? code : parse_decimal(text, number) ? 0 : EFAULT;
+        i32 parsed = 0;
+        is_number = text_of(member, text) == 0 && parse_decimal(text, parsed);
+        wide = parsed;
+        break;
     }
     default:
-        return EFAULT;
+        break;
     }
+    if (!is_number) {
+        return refuse(EFAULT, "the value is no whole number of 32 bits");
+    }
+    number = static_cast<i32>(wide);
+    return 0;
 }
 
 u32 answer_text(json_object* value, const char* text, const char* member)
@@ -90,10 +103,16 @@ u32 answer_int(json_object* value, i32 number)
     return answer(value, kParamValue, json_type_int, number, json_object_set_int, json_object_new_int);
 }
 
+u32 answer_int64(json_object* value, i64 number)
+{
+    return answer(value, kParamValue, json_type_int, number, json_object_set_int64, json_object_new_int64);
+}
+
 u32 refuse_operation(const Call& call, u32 code)
 {
     QSC_LOG_CALL(call, kLogError, "operation not support (0x%X)\n", call.oper);
-    return code;
+    const bool is_set = (call.oper & QSC_OPER_SET) != 0 && (call.oper & QSC_OPER_GET) == 0;
+    return refuse(code, "%s", is_set ? "it cannot be set" : "the operation is not served");
 }
 
 void tell_host()
@@ -107,6 +126,9 @@ u32 finish(json_object* value, u32 code)
 {
     // An object whose "ParamId" is not a number cannot carry the code; the caller still gets it.
     (void)Qsc_SetParamId(value, code);
+    if (code != 0) {
+        add_refusal(value);
+    }
     tell_host();
     return code;
 }

@@ -52,6 +52,9 @@ struct Call {
 /// Answers with an integer, as answer_text().
 [[nodiscard]] u32 answer_int(json_object* value, i32 number);
 
+/// Answers with an integer of 64 bits, as answer_text().
+[[nodiscard]] u32 answer_int64(json_object* value, i64 number);
+
 /// Logs that a handler was asked for an operation that it does not serve.
 u32 refuse_operation(const Call& call, u32 code = EFAULT);
 

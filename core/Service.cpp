@@ -5,12 +5,36 @@
 
 #include "base/Parse.h"
 #include "base/Text.h"
+#include "core/Refusal.h"
+#include "core/RunTool.h"
 #include "include/bacl.h"
 
 #include <json-c/json.h>
+#include <unistd.h>
 
 namespace qsc
 {
+
+namespace
+{
+
+constexpr const char* kModule = "QscCommon";
+
+/// Whether the rules that are committed would load.
+u32 check_firewall()
+{
+    constexpr const char* kProgram = "/sbin/fw4";
+    constexpr const char* kArguments[] = {kProgram, "check", nullptr};
+    constexpr u32 kDeadline = 30'000;
+    if (access(kProgram, X_OK) != 0) {
+        QSC_LOG(kLogDebug, "%s is not installed, the rules are not checked\n", kProgram);
+        return 0;
+    }
+    const u32 code = run_tool({.arguments = kArguments, .deadline = kDeadline}, kModule);
+    return code == 0 ? 0 : refuse(EFAULT, "the firewall would not load its rules");
+}
+
+} // namespace
 
 u32 take_action(json_object* request, std::string_view& action)
 {
@@ -22,28 +46,28 @@ u32 take_action(json_object* request, std::string_view& action)
     std::string_view text;
     if (!find_member(request, "action", member) || !json_object_is_type(member, json_type_string) ||
         text_of(member, text) != 0 || text.empty() || std::ranges::any_of(text, is_unsafe)) {
-        return EFAULT;
+        return refuse(EFAULT, "the action is missing, or no word that a command may take");
     }
     action = text;
     return 0;
 }
 
-u32 run_init_script(const char* script, std::string_view action)
+u32 run_init_script(std::string_view script, std::string_view action)
 {
     Text<126> command;
     command.append("/etc/init.d/").append(script).append(" ").append(action);
     return command.fits() ? QrnExeCmdSimple(command.c_str()) : EFAULT;
 }
 
-u32 serve_service(json_object* request, std::span<const char* const> scripts)
+u32 serve_scripts(json_object* request, const char* scripts)
 {
     return serve_action(request, [&](std::string_view action) -> u32 {
-        for (const char* script : scripts) {
-            if (const u32 code = run_init_script(script, action)) {
-                return code;
-            }
+        if (const u32 code =
+                std::string_view{scripts}.find("firewall") != std::string_view::npos ? check_firewall() : 0) {
+            return code;
         }
-        return 0;
+        return for_each_word(scripts,
+                             [&](std::string_view script) { return run_init_script(script, action); });
     });
 }
 

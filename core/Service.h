@@ -2,7 +2,6 @@
 // The service step: init scripts run with the action that a request names.
 #pragma once
 
-#include <span>
 #include <string_view>
 
 #include "core/Request.h"
@@ -14,7 +13,7 @@ namespace qsc
 [[nodiscard]] u32 take_action(json_object* request, std::string_view& action);
 
 /// Runs an init script with an action that take_action() let pass.
-[[nodiscard]] u32 run_init_script(const char* script, std::string_view action);
+[[nodiscard]] u32 run_init_script(std::string_view script, std::string_view action);
 
 /// Ends a service with the result of run(action), for an action that take_action() let pass.
 template <typename Run>
@@ -28,7 +27,9 @@ u32 serve_action(json_object* request, Run run)
     return finish(request, code != 0 ? code : run(action));
 }
 
-/// Runs init scripts in order with the request's action, up to the first that fails, and ends the service.
-u32 serve_service(json_object* request, std::span<const char* const> scripts);
+/// Runs init scripts, with blanks between their names, in order with the request's action, up to the first
+/// that fails, and ends the service. "firewall" among them is checked first: a rule set that does not load
+/// would leave the router open.
+u32 serve_scripts(json_object* request, const char* scripts);
 
 } // namespace qsc

@@ -9,6 +9,7 @@
 
 #include "base/Json.h"
 #include "base/Parse.h"
+#include "core/Refusal.h"
 
 namespace qsc
 {
@@ -16,14 +17,16 @@ namespace qsc
 namespace
 {
 
-u32 add_package(json_object* list, const char* package)
+u32 add_packages(json_object* list, const char* packages)
 {
-    JsonRef name{json_object_new_string(package)};
-    if (name == nullptr || json_object_array_add(list, name.get()) != 0) {
-        return ENOMEM;
-    }
-    (void)name.release();
-    return 0;
+    return for_each_word(packages, [&](std::string_view package) -> u32 {
+        JsonRef name{json_object_new_string_len(package.data(), static_cast<int>(package.size()))};
+        if (name == nullptr || json_object_array_add(list, name.get()) != 0) {
+            return ENOMEM;
+        }
+        (void)name.release();
+        return 0;
+    });
 }
 
 /// Elements that are no texts, or empty ones, are skipped.
@@ -34,8 +37,9 @@ u32 commit_all(json_object* list)
         if (json_object_is_type(element, json_type_string) == 0 || json_object_get_string_len(element) == 0) {
             continue;
         }
-        if (const u32 code = QrnUci_CommitPackage(json_object_get_string(element))) {
-            return code;
+        const char* const package = json_object_get_string(element);
+        if (const u32 code = QrnUci_CommitPackage(package)) {
+            return refuse(code, "the package '%.60s' could not be committed", package);
         }
     }
     return 0;
@@ -128,7 +132,7 @@ u32 serve_int(const Call& call, const char* key, void (*record)(const Call& call
     return serve(call, get, set);
 }
 
-u32 commit_packages(json_object* request, const char* package)
+u32 commit_packages(json_object* request, const char* packages)
 {
     constexpr const char* kMember = "package";
     json_object* list = nullptr;
@@ -136,14 +140,14 @@ u32 commit_packages(json_object* request, const char* package)
         if (json_object_is_type(list, json_type_array) == 0) {
             return EINVAL;
         }
-        const u32 code = json_object_array_length(list) == 0 ? add_package(list, package) : 0;
+        const u32 code = json_object_array_length(list) == 0 ? add_packages(list, packages) : 0;
         return code != 0 ? code : commit_all(list);
     }
     JsonRef made{json_object_new_array()};
     if (made == nullptr) {
         return ENOMEM;
     }
-    if (const u32 code = add_package(made.get(), package)) {
+    if (const u32 code = add_packages(made.get(), packages)) {
         return code;
     }
     const u32 code = commit_all(made.get());
@@ -156,6 +160,13 @@ u32 serve_commit(json_object* request, u32 (*run)(json_object* request))
         return EINVAL;
     }
     const u32 code = finish(request, run(request));
+    sync();
+    return code;
+}
+
+u32 serve_packages(json_object* request, const char* packages)
+{
+    const u32 code = finish(request, commit_packages(request, packages));
     sync();
     return code;
 }

@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "base/Text.h"
+#include "core/Refusal.h"
 #include "core/Request.h"
 #include "include/qrnuci.h"
 
@@ -82,7 +83,7 @@ template <std::size_t Longest, std::size_t Size>
     if (const u32 code = take_text(call.value, text)) {
         return code;
     }
-    return value.assign(text) ? 0 : EFAULT;
+    return value.assign(text) ? 0 : refuse(EFAULT, "it is longer than %zu characters", Longest);
 }
 
 /// Serves a parameter that is an option's text. record() writes the event of a successful set.
@@ -92,11 +93,15 @@ u32 serve_text(const Call& call, const char* key, void (*record)(const Call& cal
 u32 serve_int(const Call& call, const char* key, void (*record)(const Call& call, i32 number));
 
 /// Commits the packages that the request's array "package" names, in its order, up to the first failure;
-/// without names it commits, and adds, the given one. EINVAL: "package" is no array.
-[[nodiscard]] u32 commit_packages(json_object* request, const char* package);
+/// without names it commits, and adds, the given ones, which have blanks between them. EINVAL: "package" is
+/// no array.
+[[nodiscard]] u32 commit_packages(json_object* request, const char* packages);
 
 /// Serves a commit with run(request): records the result, tells the host, and has everything written to the
 /// flash.
 u32 serve_commit(json_object* request, u32 (*run)(json_object* request));
+
+/// Serves a commit of packages that has nothing else to do.
+u32 serve_packages(json_object* request, const char* packages);
 
 } // namespace qsc

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.DHCPv4.Client.1": the client's parameters, and commit and service of the client and its options.
+#include "core/Objects.h"
 #include "core/Service.h"
-#include "core/Tables.h"
 #include "core/UciAccess.h"
 #include "handlers/network/DhcpV4Options.h"
 #include "include/qsc_dhcpv4_client.h"
@@ -94,8 +94,6 @@ u32 commit(json_object* request)
     return code != 0 ? code : commit_packages(request, "qrndhcpopts");
 }
 
-constexpr const char* kScripts[] = {"network"};
-
 } // namespace
 
 QSC_HANDLER(Qsc_DhcpV4Client_Do_Enable, client_enable(call))
@@ -108,15 +106,24 @@ QSC_HANDLER(Qsc_DhcpV4Client_Do_XQrnPppoeUsername, serve_text(call, "network.wan
 QSC_HANDLER(Qsc_DhcpV4Client_Do_XQrnPppoePassword, pppoe_password(call))
 
 QSC_COMMIT(Qsc_DhcpV4Client_Commit, serve_commit(request, commit))
-QSC_SERVICE(Qsc_DhcpV4Client_Service, serve_service(request, kScripts))
+QSC_SERVICE(Qsc_DhcpV4Client_Service, serve_scripts(request, "network"))
 
-constexpr Qsc_ParamEntry g_QscDhcpV4ClientCmd[] = {
-    {0, "Enable", Qsc_DhcpV4Client_Do_Enable, 0, 0},
-    {1, "Broadcast", Qsc_DhcpV4Client_Do_Broadcast, 0, 0},
-    {2, "SentOptionNumberOfEntries", Qsc_DhcpV4Client_Do_SentOptionNumberOfEntries, 0, 0},
-    {3, "ReqOptionNumberOfEntries", Qsc_DhcpV4Client_Do_ReqOptionNumberOfEntries, 0, 0},
-    {4, "XQrnPppoeUsername", Qsc_DhcpV4Client_Do_XQrnPppoeUsername, 0, 0},
-    {5, "XQrnPppoePassword", Qsc_DhcpV4Client_Do_XQrnPppoePassword, 0, 0},
-    kTableEnd,
+namespace
+{
+
+constexpr Row kRows[] = {
+    handled("Enable", Kind::kBoolean, Access::kReadWrite, Qsc_DhcpV4Client_Do_Enable),
+    handled("Broadcast", Kind::kText, Access::kReadWrite, Qsc_DhcpV4Client_Do_Broadcast, ":126"),
+    handled("SentOptionNumberOfEntries", Kind::kUnsigned, Access::kRead,
+            Qsc_DhcpV4Client_Do_SentOptionNumberOfEntries),
+    handled("ReqOptionNumberOfEntries", Kind::kUnsigned, Access::kRead,
+            Qsc_DhcpV4Client_Do_ReqOptionNumberOfEntries),
+    handled("XQrnPppoeUsername", Kind::kText, Access::kReadWrite, Qsc_DhcpV4Client_Do_XQrnPppoeUsername,
+            ":126"),
+    handled("XQrnPppoePassword", Kind::kText, Access::kReadWrite, Qsc_DhcpV4Client_Do_XQrnPppoePassword,
+            ":126", kSecret),
 };
-static_assert(is_sound(g_QscDhcpV4ClientCmd));
+
+} // namespace
+
+QSC_DESCRIBED_OBJECT(kDhcpV4Client, "Device.DHCPv4.Client.1", g_QscDhcpV4ClientCmd, kRows)

@@ -5,7 +5,7 @@
 
 #include "base/Parse.h"
 #include "core/Instances.h"
-#include "core/Tables.h"
+#include "core/Objects.h"
 #include "core/UciAccess.h"
 #include "handlers/network/DhcpV4Options.h"
 #include "include/bacl.h"
@@ -20,11 +20,11 @@ QSC_MODULE("QscDhcpV4Client");
 
 using OptionText = Text<510>;
 
-enum class Object { kRequested, kSent, kRelay, kSubcode };
+enum class OptionList { kRequested, kSent, kRelay, kSubcode };
 
 /// A slot: where its state is stored, and the target that the DHCP client reads.
 struct Slot {
-    Object object;
+    OptionList object;
     i32 instance;
     const char* tag;
     const char* subcode; ///< null: not a sub-option
@@ -44,18 +44,20 @@ using SlotText = decltype(&Slot::tag);
     SECTION ".input", SECTION ".enable", SECTION ".update", SECTION ".instr", SECTION ".outputtype"
 
 constexpr Slot kSlots[] = {
-    {Object::kRequested, 1, "43", nullptr, SLOT_KEYS("qrndhcpopts.req43"), "network.wan", nullptr},
-    {Object::kSent, 1, "60", nullptr, SLOT_KEYS("qrndhcpopts.sent60"), "network.wan", "network.wan.vendorid"},
-    {Object::kSent, 2, "61", nullptr, SLOT_KEYS("qrndhcpopts.sent61"), "network.wan", "network.wan.clientid"},
-    {Object::kRelay, 1, "82", nullptr, SLOT_KEYS("qrndhcpopts.relays82"), "qrndhcpopts.relays82",
+    {OptionList::kRequested, 1, "43", nullptr, SLOT_KEYS("qrndhcpopts.req43"), "network.wan", nullptr},
+    {OptionList::kSent, 1, "60", nullptr, SLOT_KEYS("qrndhcpopts.sent60"), "network.wan",
+     "network.wan.vendorid"},
+    {OptionList::kSent, 2, "61", nullptr, SLOT_KEYS("qrndhcpopts.sent61"), "network.wan",
+     "network.wan.clientid"},
+    {OptionList::kRelay, 1, "82", nullptr, SLOT_KEYS("qrndhcpopts.relays82"), "qrndhcpopts.relays82",
      "qrndhcpopts.relays82.output"},
-    {Object::kSubcode, 1, "82", "1", SLOT_KEYS("qrndhcpopts.dorelay82sc1"), "qrndhcpopts.dorelay82sc1",
+    {OptionList::kSubcode, 1, "82", "1", SLOT_KEYS("qrndhcpopts.dorelay82sc1"), "qrndhcpopts.dorelay82sc1",
      "qrndhcpopts.dorelay82sc1.output"},
-    {Object::kSubcode, 2, "82", "1", SLOT_KEYS("qrndhcpopts.dorelay82sc2"), "qrndhcpopts.dorelay82sc2",
+    {OptionList::kSubcode, 2, "82", "1", SLOT_KEYS("qrndhcpopts.dorelay82sc2"), "qrndhcpopts.dorelay82sc2",
      "qrndhcpopts.dorelay82sc2.output"},
 };
 
-constexpr i32 count_slots(Object object)
+constexpr i32 count_slots(OptionList object)
 {
     i32 count = 0;
     for (const Slot& slot : kSlots) {
@@ -69,7 +71,7 @@ constexpr const char* kRequestedTags = "network.wan.reqopts";
 /// A slot has changed since the last commit.
 constinit std::atomic<bool> g_has_changes = false;
 
-const Slot* find_slot(Object object, i32 instance)
+const Slot* find_slot(OptionList object, i32 instance)
 {
     for (const Slot& slot : kSlots) {
         if (slot.object == object && slot.instance == instance) {
@@ -80,14 +82,14 @@ const Slot* find_slot(Object object, i32 instance)
 }
 
 /// An object's name in event records.
-constexpr const char* words_of(Object object)
+constexpr const char* words_of(OptionList object)
 {
     switch (object) {
-    case Object::kRequested:
+    case OptionList::kRequested:
         return "request option";
-    case Object::kSent:
+    case OptionList::kSent:
         return "sent option";
-    case Object::kRelay:
+    case OptionList::kRelay:
         return "relay sent option";
     default:
         return "relay sent option subcode";
@@ -96,14 +98,14 @@ constexpr const char* words_of(Object object)
 
 /// Serves a parameter of the call's slot.
 template <typename Serve>
-u32 with_slot(const Call& call, Object object, Serve serve_slot)
+u32 with_slot(const Call& call, OptionList object, Serve serve_slot)
 {
     return with_instance(
         call, [&](const Call&) { return find_slot(object, instance_of(call)); }, serve_slot);
 }
 
 /// Serves a constant of the slot.
-u32 option_constant(const Call& call, Object object, SlotText text)
+u32 option_constant(const Call& call, OptionList object, SlotText text)
 {
     return with_slot(call, object, [&](const Slot& slot) {
         return serve_get(call, [&] { return answer_text(call.value, slot.*text); });
@@ -153,7 +155,7 @@ u32 set_option(const Call& call, const Slot& slot, const Field& field)
     return 0;
 }
 
-u32 option_field(const Call& call, Object object, const Field& field)
+u32 option_field(const Call& call, OptionList object, const Field& field)
 {
     return with_slot(call, object, [&](const Slot& slot) {
         return serve(
@@ -254,7 +256,7 @@ u32 update_slot(const Slot& slot, bool is_forced)
     return code != 0 ? code : uci_write(slot.update, "0");
 }
 
-u32 update(Object object, bool is_forced)
+u32 update(OptionList object, bool is_forced)
 {
     if (!is_forced && !g_has_changes) {
         return 0;
@@ -268,58 +270,47 @@ u32 update(Object object, bool is_forced)
     return 0;
 }
 
-constexpr InstanceList kSentOptions{"Device.DHCPv4.Client.1.SentOption.",
-                                    "Device_DHCPv4 Client 1 Sent Option", g_QscDhcpV4ClientSentOptionCmd,
-                                    count_slots(Object::kSent)};
-constexpr InstanceList kRequestedOptions{"Device.DHCPv4.Client.1.ReqOption.",
-                                         "Device_DHCPv4 Client 1 Req Option", g_QscDhcpV4ClientReqOptionCmd,
-                                         count_slots(Object::kRequested)};
-constexpr InstanceList kRelayOptions{"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.",
-                                     "Device_DHCPv4 Client 1 Relay Sent Option",
-                                     g_QscDhcpV4ClientXQrnRelaySentOptionCmd, count_slots(Object::kRelay)};
-constexpr InstanceList kRelaySubcodes{"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.",
-                                      "Device_DHCPv4 Client 1 Relay Sent Option Subcode",
-                                      g_QscDhcpV4ClientXQrnRelaySentOption1SubcodeCmd,
-                                      count_slots(Object::kSubcode)};
-
 } // namespace
 
-QSC_HANDLER(Qsc_DhcpV4ClientSentOption_Do_Tag, option_constant(call, Object::kSent, &Slot::tag))
-QSC_HANDLER(Qsc_DhcpV4ClientSentOption_Do_Value, option_field(call, Object::kSent, kValue))
-QSC_HANDLER(Qsc_DhcpV4ClientSentOption_Do_Enable, option_field(call, Object::kSent, kEnable))
-QSC_HANDLER(Qsc_DhcpV4ClientSentOption_Do_XQrnValueStr, option_field(call, Object::kSent, kValueString))
-QSC_INSTANCE_HANDLERS(Qsc_DhcpV4ClientSentOption_Do_Index, Qsc_DhcpV4ClientSentOption_Do_All, kSentOptions)
+QSC_HANDLER(Qsc_DhcpV4ClientSentOption_Do_Tag, option_constant(call, OptionList::kSent, &Slot::tag))
+QSC_HANDLER(Qsc_DhcpV4ClientSentOption_Do_Value, option_field(call, OptionList::kSent, kValue))
+QSC_HANDLER(Qsc_DhcpV4ClientSentOption_Do_Enable, option_field(call, OptionList::kSent, kEnable))
+QSC_HANDLER(Qsc_DhcpV4ClientSentOption_Do_XQrnValueStr, option_field(call, OptionList::kSent, kValueString))
+QSC_INSTANCE_HANDLERS(Qsc_DhcpV4ClientSentOption_Do_Index, Qsc_DhcpV4ClientSentOption_Do_All,
+                      objects::kDhcpV4SentOption)
 
-QSC_HANDLER(Qsc_DhcpV4ClientReqOption_Do_Tag, option_constant(call, Object::kRequested, &Slot::tag))
-QSC_HANDLER(Qsc_DhcpV4ClientReqOption_Do_Value, option_field(call, Object::kRequested, kValue))
-QSC_HANDLER(Qsc_DhcpV4ClientReqOption_Do_Enable, option_field(call, Object::kRequested, kEnable))
-QSC_INSTANCE_HANDLERS(Qsc_DhcpV4ClientReqOption_Do_Index, Qsc_DhcpV4ClientReqOption_Do_All, kRequestedOptions)
+QSC_HANDLER(Qsc_DhcpV4ClientReqOption_Do_Tag, option_constant(call, OptionList::kRequested, &Slot::tag))
+QSC_HANDLER(Qsc_DhcpV4ClientReqOption_Do_Value, option_field(call, OptionList::kRequested, kValue))
+QSC_HANDLER(Qsc_DhcpV4ClientReqOption_Do_Enable, option_field(call, OptionList::kRequested, kEnable))
+QSC_INSTANCE_HANDLERS(Qsc_DhcpV4ClientReqOption_Do_Index, Qsc_DhcpV4ClientReqOption_Do_All,
+                      objects::kDhcpV4ReqOption)
 
-QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Tag, option_constant(call, Object::kRelay, &Slot::tag))
-QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Enable, option_field(call, Object::kRelay, kEnable))
-QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Value, option_field(call, Object::kRelay, kValue))
+QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Tag, option_constant(call, OptionList::kRelay, &Slot::tag))
+QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Enable, option_field(call, OptionList::kRelay, kEnable))
+QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Value, option_field(call, OptionList::kRelay, kValue))
 QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_XQrnValueStr,
-            option_field(call, Object::kRelay, kValueString))
+            option_field(call, OptionList::kRelay, kValueString))
 QSC_INSTANCE_HANDLERS(Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Index,
-                      Qsc_DhcpV4ClientXQrnRelaySentOption_Do_All, kRelayOptions)
+                      Qsc_DhcpV4ClientXQrnRelaySentOption_Do_All, objects::kDhcpV4RelaySentOption)
 
 QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Subcode,
-            option_constant(call, Object::kSubcode, &Slot::subcode))
+            option_constant(call, OptionList::kSubcode, &Slot::subcode))
 QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Tag,
-            option_constant(call, Object::kSubcode, &Slot::tag))
+            option_constant(call, OptionList::kSubcode, &Slot::tag))
 QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Enable,
-            option_field(call, Object::kSubcode, kEnable))
+            option_field(call, OptionList::kSubcode, kEnable))
 QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Value,
-            option_field(call, Object::kSubcode, kValue))
+            option_field(call, OptionList::kSubcode, kValue))
 QSC_HANDLER(Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_XQrnValueStr,
-            option_field(call, Object::kSubcode, kValueString))
+            option_field(call, OptionList::kSubcode, kValueString))
 QSC_INSTANCE_HANDLERS(Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Index,
-                      Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_All, kRelaySubcodes)
+                      Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_All,
+                      objects::kDhcpV4RelaySentOptionSubcode)
 
 uint32_t _Qsc_DhcpV4ClientSentOption_CheckExist(uint32_t instance, uint32_t mode)
 {
     const Slot* const slot =
-        instance <= INT32_MAX ? find_slot(Object::kSent, static_cast<i32>(instance)) : nullptr;
+        instance <= INT32_MAX ? find_slot(OptionList::kSent, static_cast<i32>(instance)) : nullptr;
     if (slot == nullptr) {
         return 0;
     }
@@ -339,27 +330,28 @@ uint32_t _Qsc_DhcpV4ClientSentOption_CheckExist(uint32_t instance, uint32_t mode
 
 uint32_t _Qsc_DhcpV4ClientSentOption_Update(uint32_t force)
 {
-    return update(Object::kSent, force != 0);
+    return update(OptionList::kSent, force != 0);
 }
 
 uint32_t _Qsc_DhcpV4ClientReqOption_Update(uint32_t force)
 {
-    return update(Object::kRequested, force != 0);
+    return update(OptionList::kRequested, force != 0);
 }
 
 uint32_t _Qsc_DhcpV4ClientRelaySentOption_Update(uint32_t force)
 {
-    return update(Object::kRelay, force != 0);
+    return update(OptionList::kRelay, force != 0);
 }
 
 uint32_t _Qsc_DhcpV4ClientRelaySentOptionSubcode_Update(uint32_t force)
 {
-    return update(Object::kSubcode, force != 0);
+    return update(OptionList::kSubcode, force != 0);
 }
 
 u32 qsc::update_dhcp_options()
 {
-    for (const Object object : {Object::kRequested, Object::kSent, Object::kRelay, Object::kSubcode}) {
+    for (const OptionList object :
+         {OptionList::kRequested, OptionList::kSent, OptionList::kRelay, OptionList::kSubcode}) {
         if (const u32 code = update(object, false)) {
             return code;
         }
@@ -368,38 +360,74 @@ u32 qsc::update_dhcp_options()
     return 0;
 }
 
-constexpr Qsc_ParamEntry g_QscDhcpV4ClientSentOptionCmd[] = {
-    {0, "Tag", Qsc_DhcpV4ClientSentOption_Do_Tag, 0, 0},
-    {1, "Value", Qsc_DhcpV4ClientSentOption_Do_Value, 0, 0},
-    {2, "Enable", Qsc_DhcpV4ClientSentOption_Do_Enable, 0, 0},
-    {3, "XQrnValueStr", Qsc_DhcpV4ClientSentOption_Do_XQrnValueStr, 0, 0},
-    kTableEnd,
-};
-static_assert(is_sound(g_QscDhcpV4ClientSentOptionCmd));
+namespace
+{
 
-constexpr Qsc_ParamEntry g_QscDhcpV4ClientReqOptionCmd[] = {
-    {0, "Tag", Qsc_DhcpV4ClientReqOption_Do_Tag, 0, 0},
-    {1, "Value", Qsc_DhcpV4ClientReqOption_Do_Value, 0, 0},
-    {2, "Enable", Qsc_DhcpV4ClientReqOption_Do_Enable, 0, 0},
-    kTableEnd,
+constexpr Row kSentRows[] = {
+    handled("Tag", Kind::kText, Access::kRead, Qsc_DhcpV4ClientSentOption_Do_Tag),
+    handled("Value", Kind::kText, Access::kReadWrite, Qsc_DhcpV4ClientSentOption_Do_Value, ":510"),
+    handled("Enable", Kind::kBoolean, Access::kReadWrite, Qsc_DhcpV4ClientSentOption_Do_Enable),
+    handled("XQrnValueStr", Kind::kText, Access::kReadWrite, Qsc_DhcpV4ClientSentOption_Do_XQrnValueStr,
+            ":510"),
 };
-static_assert(is_sound(g_QscDhcpV4ClientReqOptionCmd));
 
-constexpr Qsc_ParamEntry g_QscDhcpV4ClientXQrnRelaySentOptionCmd[] = {
-    {0, "Tag", Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Tag, 0, 0},
-    {1, "Enable", Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Enable, 0, 0},
-    {2, "Value", Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Value, 0, 0},
-    {3, "XQrnValueStr", Qsc_DhcpV4ClientXQrnRelaySentOption_Do_XQrnValueStr, 0, 0},
-    kTableEnd,
-};
-static_assert(is_sound(g_QscDhcpV4ClientXQrnRelaySentOptionCmd));
+} // namespace
 
-constexpr Qsc_ParamEntry g_QscDhcpV4ClientXQrnRelaySentOption1SubcodeCmd[] = {
-    {0, "Subcode", Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Subcode, 0, 0},
-    {1, "Tag", Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Tag, 0, 0},
-    {2, "Enable", Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Enable, 0, 0},
-    {3, "Value", Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Value, 0, 0},
-    {4, "XQrnValueStr", Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_XQrnValueStr, 0, 0},
-    kTableEnd,
+QSC_DESCRIBED_OBJECT(kDhcpV4SentOption, "Device.DHCPv4.Client.1.SentOption.{i}",
+                     g_QscDhcpV4ClientSentOptionCmd, kSentRows, .area = "Device_DHCPv4 Client 1 Sent Option",
+                     .instances = count_slots(OptionList::kSent))
+
+namespace
+{
+
+constexpr Row kRequestedRows[] = {
+    handled("Tag", Kind::kText, Access::kRead, Qsc_DhcpV4ClientReqOption_Do_Tag),
+    handled("Value", Kind::kText, Access::kReadWrite, Qsc_DhcpV4ClientReqOption_Do_Value, ":510"),
+    handled("Enable", Kind::kBoolean, Access::kReadWrite, Qsc_DhcpV4ClientReqOption_Do_Enable),
 };
-static_assert(is_sound(g_QscDhcpV4ClientXQrnRelaySentOption1SubcodeCmd));
+
+} // namespace
+
+QSC_DESCRIBED_OBJECT(kDhcpV4ReqOption, "Device.DHCPv4.Client.1.ReqOption.{i}", g_QscDhcpV4ClientReqOptionCmd,
+                     kRequestedRows, .area = "Device_DHCPv4 Client 1 Req Option",
+                     .instances = count_slots(OptionList::kRequested))
+
+namespace
+{
+
+constexpr Row kRelayRows[] = {
+    handled("Tag", Kind::kText, Access::kRead, Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Tag),
+    handled("Enable", Kind::kBoolean, Access::kReadWrite, Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Enable),
+    handled("Value", Kind::kText, Access::kReadWrite, Qsc_DhcpV4ClientXQrnRelaySentOption_Do_Value, ":510"),
+    handled("XQrnValueStr", Kind::kText, Access::kReadWrite,
+            Qsc_DhcpV4ClientXQrnRelaySentOption_Do_XQrnValueStr, ":510"),
+};
+
+} // namespace
+
+QSC_DESCRIBED_OBJECT(kDhcpV4RelaySentOption, "Device.DHCPv4.Client.1.X_QRN_RelaySentOption.{i}",
+                     g_QscDhcpV4ClientXQrnRelaySentOptionCmd, kRelayRows,
+                     .area = "Device_DHCPv4 Client 1 Relay Sent Option",
+                     .instances = count_slots(OptionList::kRelay))
+
+namespace
+{
+
+constexpr Row kSubcodeRows[] = {
+    handled("Subcode", Kind::kText, Access::kRead, Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Subcode),
+    handled("Tag", Kind::kText, Access::kRead, Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Tag),
+    handled("Enable", Kind::kBoolean, Access::kReadWrite,
+            Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Enable),
+    handled("Value", Kind::kText, Access::kReadWrite, Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_Value,
+            ":510"),
+    handled("XQrnValueStr", Kind::kText, Access::kReadWrite,
+            Qsc_DhcpV4ClientXQrnRelaySentOption1Subcode_Do_XQrnValueStr, ":510"),
+};
+
+} // namespace
+
+QSC_DESCRIBED_OBJECT(kDhcpV4RelaySentOptionSubcode,
+                     "Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.{i}",
+                     g_QscDhcpV4ClientXQrnRelaySentOption1SubcodeCmd, kSubcodeRows,
+                     .area = "Device_DHCPv4 Client 1 Relay Sent Option Subcode",
+                     .instances = count_slots(OptionList::kSubcode))

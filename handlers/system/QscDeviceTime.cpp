@@ -6,8 +6,8 @@
 
 #include "base/Parse.h"
 #include "base/SafeFile.h"
+#include "core/Objects.h"
 #include "core/Service.h"
-#include "core/Tables.h"
 #include "core/UciAccess.h"
 #include "include/bacl.h"
 #include "include/qsc_device_time.h"
@@ -253,18 +253,24 @@ QSC_HANDLER(Qsc_DevTime_Do_XQrnDSTDisable, serve_int(call, kDstDisabled, record_
 QSC_COMMIT(Qsc_DevTime_Commit, serve_commit(request, commit))
 QSC_SERVICE(Qsc_DevTime_Service, serve_action(request, restart))
 
-constexpr Qsc_ParamEntry g_QscDeviceTimeCmd[] = {
-    {0, "Enable", Qsc_DevTime_Do_Enable, 0, 0},
-    {1, "Status", Qsc_DevTime_Do_Status, 0, 0},
-    {2, "NTPServer1", Qsc_DevTime_Do_NtpServer1, 0, 0},
-    {3, "NTPServer2", Qsc_DevTime_Do_NtpServer2, 0, 0},
-    {4, "NTPServer3", Qsc_DevTime_Do_NtpServer3, 0, 0},
-    {5, "NTPServer4", Qsc_DevTime_Do_NtpServer4, 0, 0},
-    {6, "NTPServer5", Qsc_DevTime_Do_NtpServer5, 0, 0},
-    {7, "CurrentLocalTime", Qsc_DevTime_Do_CurrentLocalTime, 0, 0},
-    {8, "LocalTimeZone", Qsc_DevTime_Do_LocalTimeZone, 0, 0},
-    {9, "XQrnTimeZoneLocation", Qsc_DevTime_Do_XQrnTimeZoneLocation, 0, 0},
-    {10, "XQrnDSTDisable", Qsc_DevTime_Do_XQrnDSTDisable, 0, 0},
-    kTableEnd,
+namespace
+{
+
+constexpr Row kRows[] = {
+    handled("Enable", Kind::kBoolean, Access::kReadWrite, Qsc_DevTime_Do_Enable),
+    handled("Status", Kind::kText, Access::kRead, Qsc_DevTime_Do_Status),
+    handled("NTPServer1", Kind::kText, Access::kReadWrite, Qsc_DevTime_Do_NtpServer1, ":126"),
+    handled("NTPServer2", Kind::kText, Access::kReadWrite, Qsc_DevTime_Do_NtpServer2, ":126"),
+    handled("NTPServer3", Kind::kText, Access::kReadWrite, Qsc_DevTime_Do_NtpServer3, ":126"),
+    handled("NTPServer4", Kind::kText, Access::kReadWrite, Qsc_DevTime_Do_NtpServer4, ":126"),
+    handled("NTPServer5", Kind::kText, Access::kReadWrite, Qsc_DevTime_Do_NtpServer5, ":126"),
+    handled("CurrentLocalTime", Kind::kDateTime, Access::kReadWrite, Qsc_DevTime_Do_CurrentLocalTime),
+    handled("LocalTimeZone", Kind::kText, Access::kReadWrite, Qsc_DevTime_Do_LocalTimeZone, ":126"),
+    handled("XQrnTimeZoneLocation", Kind::kText, Access::kReadWrite, Qsc_DevTime_Do_XQrnTimeZoneLocation,
+            ":126"),
+    handled("XQrnDSTDisable", Kind::kBoolean, Access::kReadWrite, Qsc_DevTime_Do_XQrnDSTDisable),
 };
-static_assert(is_sound(g_QscDeviceTimeCmd));
+
+} // namespace
+
+QSC_DESCRIBED_OBJECT(kTime, "Device.Time", g_QscDeviceTimeCmd, kRows)

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.WiFi.Radio": the two radios.
-#include "core/Tables.h"
+#include "core/Objects.h"
 #include "handlers/wifi/Radio.h"
 
 using namespace qsc;
@@ -143,24 +143,37 @@ QSC_HANDLER(Qsc_DevWiFiRadio_Do_XQRNAssociatedNumber2G, serve_radio(call, answer
 QSC_HANDLER(Qsc_DevWiFiRadio_Do_XQRNAssociatedNumber5G, serve_radio(call, answer_stations))
 
 // AutoChannelEnable comes before Channel, so that a set of both ends with the fixed channel.
-constexpr Qsc_ParamEntry g_QscDeviceWiFiRadioCmd[] = {
-    {0, "Enable", Qsc_DevWiFiRadio_Do_Enable, 0, 0},
-    {1, "OperatingStandards", Qsc_DevWiFiRadio_Do_OperStandards, 0, 0},
-    {2, "PossibleChannels", Qsc_DevWiFiRadio_Do_PossibleChannels, 0, 0},
-    {4, "AutoChannelEnable", Qsc_DevWiFiRadio_Do_AutoChannelEnable, 0, 0},
-    {3, "Channel", Qsc_DevWiFiRadio_Do_Channel, 0, 0},
-    {5, "OperatingChannelBandwidth", Qsc_DevWiFiRadio_Do_OperChannelBandwidth, 0, 0},
-    {6, "TransmitPower", Qsc_DevWiFiRadio_Do_TransmitPower, 0, 0},
-    {7, "IEEE80211hEnabled", Qsc_DevWiFiRadio_Do_IEEE80211hEnabled, 0, 0},
-    {8, "RegulatoryDomain", Qsc_DevWiFiRadio_Do_RegulatoryDomain, 0, 0},
-    {9, "X_QRN_AutoChannelSkipList", Qsc_DevWiFiRadio_Do_XQRNAutoChannelSkipList, 0, 0},
-    {10, "X_QRN_ZeroWaitDFS", Qsc_DevWiFiRadio_Do_XQRNZeroWaitDFS, 0, 0},
-    {11, "X_QRN_ATF", Qsc_DevWiFiRadio_Do_XQRNATF, 0, 0},
-    {12, "X_QRN_THOLD", Qsc_DevWiFiRadio_Do_XQRNRSSIThold, 0, 0},
-    {13, "X_QRN_ExplicitBeamforming", Qsc_DevWiFiRadio_Do_XQRNExBeamforming, 0, 0},
-    {14, "X_QRN_ImplicitBeamforming", Qsc_DevWiFiRadio_Do_XQRNImBeamforming, 0, 0},
-    {15, "X_QRN_AssociatedNumber2G", Qsc_DevWiFiRadio_Do_XQRNAssociatedNumber2G, 0, 0},
-    {16, "X_QRN_AssociatedNumber5G", Qsc_DevWiFiRadio_Do_XQRNAssociatedNumber5G, 0, 0},
-    kTableEnd,
+namespace
+{
+
+constexpr Row kRows[] = {
+    handled("Enable", Kind::kBoolean, Access::kReadWrite, Qsc_DevWiFiRadio_Do_Enable),
+    handled("OperatingStandards", Kind::kText, Access::kReadWrite, Qsc_DevWiFiRadio_Do_OperStandards),
+    handled("PossibleChannels", Kind::kText, Access::kRead, Qsc_DevWiFiRadio_Do_PossibleChannels, nullptr,
+            kMany),
+    handled("AutoChannelEnable", Kind::kBoolean, Access::kReadWrite, Qsc_DevWiFiRadio_Do_AutoChannelEnable,
+            nullptr, 0, 4),
+    handled("Channel", Kind::kUnsigned, Access::kReadWrite, Qsc_DevWiFiRadio_Do_Channel, "0:255", 0, 3),
+    handled("OperatingChannelBandwidth", Kind::kUnsigned, Access::kReadWrite,
+            Qsc_DevWiFiRadio_Do_OperChannelBandwidth, "0:3"),
+    handled("TransmitPower", Kind::kInteger, Access::kReadWrite, Qsc_DevWiFiRadio_Do_TransmitPower),
+    handled("IEEE80211hEnabled", Kind::kBoolean, Access::kReadWrite, Qsc_DevWiFiRadio_Do_IEEE80211hEnabled),
+    handled("RegulatoryDomain", Kind::kText, Access::kReadWrite, Qsc_DevWiFiRadio_Do_RegulatoryDomain, "2:2"),
+    handled("X_QRN_AutoChannelSkipList", Kind::kText, Access::kReadWrite,
+            Qsc_DevWiFiRadio_Do_XQRNAutoChannelSkipList, ":127"),
+    handled("X_QRN_ZeroWaitDFS", Kind::kBoolean, Access::kReadWrite, Qsc_DevWiFiRadio_Do_XQRNZeroWaitDFS),
+    handled("X_QRN_ATF", Kind::kBoolean, Access::kReadWrite, Qsc_DevWiFiRadio_Do_XQRNATF),
+    handled("X_QRN_THOLD", Kind::kInteger, Access::kReadWrite, Qsc_DevWiFiRadio_Do_XQRNRSSIThold),
+    handled("X_QRN_ExplicitBeamforming", Kind::kInteger, Access::kReadWrite,
+            Qsc_DevWiFiRadio_Do_XQRNExBeamforming),
+    handled("X_QRN_ImplicitBeamforming", Kind::kInteger, Access::kReadWrite,
+            Qsc_DevWiFiRadio_Do_XQRNImBeamforming),
+    handled("X_QRN_AssociatedNumber2G", Kind::kText, Access::kRead,
+            Qsc_DevWiFiRadio_Do_XQRNAssociatedNumber2G),
+    handled("X_QRN_AssociatedNumber5G", Kind::kText, Access::kRead,
+            Qsc_DevWiFiRadio_Do_XQRNAssociatedNumber5G),
 };
-static_assert(is_sound(g_QscDeviceWiFiRadioCmd));
+
+} // namespace
+
+QSC_DESCRIBED_OBJECT(kWiFiRadio, "Device.WiFi.Radio.{i}", g_QscDeviceWiFiRadioCmd, kRows, .instances = 2)

@@ -2,7 +2,7 @@
 // "Device.WiFi.SSID": the virtual access points of both radios, and their counters.
 #include <optional>
 
-#include "core/Tables.h"
+#include "core/Objects.h"
 #include "handlers/wifi/MeshTopology.h"
 #include "handlers/wifi/Wifi.h"
 #include "include/bacl.h"
@@ -308,23 +308,40 @@ QSC_HANDLER(Qsc_DevWiFiSSID_Do_X_QRN_VLANID, serve_vap(call, answer_vlan, set_vl
 QSC_HANDLER(Qsc_DevWiFiSSIDStats_Do_BytesSent, serve_vap(call, answer_sent))
 QSC_HANDLER(Qsc_DevWiFiSSIDStats_Do_BytesReceived, serve_vap(call, answer_received))
 
-constexpr Qsc_ParamEntry g_QscDeviceWiFiSSIDCmd[] = {
-    {0, "Enable", Qsc_DevWiFiSSID_Do_Enable, 0, 0},
-    {1, "Status", Qsc_DevWiFiSSID_Do_Status, 0, 0},
-    {2, "Name", Qsc_DevWiFiSSID_Do_Name, 0, 0},
-    {3, "LowerLayers", Qsc_DevWiFiSSID_Do_LowerLayers, 0, 0},
-    {4, "BSSID", Qsc_DevWiFiSSID_Do_BSSID, 0, 0},
-    {5, "MACAddress", Qsc_DevWiFiSSID_Do_MACAddress, 0, 0},
-    {6, "SSID", Qsc_DevWiFiSSID_Do_SSID, 0, 0},
-    {7, "X_QRN_NetworkZone", Qsc_DevWiFiSSID_Do_X_QRN_NetworkZone, 0, 0},
-    {8, "X_QRN_VLANID", Qsc_DevWiFiSSID_Do_X_QRN_VLANID, 0, 0},
-    kTableEnd,
-};
-static_assert(is_sound(g_QscDeviceWiFiSSIDCmd));
+namespace
+{
 
-constexpr Qsc_ParamEntry g_QscDeviceWiFiSSIDStatsCmd[] = {
-    {0, "BytesSent", Qsc_DevWiFiSSIDStats_Do_BytesSent, 0, 0},
-    {1, "BytesReceived", Qsc_DevWiFiSSIDStats_Do_BytesReceived, 0, 0},
-    kTableEnd,
+constexpr Row kRows[] = {
+    handled("Enable", Kind::kBoolean, Access::kReadWrite, Qsc_DevWiFiSSID_Do_Enable),
+    handled("Status", Kind::kText, Access::kRead, Qsc_DevWiFiSSID_Do_Status),
+    handled("Name", Kind::kText, Access::kRead, Qsc_DevWiFiSSID_Do_Name),
+    handled("LowerLayers", Kind::kText, Access::kReadWrite, Qsc_DevWiFiSSID_Do_LowerLayers, nullptr, kMany),
+    handled("BSSID", Kind::kMacAddress, Access::kRead, Qsc_DevWiFiSSID_Do_BSSID),
+    handled("MACAddress", Kind::kMacAddress, Access::kRead, Qsc_DevWiFiSSID_Do_MACAddress),
+    handled("SSID", Kind::kText, Access::kReadWrite, Qsc_DevWiFiSSID_Do_SSID, ":127"),
+    handled("X_QRN_NetworkZone", Kind::kText, Access::kReadWrite, Qsc_DevWiFiSSID_Do_X_QRN_NetworkZone),
+    handled("X_QRN_VLANID", Kind::kInteger, Access::kReadWrite, Qsc_DevWiFiSSID_Do_X_QRN_VLANID),
 };
-static_assert(is_sound(g_QscDeviceWiFiSSIDStatsCmd));
+
+bool has_ssid(i32 instance)
+{
+    return instance <= kVapsPerRadio || instance > 10;
+}
+
+} // namespace
+
+QSC_DESCRIBED_OBJECT(kWiFiSsid, "Device.WiFi.SSID.{i}", g_QscDeviceWiFiSSIDCmd, kRows,
+                     .instances = 10 + kVapsPerRadio, .exists = has_ssid)
+
+namespace
+{
+
+constexpr Row kStatsRows[] = {
+    handled("BytesSent", Kind::kText, Access::kRead, Qsc_DevWiFiSSIDStats_Do_BytesSent),
+    handled("BytesReceived", Kind::kText, Access::kRead, Qsc_DevWiFiSSIDStats_Do_BytesReceived),
+};
+
+} // namespace
+
+QSC_DESCRIBED_OBJECT(kWiFiSsidStats, "Device.WiFi.SSID.{i}.Stats", g_QscDeviceWiFiSSIDStatsCmd, kStatsRows,
+                     .instances = 10 + kVapsPerRadio, .exists = has_ssid)

@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+// What tools learn of the objects and parameters: read from the same rows and subtrees that serve them.
+#include "include/qsc_describe.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <string_view>
+
+#include "base/Text.h"
+#include "base/UciOptional.h"
+#include "core/CommandTable.h"
+#include "core/Dispatch.h"
+#include "core/Objects.h"
+#include "core/Refusal.h"
+#include "core/RowValue.h"
+
+using namespace qsc;
+
+namespace
+{
+
+/// The subtree of an entry of the command table.
+const Subtree& subtree_of(const Qsc_CommandEntry& entry)
+{
+    return *subtrees()[static_cast<std::size_t>(&entry - g_QSysCmdHalCmd)];
+}
+
+const Subtree* find_subtree(std::string_view path)
+{
+    const Qsc_CommandEntry* const entry = find_command_for(path);
+    return entry != nullptr ? &subtree_of(*entry) : nullptr;
+}
+
+u32 access_of(const Parameter& parameter)
+{
+    if (parameter.row == nullptr) {
+        return QSC_OPER_GET | QSC_OPER_SET;
+    }
+    switch (parameter.row->access) {
+    case Access::kRead:
+        return QSC_OPER_GET;
+    case Access::kWrite:
+        return QSC_OPER_SET;
+    default:
+        return QSC_OPER_GET | QSC_OPER_SET;
+    }
+}
+
+u32 count_parameters(const Object& object)
+{
+    u32 count = 0;
+    Parameter parameter;
+    while (parameter_at(object, count, parameter)) {
+        ++count;
+    }
+    return count;
+}
+
+Qsc_ObjectInfo describe(const Qsc_CommandEntry& entry, const Object& object, const char* path)
+{
+    const Subtree& subtree = subtree_of(entry);
+    const Subtree* const by = subtree.applied_by != nullptr ? find_subtree(subtree.applied_by) : &subtree;
+    const char* const by_path = subtree.applied_by != nullptr ? subtree.applied_by : entry.path;
+    const bool commits = by->commit != nullptr || by->packages != nullptr;
+    const bool restarts = by->service != nullptr || by->scripts != nullptr;
+    const bool has_own_path = *object.path != '\0';
+    return {.path = has_own_path ? object.path : path,
+            .entry = &entry,
+            .commit = commits ? by_path : "",
+            .service = restarts ? by_path : "",
+            .packages = or_empty(by->packages),
+            .parameters = count_parameters(object),
+            .access = subtree.served,
+            .flags = (has_instances(object) ? QSC_OBJECT_INSTANCES : 0) |
+                     (object.list != nullptr ? QSC_OBJECT_GROWS : 0) |
+                     (subtree.actions != nullptr ? QSC_OBJECT_ACTIONS : 0),
+            .object = &object};
+}
+
+} // namespace
+
+uint32_t QSysCmdHal_DescribeObject(uint32_t number, Qsc_ObjectInfo* object)
+{
+    if (object == nullptr) {
+        return EINVAL;
+    }
+    u32 seen = 0;
+    for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
+        const Subtree& subtree = subtree_of(*entry);
+        if (number < seen + 1 + subtree.choices.size()) {
+            const Object& chosen =
+                number == seen ? *subtree.object : *subtree.choices[number - seen - 1].object;
+            *object = describe(*entry, chosen,
+                               number == seen ? entry->path : subtree.choices[number - seen - 1].text);
+            return 0;
+        }
+        seen += 1 + static_cast<u32>(subtree.choices.size());
+    }
+    return EFAULT;
+}
+
+uint32_t QSysCmdHal_FindObject(const char* path, Qsc_ObjectInfo* object)
+{
+    if (path == nullptr || object == nullptr) {
+        return EINVAL;
+    }
+    const Qsc_CommandEntry* const entry = find_command_for(path);
+    if (entry == nullptr) {
+        return EFAULT;
+    }
+    *object = describe(*entry, object_at(subtree_of(*entry), path), entry->path);
+    return 0;
+}
+
+uint32_t QSysCmdHal_DescribeParameter(const Qsc_ObjectInfo* object, uint32_t number,
+                                      Qsc_ParameterInfo* parameter)
+{
+    if (object == nullptr || object->object == nullptr || parameter == nullptr) {
+        return EINVAL;
+    }
+    Parameter found;
+    if (!parameter_at(*static_cast<const Object*>(object->object), number, found)) {
+        return EFAULT;
+    }
+    if (found.row == nullptr) {
+        *parameter = {found.name, "string", "", "", "", access_of(found), 0};
+        return 0;
+    }
+    const Row& row = *found.row;
+    *parameter = {.name = found.name,
+                  .type = type_name(row),
+                  .units = unit_name(row.unit),
+                  .values = or_empty(row.limits),
+                  .outside = or_empty(row.outside),
+                  .access = access_of(found),
+                  .flags = ((row.marks & kMany) != 0 ? QSC_PARAM_LIST : 0) |
+                           ((row.marks & kSecret) != 0 ? QSC_PARAM_SECRET : 0) |
+                           ((row.marks & kNeeded) != 0 ? QSC_PARAM_NEEDED : 0) |
+                           (row.outside != nullptr ? QSC_PARAM_OUTSIDE : 0) |
+                           ((row.marks & kFinal) != 0 ? QSC_PARAM_FINAL : 0)};
+    return 0;
+}
+
+uint32_t QSysCmdHal_FindInstances(const Qsc_ObjectInfo* object, uint32_t* numbers, uint32_t size,
+                                  uint32_t* count)
+{
+    if (object == nullptr || object->object == nullptr || count == nullptr ||
+        (numbers == nullptr && size != 0) || (object->flags & QSC_OBJECT_INSTANCES) == 0) {
+        return EINVAL;
+    }
+    const UciView view;
+    std::array<u32, kMostInstances> found;
+    if (find_instances(*static_cast<const Object*>(object->object), found, *count) != 0) {
+        return EFAULT;
+    }
+    std::copy_n(found.begin(), std::min(size, *count), numbers);
+    return 0;
+}
+
+uint32_t QSysCmdHal_Check(const char* path, json_object* request, uint32_t commander)
+{
+    forget_refusal();
+    const Subtree* const subtree = path != nullptr ? find_subtree(path) : nullptr;
+    u32 code = EINVAL;
+    if (subtree == nullptr) {
+        (void)refuse(code, "nothing serves this path");
+    } else {
+        code = check_only(*subtree, path, request, commander);
+    }
+    if (code != 0) {
+        name_refusal(path, nullptr, code);
+    }
+    return code;
+}

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/Object.h"
+
+#include <algorithm>
+#include <cerrno>
+
+#include "base/Parse.h"
+#include "core/GrowingList.h"
+#include "core/ServeRow.h"
+
+namespace qsc
+{
+
+namespace
+{
+
+constexpr std::string_view kInstance = "{i}";
+
+} // namespace
+
+bool parameter_at(const Object& object, std::size_t number, Parameter& parameter)
+{
+    if (object.table != nullptr) {
+        // Exported tables can be replaced by a host; what is not ours there is no row of ours.
+        const Qsc_ParamEntry& entry = object.table[number];
+        if (entry.id == QSC_TABLE_END) {
+            return false;
+        }
+        const bool is_row = entry.handler != nullptr && entry.handler == object.handler;
+        const bool is_known =
+            number < object.rows.size() && object.rows[number].name.text == std::string_view{entry.name};
+        parameter = {entry.name, is_row ? nullptr : entry.handler, entry.param,
+                     is_row     ? &object.rows[entry.param]
+                     : is_known ? &object.rows[number]
+                                : nullptr};
+        return true;
+    }
+    if (number >= object.rows.size()) {
+        return false;
+    }
+    const Row& row = object.rows[number];
+    parameter = {row.name.text, row.handler, 0, &row};
+    return true;
+}
+
+const Row* find_row(const Object& object, std::string_view name)
+{
+    const auto row =
+        std::ranges::find_if(object.rows, [&](const Row& each) { return name == each.name.text; });
+    return row != object.rows.end() ? &*row : nullptr;
+}
+
+bool has_instances(const Object& object)
+{
+    return std::string_view{object.path}.find(kInstance) != std::string_view::npos;
+}
+
+i32 instance_in_path(const Object& object, std::string_view path)
+{
+    const std::string_view pattern = object.path;
+    const std::size_t place = std::min(pattern.find(kInstance), path.size());
+    path.remove_prefix(place);
+    i32 number = 0;
+    return parse_whole(path.substr(0, path.find('.')), number) && number > 0 ? number : 0;
+}
+
+u32 find_instances(const Object& object, std::span<u32, kMostInstances> numbers, u32& count)
+{
+    count = 0;
+    if (object.list != nullptr) {
+        ListedSections sections;
+        if (const u32 code = sections.read(*object.list)) {
+            return code;
+        }
+        for (i32 number = sections.next(0); number != 0; number = sections.next(number)) {
+            numbers[count++] = static_cast<u32>(number);
+        }
+    }
+    for (i32 number = 1; number <= object.instances; ++number) {
+        if (object.exists == nullptr || object.exists(number)) {
+            numbers[count++] = static_cast<u32>(number);
+        }
+    }
+    return 0;
+}
+
+u32 serve_entry(const Object& object, const char* name, json_object* value, u32 oper, u32 argument, i64,
+                u64 param)
+{
+    forget_refusal();
+    if (param >= object.rows.size() || !is_object(value)) {
+        return EINVAL;
+    }
+    RowRequest request{
+        .object = object, .path = or_empty(name), .root = nullptr, .oper = oper, .argument = argument};
+    begin_get(request);
+    return serve_row(request, object.rows[param], value);
+}
+
+} // namespace qsc

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: Apache-2.0
+// Every object of the tree, by the file that defines it. core/Dispatchers.cpp says which paths lead to it.
+#pragma once
+
+#include "core/Object.h"
+
+namespace qsc::objects
+{
+
+// commands/
+extern const Object kHelp;
+extern const Object kVersion;
+extern const Object kSystemLog;
+extern const Object kRemoteLog;
+
+// handlers/system/
+extern const Object kTime;
+extern const Object kSecondStaticIp;
+extern const Object kLeds;
+extern const Object kProcessStatus;
+extern const Object kMemoryStatus;
+extern const Object kFlashStatus;
+extern const Object kDeviceInfo;
+extern const Object kUser;
+extern const Object kAutoReboot;
+
+// handlers/network/
+extern const Object kDhcpV4Client;
+extern const Object kDhcpV4SentOption;
+extern const Object kDhcpV4ReqOption;
+extern const Object kDhcpV4RelaySentOption;
+extern const Object kDhcpV4RelaySentOptionSubcode;
+extern const Object kDhcpV4Pool;
+extern const Object kEthernetInterface;
+extern const Object kWan;
+extern const Object kLldp;
+extern const Object kRouter;
+extern const Object kRip;
+
+// handlers/wifi/
+extern const Object kWiFiRadio;
+extern const Object kWiFiSsid;
+extern const Object kWiFiSsidStats;
+extern const Object kSiteSurvey;
+
+// handlers/services/
+extern const Object kVpn;
+extern const Object kVpn1;
+extern const Object kVpn2;
+extern const Object kVpn3;
+extern const Object kVpn4;
+extern const Object kVpn5;
+extern const Object kVpn6;
+extern const Object kDmz;
+extern const Object kNdpi;
+
+/// Subtrees and sub-objects that this library does not serve: a get and a set of them do nothing.
+extern const Object kUnserved;
+
+} // namespace qsc::objects

@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/Refusal.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+
+#include "base/Text.h"
+#include "core/Request.h"
+#include "include/qsc_describe.h"
+
+namespace qsc
+{
+
+namespace
+{
+
+struct Sentence {
+    char reason[256];
+    char whole[512];
+};
+
+constinit thread_local Sentence t_sentence{};
+
+constinit std::atomic<bool> g_wanted{false};
+
+/// What a code means where nothing closer to the cause said more.
+const char* meaning_of(u32 code)
+{
+    switch (code) {
+    case EINVAL:
+        return "the value, the instance or the operation is missing or not served";
+    case EFAULT:
+        return "the value is refused, or a command or file that it needs failed";
+    case ENOMEM:
+        return "out of memory";
+    case ENODATA:
+        return "no data";
+    default:
+        return nullptr;
+    }
+}
+
+/// A value that was cut or sent in another encoding must not end the sentence in half a character.
+void end_between_characters(char* text)
+{
+    std::size_t length = std::strlen(text);
+    std::size_t start = length;
+    while (start > 0 && (static_cast<u8>(text[start - 1]) & 0xC0) == 0x80) {
+        --start;
+    }
+    if (start == 0 || start == length) {
+        start = length;
+    }
+    const u8 lead = start > 0 ? static_cast<u8>(text[start - 1]) : 0;
+    const std::size_t wanted = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
+    if (lead >= 0xC0 && length - (start - 1) < wanted) {
+        text[start - 1] = '\0';
+    }
+}
+
+} // namespace
+
+u32 refuse(u32 code, const char* format, ...)
+{
+    if (t_sentence.reason[0] == '\0') {
+        std::va_list arguments;
+        va_start(arguments, format);
+        (void)std::vsnprintf(t_sentence.reason, sizeof t_sentence.reason, format, arguments);
+        va_end(arguments);
+        end_between_characters(t_sentence.reason);
+    }
+    return code;
+}
+
+const char* refusal()
+{
+    return t_sentence.reason;
+}
+
+void forget_refusal()
+{
+    t_sentence.reason[0] = '\0';
+    t_sentence.whole[0] = '\0';
+}
+
+void name_refusal(const char* path, const char* parameter, u32 code)
+{
+    if (t_sentence.whole[0] != '\0') {
+        return; // an object inside has named itself
+    }
+    const char* const meaning = meaning_of(code);
+    if (t_sentence.reason[0] == '\0') {
+        (void)(meaning != nullptr ? refuse(code, "%s", meaning)
+                                  : refuse(code, "it failed with code %u", code));
+    }
+    const bool is_whole = parameter == nullptr || *parameter == '\0';
+    (void)std::snprintf(t_sentence.whole, sizeof t_sentence.whole, "%s: %s%s%s", or_empty(path),
+                        is_whole ? "" : parameter, is_whole ? "" : ": ", t_sentence.reason);
+    end_between_characters(t_sentence.whole);
+}
+
+void add_refusal(json_object* value)
+{
+    if (g_wanted && t_sentence.reason[0] != '\0') {
+        (void)answer_text(value, t_sentence.reason, "Error");
+    }
+}
+
+void want_refusals(bool wanted)
+{
+    g_wanted = wanted;
+}
+
+} // namespace qsc
+
+const char* QSysCmdHal_LastError(void)
+{
+    return qsc::t_sentence.whole;
+}

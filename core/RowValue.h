@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: Apache-2.0
+// The kinds of values: reading what a caller sent into the spelling in which it is stored, and back.
+#pragma once
+
+#include <string_view>
+
+#include "base/Text.h"
+#include "core/Row.h"
+
+struct json_object;
+
+namespace qsc
+{
+
+/// A value of a row. Longer ones are served by functions of their rows.
+using RowText = Text<2046>;
+
+/// Takes a caller's text as one value of a row, or as several with commas between them, in the spelling in
+/// which each is stored (several: still with commas). EFAULT: refused, and refuse() said why.
+[[nodiscard]] u32 to_stored(const Row& row, std::string_view text, RowText& stored);
+
+/// How a stored value, or one of several, is spoken.
+void to_spoken(const Row& row, std::string_view stored, RowText& spoken);
+
+/// Whether a stored switch is on, as the configuration's readers take it.
+[[nodiscard]] bool is_switched_on(std::string_view stored);
+
+/// What a value is called in listings.
+[[nodiscard]] const char* type_name(const Row& row);
+[[nodiscard]] const char* unit_name(Unit unit);
+
+/// Whether an address is one of a host: neither a multicast or broadcast address nor all zero.
+[[nodiscard]] bool is_ipv4(std::string_view text, u32& address);
+
+/// Reads a contiguous netmask; 0.0.0.0 is one.
+[[nodiscard]] bool is_netmask(std::string_view text, u32& mask);
+
+/// Calls use(item) for each item between commas, white space around it left out, until one answers non-zero.
+template <typename Use>
+u32 for_each_item(std::string_view list, Use use)
+{
+    while (!list.empty()) {
+        const std::size_t comma = std::min(list.find(','), list.size());
+        std::string_view item = list.substr(0, comma);
+        list.remove_prefix(std::min(comma + 1, list.size()));
+        while (item.starts_with(' ')) {
+            item.remove_prefix(1);
+        }
+        while (item.ends_with(' ')) {
+            item.remove_suffix(1);
+        }
+        if (item.empty()) {
+            continue;
+        }
+        if (const u32 code = use(item)) {
+            return code;
+        }
+    }
+    return 0;
+}
+
+} // namespace qsc

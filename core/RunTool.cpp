@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "core/RunTool.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "base/FileDescriptor.h"
+#include "core/Refusal.h"
+#include "log/Log.h"
+
+extern "C" char** environ;
+
+namespace qsc
+{
+
+namespace
+{
+
+/// How a program starts: in a process group of its own, with no signal blocked or ignored, and with none of
+/// the host's files.
+class Start
+{
+  public:
+    Start()
+    {
+        (void)posix_spawn_file_actions_init(&actions_);
+        (void)posix_spawnattr_init(&attributes_);
+        sigset_t signals;
+        (void)sigemptyset(&signals);
+        (void)posix_spawnattr_setsigmask(&attributes_, &signals);
+        (void)sigfillset(&signals);
+        (void)posix_spawnattr_setsigdefault(&attributes_, &signals);
+        (void)posix_spawnattr_setpgroup(&attributes_, 0);
+        (void)posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK |
+                                                         POSIX_SPAWN_SETSIGDEF);
+    }
+    Start(const Start&) = delete;
+    Start& operator=(const Start&) = delete;
+    ~Start()
+    {
+        (void)posix_spawnattr_destroy(&attributes_);
+        (void)posix_spawn_file_actions_destroy(&actions_);
+    }
+
+    void use(int descriptor, int as)
+    {
+        failed_ = failed_ || posix_spawn_file_actions_adddup2(&actions_, descriptor, as) != 0;
+    }
+    void use_nothing(int as)
+    {
+        failed_ = failed_ || posix_spawn_file_actions_addopen(&actions_, as, "/dev/null", O_RDWR, 0) != 0;
+    }
+
+    /// -1: it could not be started, and errno says why.
+    [[nodiscard]] pid_t start(const char* const* arguments)
+    {
+        close_the_rest();
+        pid_t process = -1;
+        // The program gets the texts of its own; it does not write to ours.
+        auto* const words =
+            const_cast<char* const*>(arguments); // NOLINT(cppcoreguidelines-pro-type-const-cast)
+        const int error =
+            failed_ ? ENOMEM : posix_spawnp(&process, arguments[0], &actions_, &attributes_, words, environ);
+        errno = error;
+        return error == 0 ? process : -1;
+    }
+
+  private:
+    /// Our own files close themselves; a host's may not.
+    void close_the_rest()
+    {
+#if defined(__GLIBC__) && __GLIBC_PREREQ(2, 34)
+        failed_ = failed_ || posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1) != 0;
+#else
+        constexpr int kUsual = 256;
+        for (int descriptor = STDERR_FILENO + 1; descriptor < kUsual; ++descriptor) {
+            failed_ = failed_ || posix_spawn_file_actions_addclose(&actions_, descriptor) != 0;
+        }
+#endif
+    }
+
+    posix_spawn_file_actions_t actions_;
+    posix_spawnattr_t attributes_;
+    bool failed_ = false;
+};
+
+i64 now_ms()
+{
+    timespec now{};
+    (void)clock_gettime(CLOCK_MONOTONIC, &now);
+    return i64{now.tv_sec} * 1000 + now.tv_nsec / 1'000'000;
+}
+
+/// The time that is left, in milliseconds as poll() takes it; 0: none.
+class Deadline
+{
+  public:
+    explicit Deadline(u32 ms) : end_(ms == 0 ? INT64_MAX : now_ms() + ms) {}
+
+    [[nodiscard]] int left() const
+    {
+        constexpr i64 kLongest = 60'000;
+        const i64 left = end_ == INT64_MAX ? kLongest : end_ - now_ms();
+        return static_cast<int>(left < 0 ? 0 : left < kLongest ? left : kLongest);
+    }
+
+  private:
+    i64 end_;
+};
+
+enum class Outcome : u8 { kDone, kLate, kTooMuch, kNoMemory };
+
+/// Feeds and reads the program until it has closed its output.
+Outcome talk(const ToolRun& run, const Deadline& deadline, FileDescriptor& input, FileDescriptor& output)
+{
+    std::string_view rest = run.input;
+    while (output.is_open()) {
+        if (input.is_open() && rest.empty()) {
+            (void)input.close();
+        }
+        std::array<pollfd, 2> both{{{.fd = output.get(), .events = POLLIN, .revents = 0},
+                                    {.fd = input.get(), .events = POLLOUT, .revents = 0}}};
+        const int left = deadline.left();
+        const int ready = poll(both.data(), both.size(), left);
+        if (ready == 0 && deadline.left() == 0) {
+            return Outcome::kLate;
+        }
+        if (ready <= 0) {
+            continue;
+        }
+        if (both[1].revents != 0) {
+            // It may have ended without reading what it is sent; that must not be a signal to the host.
+            const ssize_t sent = send(input.get(), rest.data(), rest.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+            rest.remove_prefix(sent > 0 ? static_cast<std::size_t>(sent) : 0);
+            if (sent < 0 && errno != EINTR && errno != EAGAIN) {
+                (void)input.close();
+            }
+        }
+        if (both[0].revents != 0) {
+            char chunk[4096];
+            const ssize_t count = read(output.get(), chunk, sizeof chunk);
+            if (count == 0 || (count < 0 && errno != EINTR)) {
+                (void)output.close();
+            } else if (count > 0 && run.output != nullptr) {
+                if (run.output->view().size() + static_cast<std::size_t>(count) > kToolOutput) {
+                    return Outcome::kTooMuch;
+                }
+                if (!run.output->append({chunk, static_cast<std::size_t>(count)})) {
+                    return Outcome::kNoMemory;
+                }
+            }
+        }
+    }
+    return Outcome::kDone;
+}
+
+/// Waits for the end of a program that has closed its output; false: it did not end in time.
+bool wait_for(pid_t process, const Deadline& deadline, int& status)
+{
+    int pause = 1;
+    for (;;) {
+        const pid_t ended = waitpid(process, &status, WNOHANG);
+        if (ended == process) {
+            return true;
+        }
+        if (ended < 0 && errno != EINTR) {
+            status = -1; // the host has taken the status, or ignores its children
+            return true;
+        }
+        if (deadline.left() == 0) {
+            return false;
+        }
+        (void)poll(nullptr, 0, pause);
+        pause = pause < 16 ? pause * 2 : pause;
+    }
+}
+
+u32 fail(const ToolRun& run, const char* module, const char* why)
+{
+    Qslog_Log(kLogError, module, __LINE__, run.arguments[0], "%s %s\n", run.arguments[0], why);
+    return refuse(EFAULT, "%s %s", run.arguments[0], why);
+}
+
+} // namespace
+
+u32 run_tool(const ToolRun& run, const char* module)
+{
+    int fed[2] = {-1, -1};
+    int printed[2] = {-1, -1};
+    pid_t process = -1;
+    {
+        const StdioReserve reserve;
+        const bool is_fed = !run.input.empty();
+        const bool has_pipes = pipe2(printed, O_CLOEXEC) == 0 &&
+                               (!is_fed || socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fed) == 0);
+        const FileDescriptor their_output{printed[1]};
+        const FileDescriptor their_input{fed[1]};
+        if (has_pipes) {
+            Start start;
+            is_fed ? start.use(their_input.get(), STDIN_FILENO) : start.use_nothing(STDIN_FILENO);
+            start.use(their_output.get(), STDOUT_FILENO);
+            start.use_nothing(STDERR_FILENO);
+            process = start.start(run.arguments);
+        }
+    }
+    FileDescriptor input{fed[0]};
+    FileDescriptor output{printed[0]};
+    if (process < 0) {
+        return fail(run, module, errno == ENOENT ? "is not installed" : "could not be started");
+    }
+    const Deadline deadline{run.deadline};
+    const Outcome outcome = talk(run, deadline, input, output);
+    int status = 0;
+    if (outcome != Outcome::kDone || !wait_for(process, deadline, status)) {
+        (void)kill(-process, SIGKILL);
+        while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
+        }
+        return fail(run, module,
+                    outcome == Outcome::kTooMuch    ? "printed too much"
+                    : outcome == Outcome::kNoMemory ? "was ended for want of memory"
+                                                    : "was ended because it took too long");
+    }
+    if (status == -1 || !WIFEXITED(status)) {
+        return fail(run, module, "did not end by itself");
+    }
+    return static_cast<u32>(WEXITSTATUS(status));
+}
+
+} // namespace qsc

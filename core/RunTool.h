@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: Apache-2.0
+// Running a program with an argument vector: no shell, a deadline, bounded output.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "base/SafeFile.h"
+#include "base/Types.h"
+
+namespace qsc
+{
+
+inline constexpr std::size_t kToolOutput = 256 * 1024;
+
+struct ToolRun {
+    const char* const* arguments; ///< the program first, null last
+    u32 deadline = 5000;          ///< milliseconds; 0: none
+    std::string_view input{};     ///< written to its standard input, which then ends
+    FileText* output = nullptr;   ///< what it prints, up to kToolOutput bytes; null: thrown away
+};
+
+/// Runs a program in a process group of its own and waits for it. At its deadline the whole group is ended.
+/// @return its exit code; EFAULT: it could not be run, was ended, or a signal ended it; refuse() says which,
+/// and one line is logged in the module's name
+u32 run_tool(const ToolRun& run, const char* module);
+
+} // namespace qsc

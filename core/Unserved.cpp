@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: Apache-2.0
+// The exported tables that have no rows yet, and the object of all that is not served. An object moves from
+// here to a file of its own when its rows are written.
+#include "core/Objects.h"
+#include "core/Tables.h"
+#include "include/qsc_handlers.h"
+
+using qsc::kTableEnd;
+
+constinit const qsc::Object qsc::objects::kUnserved{.path = ""};
+
+#define UNSERVED(NAME, PATH, TABLE)                                                                          \
+    const Qsc_ParamEntry TABLE[] = {kTableEnd};                                                              \
+    constinit const qsc::Object qsc::objects::NAME{.path = (PATH), .table = (TABLE)};
+
+Qsc_ParamEntry g_QscSysUpgCmd[] = {kTableEnd};
+
+UNSERVED(kSecondStaticIp, "Device.X_QRN_2ndStaticIp", g_Qsc2ndStaticIpCmd)
+UNSERVED(kLeds, "Device.LEDs", g_QscDeviceLedsCmd)
+UNSERVED(kProcessStatus, "Device.DeviceInfo.ProcessStatus", g_QscDevInfoCPUCmd)
+UNSERVED(kMemoryStatus, "Device.DeviceInfo.MemoryStatus", g_QscDevInfoMemCmd)
+UNSERVED(kFlashStatus, "Device.DeviceInfo.X_QRN_FlashStatus", g_QscDevInfoFlashCmd)
+UNSERVED(kDeviceInfo, "Device.DeviceInfo", g_QscDeviceInfoCmd)
+UNSERVED(kDhcpV4Pool, "Device.DHCPv4.Server.Pool.1", g_QscDhcpV4ServerPoolCmd)
+UNSERVED(kEthernetInterface, "Device.Ethernet.Interface.{i}", g_QscEthIfaceCmd)
+UNSERVED(kWan, "Device.IP.Interface.1", g_QscIpv4InterfaceCmd)
+UNSERVED(kLldp, "Device.LLDP", g_QscDevLLDPCmd)
+UNSERVED(kRouter, "Device.Routing.Router.1", g_QscDeviceRoutingRouter1Cmd)
+UNSERVED(kRip, "Device.Routing.Rip.InterfaceSetting.1", g_QscDevRtingRipIfSetting1Cmd)
+UNSERVED(kUser, "Device.Users.User.1", g_QscDeviceUsersUser1Cmd)
+UNSERVED(kSiteSurvey, "Device.X_QRN_SiteSurvey", g_QscSiteSurveyNumcmd)
+UNSERVED(kAutoReboot, "Device.X_QRN_AutoReboot", g_QscAutoRebootCmd)
+UNSERVED(kVpn, "Device.X_QRN_VPN", g_QscVpnMainCmd)
+UNSERVED(kDmz, "Device.X_QRN_DMZ", g_QscDMZCmd)
+UNSERVED(kNdpi, "Device.X_QRN_nDPI", g_QscnDPICmd)
+UNSERVED(kVpn1, "Device.X_QRN_VPN.1", g_QscVpn1Cmd)
+UNSERVED(kVpn2, "Device.X_QRN_VPN.2", g_QscVpn2Cmd)
+UNSERVED(kVpn3, "Device.X_QRN_VPN.3", g_QscVpn3Cmd)
+UNSERVED(kVpn4, "Device.X_QRN_VPN.4", g_QscVpn4Cmd)
+UNSERVED(kVpn5, "Device.X_QRN_VPN.5", g_QscVpn5Cmd)
+UNSERVED(kVpn6, "Device.X_QRN_VPN.6", g_QscVpn6Cmd)
