@@ -17,8 +17,10 @@ _qsc_names() { qsc -q list "$1" 2>/dev/null | grep -v -F .; }
 
 # _qsc_values PATH NAME: the words that a parameter takes.
 _qsc_values() {
-    qsc --json list "$1" 2>/dev/null |
-        sed -n "/\"name\":\"$2\"/,/}/ s/.*\"values\":\"\(.*|.*\)\".*/\1/p" | tr '|' '\n'
+    qsc --json list "$1" 2>/dev/null | sed -n "/\"name\":\"$2\"/,/}/ {
+        s/.*\"type\":\"boolean\".*/0|1/p
+        s/.*\"values\":\"\(.*|.*\)\".*/\1/p
+    }" | tr '|' '\n'
 }
 
 _qsc() {

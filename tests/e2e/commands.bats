@@ -46,8 +46,14 @@ x"
     run qsc set Device.X_QRN_RemoteLog Port=2 Device.Time Enabel=1
     same "$status" 2
     same "$(qsc -q get Device.X_QRN_RemoteLog.Port)" 1
-    run qsc set Device.X_QRN_RemoteLog Port=2 Device.WiFi.Radio.2 OperatingChannelBandwidth=9
+    run qsc set Device.X_QRN_RemoteLog Port=2 Device.WiFi.Radio.2 PossibleChannels=9
     same "$status" 1
+    [[ $output == "qsc: Device.WiFi.Radio.2: PossibleChannels: "* ]]
+    same "$(qsc -q get Device.X_QRN_RemoteLog.Port)" 1
+    run qsc set Device.X_QRN_RemoteLog Port=2 Device.WiFi.SSID.9 SSID=x
+    same "$status" 1
+    [[ $output == *"
+qsc: set before that: Device.X_QRN_RemoteLog" ]]
 }
 
 @test "events name the commander and are JSON" {
@@ -71,7 +77,7 @@ x"
     mkdir -p "$state/var/lib/sim/fail" && touch "$state/var/lib/sim/fail/system"
     run qsc set Device.X_QRN_RemoteLog Port=99 --apply
     same "$status" 1
-    [[ $output == *"service restart failed: code 14"* ]]
+    [[ $output == "qsc: service restart: Device.X_QRN_RemoteLog: "* ]]
     grep -q "log_port '99'" "$state/etc/config/system"
 }
 

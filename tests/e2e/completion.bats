@@ -41,6 +41,9 @@ get Device.WiFi.SSID.3 BSSID Device.Time NTPServer1 Loc>LocalTimeZone
 set Device.X_QRN_RemoteLog Po>Port=
 set Device.X_QRN_RemoteLog Server = a.b Po>Port=
 set Device.X_QRN_RemoteLog.Po>Device.X_QRN_RemoteLog.Port=
+set Device.Time Enable =>0 1
+set Device.Time.Enable = 1>1
+set Device.Time NTPServer1 =>
 service Device.Time rel>reload
 get Device.Foo.>
 CASES

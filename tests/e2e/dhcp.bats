@@ -25,7 +25,7 @@ set DHCPv4 client sent option [1] enable 1 by CLI"
     run qsc batch <<<"set Device.DHCPv4.Client.1.SentOption.3 Enable=1
 get version"
     same "$status" 1
-    [[ $output == *"SentOption.3: set failed: code 22"*"line 1 of the batch was the last" ]]
+    [[ $output == *"SentOption.3: "*"line 1 of the batch was the last" ]]
     run qsc batch <<<"get 'version"
     same "$output" "qsc: line 1 of the batch has an open quote, or more than 254 words"
 }
@@ -46,13 +46,12 @@ Device.DHCPv4.Client.1.SentOption.2.XQrnValueStr = id"
     for index in 0 3 4294967297; do
         run qsc get "Device.DHCPv4.Client.1.SentOption.$index"
         same "$status" 1
-        [[ $output == *"code 22"* ]]
+        [[ $output == "qsc: Device.DHCPv4.Client.1.SentOption.$index: "* ]]
     done
     for index in -1 1x; do
         run qsc get "Device.DHCPv4.Client.1.SentOption.$index"
         same "$status" 2
         run qsc request "Device.DHCPv4.Client.1.SentOption.$index" get <<<{}
         same "$status" 1
-        [[ $output == *"code 22"* ]]
     done
 }

@@ -46,7 +46,7 @@ BATCH
     run qsc set Device.Time 'CurrentLocalTime=$(touch /tmp/hacked)'
     same "$status" 1
     run qsc set Device.Time XQrnTimeZoneLocation=America/New_York
-    same "$output" "qsc: Device.Time: set of XQrnTimeZoneLocation failed: code 14 (refused value, unsupported operation, or failed command)"
+    [[ $output == "qsc: Device.Time: XQrnTimeZoneLocation: "* ]]
     [ ! -e "$state/tmp/hacked" ]
 }
 

@@ -55,7 +55,7 @@ OperatingChannelBandwidth = 80MHz"
     same "$status" 1
     same "$(device uci get mtkwireless.ra0.country)" DE
     run qsc get Device.WiFi.Radio.1 PossibleChannels
-    [[ $output == *"code 14"* ]]
+    [[ $output == "qsc: Device.WiFi.Radio.1: PossibleChannels: "* ]]
 }
 
 @test "names arrive at the driver byte for byte and start no command" {
@@ -83,7 +83,7 @@ X_QRN_VLANID      = 1"
     for instance in 9 10 19 0; do
         run qsc get "Device.WiFi.SSID.$instance"
         same "$status" 1
-        [[ $output == *"code 22"* ]]
+        [[ $output == "qsc: Device.WiFi.SSID.$instance: "* ]]
     done
     for instance in -1 x; do
         run qsc get "Device.WiFi.SSID.$instance"
@@ -139,7 +139,7 @@ Device.WiFi.SSID.3.Stats.BytesReceived = 4023"
 @test "a mesh has one name, read from its topology" {
     device uci set mtkwireless.mesh.enable=1
     run qsc get Device.WiFi.SSID.5 SSID
-    [[ $output == *"code 14"* ]]
+    [[ $output == "qsc: Device.WiFi.SSID.5: SSID: "* ]]
     name='{"topology information":[{"Radio Info":[{"BSSINFO":[{"SSID":"x"},{"SSID":"Home Mesh"}]}]}]}'
     echo "$name" >"$state/tmp/dump.txt"
     same "$(qsc get Device.WiFi.SSID.5 SSID)" "SSID = Home Mesh"
@@ -149,7 +149,7 @@ Device.WiFi.SSID.3.Stats.BytesReceived = 4023"
     for broken in "" "${name%??}" "[[[[" "5" "$(long 1048576)"; do
         printf '%s' "$broken" >"$state/tmp/dump.txt"
         run qsc get Device.WiFi.SSID.5 SSID
-        [[ $output == *"code 14"* ]]
+        [[ $output == "qsc: Device.WiFi.SSID.5: SSID: "* ]]
     done
     qsc set Device.WiFi.SSID.5 SSID=New
     same "$(device uci get mtkwireless.mesh.ssid)" New
@@ -160,10 +160,10 @@ Device.WiFi.SSID.3.Stats.BytesReceived = 4023"
 @test "a driver tool that fails, dies or is missing is told" {
     mkdir -p "$state/var/lib/sim/fail" && touch "$state/var/lib/sim/fail/iwpriv"
     run qsc set Device.WiFi.Radio.1 TransmitPower=10
-    [[ $output == *"set of TransmitPower failed: code 14"* ]]
+    [[ $output == "qsc: Device.WiFi.Radio.1: TransmitPower: "* ]]
     same "$(device uci get mtkwireless.ra0.txpower)" 10 "stored all the same"
     mv "$state/usr/sbin/iwpriv" "$state/usr/sbin/iwconfig" "$state/root/"
     run qsc set Device.WiFi.Radio.1 TransmitPower=11
-    [[ $output == *"code 14"* ]]
+    same "$status" 1
     same "$(qsc get Device.WiFi.Radio.1 Channel)" "Channel = 0"
 }

@@ -30,7 +30,7 @@ bool take_word(std::string_view& words, PathText& word)
 ExitCode commit_alone(const Target& target)
 {
     PathText package;
-    for (std::string_view packages{target.object.packages}; take_word(packages, package);) {
+    for (std::string_view packages = packages_of(target.object); take_word(packages, package);) {
         if (const u32 code = QrnUci_CommitPackage(package.c_str())) {
             return failure("%s: commit of %s failed: code %u (%s)", target.path.c_str(), package.c_str(),
                            code, meaning_of(code));

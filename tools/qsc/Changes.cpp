@@ -24,7 +24,7 @@ ExitCode check_all(const Options& options, json_object* plan)
         if (!find_object(path, target)) {
             return kFailed;
         }
-        const u32 code = check_set(target.path.c_str(), request, options.commander);
+        const u32 code = QSysCmdHal_Check(target.path.c_str(), request, options.commander);
         return code == 0 ? kDone : refused(target, "set", failed_parameter(target.object, request), code);
     });
 }

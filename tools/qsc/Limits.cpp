@@ -34,7 +34,9 @@ bool split_range(std::string_view values, std::string_view& least, std::string_v
 
 void put_range(std::string_view least, std::string_view most)
 {
-    if (least.empty()) {
+    if (least == most) {
+        put(least);
+    } else if (least.empty()) {
         put("up to ");
         put(most);
     } else {

@@ -147,14 +147,15 @@ ExitCode list_parameters(const Options& options, const Object& object)
 ExitCode list_beginning(const Options& options, const char* text)
 {
     ObjectList list{options};
-    bool is_any = false;
+    std::string_view last;
     for_each_object([&](const Object& object) {
-        if (std::string_view{object.path}.starts_with(text)) {
+        const std::string_view path{object.path};
+        if (path.starts_with(text) && path != last) {
             list.add(object, object.path);
-            is_any = true;
+            last = path;
         }
     });
-    return is_any ? list.finish() : no_such_path(text);
+    return !last.empty() ? list.finish() : no_such_path(text);
 }
 
 /// Lists what exists at and below a path.

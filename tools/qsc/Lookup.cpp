@@ -42,8 +42,7 @@ bool find_subtree(const char* path, Target& target)
             target.path = dotted;
         }
         if (is_at_or_below(target.path.view(), entry->path)) {
-            target.object.entry = entry;
-            return describe_path(target.path.c_str(), target.object) == 0;
+            return QSysCmdHal_FindObject(target.path.c_str(), &target.object) == 0;
         }
     }
     no_such_path(path);
@@ -52,7 +51,7 @@ bool find_subtree(const char* path, Target& target)
 
 bool find_parameter(const Object& object, std::string_view name, Parameter& parameter)
 {
-    for (u32 number = 0; describe_parameter(object, number, parameter) == 0; ++number) {
+    for (u32 number = 0; QSysCmdHal_DescribeParameter(&object, number, &parameter) == 0; ++number) {
         if (name == parameter.name) {
             return true;
         }

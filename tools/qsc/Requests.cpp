@@ -20,9 +20,12 @@ bool dispatch(const Options& options, const Target& target, u32 operation, json_
 
 ExitCode refused(const Target& target, const char* step, const char* parameter, u32 code)
 {
-    const char* const sentence = last_refusal();
+    const std::string_view what{step};
+    const bool is_plain = what == "get" || what == "set";
+    // Empty where the daemon refused.
+    const char* const sentence = QSysCmdHal_LastError();
     return *sentence != '\0'
-               ? failure("%s", sentence)
+               ? failure("%s%s%s", is_plain ? "" : step, is_plain ? "" : ": ", sentence)
                : failure("%s: %s%s%s failed: code %u (%s)", target.path.c_str(), step,
                          parameter != nullptr ? " of " : "", or_empty(parameter), code, meaning_of(code));
 }

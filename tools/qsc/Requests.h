@@ -14,8 +14,8 @@ namespace qsc
 [[nodiscard]] bool dispatch(const Options& options, const Target& target, u32 operation, json_object* object,
                             u32& code);
 
-/// Says why a request was refused: in the library's words if it has some. `parameter`, where one is to blame,
-/// may be null. @return kFailed
+/// Says why a request was refused: in the library's words, with the step if it was not a get or set, or by
+/// the code if the library has none. `parameter` is the one to blame, or null. @return kFailed
 ExitCode refused(const Target& target, const char* step, const char* parameter, u32 code);
 
 /// Has a request served and says what failed, with the parameter if the handlers told it.

@@ -5,69 +5,43 @@
 #include <cstdlib>
 #include <memory>
 #include <span>
+#include <string_view>
 
 #include "base/Types.h"
+#include "include/qsc_describe.h"
 #include "include/qsyscmdhal.h"
 
 namespace qsc
 {
 
-struct Parameter {
-    const char* name;
-    const char* type;
-    const char* units;
-    const char* values;
-    u32 access;
-    u32 flags;
-};
+using Object = Qsc_ObjectInfo;
+using Parameter = Qsc_ParameterInfo;
 
-inline constexpr u32 QSC_OBJECT_INSTANCES = 0x1;
-inline constexpr u32 QSC_OBJECT_GROWS = 0x2;
-inline constexpr u32 QSC_PARAM_LIST = 0x1;
-inline constexpr u32 QSC_PARAM_SECRET = 0x2;
-inline constexpr u32 QSC_PARAM_NEEDED = 0x4;
-
-struct Object {
-    const char* path;
-    const Qsc_CommandEntry* entry;
-    const char* commit;
-    const char* service;
-    const char* packages;
-    u32 parameters;
-    u32 access;
-    u32 flags;
-    const void* object;
-};
-
-u32 describe_object(u32 number, Object& object);
-u32 describe_parameter(const Object& object, u32 number, Parameter& parameter);
-u32 describe_path(const char* path, Object& object);
-u32 describe_instances(const Object& object, u32* numbers, u32 size, u32& count);
-
-u32 check_set(const char* path, json_object* request, u32 commander);
-const char* last_refusal();
-
-struct FreeMemory {
-    void operator()(void* memory) const { std::free(memory); }
-};
-
+/// Calls visit(object) for each object that a path can name.
 template <typename Visit>
 void for_each_object(Visit visit)
 {
-    Object object;
-    for (u32 number = 0; describe_object(number, object) == 0; ++number) {
-        visit(object);
+    Object object{};
+    for (u32 number = 0; QSysCmdHal_DescribeObject(number, &object) == 0; ++number) {
+        // Of one that is not served there may be no more than the word that chooses it.
+        if (std::string_view{object.path}.starts_with(object.entry->path)) {
+            visit(object);
+        }
     }
 }
 
 template <typename Visit>
 void for_each_parameter(const Object& object, Visit visit)
 {
-    Parameter parameter;
-    for (u32 number = 0; describe_parameter(object, number, parameter) == 0; ++number) {
+    Parameter parameter{};
+    for (u32 number = 0; QSysCmdHal_DescribeParameter(&object, number, &parameter) == 0; ++number) {
         visit(parameter);
     }
 }
+
+struct FreeMemory {
+    void operator()(void* memory) const { std::free(memory); }
+};
 
 /// The numbers of the instances that exist, rising.
 class Instances
@@ -82,5 +56,8 @@ class Instances
     std::unique_ptr<u32, FreeMemory> numbers_;
     u32 count_ = 0;
 };
+
+/// The packages that hold an object's values, with blanks between them, where no subtree commits them.
+[[nodiscard]] std::string_view packages_of(const Object& object);
 
 } // namespace qsc
