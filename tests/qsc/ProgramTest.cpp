@@ -68,7 +68,7 @@ TEST(Program, WrongUsageSaysWhatIsRight)
         {"set Device.X_QRN_RemoteLog Server", "'Server' is no assignment"},
         {"set Device.X_QRN_RemoteLog =x", "'=x' is no assignment"},
         {"set syslog level:={", "'{' is not JSON"},
-        {"set syslog 'level:=1 2'", "more text behind the value"},
+        {"set syslog 'level:=1 2'", "more text after the value"},
         {"set syslog level=1 level=2", "level is set twice"},
         {"request syslog gte </dev/null", "did you mean 'get'?"},
         {"request syslog get </dev/null", "standard input holds no JSON object"},

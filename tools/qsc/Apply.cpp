@@ -25,9 +25,8 @@ bool take_word(std::string_view& words, PathText& word)
     return is_taken;
 }
 
-/// Commits what was set on an object that no subtree commits for. Nothing is restarted for it either, and
-/// that is said.
-ExitCode commit_alone(const Target& target)
+/// Commits what was set on an object that no subtree commits for.
+ExitCode commit_packages(const Target& target)
 {
     PathText package;
     for (std::string_view packages = packages_of(target.object); take_word(packages, package);) {
@@ -36,8 +35,6 @@ ExitCode commit_alone(const Target& target)
                            code, meaning_of(code));
         }
     }
-    note("%s: committed; nothing was restarted, because this library restarts nothing for it",
-         target.path.c_str());
     return kDone;
 }
 
@@ -69,38 +66,56 @@ ExitCode restart_through(const Options& options, const char* who)
                : send(options, target, "service restart", QSC_OPER_SERVICE, request.get());
 }
 
+/// Calls visit(target) for each object of a plan while it answers kDone.
+template <typename Visit>
+ExitCode for_each_target(json_object* plan, Visit visit)
+{
+    return for_each_in(plan, [&](const char* path, json_object*) {
+        Target target;
+        return find_object(path, target) ? visit(target) : kFailed;
+    });
+}
+
+ExitCode commit_all(const Options& options, json_object* plan)
+{
+    const JsonRef done{json_object_new_object()}; // its members are who has committed what
+    return for_each_target(plan, [&](const Target& target) {
+        PathText who;
+        who.append(target.object.commit).append(" ").append(target.object.packages);
+        if (is_empty(target.object.commit)) {
+            return commit_packages(target);
+        }
+        if (json_object_object_get_ex(done.get(), who.c_str(), nullptr) != 0) {
+            return kDone;
+        }
+        return object_in(done.get(), who.c_str()) != nullptr ? commit_through(options, who.view())
+                                                             : out_of_memory();
+    });
+}
+
+ExitCode restart_all(const Options& options, json_object* plan)
+{
+    const JsonRef done{json_object_new_object()};
+    return for_each_target(plan, [&](const Target& target) {
+        const char* const who = target.object.service;
+        if (is_empty(who)) {
+            note("%s: committed; nothing was restarted, because this library restarts nothing for it",
+                 target.path.c_str());
+            return kDone;
+        }
+        if (json_object_object_get_ex(done.get(), who, nullptr) != 0) {
+            return kDone;
+        }
+        return object_in(done.get(), who) != nullptr ? restart_through(options, who) : out_of_memory();
+    });
+}
+
 } // namespace
 
 ExitCode apply(const Options& options, json_object* plan)
 {
-    // Their members are what is to be asked, each once.
-    const JsonRef commits{json_object_new_object()};
-    const JsonRef services{json_object_new_object()};
-    const ExitCode gathered = for_each_in(plan, [&](const char* path, json_object*) {
-        Target target;
-        if (!find_object(path, target)) {
-            return kFailed;
-        }
-        const Object& object = target.object;
-        if (is_empty(object.commit)) {
-            return commit_alone(target);
-        }
-        PathText who;
-        who.append(object.commit).append(" ").append(object.packages);
-        const bool is_added =
-            object_in(commits.get(), who.c_str()) != nullptr &&
-            (is_empty(object.service) || object_in(services.get(), object.service) != nullptr);
-        return is_added ? kDone : out_of_memory();
-    });
-    if (gathered != kDone) {
-        return gathered;
-    }
-    if (const ExitCode result = for_each_in(
-            commits.get(), [&](const char* who, json_object*) { return commit_through(options, who); })) {
-        return result;
-    }
-    return for_each_in(services.get(),
-                       [&](const char* who, json_object*) { return restart_through(options, who); });
+    const ExitCode committed = commit_all(options, plan);
+    return committed != kDone ? committed : restart_all(options, plan);
 }
 
 } // namespace qsc

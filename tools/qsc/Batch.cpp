@@ -48,7 +48,7 @@ class Line
     [[nodiscard]] char** words() { return words_.data(); }
 
   private:
-    /// Takes the quoting off one word and ends it; text is moved behind it.
+    /// Takes the quoting off one word and ends it; text is moved past it.
     static bool take_word(char*& text)
     {
         char* out = text;

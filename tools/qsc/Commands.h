@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The commands of the program. Each takes the words behind its name and answers the exit code.
+// The commands of the program. Each takes the words after its name and answers the exit code.
 #pragma once
 
 #include <span>

@@ -74,7 +74,7 @@ JsonRef parse_json(const char* text, std::size_t length, const char*& error)
     // The text ends where its terminator stands; anything left before that is not part of the value.
     const std::size_t end = json_tokener_get_parse_end(tokener);
     if (error == nullptr && end < length && std::strspn(text + end, " \t\r\n") < length - end) {
-        error = "more text behind the value";
+        error = "more text after the value";
     }
     json_tokener_free(tokener);
     return error == nullptr ? std::move(value) : nullptr;
