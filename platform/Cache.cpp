@@ -36,17 +36,6 @@ constinit pthread_once_t g_fork_handlers = PTHREAD_ONCE_INIT;
 constinit CachedPackage* g_packages = nullptr;
 constinit u64 g_uses = 0;
 
-bool is_same_time(const timespec& one, const timespec& other)
-{
-    return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
-}
-
-bool has_same_marks(const struct stat& one, const struct stat& other)
-{
-    return one.st_ino == other.st_ino && one.st_dev == other.st_dev && one.st_size == other.st_size &&
-           is_same_time(one.st_mtim, other.st_mtim) && is_same_time(one.st_ctim, other.st_ctim);
-}
-
 /// Whether a change now would get other marks than the last one did.
 bool is_settled(const struct stat& status)
 {
@@ -154,10 +143,8 @@ void Snapshot::close()
 
 void Snapshot::take(LockedFile& file, std::string_view text)
 {
-    const bool was_there = std::exchange(is_there_, file.is_open());
     close();
-    if (!is_there_) {
-        is_settled_ = is_settled_ && !was_there; // what is known of the folder stays known
+    if (!file.is_open()) {
         return;
     }
     status_ = file.status();
@@ -189,29 +176,52 @@ bool Snapshot::holds_same_bytes() const
     return hash.value() == hash_;
 }
 
-bool Snapshot::is_still_absent(const char* path)
+/// Whether the folder has the marks that it had when the file was last looked for, and these are enough; else
+/// notes them. Asked before the file is looked for again: what appears later gives the folder new marks.
+bool Absence::is_settled_since(const struct stat& now)
 {
-    // One look at the folder answers for all its files. File systems in memory remember what they have, not
-    // what they have not, so looking for an absent file takes them twice as long.
+    if (is_settled_ && has_same_marks(now, folder_)) {
+        return true;
+    }
+    is_settled_ = is_settled(now);
+    folder_ = now;
+    return false;
+}
+
+// One look at the folder answers for all its files. File systems in memory remember what they have, not what
+// they have not, so looking for an absent file takes them twice as long.
+
+bool Absence::of_first_file(const char* path)
+{
     struct stat now = {};
-    const bool is_known = stat(kStagingFolder, &now) == 0;
-    if (!is_known && errno == ENOENT) {
+    if (stat(kFirstFolder, &now) != 0) {
         return true;
     }
-    if (is_known && is_settled_ && has_same_marks(now, status_)) {
+    if (is_settled_since(now) || stat(path, &now) != 0) {
         return true;
     }
-    // Asked before the file is looked for: what appears later gives the folder new marks.
-    is_settled_ = is_known && qrnuci::is_settled(now);
-    status_ = now;
-    return stat(path, &now) != 0 && errno == ENOENT;
+    is_settled_ = false; // the marks say nothing of a file that is there
+    return false;
+}
+
+bool Absence::of_staging_file(const char* path)
+{
+    struct stat now = {};
+    if (lstat(kStagingFolder, &now) != 0) {
+        return errno == ENOENT;
+    }
+    if (is_settled_since(now) || !is_trusted_folder(now)) {
+        return true;
+    }
+    if (lstat(path, &now) != 0 ? errno == ENOENT : !S_ISREG(now.st_mode)) {
+        return true;
+    }
+    is_settled_ = false;
+    return false;
 }
 
 bool Snapshot::is_current(const char* path)
 {
-    if (!is_there_) {
-        return is_still_absent(path);
-    }
     struct stat now = {};
     if (stat(path, &now) != 0 || !has_same_marks(now, status_)) {
         return false;
@@ -226,6 +236,23 @@ bool Snapshot::is_current(const char* path)
     }
     is_settled_ = settles;
     return true;
+}
+
+bool CachedPackage::is_current()
+{
+    if (!config.is_there() || !config.is_current(config_path.c_str())) {
+        return false;
+    }
+    const bool is_first = config_path.view() == first_path.view();
+    return (is_first || first_absence.of_first_file(first_path.c_str())) &&
+           (delta.is_there() ? delta.is_current(delta_path.c_str())
+                             : delta_absence.of_staging_file(delta_path.c_str()));
+}
+
+bool CachedPackage::find_files()
+{
+    config_path = first_absence.of_first_file(first_path.c_str()) ? usual_path(name.view()) : first_path;
+    return !delta_absence.of_staging_file(delta_path.c_str());
 }
 
 void FreePackage::operator()(CachedPackage* package) const
@@ -247,7 +274,7 @@ OwnedPackage make_package(std::string_view name)
     // cppcheck-suppress legacyUninitvar  // false alarm on placement new
     auto* const package = new (place) CachedPackage{};
     package->name.append(name);
-    package->config_path = config_path(name);
+    package->first_path = first_path(name);
     package->delta_path = delta_path(name);
     return OwnedPackage{package};
 }

@@ -6,7 +6,8 @@
 //      and of status are those noted under the lock. The file is kept open, so that its inode number cannot
 //      come back as that of another file however often it is replaced;
 //   2. the same holds of its staging file, or there was none and there is none: the folder of staging files
-//      has the marks it had before the file was last looked for in vain, or it is looked for again;
+//      has the marks it had before the file was last looked for in vain, or it is looked for again. Nor is
+//      there a file that has come to stand before the package's own, in the folder of those;
 //   3. either file that was changed in the very moment it was read still holds the same bytes. The clock that
 //      marks a file moves in ticks, and some file systems keep whole seconds only; a second change in the
 //      same tick, of the same size, in place, leaves all marks alone. Once the marks are older than a tick,
@@ -25,17 +26,34 @@
 namespace qrnuci
 {
 
+/// A file that was looked for in vain.
+class Absence
+{
+  public:
+    /// Whether there is still no file to come before a package's own.
+    [[nodiscard]] bool of_first_file(const char* path);
+
+    /// Whether there is still no staging file, or none that is to be trusted.
+    [[nodiscard]] bool of_staging_file(const char* path);
+
+  private:
+    [[nodiscard]] bool is_settled_since(const struct stat& now);
+
+    bool is_settled_ = false; ///< the folder's marks alone are enough
+    struct stat folder_ = {};
+};
+
 /// One file as it was when it was read.
 class Snapshot
 {
   public:
-    /// Takes over an open, locked file with its text; the lock goes. A closed one stands for no file.
+    /// Takes over an open file with its text; a lock goes. A closed one stands for no file.
     void take(LockedFile& file, std::string_view text);
 
-    /// Whether the file at the path is still what was read. Only a staging file may have been absent.
+    /// Whether the file at the path is still what was read.
     [[nodiscard]] bool is_current(const char* path);
 
-    [[nodiscard]] bool is_there() const { return is_there_; }
+    [[nodiscard]] bool is_there() const { return descriptor_.is_open(); }
 
     Snapshot() = default;
     Snapshot(const Snapshot&) = delete;
@@ -44,12 +62,10 @@ class Snapshot
 
   private:
     void close();
-    [[nodiscard]] bool is_still_absent(const char* path);
     [[nodiscard]] bool holds_same_bytes() const;
 
     qsc::FileDescriptor descriptor_{-1};
-    struct stat status_ = {}; ///< of the file; of the staging folder if there is no file
-    bool is_there_ = false;
+    struct stat status_ = {};
     bool is_settled_ = false; ///< the marks in status_ alone are enough
     u64 hash_ = 0;
 };
@@ -57,15 +73,17 @@ class Snapshot
 /// A package with its staged changes, as of one moment.
 struct CachedPackage {
     /// Whether it can be used as it is; one that was never read cannot.
-    [[nodiscard]] bool is_current()
-    {
-        return config.is_there() && config.is_current(config_path.c_str()) &&
-               delta.is_current(delta_path.c_str());
-    }
+    [[nodiscard]] bool is_current();
+
+    /// Finds the file to read; whether there is a staging file as well.
+    [[nodiscard]] bool find_files();
 
     qsc::Text<255> name; ///< no file has a longer one
-    Path config_path;
+    Path first_path;     ///< where a file would come before the package's own
+    Path config_path;    ///< of the file that was read
     Path delta_path;
+    Absence first_absence;
+    Absence delta_absence;
     Snapshot config;
     Snapshot delta;
     Package package;

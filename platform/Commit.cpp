@@ -2,8 +2,6 @@
 // Commits: what is staged becomes part of the package's file.
 #include <cerrno>
 
-#include <syslog.h>
-
 #include "platform/ConfigFile.h"
 #include "platform/PackageFiles.h"
 #include "platform/Staging.h"
@@ -16,13 +14,13 @@ namespace qrnuci::store
 u32 commit(std::string_view name)
 {
     if (changed_package(name) != nullptr) {
-        syslog(LOG_ERR, "%.*s: committed amid a change of it\n", static_cast<int>(name.size()), name.data());
+        log_error("%.*s: committed amid a change of it\n", static_cast<int>(name.size()), name.data());
         return EFAULT;
     }
     renew_view();
     PackageFiles files;
     Package package;
-    if (const u32 code = lock_files(name, Access::kChange, Access::kChange, files)) {
+    if (const u32 code = lock_files(name, Access::kHold, Access::kChange, files)) {
         return code;
     }
     if (const u32 code = load_package(name, files, package)) {
@@ -34,7 +32,7 @@ u32 commit(std::string_view name)
     const char* const delta = files.delta_path.c_str();
     if (files.state.has_changes) {
         Replacement replacement;
-        if (const u32 code = replacement.write(name, files.config.status(), package)) {
+        if (const u32 code = replacement.write(name, files.config_path, files.config.status(), package)) {
             return code;
         }
         // From here on a kill leaves either the old file with everything staged, or the new one with a note
@@ -42,7 +40,7 @@ u32 commit(std::string_view name)
         if (const u32 code = mark_committed(files.delta, delta, name, files.state, replacement.inode())) {
             return code;
         }
-        if (const u32 code = replacement.take_place()) {
+        if (const u32 code = replacement.take_place(files.config.status())) {
             (void)append_delta(files.delta, delta, files.state, ""); // takes the note back
             return code;
         }

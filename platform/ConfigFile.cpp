@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/ConfigFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include "platform/Codec.h"
+#include "platform/Folder.h"
 
 namespace qrnuci
 {
@@ -21,51 +21,78 @@ namespace
 /// Makes the entries of a file's folder safe on the storage.
 void sync_folder_of(const Path& path)
 {
-    std::string_view folder = path.view();
-    folder.remove_suffix(folder.size() - folder.rfind('/'));
-    Path copy;
-    copy.append(folder);
-    const qsc::FileDescriptor descriptor{open(copy.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
-    if (descriptor.is_open()) {
-        (void)fsync(descriptor.get()); // not every file system can, and the rename has happened already
+    const qsc::FileDescriptor folder = qsc::open_file(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY);
+    if (folder.is_open()) {
+        (void)fsync(folder.get()); // not every file system can, and the rename has happened already
     }
 }
 
-/// Removes what killed commits have left behind: nobody else writes such a file while the package is locked.
-void remove_orphans(const Path& prefix)
+/// Copies a part of one file over another's.
+bool copy_part(int from, int to, off_t begin, off_t end)
 {
-    const std::size_t slash = prefix.view().rfind('/');
-    const std::string_view name{prefix.c_str() + slash + 1};
-    Path folder;
-    folder.append({prefix.c_str(), slash});
-    DIR* const entries = opendir(folder.c_str());
-    if (entries == nullptr) {
+    char part[4096];
+    while (begin < end) {
+        const auto room = static_cast<std::size_t>(std::min<off_t>(end - begin, sizeof part));
+        const ssize_t count = pread(from, part, room, begin);
+        if (count <= 0 || pwrite(to, part, static_cast<std::size_t>(count), begin) != count) {
+            return false;
+        }
+        begin += count;
+    }
+    return true;
+}
+
+/// Gives a file that has been replaced the text of the new one. A program that waits for the old one's lock
+/// reads it as if it were the package's file still, and may even commit what it has read.
+void update_replaced(int old, int replacement)
+{
+    struct stat before = {};
+    struct stat after = {};
+    // Under another name it is somebody's copy.
+    if (fstat(old, &before) != 0 || fstat(replacement, &after) != 0 || before.st_nlink != 0) {
         return;
     }
-    while (const dirent* const entry = readdir(entries)) {
-        if (std::string_view{entry->d_name}.starts_with(name)) {
-            // NOLINTNEXTLINE(clang-analyzer-unix.StdCLibraryFunctions): an open folder has a descriptor
-            (void)unlinkat(dirfd(entries), entry->d_name, 0);
-        }
+    // What may want room comes first, so that nothing has been done yet where there is none.
+    if (!copy_part(replacement, old, before.st_size, after.st_size)) {
+        (void)!ftruncate(old, before.st_size);
+        return;
     }
-    (void)closedir(entries);
+    if (!copy_part(replacement, old, 0, std::min(before.st_size, after.st_size))) {
+        (void)!pwrite(old, "'", 1, 0); // better no package at all than half of one
+        return;
+    }
+    (void)!ftruncate(old, after.st_size);
 }
 
 } // namespace
 
-Path config_path(std::string_view package)
+Path first_path(std::string_view package)
+{
+    Path path;
+    path.append(kFirstFolder).append("/").append(package);
+    return path;
+}
+
+Path usual_path(std::string_view package)
 {
     Path path;
     path.append("/etc/config/").append(package);
     return path;
 }
 
-u32 load_config(std::string_view name, char* text, std::size_t size, Package& package)
+Path config_path(std::string_view package)
+{
+    Path path = first_path(package);
+    struct stat status = {};
+    return path.fits() && stat(path.c_str(), &status) == 0 ? path : usual_path(package);
+}
+
+u32 load_config(std::string_view name, const Path& path, char* text, std::size_t size, Package& package)
 {
     u32 line = 0;
     const u32 code = parse_config(name, text, size, package, line);
     if (code == EFAULT) {
-        syslog(LOG_ERR, "%s: line %u is malformed\n", config_path(name).c_str(), line);
+        log_error("%s: line %u is malformed\n", path.c_str(), line);
     }
     return code;
 }
@@ -80,15 +107,22 @@ Replacement::~Replacement()
 /// Makes an empty file beside the one to replace; negative: it could not be made.
 int Replacement::create()
 {
-    const std::string_view target = target_.view();
-    const std::size_t name = target.rfind('/') + 1;
-    path_.append({target.data(), name}).append(".").append({target.data() + name, target.size() - name});
-    remove_orphans(path_.append(".qrnuci-"));
-    path_.append("XXXXXX");
+    const std::string_view name = file_name(target_);
+    qsc::Text<300> begin;
+    begin.append(".").append(name).append(".qrnuci-");
+    // What killed commits have left behind: nobody else writes such a file while the package is locked.
+    (void)find_entry(folder_of(target_), begin.view(), [](int folder, const char* entry) {
+        (void)unlinkat(folder, entry, 0);
+        return false;
+    });
+    path_.append({target_.c_str(), target_.view().size() - name.size()})
+        .append(begin.view())
+        .append("XXXXXX");
     if (!path_.fits()) {
         errno = ENAMETOOLONG;
         return -1;
     }
+    const qsc::StdioReserve reserve;
     const int descriptor = mkostemp(path_.data(), O_CLOEXEC);
     if (descriptor < 0) {
         path_.clear();
@@ -96,10 +130,10 @@ int Replacement::create()
     return descriptor;
 }
 
-u32 Replacement::write(std::string_view name, const struct stat& old, const Package& package)
+u32 Replacement::write(std::string_view name, const Path& path, const struct stat& old,
+                       const Package& package)
 {
     // A link stays a link: what it leads to is replaced.
-    const Path path = config_path(name);
     char* const resolved = realpath(path.c_str(), nullptr);
     const bool is_resolved = resolved != nullptr && target_.assign(resolved);
     std::free(resolved);
@@ -121,7 +155,8 @@ u32 Replacement::check(std::string_view name) const
     Package package;
     char* text = nullptr;
     std::size_t size = 0;
-    if (const u32 code = file.open(path_.c_str(), Access::kRead)) {
+    Patience patience = kReaderPatience;
+    if (const u32 code = file.open(path_.c_str(), Access::kRead, patience)) {
         return code == ENOENT ? EFAULT : code;
     }
     if (const u32 code = file.read(path_.c_str(), package.arena(), text, size)) {
@@ -130,8 +165,8 @@ u32 Replacement::check(std::string_view name) const
     u32 line = 0;
     const u32 code = parse_config(name, text, size, package, line);
     if (code == EFAULT) {
-        syslog(LOG_ERR, "%s: the staged changes make no file that can be read; nothing is committed\n",
-               target_.c_str());
+        log_error("%s: the staged changes make no file that can be read; nothing is committed\n",
+                  target_.c_str());
     }
     return code;
 }
@@ -160,13 +195,21 @@ u32 Replacement::fill(std::string_view name, int descriptor, const struct stat& 
     return exported == ENOMEM ? ENOMEM : log_failure("write", path_.c_str());
 }
 
-u32 Replacement::take_place()
+u32 Replacement::take_place(const struct stat& old)
 {
+    struct stat status = {};
+    const qsc::FileDescriptor replaced = qsc::open_file(target_.c_str(), O_WRONLY | O_NONBLOCK);
+    const bool is_old = replaced.is_open() && fstat(replaced.get(), &status) == 0 &&
+                        status.st_ino == old.st_ino && status.st_dev == old.st_dev;
+    const qsc::FileDescriptor replacement = qsc::open_file(path_.c_str(), O_RDONLY);
     if (rename(path_.c_str(), target_.c_str()) != 0) {
         return log_failure("replace", target_.c_str());
     }
     path_.clear();
     sync_folder_of(target_);
+    if (is_old && replacement.is_open()) {
+        update_replaced(replaced.get(), replacement.get());
+    }
     return 0;
 }
 

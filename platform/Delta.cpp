@@ -207,9 +207,31 @@ Path delta_path(std::string_view package)
     return path;
 }
 
+bool is_trusted_folder(const struct stat& status)
+{
+    return S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
+           (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+u32 check_staging_folder()
+{
+    struct stat status = {};
+    if (lstat(kStagingFolder, &status) != 0) {
+        return errno == ENOENT ? 0 : log_failure("stat", kStagingFolder);
+    }
+    if (is_trusted_folder(status)) {
+        return 0;
+    }
+    log_error("%s is not a folder that we alone may write to; nothing there is used\n", kStagingFolder);
+    return EFAULT;
+}
+
 u32 ensure_staging_folder()
 {
-    return mkdir(kStagingFolder, 0700) == 0 || errno == EEXIST ? 0 : log_failure("create", kStagingFolder);
+    if (mkdir(kStagingFolder, 0700) != 0 && errno != EEXIST) {
+        return log_failure("create", kStagingFolder);
+    }
+    return check_staging_folder();
 }
 
 u32 apply_delta(char* text, std::size_t size, std::string_view name, ino_t inode, Package& package,

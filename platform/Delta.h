@@ -25,7 +25,14 @@ inline constexpr const char* kStagingFolder = "/tmp/.uci";
 /// The path of a package's staging file.
 [[nodiscard]] Path delta_path(std::string_view package);
 
-/// Makes the staging folder if it is missing.
+/// Whether a folder found at kStagingFolder, without following links, is to be trusted: what others can write
+/// there would be committed in our name.
+[[nodiscard]] bool is_trusted_folder(const struct stat& status);
+
+/// EFAULT: the staging folder is not to be trusted, which is logged. A missing one is.
+[[nodiscard]] u32 check_staging_folder();
+
+/// Makes the staging folder if it is missing, and checks it.
 [[nodiscard]] u32 ensure_staging_folder();
 
 /// What a staging file was found to hold.

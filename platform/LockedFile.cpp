@@ -7,8 +7,8 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
-#include <syslog.h>
 #include <unistd.h>
 
 namespace qrnuci
@@ -17,91 +17,171 @@ namespace qrnuci
 namespace
 {
 
-constexpr int kLockAttempts = 500;
-constexpr timespec kLockPause{.tv_sec = 0, .tv_nsec = 10'000'000};
+constexpr u32 kPauseMilliseconds = 5;
 
-/// Waits for the lock, but not for ever: whoever holds it may have stopped for good.
-bool lock(int descriptor, int kind)
+constinit pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
+constinit pthread_once_t g_fork_handlers = PTHREAD_ONCE_INIT;
+constinit LockedFile* g_first = nullptr;
+
+bool is_same_time(const timespec& one, const timespec& other)
 {
-    for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
-        if (flock(descriptor, kind | LOCK_NB) == 0) {
-            return true;
-        }
-        if (errno != EWOULDBLOCK && errno != EINTR) {
-            return false;
-        }
-        nanosleep(&kLockPause, nullptr);
-    }
-    errno = ETIMEDOUT;
-    return false;
+    return one.tv_sec == other.tv_sec && one.tv_nsec == other.tv_nsec;
 }
 
-/// Whether the path still leads to the open file: a commit replaces it while others wait for its lock.
-bool is_current(const char* path, const struct stat& status)
+constexpr int open_flags(Access access)
 {
-    struct stat now = {};
-    return stat(path, &now) == 0 && now.st_dev == status.st_dev && now.st_ino == status.st_ino;
+    switch (access) {
+    case Access::kChange:
+        return O_RDWR;
+    case Access::kCreate:
+        return O_RDWR | O_CREAT;
+    default:
+        return O_RDONLY;
+    }
 }
 
 } // namespace
 
-u32 log_failure(const char* step, const char* path)
+/// A lock belongs to everybody who has the open file. A child that was forked while its parent held one, and
+/// that lives on when the parent is killed, would keep it for as long as it lives.
+class OpenFiles
 {
-    syslog(LOG_ERR, "%s %s: %s\n", step, path, std::strerror(errno));
-    return EFAULT;
+  public:
+    /// Opens a file; no child is forked before it is known here.
+    static bool open(LockedFile& file, const char* path, int flags)
+    {
+        (void)pthread_once(&g_fork_handlers, [] { (void)pthread_atfork(lock, unlock, forget_all); });
+        lock();
+        // Not blocking, so that a pipe in the place of a file cannot stop the caller.
+        file.descriptor_.replace(qsc::open_file(path, flags | O_NONBLOCK, 0600));
+        const bool is_open = file.is_open();
+        if (is_open) {
+            add(file);
+        }
+        unlock();
+        return is_open;
+    }
+
+    static void remove(LockedFile& file)
+    {
+        lock();
+        (file.previous_ != nullptr ? file.previous_->next_ : g_first) = file.next_;
+        if (file.next_ != nullptr) {
+            file.next_->previous_ = file.previous_;
+        }
+        unlock();
+    }
+
+  private:
+    static void lock() { (void)pthread_mutex_lock(&g_mutex); }
+    static void unlock() { (void)pthread_mutex_unlock(&g_mutex); }
+
+    static void add(LockedFile& file)
+    {
+        file.previous_ = nullptr;
+        file.next_ = g_first;
+        if (g_first != nullptr) {
+            g_first->previous_ = &file;
+        }
+        g_first = &file;
+    }
+
+    static void forget_all()
+    {
+        for (LockedFile* file = std::exchange(g_first, nullptr); file != nullptr; file = file->next_) {
+            (void)file->descriptor_.close();
+        }
+        unlock();
+    }
+};
+
+bool Patience::wait()
+{
+    if (milliseconds_ == 0) {
+        return false;
+    }
+    const u32 pause = milliseconds_ < kPauseMilliseconds ? milliseconds_ : kPauseMilliseconds;
+    milliseconds_ -= pause;
+    const timespec time{.tv_sec = 0, .tv_nsec = static_cast<long>(pause) * 1'000'000};
+    (void)nanosleep(&time, nullptr);
+    return true;
 }
 
-u32 LockedFile::open(const char* path, Access access)
+bool has_same_marks(const struct stat& one, const struct stat& other)
 {
-    const int flags = O_CLOEXEC | (access == Access::kRead     ? O_RDONLY
-                                   : access == Access::kChange ? O_RDWR
-                                                               : O_RDWR | O_CREAT);
+    return one.st_ino == other.st_ino && one.st_dev == other.st_dev && one.st_size == other.st_size &&
+           is_same_time(one.st_mtim, other.st_mtim) && is_same_time(one.st_ctim, other.st_ctim);
+}
+
+bool LockedFile::lock(int kind, Patience& patience)
+{
+    while (flock(get(), kind | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) {
+            return false;
+        }
+        if (!patience.wait()) {
+            errno = ETIMEDOUT;
+            return false;
+        }
+    }
+    is_locked_ = true;
+    return true;
+}
+
+u32 LockedFile::open(const char* path, Access access, Patience& patience, int flags)
+{
+    const bool is_reader = access == Access::kRead;
     for (;;) {
-        // Not blocking, so that a pipe in the place of a file cannot stop the caller.
-        qsc::FileDescriptor opened{::open(path, flags | O_NONBLOCK, 0600)};
-        if (!opened.is_open()) {
+        if (!OpenFiles::open(*this, path, open_flags(access) | flags)) {
             return errno == ENOENT ? ENOENT : log_failure("open", path);
         }
-        descriptor_.replace(std::move(opened));
-        if (!lock(get(), access == Access::kRead ? LOCK_SH : LOCK_EX)) {
-            return log_failure("lock", path);
+        if (!lock(is_reader ? LOCK_SH : LOCK_EX, patience) && !(is_reader && errno == ETIMEDOUT)) {
+            const u32 code = log_failure("lock", path);
+            close();
+            return code;
         }
         if (fstat(get(), &status_) != 0) {
-            return log_failure("stat", path);
+            const u32 code = log_failure("stat", path);
+            close();
+            return code;
         }
         if (!S_ISREG(status_.st_mode)) {
+            close();
             errno = EINVAL;
             return log_failure("not a regular file:", path);
         }
-        if (is_current(path, status_)) {
+        if (is_current(path)) {
             return 0;
         }
         close();
     }
 }
 
+bool LockedFile::is_current(const char* path) const
+{
+    struct stat now = {};
+    return stat(path, &now) == 0 && now.st_dev == status_.st_dev && now.st_ino == status_.st_ino;
+}
+
 void LockedFile::close()
 {
-    // Closing alone would leave the lock with a child that was forked meanwhile, for as long as it lives.
     if (is_open()) {
-        (void)flock(get(), LOCK_UN);
-        (void)descriptor_.close();
+        (void)release().close();
     }
 }
 
 qsc::FileDescriptor LockedFile::release()
 {
-    (void)flock(descriptor_.get(), LOCK_UN);
+    if (std::exchange(is_locked_, false)) {
+        (void)flock(get(), LOCK_UN); // closing alone would leave it with whoever else has the open file
+    }
+    OpenFiles::remove(*this);
     return std::move(descriptor_);
 }
 
-u32 LockedFile::read(const char* path, Arena& arena, char*& text, std::size_t& size) const
+u32 LockedFile::read_once(const char* path, char* text, std::size_t& size) const
 {
     const auto room = static_cast<std::size_t>(status_.st_size);
-    text = arena.make_text(room);
-    if (text == nullptr) {
-        return ENOMEM;
-    }
     size = 0;
     while (size < room) {
         const ssize_t count = pread(get(), text + size, room - size, static_cast<off_t>(size));
@@ -117,6 +197,30 @@ u32 LockedFile::read(const char* path, Arena& arena, char*& text, std::size_t& s
         size += static_cast<std::size_t>(count);
     }
     return 0;
+}
+
+u32 LockedFile::read(const char* path, Arena& arena, char*& text, std::size_t& size) const
+{
+    text = arena.make_text(static_cast<std::size_t>(status_.st_size));
+    if (text == nullptr) {
+        return ENOMEM;
+    }
+    if (const u32 code = read_once(path, text, size); code != 0 || is_locked_) {
+        return code;
+    }
+    // Two equal looks at the file. The marks alone do not tell two changes within one tick of the clock.
+    char* const again = arena.make_text(static_cast<std::size_t>(status_.st_size));
+    if (again == nullptr) {
+        return ENOMEM;
+    }
+    std::size_t size_again = 0;
+    if (const u32 code = read_once(path, again, size_again)) {
+        return code;
+    }
+    struct stat now = {};
+    const bool is_same = size == size_again && std::memcmp(text, again, size) == 0 && stat(path, &now) == 0 &&
+                         has_same_marks(now, status_);
+    return is_same ? 0 : EAGAIN;
 }
 
 } // namespace qrnuci

@@ -25,13 +25,15 @@ struct PackageFiles {
     DeltaState state;
 };
 
-/// Locks a package's files. A staging file that is known to be missing still is not looked for again.
+/// Locks a package's files for a change.
 [[nodiscard]] u32 lock_files(std::string_view name, Access config_access, Access delta_access,
-                             PackageFiles& files, Snapshot* known_delta = nullptr);
+                             PackageFiles& files);
 
-/// Reads a package with its staged changes from its locked files, and notes for the cache what was read if a
-/// cached package is to be made of it.
-[[nodiscard]] u32 load_package(std::string_view name, PackageFiles& files, Package& package,
-                               CachedPackage* cached = nullptr);
+/// Reads a package with its staged changes from files that are locked for a change.
+[[nodiscard]] u32 load_package(std::string_view name, PackageFiles& files, Package& package);
+
+/// Reads a package for the cache, for the first time or again. Where a lock cannot be had in time, the files
+/// are read without it, until they do not change meanwhile.
+[[nodiscard]] u32 read_package(CachedPackage& cached, Patience& patience);
 
 } // namespace qrnuci

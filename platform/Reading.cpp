@@ -18,18 +18,6 @@ namespace
 /// An index costs as much as this many searches without one.
 constexpr u32 kReadsBeforeIndex = 16;
 
-/// Reads a package from its files, for the first time or again.
-u32 reload(std::string_view name, CachedPackage& cached)
-{
-    PackageFiles files;
-    if (const u32 code = lock_files(name, Access::kRead, Access::kRead, files, &cached.delta)) {
-        return code;
-    }
-    cached.package.clear();
-    cached.reads = 0;
-    return load_package(name, files, cached.package, &cached);
-}
-
 /// Answers with a package from memory.
 const Package& use(CachedPackage& cached)
 {
@@ -64,7 +52,10 @@ u32 current(CacheLock& cache, std::string_view name, const Package*& package)
         return ENOMEM;
     }
     // Whoever has locked this package's files keeps nobody from reading others.
-    const u32 code = cache.release_for([&] { return reload(name, *outdated); });
+    const u32 code = cache.release_for([&] {
+        Patience patience = kReaderPatience;
+        return read_package(*outdated, view_patience(patience));
+    });
     if (code != ENOMEM) {
         keep_in_view(cache, *outdated, code);
     }

@@ -5,8 +5,6 @@
 #include <cerrno>
 #include <new>
 
-#include <syslog.h>
-
 #include "platform/ConfigFile.h"
 #include "platform/View.h"
 
@@ -125,8 +123,7 @@ u32 Staging::find(const Key& key, const Section*& section)
     if (section != nullptr) {
         return 0;
     }
-    syslog(LOG_ERR, "%.*s: no such section to change\n", static_cast<int>(key.package.size()),
-           key.package.data());
+    log_error("%.*s: no such section to change\n", static_cast<int>(key.package.size()), key.package.data());
     return EFAULT;
 }
 

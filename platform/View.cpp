@@ -17,6 +17,7 @@ struct View {
     u32 depth;
     u32 count;
     std::array<Seen, kMostSeen> seen;
+    Patience patience = kReaderPatience;
 };
 
 constinit thread_local View t_view{};
@@ -25,7 +26,9 @@ constinit thread_local View t_view{};
 
 void begin_view()
 {
-    ++t_view.depth;
+    if (t_view.depth++ == 0) {
+        t_view.patience = kReaderPatience;
+    }
 }
 
 u32 end_view()
@@ -48,6 +51,11 @@ void renew_view()
     while (t_view.count > 0) {
         cache.give_back(*t_view.seen[--t_view.count].package);
     }
+}
+
+Patience& view_patience(Patience& alone)
+{
+    return t_view.depth > 0 ? t_view.patience : alone;
 }
 
 const Seen* find_in_view(const CacheLock&, std::string_view name)

@@ -17,6 +17,9 @@ void begin_view();
 /// Forgets what the thread has seen: it has changed something itself, or had it changed.
 void renew_view();
 
+/// How long the view may still wait for locks; without a view, the given patience.
+[[nodiscard]] Patience& view_patience(Patience& alone);
+
 /// A package in a view.
 struct Seen {
     CachedPackage* package;

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 
-#include <syslog.h>
-
 #include "platform/Staging.h"
 #include "platform/Store.h"
 
@@ -63,8 +61,8 @@ bool is_list_of(const Option& option, std::span<const char* const> items)
 
 void log_taken(std::string_view package, std::string_view name)
 {
-    syslog(LOG_ERR, "%.*s: there is a section %.*s already\n", static_cast<int>(package.size()),
-           package.data(), static_cast<int>(name.size()), name.data());
+    log_error("%.*s: there is a section %.*s already\n", static_cast<int>(package.size()), package.data(),
+              static_cast<int>(name.size()), name.data());
 }
 
 } // namespace
