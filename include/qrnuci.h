@@ -2,15 +2,23 @@
 /**
  * @file
  * The configuration library, libqrnuci.so: the device's UCI packages in /etc/config, with changes staged
- * in /tmp/.uci until they are committed, in the file formats of the `uci` command. A library of its own,
- * so that a platform's own one of the same name can take its place. qsc_types.h states the conventions.
+ * in /tmp/.uci until they are committed, in the file formats of the `uci` command. As there, a file in
+ * /var/run/uci comes before one of the same name in /etc/config. A library of its own, so that a platform's
+ * own one of the same name can take its place. qsc_types.h states the conventions.
  *
  * A key is "PACKAGE.SECTION.OPTION" or "PACKAGE.SECTION". SECTION is a name, or "@TYPE[INDEX]" where the
  * index counts the sections of that type from 0, from the end when negative. PACKAGE is letters, digits,
  * "_" and "-".
  *
  * Every function may be called from any thread and from many processes at the same time. Views and changes,
- * below, belong to the thread that began them.
+ * below, belong to the thread that began them. Whoever writes waits up to 5 s for others who do (then: 14);
+ * who reads, up to 200 ms a call or a view, and then reads without their locks.
+ *
+ * /tmp/.uci must be a folder of the own user in which nobody else may write. Otherwise staged changes are
+ * neither seen nor made, and writing and committing are 14. What fails is logged to the system log, once.
+ *
+ * Beside the codes that are named below, every function that reads or writes answers 12 when there is no
+ * memory or no file descriptor left.
  */
 #ifndef QRNUCI_H
 #define QRNUCI_H
@@ -142,7 +150,6 @@ QSC_API uint32_t QrnUci_BeginChange(const char *package);
  *
  * @param[in] keep  0: forgets what was written; else stages it, durably and visibly to every process
  * @retval 0  ended, and staged if it was to be kept
- * @retval 12 no memory; nothing is staged
  * @retval 14 what was written could not be staged, and nothing is; or the thread is in no change
  */
 QSC_API uint32_t QrnUci_EndChange(uint32_t keep);

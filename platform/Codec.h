@@ -17,7 +17,8 @@ namespace qrnuci
 [[nodiscard]] u32 parse_config(std::string_view name, char* text, std::size_t size, Package& package,
                                u32& line);
 
-/// Writes the text of a package's file. Whether the stream took it is for the caller to ask.
+/// Writes the text of a package's file. Whether the stream took it is for the caller to ask. EINVAL: it would
+/// make no package again.
 [[nodiscard]] u32 export_config(std::string_view name, const Package& package, std::FILE* out);
 
 /// Our own writer, for both backends.

@@ -164,11 +164,14 @@ u32 Replacement::check(std::string_view name) const
     }
     u32 line = 0;
     const u32 code = parse_config(name, text, size, package, line);
-    if (code == EFAULT) {
-        log_error("%s: the staged changes make no file that can be read; nothing is committed\n",
-                  target_.c_str());
-    }
-    return code;
+    return code == EFAULT ? refuse() : code;
+}
+
+u32 Replacement::refuse() const
+{
+    log_error("%s: the staged changes make no file that can be read; nothing is committed\n",
+              target_.c_str());
+    return EFAULT;
 }
 
 u32 Replacement::fill(std::string_view name, int descriptor, const struct stat& old, const Package& package)
@@ -191,8 +194,11 @@ u32 Replacement::fill(std::string_view name, int descriptor, const struct stat& 
     if (is_written && is_closed) {
         return 0;
     }
+    if (exported != 0) {
+        return exported == EINVAL ? refuse() : exported;
+    }
     errno = reason;
-    return exported == ENOMEM ? ENOMEM : log_failure("write", path_.c_str());
+    return log_failure("write", path_.c_str());
 }
 
 u32 Replacement::take_place(const struct stat& old)

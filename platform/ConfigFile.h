@@ -49,6 +49,7 @@ class Replacement
     [[nodiscard]] u32 fill(std::string_view name, int descriptor, const struct stat& old,
                            const Package& package);
     [[nodiscard]] u32 check(std::string_view name) const;
+    [[nodiscard]] u32 refuse() const;
 
     Path target_;
     Path path_; ///< empty: nothing to clean up

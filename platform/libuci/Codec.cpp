@@ -161,10 +161,9 @@ u32 export_config(std::string_view name, const Package& package, std::FILE* out)
     }
     // libuci writes what it has read, so it must be able to read it.
     if (const u32 code = import(context.get(), name, text, size, checked)) {
-        errno = EINVAL;
-        return code;
+        return code == EFAULT ? EINVAL : code;
     }
-    return uci_export(context.get(), out, checked, false) == UCI_OK ? 0 : EFAULT;
+    return uci_export(context.get(), out, checked, false) == UCI_OK ? 0 : ENOMEM;
 }
 
 } // namespace qrnuci

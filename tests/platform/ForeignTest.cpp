@@ -1,16 +1,133 @@
 // SPDX-License-Identifier: Apache-2.0
-// The library and the `uci` tool commit the same package at the same time. The tool may lose its own changes,
-// because it gives up its lock before it renames its new file; ours it must not lose.
+// Programs that lock as libuci does, at the same time. They may lose their own changes, because they give up
+// their lock before they rename their new file; ours they must not lose.
+#include <array>
 #include <cstdlib>
+#include <filesystem>
 
+#include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "platform/PrivateFolders.h"
+#include "platform/System.h"
 #include "qrnuci.h"
+#include "support/TemporaryFolder.h"
 
 using namespace test;
+
+class Foreign : public UciTest
+{
+  protected:
+    static std::string read_all(int file)
+    {
+        std::array<char, 4096> text{};
+        return {text.data(), static_cast<size_t>(pread(file, text.data(), text.size(), 0))};
+    }
+};
+
+TEST_F(Foreign, ACommitThatHasGivenUpItsLockIsWaitedFor)
+{
+    constexpr const char* kNewFile = "/etc/config/.p.uci-aBcDeF";
+    const auto set = [] { return QrnUci_SetNewString("p.s.a", "1", 0, 1); };
+    const auto commit = [] { return QrnUci_CommitPackage("p"); };
+    put_config("p", "config t s\n\toption a '1'\n");
+    put_config(".p.uci-aBcDeF", "config t s\n\toption a '2'\n");
+    {
+        SystemCalls calls;
+        calls.on("nanosleep", 1, [&] {
+            std::filesystem::rename(kNewFile, "/etc/config/p");
+            return 0;
+        });
+        EXPECT_EQ(set(), 0u);
+        EXPECT_TRUE(calls.has_happened());
+    }
+    EXPECT_EQ(staged("p"), "p.s.a='1'\n") << "which was the old value, but is not any more";
+
+    put_config(".p.uci-aBcDeF", "config t s\n\toption a '3'\n\toption b '3'\n");
+    {
+        SystemCalls calls;
+        calls.on("nanosleep", 0, [&] {
+            std::filesystem::rename(kNewFile, "/etc/config/p");
+            return 0;
+        });
+        EXPECT_EQ(commit(), 0u);
+    }
+    EXPECT_EQ(config("p"), "\nconfig t 's'\n\toption a '1'\n\toption b '3'\n\n");
+
+    // One that never comes to its end is waited for once, an old one not at all.
+    put_config(".p.uci-aBcDeF", "");
+    EXPECT_EQ(QrnUci_SetNewString("p.s.b", "4", 0, 1), 0u);
+    {
+        const SystemCalls calls;
+        EXPECT_EQ(commit(), 0u);
+        EXPECT_EQ(calls.paused_milliseconds(), 200);
+    }
+    for (const int seconds : {-20, 20}) {
+        const timespec times[2] = {{.tv_sec = time(nullptr) + seconds, .tv_nsec = 0},
+                                   {.tv_sec = time(nullptr) + seconds, .tv_nsec = 0}};
+        ASSERT_EQ(utimensat(AT_FDCWD, kNewFile, times, 0), 0);
+        const SystemCalls calls;
+        EXPECT_EQ(set(), 0u);
+        EXPECT_EQ(calls.paused_milliseconds(), 0);
+    }
+}
+
+TEST_F(Foreign, WhoWaitsForTheLockOfAFileThatIsReplacedReadsTheNewText)
+{
+    const std::string filler(6000, 'f');
+    for (const auto& [before, after] : {std::pair{filler, std::string{"x"}}, {"x", filler}, {"x", "y"}}) {
+        put_config("p", "config t s\n\toption a '" + before + "'\n");
+        const int file = open("/etc/config/p", O_RDONLY);
+        EXPECT_EQ(QrnUci_SetNewString("p.s.a", after.c_str(), 0, 1), 0u);
+        EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+        EXPECT_EQ(read_all(file), config("p").substr(0, 4096));
+        struct stat status = {};
+        EXPECT_EQ(fstat(file, &status), 0);
+        EXPECT_EQ(static_cast<size_t>(status.st_size), config("p").size());
+        close(file);
+    }
+    put_config("p", "config t s\n");
+    std::filesystem::create_hard_link("/etc/config/p", "/etc/copy");
+    EXPECT_EQ(QrnUci_SetNewString("p.s.a", "1", 0, 1), 0u);
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    EXPECT_EQ(read_file("/etc/copy"), "config t s\n") << "under another name it is somebody's copy";
+}
+
+TEST_F(Foreign, WhoGoesOnWithAReplacedFileIsWaitedFor)
+{
+    put_config("p", "config t s\n");
+    const int reader = open("/etc/config/p", O_RDONLY); // does no harm
+    std::array<int, 2> opened{};
+    ASSERT_EQ(pipe(opened.data()), 0);
+    const pid_t writer = fork();
+    if (writer == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        const int file = open("/etc/config/p", O_RDWR);
+        (void)!write(opened[1], "", file >= 0 ? 1 : 0);
+        pause();
+    }
+    char byte = 0;
+    ASSERT_EQ(read(opened[0], &byte, 1), 1);
+    EXPECT_EQ(QrnUci_SetNewString("p.s.a", "1", 0, 1), 0u);
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    {
+        SystemCalls calls;
+        calls.on("nanosleep", 0, [&] {
+            kill(writer, SIGKILL);
+            waitpid(writer, nullptr, 0);
+            return 0;
+        });
+        EXPECT_EQ(QrnUci_SetNewString("p.s.a", "2", 0, 1), 0u);
+        EXPECT_TRUE(calls.has_happened());
+        EXPECT_LT(calls.paused_milliseconds(), 200) << "and no longer than that";
+    }
+    close(reader);
+    close(opened[0]);
+    close(opened[1]);
+}
 
 namespace
 {

@@ -183,12 +183,94 @@ TEST_F(Processes, ACommitThatWasKilledBehindItsRenameIsNotDoneTwice)
     EXPECT_EQ(staged("p"), "") << "and the staging file is clean again";
 }
 
+TEST_F(Processes, AChildOutlivesAKilledCommitWithoutItsLock)
+{
+    put_config("p", "config t s\n");
+    put_staged("p", "p.s.a='1'\n");
+    std::array<int, 2> born{};
+    ASSERT_EQ(pipe(born.data()), 0);
+    const pid_t committer = fork();
+    if (committer == 0) {
+        SystemCalls calls;
+        calls.on("rename", 0, [&] {
+            const pid_t child = fork();
+            if (child == 0) {
+                pause();
+            }
+            (void)!write(born[1], &child, sizeof child);
+            return kill(getpid(), SIGKILL);
+        });
+        (void)QrnUci_CommitPackage("p");
+        _exit(1);
+    }
+    pid_t child = -1;
+    ASSERT_EQ(read(born[0], &child, sizeof child), static_cast<ssize_t>(sizeof child));
+    waitpid(committer, nullptr, 0);
+    {
+        const SystemCalls calls;
+        EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+        EXPECT_EQ(calls.paused_milliseconds(), 0);
+    }
+    EXPECT_EQ(get("p.s.a"), "1");
+    kill(child, SIGKILL);
+    close(born[0]);
+    close(born[1]);
+}
+
+TEST_F(Processes, AReaderWaitsForALockOnlySoLongAndReadsWithoutIt)
+{
+    put_config("p", "config t s\n\toption a '1'\n");
+    put_config("q", "config t s\n\toption a '1'\n");
+    const std::array<int, 2> holders{open("/etc/config/p", O_RDONLY), open("/etc/config/q", O_RDONLY)};
+    for (const int holder : holders) {
+        ASSERT_EQ(flock(holder, LOCK_EX), 0);
+    }
+    {
+        const SystemCalls calls;
+        EXPECT_EQ(get("p.s.a"), "1");
+        EXPECT_EQ(calls.paused_milliseconds(), 200);
+        EXPECT_EQ(get("p.s.a"), "1");
+        EXPECT_EQ(calls.paused_milliseconds(), 200) << "nothing has changed";
+    }
+    QrnUci_Close();
+    QrnUci_BeginView();
+    {
+        const SystemCalls calls;
+        EXPECT_EQ(get("p.s.a"), "1");
+        EXPECT_EQ(get("q.s.a"), "1");
+        put_config("p", "config t s\n\toption a '22'\n");
+        QrnUci_RenewView();
+        EXPECT_EQ(get("p.s.a"), "22");
+        EXPECT_EQ(calls.paused_milliseconds(), 200) << "in all";
+    }
+    QrnUci_EndView();
+    // What is written while it is read without the lock is read again.
+    put_config("p", "config t s\n\toption a 'old'\n");
+    {
+        SystemCalls calls;
+        calls.on("pread64", 1, [] {
+            put_config("p", "config t s\n\toption a 'new'\n");
+            return 0;
+        });
+        EXPECT_EQ(get("p.s.a"), "new");
+        EXPECT_TRUE(calls.has_happened());
+    }
+    for (const int holder : holders) {
+        close(holder);
+    }
+}
+
 TEST_F(Processes, ALockThatIsNeverGivenBackIsACodeAndNoHang)
 {
     put_config("p", "config t s\n");
     const int holder = open("/etc/config/p", O_RDWR);
     ASSERT_EQ(flock(holder, LOCK_EX), 0);
-    EXPECT_EQ(QrnUci_CommitPackage("p"), 14u);
+    {
+        const SystemCalls calls;
+        EXPECT_EQ(QrnUci_CommitPackage("p"), 14u);
+        EXPECT_EQ(calls.paused_milliseconds(), 5000);
+        EXPECT_EQ(calls.log(), "lock /etc/config/p: Connection timed out\n");
+    }
     close(holder);
     EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
 }

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <ctime>
 #include <utility>
 
 #include <dirent.h>
@@ -90,6 +91,16 @@ void SystemCalls::add_line(const std::string& line)
     }
 }
 
+bool SystemCalls::add_pause(long milliseconds)
+{
+    if (g_watcher == nullptr) {
+        return false;
+    }
+    const std::lock_guard lock{g_watcher->mutex_};
+    g_watcher->paused_ += milliseconds;
+    return true;
+}
+
 } // namespace test
 
 // A call is what the library calls it: with 64-bit file sizes, which changes some names.
@@ -128,12 +139,25 @@ extern "C" int open64(const char* path, int flags, ...)
         errno = error;
         return -1;
     }
+    if ((flags & O_ACCMODE) != O_RDONLY && std::string_view{path} == "/etc/config/p") {
+        (void)test::SystemCalls::enter("writing /etc/config/p");
+    }
     va_list arguments;
     va_start(arguments, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
     va_end(arguments);
     static const auto real = reinterpret_cast<int (*)(const char*, int, ...)>(dlsym(RTLD_NEXT, "open64"));
     return real(path, flags, mode);
+}
+
+extern "C" int nanosleep(const timespec* time, timespec* left)
+{
+    (void)test::SystemCalls::enter("nanosleep");
+    if (test::SystemCalls::add_pause(time->tv_sec * 1000 + time->tv_nsec / 1'000'000)) {
+        return 0;
+    }
+    static const auto real = reinterpret_cast<decltype(&nanosleep)>(dlsym(RTLD_NEXT, "nanosleep"));
+    return real(time, left);
 }
 
 extern "C" void vsyslog(int, const char* format, va_list arguments)

@@ -36,14 +36,19 @@ class SystemCalls
     /// The lines of the system log.
     [[nodiscard]] const std::string& log() const { return log_; }
 
+    /// How long the library has paused, which it does not really do.
+    [[nodiscard]] long paused_milliseconds() const { return paused_; }
+
     /// For the calls themselves: the error to fail with, or 0.
     static int enter(std::string_view call);
     static void add_line(const std::string& line);
+    static bool add_pause(long milliseconds);
 
   private:
     std::mutex mutex_;
     std::vector<std::string_view> calls_;
     std::string log_;
+    long paused_ = 0;
     std::string call_;
     int after_ = 0;
     std::function<int()> action_;
