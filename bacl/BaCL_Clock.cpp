@@ -10,7 +10,7 @@ using namespace qsc;
 namespace
 {
 
-/// The clock's reading; all zero when it cannot be read.
+/// Reads a clock; all zero if that fails.
 timespec now(clockid_t clock)
 {
     timespec time{};

@@ -26,7 +26,7 @@ struct FreeMemory {
     void operator()(char* memory) const { std::free(memory); }
 };
 
-/// Copies to the end of the source; -1: a read or a write failed, otherwise the number of bytes.
+/// Copies until the end of the source. @return the number of bytes, or -1 if a read or write failed
 i64 copy_content(int source, int destination)
 {
     std::array<char, 512> block;
@@ -46,8 +46,8 @@ i64 copy_content(int source, int destination)
     }
 }
 
-/// Two paths may lead to one file; emptying the destination would then destroy the source. The destination's
-/// path counts where it could not be opened.
+/// Whether both paths lead to the same file, which truncating the destination would destroy. A destination
+/// that could not be opened is looked up by its path.
 bool is_same_file(const FileDescriptor& source, const FileDescriptor& destination, const char* path)
 {
     struct stat one = {};
@@ -57,14 +57,14 @@ bool is_same_file(const FileDescriptor& source, const FileDescriptor& destinatio
            one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
-/// Makes one directory unless it is there.
+/// Creates a directory unless it exists.
 bool ensure_directory(const char* path)
 {
     switch (BaCL_GetPathProperty(path)) {
     case kDirectory:
         return true;
     case kOther:
-        // Another process may have been faster.
+        // Another process may have created it meanwhile.
         return mkdir(path, 0775) == 0 || BaCL_GetPathProperty(path) == kDirectory;
     default:
         return false;
@@ -91,7 +91,7 @@ uint32_t BaCL_GetPathProperty(const char* path)
     if (stat(path, &status) != 0) {
         return kOther;
     }
-    // Single bits, not the file type as a whole: sockets and block devices count as directories.
+    // Tests single bits, not the whole file type: sockets and block devices count as directories.
     return (status.st_mode & 0x4000) != 0   ? kDirectory
            : (status.st_mode & 0x8000) != 0 ? kRegularFile
                                             : kOther;
@@ -119,7 +119,7 @@ uint32_t BaCL_CopyFile(const char* source, const char* destination)
     if (!to.is_open()) {
         return EFAULT;
     }
-    // Devices and pipes cannot be cut, and need not be.
+    // Devices and pipes cannot be truncated and need not be.
     if (ftruncate(to.get(), 0) != 0 && errno != EINVAL) {
         return EFAULT;
     }
@@ -141,7 +141,7 @@ uint32_t BaCL_MakeDirectory(const char* path)
     if (built == nullptr) {
         return ENOMEM;
     }
-    // The path grows component by component: each separator in turn becomes its end.
+    // One component after the other: each separator is replaced by the terminator in turn.
     for (char* end = built.get();;) {
         end += std::strspn(end, "/");
         if (*end == '\0') {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Shell command pipes: run a command and wait, with or without its output.
+// Shell command pipes: running a command, with or without capturing its output.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -22,8 +22,8 @@ namespace
 
 constexpr const char* kModule = "BaCL_POpen";
 
-/// Takes the exit code alone from a wait status: a command that a signal ended counts as done, and a
-/// failed wait (-1) as an exit code of 255. Callers depend on both.
+/// Extracts only the exit code from a wait status: a command that was killed by a signal counts as
+/// successful, and a failed wait (-1) as exit code 255. Callers depend on both.
 constexpr int exit_code(int status)
 {
     return (status >> 8) & 0xFF;
@@ -37,7 +37,7 @@ int close_pipe(std::FILE* pipe)
     return status;
 }
 
-/// Our end of the pipe must not become one of the host's standard streams.
+/// Like popen(), but our end of the pipe never becomes one of the host's standard streams.
 std::FILE* open_pipe(const char* command, const char* mode)
 {
     const StdioReserve reserve;
@@ -57,7 +57,7 @@ uint32_t QrnExeCmdSimple(const char* command)
         QSC_LOG(kLogDebug, "ERROR: popen read\n%s\n", command);
         return EFAULT;
     }
-    // Read to the end, so that a talkative command never blocks on a full pipe.
+    // Drain the output, so that the command never blocks on a full pipe.
     std::array<char, 256> output{};
     while (std::fgets(output.data(), output.size(), pipe) != nullptr) {
     }
@@ -66,7 +66,7 @@ uint32_t QrnExeCmdSimple(const char* command)
         QSC_LOG(kLogDebug, "ERROR: Cmd %s\n", command);
         result = EFAULT;
     }
-    // Commands mostly write configuration: it is on the flash before the caller goes on.
+    // Most commands write configuration, which must be on the flash before the caller goes on.
     sync();
     return result;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The job thread: a detached thread that confirms its start and its end through flags.
+// The job thread: a detached thread that acknowledges its start and its end through flags.
 #include "include/bacl_regular_job.h"
 
 #include <algorithm>
@@ -27,7 +27,7 @@ bool is_initialised(BaCL_RegularInfo* info)
     return info != nullptr && (load(info->State) & BACL_JOB_INITIALISED) != 0;
 }
 
-/// Changes bits of the flags under the mutex.
+/// Sets and clears flags under the mutex.
 u32 change_flag(BaCL_RegularInfo* info, const Caller& caller, u32 set, u32 clear)
 {
     if (!is_initialised(info)) {
@@ -40,15 +40,15 @@ u32 change_flag(BaCL_RegularInfo* info, const Caller& caller, u32 set, u32 clear
     return guard.error();
 }
 
-/// Whether the job has acknowledged. Under the mutex, so that the job no longer holds it; if the lock fails,
-/// the word is read all the same.
+/// Whether the job has acknowledged. Taking the mutex makes sure that the job has released it; if the lock
+/// fails, the flags are read all the same.
 bool has_acknowledged(BaCL_RegularInfo* info, const Caller& caller)
 {
     const MutexGuard guard{&info->Mutex, caller};
     return (load(info->Flag) & BACL_JOB_ACKNOWLEDGED) != 0;
 }
 
-/// Waits until the job acknowledges. ETIME: it did not within the limit.
+/// Waits until the job acknowledges, or returns ETIME after the limit.
 u32 await_acknowledgement(BaCL_RegularInfo* info, const Caller& caller, u32 limit_ms)
 {
     const u32 start = BaCL_GetTimestampMS();
@@ -61,7 +61,7 @@ u32 await_acknowledgement(BaCL_RegularInfo* info, const Caller& caller, u32 limi
     return ETIME;
 }
 
-/// Thread attributes, destroyed when this goes out of scope.
+/// Owned thread attributes.
 class Attributes
 {
   public:
@@ -80,7 +80,7 @@ class Attributes
         }
     }
 
-    /// Makes the thread detached, with a stack of this size; 0: the default size.
+    /// Sets the detached state and the stack size; 0 keeps the default size.
     [[nodiscard]] u32 set(u32 stack_size)
     {
         if (error_ != 0) {
@@ -226,7 +226,7 @@ uint32_t BaCL_RegInfo_CreateThread(BaCL_RegularInfo* info, BaCL_JobRoutine routi
                 static_cast<i32>(kSmallestStack));
     }
     if (stackSize != 0) {
-        // What libc asks for differs with its kind and the CPU: from 2 KiB to some 64.
+        // The minimum depends on the C library and the CPU: 2 KiB to about 64 KiB.
         stackSize = std::max({stackSize, kSmallestStack, static_cast<u32>(PTHREAD_STACK_MIN)});
     }
     if (const u32 code = BaCL_RegInfo_ClearFlag(info, BACL_JOB_ACKNOWLEDGED | BACL_JOB_STOP)) {
@@ -254,7 +254,7 @@ uint32_t BaCL_RegInfo_CloseThread(BaCL_RegularInfo* info, uint32_t limitMs, int3
         return reject(QSC_CALLER);
     }
     {
-        // Even without the lock: the job must see that it is to stop.
+        // Even without the lock: the job must see the request to stop.
         const MutexGuard guard{&info->Mutex, QSC_CALLER, kLogWarning};
         if ((load(info->Flag) & BACL_JOB_RUNNING) == 0) {
             QSC_LOG(kLogWarning, "already stoped\n");

@@ -25,17 +25,17 @@ void release_storage(BaCL_RingBuffer& ring)
     ring.BufferSize = ring.DataSize = ring.StartLoc = ring.Threshold = 0;
 }
 
-/// Sleeps the whole time, whatever signals come.
+/// Sleeps the whole time, even if signals arrive.
 void sleep_ms(u32 wait_ms)
 {
-    // Not usleep(): weeks of milliseconds are more microseconds than it takes.
+    // usleep() takes too few microseconds for 32 bits of milliseconds.
     timespec rest{.tv_sec = static_cast<time_t>(wait_ms / 1000),
                   .tv_nsec = static_cast<long>(wait_ms % 1000) * 1'000'000};
     while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
     }
 }
 
-/// Reads a value under the mutex; 0 for a bad record.
+/// Reads a value under the mutex. @return 0 for a bad record or a failed lock
 u32 get(BaCL_RingBuffer* ring, const Caller& caller, Read read)
 {
     if (!has_state(ring, kInitialised)) {
@@ -45,7 +45,7 @@ u32 get(BaCL_RingBuffer* ring, const Caller& caller, Read read)
     return guard.error() == 0 ? read(*ring) : 0;
 }
 
-/// Changes something under the mutex.
+/// Changes the ring under the mutex.
 u32 change(BaCL_RingBuffer* ring, const Caller& caller, Change apply, u32 value = 0)
 {
     if (!has_state(ring, kInitialised)) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The ring buffer: bytes from a producer to a consumer who is woken at a threshold.
+// The ring buffer: pushing and popping bytes.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -22,7 +22,7 @@ u32 wrap(const BaCL_RingBuffer& ring, u64 place)
     return static_cast<u32>(once < ring.BufferSize ? once : once % ring.BufferSize);
 }
 
-/// Calls copy(place in the storage, offset, count) for one or two pieces that do not cross its end.
+/// Splits a range of the storage where it wraps around, and calls copy(place, offset, count) for each piece.
 template <typename Copy>
 void in_pieces(const BaCL_RingBuffer& ring, u64 place, u32 count, Copy copy)
 {
@@ -42,7 +42,7 @@ u32 push(BaCL_RingBuffer& ring, const void* data, u32 count, const Caller& calle
                   "too many data (%u), buffer is too small, %u %u\n", count, ring.BufferSize, ring.DataSize);
         return EFAULT;
     }
-    // Of more than the ring holds, only the last bytes stay: the others need not be written.
+    // Of more bytes than fit into the storage, only the last ones are kept.
     const u32 skipped = count > ring.BufferSize ? count - ring.BufferSize : 0;
     const u64 end = u64{ring.StartLoc} + ring.DataSize + count;
     const auto* const bytes = static_cast<const u8*>(data) + skipped;
@@ -175,7 +175,7 @@ uint32_t BaCL_RingBuf_Print(BaCL_RingBuffer* ring, const char* title)
     QSC_LOG(kLogDebug, "DataSize %u\n", ring->DataSize);
     QSC_LOG(kLogDebug, "StartLoc %u\n", ring->StartLoc);
     QSC_LOG(kLogDebug, "Threshold %u\n", ring->Threshold);
-    // A copy, because the bytes may cross the storage's end.
+    // Copied, because the bytes may wrap around.
     auto* const bytes = static_cast<u8*>(std::malloc(u64{ring->DataSize} + 1));
     if (bytes == nullptr) {
         return ENOMEM;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Text utilities: hexadecimal conversion, character classes, trimming, version comparison; and the set-up
-// calls of the foundation library.
+// Text utilities: hexadecimal conversion, character classes, trimming, version comparison; and the no-op
+// set-up of the foundation library.
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -36,7 +36,7 @@ constexpr bool is_hex_digit(char c)
     return hex_value(c) >= 0;
 }
 
-/// One class of texts: what may stand in front, and the characters of which at least one must follow.
+/// A class of texts: an optional prefix, and the characters that follow it (at least one).
 struct TextClass {
     enum Prefix { kNone, kSign, kHex } prefix;
     bool (*contains)(char);
@@ -48,7 +48,7 @@ constexpr TextClass kTextClasses[] = {
     {TextClass::kNone, is_hex_digit},    {TextClass::kSign, is_digit},     {TextClass::kHex, is_hex_digit},
 };
 
-/// The number at the start of a token, 0 without one, held within the range of an int.
+/// The number that a token starts with, or 0; clamped to the range of an int.
 int leading_number(const char* token)
 {
     return static_cast<int>(std::clamp<long long>(std::strtoll(token, nullptr, 10), INT32_MIN, INT32_MAX));

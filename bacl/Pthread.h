@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Mutexes and the logging of pthread errors, for the records that threads share.
+// Mutexes, logged pthread errors, and words that are read without a lock.
 #pragma once
 
 #include <atomic>
@@ -31,21 +31,21 @@ inline void change_bits(u32& word, u32 set, u32 clear)
     store(word, (load(word) & ~clear) | set);
 }
 
-/// The exported function in whose name something is logged.
+/// The exported function that a log line names.
 struct Caller {
     const char* module;
     const char* function;
     int line;
 };
 
-/// Out of line, because it hardly ever runs.
+/// Out of line and cold, because it hardly ever runs.
 [[gnu::cold, gnu::noinline]] inline void log_pthread_error(const Caller& caller, int error, const char* call,
                                                            LogLevel level)
 {
     Qslog_Log(level, caller.module, caller.line, caller.function, "%s, error %d\n", call, error);
 }
 
-/// Logs the error of a pthread call, if it is one. @return the error
+/// Logs a pthread error unless it is 0. @return the error
 inline u32 check_pthread(const Caller& caller, int error, const char* call, LogLevel level = kLogError)
 {
     if (error != 0) {
@@ -54,21 +54,21 @@ inline u32 check_pthread(const Caller& caller, int error, const char* call, LogL
     return static_cast<u32>(error);
 }
 
-/// Logs that a function was given a bad argument. @return what the function answers then
+/// Logs a bad argument. @return `answer`
 inline u32 reject(const Caller& caller, u32 answer = EINVAL)
 {
     Qslog_Log(kLogError, caller.module, caller.line, caller.function, "parameter\n");
     return answer;
 }
 
-/// Holds a mutex for as long as it lives. A lock that fails is logged, and the caller decides whether to go
-/// on without it.
+/// Locks a mutex for the lifetime of the guard. A failed lock is logged; the caller decides whether to go on
+/// without it.
 class MutexGuard
 {
   public:
     /// @param mutex        null: the caller holds it already
-    /// @param level        of the line about a lock that fails
-    /// @param shown_error  the error that this line shows; 0: the real one
+    /// @param level        log level of a failed lock
+    /// @param shown_error  error number that the log shows; 0: the actual one
     MutexGuard(pthread_mutex_t* mutex, const Caller& caller, LogLevel level = kLogError, int shown_error = 0)
         : mutex_(mutex), caller_(caller), error_(mutex != nullptr ? pthread_mutex_lock(mutex) : 0)
     {
@@ -81,10 +81,10 @@ class MutexGuard
     MutexGuard& operator=(const MutexGuard&) = delete;
     ~MutexGuard() { (void)unlock(); }
 
-    /// The error of the lock; 0: it is held.
+    /// The error of the lock; 0 if the mutex is held.
     [[nodiscard]] u32 error() const { return static_cast<u32>(error_); }
 
-    /// Unlocks early, where the error counts.
+    /// Unlocks early, for callers that need the error.
     u32 unlock()
     {
         pthread_mutex_t* const mutex = std::exchange(mutex_, nullptr);
@@ -94,12 +94,12 @@ class MutexGuard
     }
 
   private:
-    pthread_mutex_t* mutex_; ///< null: there is nothing to unlock
+    pthread_mutex_t* mutex_; ///< null: nothing to unlock
     Caller caller_;
     int error_;
 };
 
 } // namespace qsc
 
-/// The function that this stands in, as a Caller.
+/// The current function as a Caller.
 #define QSC_CALLER (qsc::Caller{kModule, __func__, __LINE__})

@@ -12,7 +12,7 @@ using namespace qsc;
 
 uint32_t QrnNU_IPv4_PrefixToNetmaskValue(int32_t prefix)
 {
-    // In 64 bits, because shifting all 32 bits out of a 32-bit word is undefined.
+    // 64 bits wide, because shifting a 32-bit word by 32 is undefined.
     const int host_bits = 32 - std::clamp<i32>(prefix, 0, 32);
     return htonl(static_cast<u32>(~u64{0} << host_bits));
 }

@@ -13,7 +13,7 @@ inline constexpr const char* kModule = "BaCL_RingBuffer";
 constexpr u32 kInitialised = BACL_RING_INITIALISED;
 constexpr u32 kAvailable = BACL_RING_INITIALISED | BACL_RING_ENABLED;
 
-/// Holds a ring's mutex.
+/// Locks a ring's mutex.
 class RingGuard : public MutexGuard
 {
   public:
@@ -23,7 +23,7 @@ class RingGuard : public MutexGuard
     {
     }
 
-    /// What the log shows of a lock that failed, whatever its error.
+    /// Error number that the log shows for any failed lock.
     static constexpr int kShownError = EFAULT;
 };
 

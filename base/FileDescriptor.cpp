@@ -19,16 +19,16 @@ namespace
 
 constexpr int kFirstFree = STDERR_FILENO + 1;
 
-/// What stands in for the closed ones of descriptors 0 to 2, shared by all threads that need it.
-struct Standins {
+/// Descriptors that occupy closed ones of 0 to 2; shared by all threads that hold a StdioReserve.
+struct Placeholders {
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     u32 users = 0;
     std::array<int, kFirstFree> descriptors{-1, -1, -1};
-    /// Grows when they come and when they leave: odd while they are there.
-    std::atomic<u32> turn{0};
+    /// Incremented when the placeholders are opened and when they are closed: odd while they exist.
+    std::atomic<u32> generation{0};
 };
 
-constinit Standins g_standins;
+constinit Placeholders g_placeholders;
 
 u32 count_closed()
 {
@@ -43,14 +43,14 @@ u32 count_closed()
     return closed;
 }
 
-/// Whether all three are open, and not only because of the stand-ins of another thread.
+/// Whether the host has all three open. The placeholders of another thread do not count.
 bool are_all_open()
 {
-    const u32 turn = g_standins.turn;
-    return turn % 2 == 0 && count_closed() == 0 && g_standins.turn == turn;
+    const u32 before = g_placeholders.generation;
+    return before % 2 == 0 && count_closed() == 0 && g_placeholders.generation == before;
 }
 
-/// Moves a descriptor out of the range that the host's standard streams use.
+/// Moves a descriptor above those of the standard streams.
 FileDescriptor above_stdio(int descriptor)
 {
     if (descriptor < 0 || descriptor >= kFirstFree) {
@@ -70,19 +70,19 @@ StdioReserve::StdioReserve() : is_needed_(!are_all_open())
     if (!is_needed_) {
         return;
     }
-    (void)pthread_mutex_lock(&g_standins.mutex);
-    if (g_standins.users++ == 0) {
-        ++g_standins.turn;
+    (void)pthread_mutex_lock(&g_placeholders.mutex);
+    if (g_placeholders.users++ == 0) {
+        ++g_placeholders.generation;
     }
     u32 closed = count_closed();
-    for (int& descriptor : g_standins.descriptors) {
+    for (int& descriptor : g_placeholders.descriptors) {
         if (descriptor < 0 && closed > 0) {
-            // The lowest free number is taken, and with O_PATH nothing can be written or read there.
+            // Gets the lowest free number. With O_PATH, it can be neither read nor written.
             descriptor = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
             --closed;
         }
     }
-    (void)pthread_mutex_unlock(&g_standins.mutex);
+    (void)pthread_mutex_unlock(&g_placeholders.mutex);
 }
 
 StdioReserve::~StdioReserve()
@@ -91,22 +91,22 @@ StdioReserve::~StdioReserve()
         return;
     }
     const int error = errno;
-    (void)pthread_mutex_lock(&g_standins.mutex);
-    if (--g_standins.users == 0) {
-        for (int& descriptor : g_standins.descriptors) {
+    (void)pthread_mutex_lock(&g_placeholders.mutex);
+    if (--g_placeholders.users == 0) {
+        for (int& descriptor : g_placeholders.descriptors) {
             if (descriptor >= 0) {
                 (void)close(std::exchange(descriptor, -1));
             }
         }
-        ++g_standins.turn;
+        ++g_placeholders.generation;
     }
-    (void)pthread_mutex_unlock(&g_standins.mutex);
+    (void)pthread_mutex_unlock(&g_placeholders.mutex);
     errno = error;
 }
 
 FileDescriptor open_file(const char* path, int flags, mode_t mode)
 {
-    // What is open for reading only can be moved afterwards: nobody can have written to it meanwhile.
+    // A read-only descriptor can be moved afterwards: nobody can have written to it meanwhile.
     std::optional<StdioReserve> reserve;
     if ((flags & O_ACCMODE) != O_RDONLY) {
         reserve.emplace();

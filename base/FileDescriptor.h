@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Owns an open file descriptor; opening files and writing to them.
+// An owned file descriptor, and helpers to open and write files.
 #pragma once
 
 #include <cerrno>
@@ -25,27 +25,28 @@ class FileDescriptor
     [[nodiscard]] bool is_open() const { return descriptor_ >= 0; }
     [[nodiscard]] int get() const { return descriptor_; }
 
-    /// Closes the one that is open and takes the other's.
+    /// Closes the current descriptor, if any, and takes over the other's.
     void replace(FileDescriptor&& other)
     {
         (void)close();
         descriptor_ = std::exchange(other.descriptor_, -1);
     }
 
-    /// Leaves it open, to nobody's care.
+    /// Gives up ownership and leaves the descriptor open.
     void forget() { descriptor_ = -1; }
 
-    /// Closes early, where the result counts; true: nothing was lost.
+    /// Closes early, for callers that need the result. Returns true if close() succeeded.
     [[nodiscard]] bool close() { return descriptor_ < 0 || ::close(std::exchange(descriptor_, -1)) == 0; }
 
   private:
     int descriptor_;
 };
 
-/// While it lives, nothing that this library or libc opens gets one of the descriptors 0 to 2, also where the
-/// host has closed them. Otherwise a file or a socket could end up there, and whatever the host or a library
-/// prints to standard error would be written into it. Needed around calls that open something on their own
-/// (popen, syslog, ...); files of ours are opened with open_file().
+/// Keeps descriptors 0 to 2 occupied during its lifetime, so that nothing this library or libc opens is
+/// assigned one of them if the host has closed its standard streams. Otherwise whatever is printed to
+/// standard error would be written to our file or socket. Use it around calls that open descriptors
+/// themselves (popen(), syslog(),
+/// ...); open files with open_file().
 class StdioReserve
 {
   public:
@@ -58,10 +59,10 @@ class StdioReserve
     bool is_needed_;
 };
 
-/// open() with O_CLOEXEC and O_NOCTTY, and never below descriptor 3. Not open: errno says why.
+/// Like open() with O_CLOEXEC and O_NOCTTY, but never returns a descriptor below 3. Sets errno on failure.
 [[nodiscard]] FileDescriptor open_file(const char* path, int flags, mode_t mode = 0);
 
-/// Writes everything; false: it could not, and errno says why.
+/// Writes the whole text. Returns false on failure and sets errno.
 [[nodiscard]] inline bool write_all(int descriptor, std::string_view text)
 {
     while (!text.empty()) {

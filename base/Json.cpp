@@ -33,7 +33,7 @@ bool is_object(json_object* value)
 
 bool find_member(json_object* object, const char* name, json_object*& member)
 {
-    // Most objects have no members yet, or some few, which are compared sooner than a name is hashed.
+    // Most objects have no or few members, and comparing a few names is faster than hashing one.
     constexpr int kFew = 4;
     if (!is_object(object)) {
         return false;
@@ -57,7 +57,7 @@ u32 text_of(json_object* member, std::string_view& text)
     case json_type_string: {
         const std::string_view whole{json_object_get_string(member),
                                      static_cast<std::size_t>(json_object_get_string_len(member))};
-        // The configuration and the shell end a text at its first NUL; a part would not be what was sent.
+        // The configuration and the shell would cut the text at its first NUL.
         if (whole.find('\0') != std::string_view::npos) {
             return EFAULT;
         }

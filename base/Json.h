@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// JSON values of json-c: owning them, and the members of objects.
+// Helpers for json-c: ownership of values, and members of objects.
 #pragma once
 
 #include <memory>
@@ -19,22 +19,22 @@ struct ReleaseJson {
 /// Owns one reference to a JSON value.
 using JsonRef = std::unique_ptr<json_object, ReleaseJson>;
 
-/// Whether this is a JSON object: null and every other JSON type are not.
+/// Whether the value is a JSON object; JSON null is not.
 [[nodiscard]] bool is_object(json_object* value);
 
-/// Looks a member up; false: there is none. A member may be there and be JSON null, which is nullptr.
+/// Looks up a member. Returns false if there is none; a member that is JSON null is found as nullptr.
 [[nodiscard]] bool find_member(json_object* object, const char* name, json_object*& member);
 
-/// Takes a text; a number or boolean is taken as its text. EFAULT: it has no text.
+/// Reads a string, number or boolean as text. EFAULT for any other type.
 [[nodiscard]] u32 text_of(json_object* member, std::string_view& text);
 
-/// Adds a new member, which the object then owns; a null one is the failure to make it. ENOMEM.
+/// Adds a member and passes its ownership to the object. A null member counts as a failed allocation: ENOMEM.
 [[nodiscard]] u32 add_member(json_object* object, const char* name, json_object* member);
 
-/// The same for a name that the object is known not to have, which need not be searched for.
+/// The same for a name that the object is known not to have, which saves a lookup.
 [[nodiscard]] u32 add_new_member(json_object* object, const char* name, json_object* member);
 
-/// The same for a name of the library's own, which is not copied: it must live as long as the library.
+/// The same for a constant name, which is not copied and must live as long as the library.
 [[nodiscard]] u32 add_named_member(json_object* object, const char* name, json_object* member);
 
 } // namespace qsc

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Numbers in explicit byte order. They are put together from single bytes, so neither the host's order nor
+// Numbers in explicit byte order, read and written byte by byte, so that neither the host's byte order nor
 // the pointer's alignment matters.
 #pragma once
 

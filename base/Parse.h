@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Character classes in ASCII, whatever the locale, and the reading of numbers.
+// ASCII character classes, independent of the locale, and number parsing.
 #pragma once
 
 #include <charconv>
@@ -41,7 +41,7 @@ constexpr bool is_control(char c)
     return static_cast<unsigned char>(c) < ' ' || c == 0x7F;
 }
 
-/// Whether the character could start or redirect a command of its own in a shell.
+/// Whether the character could start another command or a redirection in a shell.
 constexpr bool is_shell_special(char c)
 {
     return std::string_view{"`;|&{}$<>"}.find(c) != std::string_view::npos;
@@ -52,7 +52,7 @@ constexpr bool is_space(char c)
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-/// The value of a hexadecimal digit; -1: it is none.
+/// Returns the value of a hexadecimal digit, or -1 if it is not one.
 constexpr int hex_value(char c)
 {
     return is_digit(c)              ? c - '0'
@@ -61,7 +61,8 @@ constexpr int hex_value(char c)
                                     : -1;
 }
 
-/// Reads a whole text as a number; false: it is not one, or it is out of range, and number is untouched.
+/// Parses a text that is a number as a whole. Returns false if it is not, or is out of range, and leaves
+/// `number` unchanged.
 template <typename Number>
 [[nodiscard]] bool parse_whole(std::string_view text, Number& number, int base = 10)
 {
@@ -74,8 +75,7 @@ template <typename Number>
     return true;
 }
 
-/// Reads a whole text as a number in the base that its prefix names: 0x, 0, or decimal. A sign may stand
-/// first.
+/// Parses a whole text as a number with an optional sign: hexadecimal after 0x, octal after 0, else decimal.
 [[nodiscard]] inline bool parse_any_base(std::string_view text, i32& number)
 {
     const bool is_negative = text.starts_with('-');

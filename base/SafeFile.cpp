@@ -38,7 +38,7 @@ bool FileText::append(std::string_view text)
 
 u32 read_safe_file(const char* path, FileText& text, std::size_t limit)
 {
-    // Not blocking, because opening a pipe would wait for its writer.
+    // O_NONBLOCK, because opening a FIFO would wait for a writer.
     const FileDescriptor file = open_file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
     struct stat status = {};
     if (!file.is_open() || fstat(file.get(), &status) != 0) {
@@ -50,8 +50,8 @@ u32 read_safe_file(const char* path, FileText& text, std::size_t limit)
     if (status.st_size > static_cast<off_t>(limit)) {
         return EFBIG;
     }
-    // The size is only where to begin: kernel files say 0, and others may be written to meanwhile. One byte
-    // more than there is, so that the end is seen without asking for more memory.
+    // The size is only a first guess: kernel files report 0, and other files may grow meanwhile. One byte
+    // more, so that the end of the file is seen without allocating again.
     FileText read_so_far;
     std::size_t room = std::max<std::size_t>(static_cast<std::size_t>(status.st_size), 255) + 1;
     for (;; room *= 2) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Reading a small file from a place where others may have put anything: a link, a pipe, gigabytes.
+// Reads small files from folders where anybody may have put anything: a link, a pipe, gigabytes.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@
 namespace qsc
 {
 
-/// The whole content of a file, or what a program printed, with a NUL after it that does not count.
+/// The content of a file, or the output of a program, with a terminating NUL that is not counted.
 class FileText
 {
   public:
@@ -34,10 +34,10 @@ class FileText
 
 inline constexpr std::size_t kSafeFileSize = 1024 * 1024;
 
-/// Reads a regular file of at most `limit` bytes, without following a link at the end of the path and without
-/// waiting for whoever may hold a pipe. Logs nothing, and leaves `text` alone unless it succeeds.
-/// @return 0; ENOENT; ELOOP: it is a link; EINVAL: it is no regular file; EFBIG: it is larger; ENOMEM; or
-/// what else open(), fstat() or read() failed with.
+/// Reads a regular file of at most `limit` bytes. Does not follow a symbolic link in the last path component,
+/// and never blocks on a pipe. Logs nothing; `text` is unchanged on failure.
+/// @return 0, ENOENT, ELOOP for a link, EINVAL for anything but a regular file, EFBIG for a larger file,
+/// ENOMEM, or another errno of open(), fstat() or read()
 [[nodiscard]] u32 read_safe_file(const char* path, FileText& text, std::size_t limit = kSafeFileSize);
 
 } // namespace qsc

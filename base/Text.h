@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A text of bounded length in a buffer of its own: the one place where lengths are checked and where
-// text from outside is quoted for the shell.
+// A text of bounded length in its own buffer. This is the only place where lengths are checked and where
+// outside text is quoted for the shell.
 #pragma once
 
 #include <array>
@@ -12,7 +12,7 @@
 namespace qsc
 {
 
-/// Treats a null text as the empty one.
+/// Returns the empty text for null.
 constexpr const char* or_empty(const char* text)
 {
     return text != nullptr ? text : "";
@@ -23,7 +23,7 @@ constexpr bool is_empty(const char* text)
     return text == nullptr || *text == '\0';
 }
 
-/// Calls use(word) for each word between blanks, until one answers non-zero.
+/// Calls use(word) for each blank-separated word, until one returns non-zero. @return that code, else 0
 template <typename Use>
 u32 for_each_word(std::string_view text, Use use)
 {
@@ -37,7 +37,7 @@ u32 for_each_word(std::string_view text, Use use)
     return 0;
 }
 
-/// What a text holds so far. The work is done once, below, for texts of every size.
+/// The state of a text. The functions below work on texts of every size, so that their code exists once.
 struct TextState {
     std::size_t length = 0;
     bool too_long = false;
@@ -47,15 +47,15 @@ void append_text(char* buffer, TextState& state, std::size_t longest, std::strin
 void append_quoted_text(char* buffer, TextState& state, std::size_t longest, std::string_view text);
 void append_number_text(char* buffer, TextState& state, std::size_t longest, i64 number);
 
-/// Takes at most Longest characters; the buffer has one byte more than the terminator needs, because a
-/// text that reaches the last usable character of a buffer counts as too long.
+/// Holds at most Longest characters. The buffer has one byte to spare besides the terminator, because a text
+/// that reaches the last usable character of a buffer counts as too long.
 template <std::size_t Longest, std::size_t Size = Longest + 2>
 class Text
 {
     static_assert(Size > Longest);
 
   public:
-    // Only what is written is touched: clearing two kilobytes for a command of fifty characters would show.
+    // The rest is left uninitialised: clearing 2 KiB for a command of 50 characters would be measurable.
     Text() { buffer_[0] = '\0'; }
 
     Text& append(std::string_view text)
@@ -70,14 +70,15 @@ class Text
         return *this;
     }
 
-    /// Appends text for the inside of double quotes in a shell command, so that the command sees it exactly.
+    /// Appends text that stands inside double quotes in a shell command, escaped so that the command receives
+    /// it unchanged.
     Text& append_quoted(std::string_view text)
     {
         append_quoted_text(buffer_.data(), state_, Longest, text);
         return *this;
     }
 
-    /// Replaces the text; false: it is too long.
+    /// Replaces the text. Returns false if it is too long.
     [[nodiscard]] bool assign(std::string_view text)
     {
         clear();
@@ -90,14 +91,14 @@ class Text
         buffer_[0] = '\0';
     }
 
-    /// Whether everything that was appended is there.
+    /// Whether everything that was appended has fitted.
     [[nodiscard]] bool fits() const { return !state_.too_long; }
-    /// The text's own memory, for a function that changes characters and not the length.
+    /// The buffer, for functions that change characters but not the length.
     [[nodiscard]] char* data() { return buffer_.data(); }
     [[nodiscard]] const char* c_str() const { return buffer_.data(); }
     [[nodiscard]] std::string_view view() const { return {buffer_.data(), state_.length}; }
 
-    /// Lets a function that takes a buffer and its size write the text, which may then fill the buffer.
+    /// Has a function that takes a buffer and its size write the text, which may fill the whole buffer.
     template <typename Write>
     auto fill(Write write)
     {
@@ -108,7 +109,7 @@ class Text
         return result;
     }
 
-    /// Lets a function change the text in place; it may become shorter.
+    /// Has a function change the text in place, possibly to a shorter one.
     template <typename Edit>
     auto edit(Edit change)
     {
@@ -122,7 +123,7 @@ class Text
     TextState state_;
 };
 
-/// A configuration value, as the general convention bounds it.
+/// A configuration value of the usual maximum length.
 using ValueText = Text<126>;
 
 /// A command line.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Short names for the fixed-width types, used throughout the library.
+// Short names for fixed-width integers.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a device's own configuration library may lack: the library is loaded all the same, and what is built
+// Functions that a device's own configuration library may lack. Ours is loaded all the same, and what depends
 // on a missing function is not served.
 #pragma once
 
@@ -29,14 +29,14 @@
 namespace qsc
 {
 
-/// Calls one of these functions. EFAULT: it is missing.
+/// Calls one of these functions, or returns EFAULT if it is missing.
 template <typename Function, typename... Arguments>
 [[nodiscard]] u32 call_optional(Function* function, Arguments... arguments)
 {
     return function != nullptr ? function(arguments...) : EFAULT;
 }
 
-/// While it lives, the thread reads each package from one version of it.
+/// Has the thread read one version of each package during its lifetime.
 class UciView
 {
   public:
@@ -46,7 +46,7 @@ class UciView
     ~UciView() { (void)call_optional(QrnUci_EndView); }
 };
 
-/// A command has run that may have changed the configuration.
+/// To be called after a command that may have changed the configuration.
 inline void renew_uci_view()
 {
     (void)call_optional(QrnUci_RenewView);

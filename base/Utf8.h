@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Characters of texts in UTF-8 that may be none.
+// Decoding of text that should be UTF-8 but need not be valid.
 #pragma once
 
 #include <cstddef>
@@ -10,27 +10,27 @@
 namespace qsc
 {
 
-/// One character at the start of a text; size 0: its first byte starts none.
+/// A decoded character; its size is 0 if the bytes are not valid UTF-8.
 struct Utf8Character {
     u32 code = 0;
     std::size_t size = 0;
 
-    /// Control characters, DEL and the second set of controls, U+0080 to U+009F.
+    /// C0 controls, DEL and C1 controls (U+0080 to U+009F).
     [[nodiscard]] constexpr bool is_control() const
     {
         return size != 0 && (code < 0x20 || (code >= 0x7F && code < 0xA0));
     }
 };
 
-/// How many bytes a character has that begins with this one; 0: none does.
+/// Returns the length in bytes of a character that starts with this byte, or 0 if none does.
 constexpr std::size_t utf8_size(char first)
 {
     const auto byte = static_cast<u8>(first);
     return byte < 0x80 ? 1 : byte < 0xC2 ? 0 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : byte < 0xF5 ? 4 : 0;
 }
 
-/// Reads the first character of a text that is not empty. Overlong forms, surrogates and what lies beyond
-/// U+10FFFF are none.
+/// Decodes the first character of a non-empty text. Overlong forms, surrogates and code points above U+10FFFF
+/// are invalid.
 constexpr Utf8Character first_character(std::string_view text)
 {
     const std::size_t size = utf8_size(text.front());
@@ -51,7 +51,7 @@ constexpr Utf8Character first_character(std::string_view text)
                                                                   : Utf8Character{code, size};
 }
 
-/// How much of a text that was cut somewhere ends with a whole character.
+/// Returns the length of a truncated text without the incomplete character at its end, if there is one.
 constexpr std::size_t size_of_whole_characters(std::string_view text)
 {
     for (std::size_t back = 1; back <= 3 && back <= text.size(); ++back) {

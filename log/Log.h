@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// How the library's own code writes to its log. Each source file names its module once, as kModule.
+// Logging from inside the library. Each source file defines its module name as kModule.
 #pragma once
 
 #include "base/Types.h"
@@ -17,5 +17,5 @@ enum LogLevel : i32 {
 
 } // namespace qsc
 
-/// Writes a line in the name of the function that stands around it.
+/// Writes a log line that names the current function.
 #define QSC_LOG(level, ...) Qslog_Log(level, kModule, __LINE__, __func__, __VA_ARGS__)

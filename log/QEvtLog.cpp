@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The event log: one JSON-safe record a call, written through zlog.
+// The event log: one record of valid JSON per call, written through zlog.
 #include "include/qslog.h"
 
 #include <algorithm>
@@ -24,7 +24,7 @@ namespace
 {
 
 constexpr std::size_t kMessageSize = 4096;
-// zlog's own name for it, ZLOG_LEVEL_NOTICE, is missing from some releases' headers.
+// ZLOG_LEVEL_NOTICE; the headers of some releases do not define it.
 constexpr int kNotice = 60;
 
 constinit bool g_opened = false;
@@ -34,12 +34,12 @@ const char* or_default(const char* text, const char* otherwise)
     return is_empty(text) ? otherwise : text;
 }
 
-/// The form in which the first character of a text stands inside a JSON text; it is taken off the text. Bytes
-/// that are no character become the replacement character.
-class JsonForm
+/// The first character of a text as it is written inside a JSON string. Removes it from the text. Invalid
+/// bytes become the replacement character U+FFFD.
+class JsonCharacter
 {
   public:
-    explicit JsonForm(std::string_view& text)
+    explicit JsonCharacter(std::string_view& text)
     {
         const Utf8Character character = first_character(text);
         const std::size_t short_form = std::string_view{"\"\\\b\f\n\r\t"}.find(text.front());
@@ -57,8 +57,8 @@ class JsonForm
         }
         text.remove_prefix(std::max<std::size_t>(character.size, 1));
     }
-    JsonForm(const JsonForm&) = delete;
-    JsonForm& operator=(const JsonForm&) = delete;
+    JsonCharacter(const JsonCharacter&) = delete;
+    JsonCharacter& operator=(const JsonCharacter&) = delete;
 
     [[nodiscard]] std::string_view view() const { return form_; }
 
@@ -67,16 +67,16 @@ class JsonForm
     std::string_view form_;
 };
 
-/// A text as the inside of a JSON text, so that it cannot end that text and forge a record. Few need more
-/// room than they had before; without memory for those, what does not fit is left out, between characters.
-class JsonText
+/// A text escaped for the inside of a JSON string, so that it cannot end the string and forge a record.
+/// Memory is allocated only if it does not fit into the object; without memory, it is cut between characters.
+class JsonString
 {
   public:
-    explicit JsonText(std::string_view text)
+    explicit JsonString(std::string_view text)
     {
         std::size_t size = 1;
         for (std::string_view rest = text; !rest.empty();) {
-            size += JsonForm{rest}.view().size();
+            size += JsonCharacter{rest}.view().size();
         }
         if (size > sizeof own_) {
             memory_ = static_cast<char*>(std::malloc(size));
@@ -84,17 +84,17 @@ class JsonText
         char* out = memory_ != nullptr ? memory_ : own_;
         const char* const end = out + (memory_ != nullptr ? size : sizeof own_) - 1;
         while (!text.empty()) {
-            const JsonForm form{text};
-            if (static_cast<std::size_t>(end - out) < form.view().size()) {
+            const JsonCharacter character{text};
+            if (static_cast<std::size_t>(end - out) < character.view().size()) {
                 break;
             }
-            out = std::copy(form.view().begin(), form.view().end(), out);
+            out = std::copy(character.view().begin(), character.view().end(), out);
         }
         *out = '\0';
     }
-    JsonText(const JsonText&) = delete;
-    JsonText& operator=(const JsonText&) = delete;
-    ~JsonText() { std::free(memory_); }
+    JsonString(const JsonString&) = delete;
+    JsonString& operator=(const JsonString&) = delete;
+    ~JsonString() { std::free(memory_); }
 
     [[nodiscard]] const char* c_str() const { return memory_ != nullptr ? memory_ : own_; }
 
@@ -119,7 +119,7 @@ uint32_t QEvtLog_Init(const char* config, const char* category, const char* tag)
         zlog_fini();
         return EFAULT;
     }
-    // Fails only without memory; a record without its tag is still worth more than no record.
+    // Fails only without memory, and records without the tag are better than none.
     (void)zlog_put_mdc("tag", or_default(tag, "QRN"));
     g_opened = true;
     return 0;
@@ -155,10 +155,10 @@ uint32_t QEvtLog_Log(const char* file, size_t fileSize, const char* function, si
         return name == nullptr || size == 0 ? 0 : size - 1;
     };
     std::string_view status_text{&status, 1};
-    const JsonForm status_form{status_text};
-    const StdioReserve reserve; // zlog opens its file for each record
+    const JsonCharacter shown_status{status_text};
+    const StdioReserve reserve; // zlog opens its file for every record
     zlog(g_PtrZlCategory, or_empty(file), length(file, fileSize), or_empty(function),
          length(function, functionSize), line, kNotice, "\"Status\":\"%.*s\",\"Msg\":\"%s\"",
-         static_cast<int>(status_form.view().size()), status_form.view().data(), JsonText{text}.c_str());
+         static_cast<int>(shown_status.view().size()), shown_status.view().data(), JsonString{text}.c_str());
     return 0;
 }

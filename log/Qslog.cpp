@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The library log: level, properties and lines.
+// The library log: level, properties and log lines.
 #include "include/qslog.h"
 
 #include <algorithm>
@@ -26,44 +26,44 @@ constexpr u32 kHighestLevel = LOG_DEBUG;
 constexpr std::string_view kLevelLetters = "MACEWNID";
 constexpr std::size_t kLineSize = 4096;
 
-// Atomic only so that a change on one thread is no data race with a line on another.
+// Atomic, because a thread may change them while another one logs.
 constinit std::atomic<u32> g_level{LOG_NOTICE};
 constinit std::atomic<u32> g_properties{QSLOG_RESERVED | QSLOG_STDERR};
 constinit std::atomic<bool> g_opened{false};
 
-// openlog() keeps the pointer, so the name must outlive the caller's.
+// A copy, because openlog() keeps the pointer.
 constinit std::array<char, 256> g_ident{};
 
-/// The first character of what is left of a line, and whether it is shown escaped.
-struct Shown {
+/// The first character of the rest of a line, and whether it must be escaped.
+struct LineCharacter {
     std::size_t size;
     u32 code;
     bool is_escaped;
 };
 
-Shown look_at(std::string_view rest)
+LineCharacter look_at(std::string_view rest)
 {
     const auto byte = static_cast<u8>(rest.front());
     const Utf8Character character = first_character(rest);
     if (character.size == 0) {
-        return {1, byte, byte < 0xA0}; // some terminals take single bytes below this for control characters
+        return {1, byte, byte < 0xA0}; // some terminals treat the bytes 0x80 to 0x9F as control characters
     }
     const bool is_last_line_feed = byte == '\n' && rest.size() == 1;
     return {character.size, character.code, character.is_control() && byte != '\t' && !is_last_line_feed};
 }
 
-bool is_written_as_it_is(std::string_view line)
+bool is_plain(std::string_view line)
 {
     while (!line.empty()) {
         if (line.front() >= ' ' && line.front() < 0x7F) {
             line.remove_prefix(1);
             continue;
         }
-        const Shown shown = look_at(line);
-        if (shown.is_escaped) {
+        const LineCharacter character = look_at(line);
+        if (character.is_escaped) {
             return false;
         }
-        line.remove_prefix(shown.size);
+        line.remove_prefix(character.size);
     }
     return true;
 }
@@ -71,7 +71,7 @@ bool is_written_as_it_is(std::string_view line)
 void write_line(int priority, const char* line, u32 properties)
 {
     {
-        const StdioReserve reserve; // the system log's socket is opened here, and again when it was lost
+        const StdioReserve reserve; // syslog() opens its socket when needed
         syslog(priority, "%s", line);
     }
     if ((properties & QSLOG_STDERR) != 0) {
@@ -79,27 +79,28 @@ void write_line(int priority, const char* line, u32 properties)
     }
 }
 
-/// Writes a line with its control characters shown as \n, \r or \xHH, so that nothing in a message can end
-/// the line and begin one of its own, or command the terminal of whoever reads the log.
+/// Writes a line with control characters escaped as \n, \r or \xHH, so that a message can neither start a
+/// line of its own nor send control sequences to the terminal of somebody who reads the log.
 [[gnu::noinline]] void write_escaped(int priority, std::string_view line, u32 properties)
 {
     char escaped[kLineSize];
     std::size_t length = 0;
     while (!line.empty()) {
-        const Shown shown = look_at(line);
+        const LineCharacter character = look_at(line);
         char form[8];
-        std::string_view text{line.data(), shown.size};
-        if (shown.is_escaped && (shown.code == '\n' || shown.code == '\r')) {
-            text = shown.code == '\n' ? "\\n" : "\\r";
-        } else if (shown.is_escaped) {
-            text = {form, static_cast<std::size_t>(std::snprintf(form, sizeof form, "\\x%02X", shown.code))};
+        std::string_view text{line.data(), character.size};
+        if (character.is_escaped && (character.code == '\n' || character.code == '\r')) {
+            text = character.code == '\n' ? "\\n" : "\\r";
+        } else if (character.is_escaped) {
+            text = {form,
+                    static_cast<std::size_t>(std::snprintf(form, sizeof form, "\\x%02X", character.code))};
         }
         if (length + text.size() >= sizeof escaped) {
             break;
         }
         std::copy(text.begin(), text.end(), escaped + length);
         length += text.size();
-        line.remove_prefix(shown.size);
+        line.remove_prefix(character.size);
     }
     escaped[length] = '\0';
     write_line(priority, escaped, properties);
@@ -187,7 +188,7 @@ uint32_t Qslog_Log(int32_t level, const char* module, int32_t line, const char* 
     }
     va_end(arguments);
 
-    if (is_written_as_it_is(text)) {
+    if (is_plain(text)) {
         write_line(priority, text, properties);
     } else {
         write_escaped(priority, text, properties);

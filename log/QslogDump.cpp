@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The library log's dumps: a buffer as hexadecimal digits, or as lines of text.
+// Dumps of a buffer to the library log, as hexadecimal digits or as lines of text.
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -28,7 +28,7 @@ void log_line(const Origin& origin, const char* text)
     Qslog_Log(origin.level, origin.module, origin.line, origin.function, "%s\n", text);
 }
 
-/// Writes header and rule; false: there is nothing to show below them, which is said.
+/// Logs the header and a rule. Returns false if there is no data, after logging that.
 bool log_header(const Origin& origin, const char* title, const void* data, u32 length)
 {
     if (title != nullptr) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The JSON header of a message's payload, and emptying a JSON object.
+// The JSON header of message payloads, and clearing a JSON object.
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -19,7 +19,7 @@ struct FreeTokener {
     void operator()(json_tokener* tokener) const { json_tokener_free(tokener); }
 };
 
-/// Reads a JSON object from a buffer of this size; null: it holds none.
+/// Parses a JSON object in a buffer of this size. Returns null if there is none.
 JsonRef parse_object(const char* text, std::size_t size)
 {
     const std::unique_ptr<json_tokener, FreeTokener> tokener{json_tokener_new()};
@@ -30,7 +30,7 @@ JsonRef parse_object(const char* text, std::size_t size)
     return is_object(root.get()) ? std::move(root) : nullptr;
 }
 
-/// Gives a header member its number; one of another type stays.
+/// Sets a number in the header. EFAULT if the member has another type.
 u32 set_number(json_object* header, const char* name, u32 number)
 {
     json_object* existing = nullptr;
@@ -40,8 +40,8 @@ u32 set_number(json_object* header, const char* name, u32 number)
     return json_object_set_int64(existing, number) != 0 ? 0 : EFAULT;
 }
 
-/// The root's header object, made if there is none. EINVAL: it is no object; ENOMEM.
-u32 take_header(json_object* root, json_object*& header)
+/// Finds or creates the header object. EINVAL if it is not an object; ENOMEM.
+u32 find_or_add_header(json_object* root, json_object*& header)
 {
     constexpr const char* kHeader = "MsgHeader";
     if (find_member(root, kHeader, header)) {
@@ -64,7 +64,7 @@ uint32_t QSCBase_ModifyMsgHeader(char* text, uint16_t size, uint32_t mainOper, u
         return EINVAL;
     }
     json_object* header = nullptr;
-    if (const u32 code = take_header(root.get(), header)) {
+    if (const u32 code = find_or_add_header(root.get(), header)) {
         return code;
     }
     const struct {

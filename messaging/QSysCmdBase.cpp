@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Messages over System V queues, and the small helpers that commanders and dispatchers share.
+// Messages over System V queues, and helpers that commanders and dispatchers share.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -27,11 +27,11 @@ constexpr const char* kModule = "QSysCmdBase";
 constexpr std::size_t kTypeSize = 8;
 constexpr std::size_t kTextHeader = QSCBASE_HEADER_SIZE - kTypeSize;
 
-/// The kernel reads the type as a long of its own, right in front of the text. It is put where it ends with
-/// our type word, so that the text stands at the same place on every CPU.
+/// The kernel expects the type as a native long directly in front of the text. It is placed at the end of our
+/// 8-byte type word, so that the text has the same offset on every CPU.
 constexpr std::size_t kNativeType = kTypeSize - sizeof(long);
 
-/// Which argument of a send is wrong, in the order of the checks; 0: none.
+/// Returns the number of the first bad argument of a send, or 0.
 int find_bad_argument(u32 queue, const void* payload, u16 length, i8 kind)
 {
     return queue == QSCBASE_NO_QUEUE           ? 1
@@ -41,7 +41,7 @@ int find_bad_argument(u32 queue, const void* payload, u16 length, i8 kind)
                                                : 0;
 }
 
-/// A message as it is sent.
+/// A message in the layout in which it is sent.
 class Message
 {
   public:
@@ -72,12 +72,12 @@ class Message
     u8* at(std::size_t place) { return bytes_.data() + place; }
 
     alignas(long)
-        std::array<u8, QSCBASE_HEADER_SIZE + QSCBASE_PAYLOAD_MAX> bytes_; // only what is sent is written
+        std::array<u8, QSCBASE_HEADER_SIZE + QSCBASE_PAYLOAD_MAX> bytes_; // initialised as far as it is sent
     std::size_t text_size_;
 };
 
-/// Clears the caller's buffer; false: it cannot take a message.
-bool prepare(u32 queue, void* buffer, u16 size)
+/// Clears the caller's buffer. Returns false for bad arguments.
+bool prepare_buffer(u32 queue, void* buffer, u16 size)
 {
     if (buffer == nullptr || size < QSCBASE_HEADER_SIZE || queue == QSCBASE_NO_QUEUE) {
         return false;
@@ -104,9 +104,9 @@ u32 receive(u32 queue, u32 flags, i64 type, void* buffer, u16 size)
     return 0;
 }
 
-/// Tries a queue call again, after a pause, while it ends with this code.
+/// Repeats a queue call, with a pause in between, as long as it fails with this code.
 template <typename Attempt>
-u32 try_again(u16 attempts, u16 pause_ms, u32 while_code, Attempt attempt)
+u32 retry(u16 attempts, u16 pause_ms, u32 while_code, Attempt attempt)
 {
     u32 code = EFAULT;
     for (u32 i = 0; i < attempts; ++i) {
@@ -141,22 +141,21 @@ uint32_t QSCBase_Send_NB(uint32_t queue, uint32_t type, uint32_t userValue, cons
         return EINVAL;
     }
     Message message{type, userValue, payload, length, kind};
-    return try_again(attempts, pauseMs, EAGAIN, [&] { return message.send(queue, IPC_NOWAIT); });
+    return retry(attempts, pauseMs, EAGAIN, [&] { return message.send(queue, IPC_NOWAIT); });
 }
 
 uint32_t QSCBase_Receive(uint32_t queue, uint32_t flags, int64_t type, void* buffer, uint16_t size)
 {
-    return prepare(queue, buffer, size) ? receive(queue, flags, type, buffer, size) : u32{EINVAL};
+    return prepare_buffer(queue, buffer, size) ? receive(queue, flags, type, buffer, size) : u32{EINVAL};
 }
 
 uint32_t QSCBase_Receive_NB(uint32_t queue, int64_t type, void* buffer, uint16_t size, uint16_t attempts,
                             uint16_t pauseMs)
 {
-    if (!prepare(queue, buffer, size)) {
+    if (!prepare_buffer(queue, buffer, size)) {
         return EINVAL;
     }
-    return try_again(attempts, pauseMs, ENOMSG,
-                     [&] { return receive(queue, IPC_NOWAIT, type, buffer, size); });
+    return retry(attempts, pauseMs, ENOMSG, [&] { return receive(queue, IPC_NOWAIT, type, buffer, size); });
 }
 
 uint64_t QSCBase_CheckMsgType(uint64_t type)
