@@ -366,19 +366,20 @@ TEST_F(Dispatch, ActionFormCallsTheNamedAction)
 
 TEST_F(Dispatch, ListFormTakesAllOrOneInstance)
 {
-    const std::string prefix = "Device.Routing.Router.1.IPv4Forwarding.";
-    for (const char* rest : {"", "*", "1", "12."}) {
-        for (const uint32_t oper : {kGet, kSet}) {
-            const Json object{"{}"};
-            EXPECT_EQ(request((prefix + rest).c_str(), oper, object.get()), Succeeds()) << rest;
+    for (const std::string prefix :
+         {"Device.Routing.Router.1.IPv4Forwarding.", "Device.DHCPv4.Server.Pool.1.StaticAddress."}) {
+        for (const char* rest : {"", "*", "1", "12."}) {
+            for (const uint32_t oper : {kGet, kSet}) {
+                EXPECT_EQ(send(prefix + rest, oper, "{}"), Answers("{}")) << rest;
+            }
         }
-    }
-    EXPECT_TRUE(outside().logs.empty());
-    for (const char* rest : {"1x", "-1", "+1", "*.", ".", "1.Foo", "4294967297", "2147483648", " 1"}) {
-        const Json object{"{}"};
+        EXPECT_TRUE(outside().logs.empty());
+        for (const char* rest : {"1x", "-1", "+1", "*.", ".", "1.Foo", "4294967297", "2147483648", " 1"}) {
+            outside().logs.clear();
+            EXPECT_EQ(send(prefix + rest, kGet, "{}"), Fails(EINVAL)) << rest;
+            EXPECT_EQ(outside().logs.size(), 1u) << rest;
+        }
         outside().logs.clear();
-        EXPECT_EQ(request((prefix + rest).c_str(), kGet, object.get()), Fails(EINVAL)) << rest;
-        EXPECT_EQ(outside().logs.size(), 1u) << rest;
     }
     const Json object{"{}"};
     EXPECT_EQ(QSysCmdHal_Do_Device_Routing_Router_1_Ipv4Fwd(nullptr, object.get(), kGet, 8, 0, 0),

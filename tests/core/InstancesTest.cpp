@@ -99,6 +99,12 @@ TEST_F(Instances, WithoutDataAGetOfOneGoesOnAndAnythingElseEnds)
         EXPECT_EQ(send("2", oper, object), answer) << object;
         EXPECT_EQ(outside().done, calls);
     }
+    outside().done.clear();
+    for (const char* number : {"0", "3"}) {
+        EXPECT_EQ(send(number, kGet, "{}"), Fails(EINVAL, R"({"ParamId":22})"));
+        EXPECT_EQ(send(number, kSet, R"({"One":{}})"), Fails(EINVAL));
+    }
+    EXPECT_EQ(outside().done, Lines{}) << "no such instance";
 }
 
 TEST_F(Instances, AGetOfAllEndsWithTheFirstThatHasNoData)

@@ -5,6 +5,7 @@
 #include <json-c/json.h>
 
 #include "qsc_wifi.h"
+#include "qslog.h"
 #include "support/Outside.h"
 
 using namespace test;
@@ -295,7 +296,10 @@ TEST_F(WiFiRadio, StandardsReachEveryAccessPoint)
             outside().uci["mtkwireless.ra0.radioOn"] = "1";
         },
         [] { return set("Device.WiFi.Radio.1", "OperatingStandards", "\"802.11ax\"", kMqtt); });
-    outside().uci["mtkwireless.ra0.band"] = "16";
+    outside().uci = {{"mtkwireless.ra0.radioOn", "2"}};
+    outside().done.clear();
+    EXPECT_EQ(set("Device.WiFi.Radio.1", "OperatingStandards", "\"b,g,n,ax\""), Succeeds());
+    EXPECT_EQ(outside().done, Lines{"set mtkwireless.ra0.band=16"});
 
     for (const char* wrong : {"\"a,n,ac\"", "\"b,g,n,\"", "\"B,G\"", "\"\"", "9"}) {
         EXPECT_EQ(set("Device.WiFi.Radio.1", "OperatingStandards", wrong), Fails(EFAULT)) << wrong;
@@ -358,10 +362,15 @@ TEST_F(WiFiRadio, RefusedSets)
     }
     outside().uci_codes["set mtkwireless.mesh.coordatf"] = EIO;
     EXPECT_EQ(set("Device.WiFi.Radio.1", "X_QRN_ATF", "0"), Fails(EIO));
+    Qslog_SetLogLevel(6);
     outside().done.clear();
     outside().logs.clear();
     EXPECT_EQ(send("Device.WiFi.Radio.1", kSet, R"({"X_QRN_ZeroWaitDFS":{"ParamValue":1}})"),
               Answers(R"({"X_QRN_ZeroWaitDFS":{"ParamValue":1}})"));
+    const LogLine only_5ghz{6, "[I] DFS only works in WiFi 5GHz\n"};
+    EXPECT_EQ(outside().logs, std::vector<LogLine>{only_5ghz});
+    EXPECT_EQ(read("Device.WiFi.Radio.1", "IEEE80211hEnabled"), Answers("0"));
+    EXPECT_EQ(outside().logs, std::vector<LogLine>(2, only_5ghz));
     EXPECT_TRUE(outside().done.empty());
 }
 

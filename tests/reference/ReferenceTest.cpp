@@ -129,14 +129,14 @@ void write_table(std::ostream& out, const std::string& title, const Qsc_ParamEnt
     if (path != title) {
         out << "Shown for `" << path << "`.\n\n";
     }
-    out << "| parameter | type | access | configuration | commands |\n|---|---|---|---|---|\n";
+    out << "| id | parameter | type | access | configuration | commands |\n|---|---|---|---|---|---|\n";
     for (const Qsc_ParamEntry* entry = table; entry->id != QSC_TABLE_END; ++entry) {
         const Probe found = probe(*entry, path);
         const char* const access = found.can_get   ? found.can_set ? "get, set" : "get"
                                    : found.can_set ? "set"
                                                    : "none";
-        out << "| " << entry->name << " | " << found.type << " | " << access << " | " << join(found.keys)
-            << " | " << join(found.get_commands);
+        out << "| " << entry->id << " | " << entry->name << " | " << found.type << " | " << access << " | "
+            << join(found.keys) << " | " << join(found.get_commands);
         if (!found.set_commands.empty()) {
             out << (found.get_commands.empty() ? "" : "<br>") << "set: " << join(found.set_commands);
         }
