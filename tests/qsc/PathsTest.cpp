@@ -18,7 +18,7 @@ std::string objects_of(const char* path)
 {
     Place place;
     JsonRef paths;
-    if (read_place(path, place) != kDone || list_objects(place, paths) != kDone) {
+    if (read_place(path, place) != kDone || list_objects(Options{}, place, paths) != kDone) {
         return "none";
     }
     std::string all{place.parameter.view()};

@@ -155,7 +155,8 @@ ExitCode read_object(const char* text, Target& target)
         return result;
     }
     if (!place.parameter.view().empty()) {
-        return wrong_usage("'%s' is a parameter; write %s=VALUE", text, text);
+        return wrong_usage("'%s' is a parameter, and an object is needed; to set it, write %s=VALUE", text,
+                           text);
     }
     if (!find_object(place.path.view(), target) || holds_every(target.path.view())) {
         return wrong_usage("'%s' stands for several objects, and one is needed; 'qsc list %s%s' shows them",

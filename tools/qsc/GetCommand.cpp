@@ -30,13 +30,13 @@ ExitCode add_name(const Asked& asked, const char* name)
 }
 
 /// Takes a path and the names after it off the words.
-ExitCode take_asked(Words& words, Asked& asked)
+ExitCode take_asked(const Options& options, Words& words, Asked& asked)
 {
     if (const ExitCode result = read_place(words[0], asked.place)) {
         return result;
     }
     words = words.subspan(1);
-    if (const ExitCode result = list_objects(asked.place, asked.objects)) {
+    if (const ExitCode result = list_objects(options, asked.place, asked.objects)) {
         return result;
     }
     asked.names.reset(json_object_new_object());
@@ -72,11 +72,12 @@ ExitCode add_request(const char* path, json_object* names, json_object* plan)
 }
 
 /// Reads all words: what is asked, in its order, and the requests that answer it, each object's once.
-ExitCode read_words(Words words, json_object* asked_in_order, json_object* plan, bool& is_single)
+ExitCode read_words(const Options& options, Words words, json_object* asked_in_order, json_object* plan,
+                    bool& is_single)
 {
     for (u32 count = 1; !words.empty(); ++count) {
         Asked asked;
-        if (const ExitCode result = take_asked(words, asked)) {
+        if (const ExitCode result = take_asked(options, words, asked)) {
             return result;
         }
         is_single = count == 1 && asked.place.reach == Place::kObject;
@@ -179,7 +180,7 @@ ExitCode get(const Options& options, Words words)
     if (asked == nullptr || plan == nullptr) {
         return out_of_memory();
     }
-    if (const ExitCode wrong = read_words(words, asked.get(), plan.get(), is_single)) {
+    if (const ExitCode wrong = read_words(options, words, asked.get(), plan.get(), is_single)) {
         return wrong;
     }
     ExitCode result = kDone;

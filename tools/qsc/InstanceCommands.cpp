@@ -7,6 +7,7 @@
 #include "tools/qsc/Assignments.h"
 #include "tools/qsc/Changes.h"
 #include "tools/qsc/Commands.h"
+#include "tools/qsc/Instances.h"
 #include "tools/qsc/Json.h"
 #include "tools/qsc/NearPath.h"
 #include "tools/qsc/Parts.h"
@@ -35,7 +36,7 @@ bool path_of_instance(std::string_view list, std::string_view instance, PathText
 }
 
 /// Finds the path of a list's next instance, whose number is above all that there are.
-ExitCode next_instance(const char* list, PathText& path, u32& number)
+ExitCode next_instance(const Options& options, const char* list, PathText& path, u32& number)
 {
     Target any;
     if (!path_of_instance(list, kInstance, path)) {
@@ -47,8 +48,8 @@ ExitCode next_instance(const char* list, PathText& path, u32& number)
         return result != kDone ? result : wrong_usage("%s is no list that grows", list);
     }
     Instances instances;
-    if (!instances.find(any.object)) {
-        return failure("%s: which instances there are cannot be told", list);
+    if (const ExitCode result = instances.find(options, any.object)) {
+        return result;
     }
     number = instances.numbers().empty() ? 1 : *std::ranges::max_element(instances.numbers()) + 1;
     Text<30> digits;
@@ -72,7 +73,7 @@ ExitCode add_instance(const Options& options, Words words)
 {
     PathText path;
     u32 number = 0;
-    if (const ExitCode result = next_instance(words[0], path, number)) {
+    if (const ExitCode result = next_instance(options, words[0], path, number)) {
         return result;
     }
     Target target;

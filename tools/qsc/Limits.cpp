@@ -63,7 +63,7 @@ bool has_limits(const Parameter& parameter)
 
 void print_limits(const Parameter& parameter)
 {
-    std::string_view separator;
+    const char* separator = "";
     const auto next = [&](std::string_view text) {
         put(separator);
         put(text);

@@ -166,7 +166,7 @@ ExitCode list_below(const Options& options, const char* path)
     if (const ExitCode result = read_place(path, place)) {
         return result;
     }
-    if (const ExitCode result = list_objects(place, paths)) {
+    if (const ExitCode result = list_objects(options, place, paths)) {
         return result;
     }
     ObjectList list{options};

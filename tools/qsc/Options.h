@@ -22,7 +22,8 @@ struct Options {
     bool quiet = false;
     bool verbose = false;
     bool help = false;
-    std::span<const char* const> words; ///< the command and its arguments
+    // NOLINTNEXTLINE(readability-redundant-member-init): so that options can be made by name
+    std::span<const char* const> words{}; ///< the command and its arguments
 };
 
 /// Reads the command line; false: it is wrong, which has been said.

@@ -3,6 +3,7 @@
 
 #include <json-c/json.h>
 
+#include "tools/qsc/Instances.h"
 #include "tools/qsc/NearPath.h"
 #include "tools/qsc/Parts.h"
 #include "tools/qsc/Report.h"
@@ -72,15 +73,14 @@ bool add_path(json_object* paths, const PathText& path)
 }
 
 /// Adds the paths of an object's instances, or the one that is meant. False: not all, which has been said.
-bool add_object(const Object& object, std::string_view written, json_object* paths)
+bool add_object(const Options& options, const Object& object, std::string_view written, json_object* paths)
 {
     PathText path;
     if (!make_path(object, written, "", path)) {
         return add_path(paths, path);
     }
     Instances instances;
-    if (!instances.find(object)) {
-        failure("%s: which instances there are cannot be told", object.path);
+    if (instances.find(options, object) != kDone) {
         return false;
     }
     for (const u32 number : instances.numbers()) {
@@ -162,7 +162,7 @@ ExitCode read_place(const char* text, Place& place)
     return kDone;
 }
 
-ExitCode list_objects(const Place& place, JsonRef& paths)
+ExitCode list_objects(const Options& options, const Place& place, JsonRef& paths)
 {
     paths.reset(json_object_new_array());
     if (paths == nullptr) {
@@ -175,7 +175,7 @@ ExitCode list_objects(const Place& place, JsonRef& paths)
         if (object.parameters != 0 &&
             (kind == Fit::kObject || (kind == Fit::kAbove && place.reach == Place::kBelow))) {
             is_served = true;
-            is_whole = is_whole && add_object(object, place.path.view(), paths.get());
+            is_whole = is_whole && add_object(options, object, place.path.view(), paths.get());
         }
     });
     json_object_array_sort(paths.get(), compare_paths);

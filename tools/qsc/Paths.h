@@ -33,6 +33,6 @@ struct Place {
 /// Lists the objects of a place that exist and that this library serves, as an array of the paths that
 /// requests name, parents before children and instances by number. What it ends with if it cannot has been
 /// said.
-[[nodiscard]] ExitCode list_objects(const Place& place, JsonRef& paths);
+[[nodiscard]] ExitCode list_objects(const Options& options, const Place& place, JsonRef& paths);
 
 } // namespace qsc

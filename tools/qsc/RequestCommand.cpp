@@ -9,6 +9,7 @@
 
 #include "tools/qsc/Answers.h"
 #include "tools/qsc/Commands.h"
+#include "tools/qsc/Instances.h"
 #include "tools/qsc/Json.h"
 #include "tools/qsc/Requests.h"
 #include "tools/qsc/Suggestion.h"

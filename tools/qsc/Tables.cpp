@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/qsc/Tables.h"
 
-#include <algorithm>
-
 namespace qsc
 {
 
@@ -19,21 +17,6 @@ constexpr struct {
 };
 
 } // namespace
-
-bool Instances::find(const Object& object)
-{
-    u32 room = 0;
-    if (QSysCmdHal_FindInstances(&object, nullptr, 0, &room) != 0) {
-        return false;
-    }
-    numbers_.reset(static_cast<u32*>(std::calloc(room + 1, sizeof(u32))));
-    if (numbers_ == nullptr || QSysCmdHal_FindInstances(&object, numbers_.get(), room, &count_) != 0) {
-        return false;
-    }
-    // Others may have added some meanwhile.
-    count_ = std::min(count_, room);
-    return true;
-}
 
 std::string_view packages_of(const Object& object)
 {

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the library says about itself: its objects, their parameters and their instances.
+// What the library says about itself: its objects and their parameters.
 #pragma once
 
-#include <cstdlib>
-#include <memory>
-#include <span>
 #include <string_view>
 
 #include "base/Types.h"
@@ -38,24 +35,6 @@ void for_each_parameter(const Object& object, Visit visit)
         visit(parameter);
     }
 }
-
-struct FreeMemory {
-    void operator()(void* memory) const { std::free(memory); }
-};
-
-/// The numbers of the instances that exist, rising.
-class Instances
-{
-  public:
-    /// False: they cannot be told.
-    [[nodiscard]] bool find(const Object& object);
-
-    [[nodiscard]] std::span<const u32> numbers() const { return {numbers_.get(), count_}; }
-
-  private:
-    std::unique_ptr<u32, FreeMemory> numbers_;
-    u32 count_ = 0;
-};
 
 /// The packages that hold an object's values, with blanks between them, where no subtree commits them.
 [[nodiscard]] std::string_view packages_of(const Object& object);
