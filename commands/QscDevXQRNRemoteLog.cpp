@@ -27,7 +27,7 @@ QSC_HANDLER(Qsc_Dev_X_QRN_Remote_Log_Do_Prefix, serve_text(call, "system.@system
 
 QSC_COMMIT(Qsc_Dev_X_QRN_Remote_Log_Commit,
            is_object(request) ? finish(request, QrnUci_CommitPackage("system")) : EINVAL)
-QSC_SERVICE(Qsc_Dev_X_QRN_Remote_Log_Service, serve_scripts(request, "log system"))
+QSC_SERVICE(Qsc_Dev_X_QRN_Remote_Log_Service, serve_shell_scripts(request, "log system"))
 
 namespace
 {

@@ -127,7 +127,7 @@ SUBTREE(QSysCmdHal_Do_SysUpg, .object = &kUnserved, .actions = g_QscSysUpgCmd)
 SUBTREE(QSysCmdHal_Do_DevInfo_CPU, .object = &kProcessStatus, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_DevInfo_Mem, .object = &kMemoryStatus, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_DevInfo_Flash, .object = &kFlashStatus, .served = QSC_OPER_GET)
-SUBTREE(QSysCmdHal_Do_DeviceInfo, .object = &kDeviceInfo)
+SUBTREE(QSysCmdHal_Do_DeviceInfo, .object = &kDeviceInfo, .packages = "system", .scripts = "system")
 SUBTREE(QSysCmdHal_Do_Device_DHCPv4_Client_1_SentOption, .object = &kDhcpV4SentOption,
         .applied_by = kDhcpV4ClientPath, .list = "Device.DHCPv4.Client.1.SentOption.",
         .routines = &kSentOptionRoutines)
@@ -168,9 +168,10 @@ SUBTREE(QSysCmdHal_Do_Device_X_QRN_CaptivePortal, .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_Ndsctl, .object = &kUnserved, .served = QSC_OPER_SET)
 SUBTREE(QSysCmdHal_Do_Device_Throughput, .label = "Device throughput", .object = &kUnserved,
         .served = QSC_OPER_GET)
-SUBTREE(QSysCmdHal_Do_Device_Routing_Router_1_Ipv4Fwd, .object = &kUnserved,
-        .list = "Device.Routing.Router.1.IPv4Forwarding.")
-SUBTREE(QSysCmdHal_Do_Device_Routing_Router_1, .label = "Device_Routing Router 1", .object = &kRouter)
+SUBTREE(QSysCmdHal_Do_Device_Routing_Router_1_Ipv4Fwd, .object = &kIPv4Forwarding,
+        .applied_by = "Device.Routing.Router.1", .list = "Device.Routing.Router.1.IPv4Forwarding.")
+SUBTREE(QSysCmdHal_Do_Device_Routing_Router_1, .label = "Device_Routing Router 1", .object = &kRouter,
+        .packages = "network", .scripts = "network")
 SUBTREE(QSysCmdHal_Do_Device_Routing_Rip_IfSetting_1, .label = "Device_Routing RIP interface setting 1",
         .object = &kRip)
 SUBTREE(QSysCmdHal_Do_Device_Users_User_1, .label = "Device Users User 1", .object = &kUser)

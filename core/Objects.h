@@ -35,6 +35,7 @@ extern const Object kEthernetInterface;
 extern const Object kWan;
 extern const Object kLldp;
 extern const Object kRouter;
+extern const Object kIPv4Forwarding;
 extern const Object kRip;
 
 // handlers/wifi/

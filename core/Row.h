@@ -79,6 +79,7 @@ inline constexpr Marks kSecret = 0x1;   ///< reads as "", is recorded without it
 inline constexpr Marks kNeeded = 0x2;   ///< a new instance cannot be without it
 inline constexpr Marks kInverted = 0x4; ///< a boolean that is stored as its opposite
 inline constexpr Marks kMany = 0x8;     ///< several values, with commas between them
+inline constexpr Marks kOmitted = 0x20; ///< the fallback is stored by leaving the option out
 inline constexpr Marks kFinal = 0x10;   ///< what a set does cannot be undone
 
 /// A row's name, and the line of the source file that log lines about it show.

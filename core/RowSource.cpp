@@ -2,6 +2,7 @@
 #include "core/RowSource.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include <json-c/json.h>
 
@@ -35,7 +36,7 @@ std::string_view trimmed(std::string_view text)
 
 /// A variable of the boot loader. Each is asked for on its own, and asked for once by the parameter it
 /// answers.
-bool read_boot_variable(std::string_view name, const char* module, RowText& text)
+bool read_boot_variable(Sources& sources, std::string_view name, const char* module, RowText& text)
 {
     Text<62> variable;
     FileText output;
@@ -43,7 +44,15 @@ bool read_boot_variable(std::string_view name, const char* module, RowText& text
         return false;
     }
     const char* const arguments[] = {"fw_printenv", "-n", variable.c_str(), nullptr};
-    if (run_tool({.arguments = arguments, .output = &output}, module) != 0) {
+    if (sources.lacks_boot_environment()) {
+        return false;
+    }
+    const u32 code = run_tool({.arguments = arguments, .output = &output, .is_optional = true}, module);
+    if (code == ENOENT) {
+        Qslog_Log(kLogWarning, module, __LINE__, "fw_printenv", "fw_printenv is not installed\n");
+        sources.set_lacks_boot_environment();
+    }
+    if (code != 0) {
         return false;
     }
     return text.assign(trimmed(first_line(output.view()))) && !text.view().empty();
@@ -59,7 +68,7 @@ bool read_place(Sources& sources, std::string_view place, const char* module, Ro
         return false;
     }
     if (path.view() == "env") {
-        return read_boot_variable(place, module, text);
+        return read_boot_variable(sources, place, module, text);
     }
     const std::string_view content = sources.file(path.c_str());
     return text.assign(place.empty() ? trimmed(first_line(content)) : find_line_value(content, place)) &&

@@ -33,6 +33,10 @@ class Sources
     /// What a tool prints; empty: it failed, which is a code here.
     std::string_view output(const Tool& tool, const char* module);
 
+    /// A device without the tool is asked once a request.
+    [[nodiscard]] bool lacks_boot_environment() const { return lacks_boot_environment_; }
+    void set_lacks_boot_environment() { lacks_boot_environment_ = true; }
+
   private:
     struct Slot {
         Text<126> name; ///< of a file
@@ -44,6 +48,7 @@ class Sources
     /// What does not fit is read again each time.
     std::array<Slot, 6> slots_;
     Slot spare_;
+    bool lacks_boot_environment_ = false;
 
     Slot& slot_for(const char* name, const void* tool, bool& is_new);
     Slot& run(const Tool& tool, const char* module);

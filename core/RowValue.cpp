@@ -166,21 +166,6 @@ bool is_prefix(std::string_view text)
                                          (is_address(AF_INET6, address) && length <= 128));
 }
 
-bool is_mac_address(std::string_view text)
-{
-    if (text.size() != 17) {
-        return false;
-    }
-    bool is_zero = true;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (i % 3 == 2 ? text[i] != ':' : hex_value(text[i]) < 0) {
-            return false;
-        }
-        is_zero = is_zero && (text[i] == ':' || text[i] == '0');
-    }
-    return !is_zero && hex_value(text[1]) % 2 == 0;
-}
-
 bool is_host_name(std::string_view text)
 {
     if (text.empty() || text.size() > 253) {
@@ -208,18 +193,11 @@ bool is_time_of_day(std::string_view text)
            parse_whole(text.substr(3), minute) && minute < 60;
 }
 
-void append_upper(RowText& text, std::string_view letters)
-{
-    for (const char& letter : letters) {
-        const char capital = to_upper(letter);
-        text.append({&capital, 1});
-    }
-}
-
-/// Takes a value whose form a function judges; an empty one takes it away.
+/// Takes a value whose form a function judges; an empty one takes it away, or back to its fallback.
 u32 store_form(const Row& row, std::string_view text, bool is_right, const char* why, RowText& stored)
 {
-    if (text.empty() ? (row.marks & kNeeded) != 0 : !is_right) {
+    const bool may_be_empty = (row.marks & kNeeded) == 0 || row.fallback != nullptr;
+    if (text.empty() ? !may_be_empty : !is_right) {
         return refuse_value(row, text, text.empty() ? "empty" : why);
     }
     stored.append(text);
@@ -299,6 +277,21 @@ u32 store_one(const Row& row, std::string_view text, RowText& stored)
 }
 
 } // namespace
+
+bool is_mac_address(std::string_view text)
+{
+    if (text.size() != 17) {
+        return false;
+    }
+    bool is_zero = true;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (i % 3 == 2 ? text[i] != ':' : hex_value(text[i]) < 0) {
+            return false;
+        }
+        is_zero = is_zero && (text[i] == ':' || text[i] == '0');
+    }
+    return !is_zero && hex_value(text[1]) % 2 == 0;
+}
 
 bool is_ipv4(std::string_view text, u32& address)
 {

@@ -2,8 +2,10 @@
 // The kinds of values: reading what a caller sent into the spelling in which it is stored, and back.
 #pragma once
 
+#include <algorithm>
 #include <string_view>
 
+#include "base/Parse.h"
 #include "base/Text.h"
 #include "core/Row.h"
 
@@ -29,11 +31,24 @@ void to_spoken(const Row& row, std::string_view stored, RowText& spoken);
 [[nodiscard]] const char* type_name(const Row& row);
 [[nodiscard]] const char* unit_name(Unit unit);
 
-/// Whether an address is one of a host: neither a multicast or broadcast address nor all zero.
+/// Reads an IPv4 address, in host byte order.
 [[nodiscard]] bool is_ipv4(std::string_view text, u32& address);
 
 /// Reads a contiguous netmask; 0.0.0.0 is one.
 [[nodiscard]] bool is_netmask(std::string_view text, u32& mask);
+
+/// Whether this is the address of one device: neither of several nor all zero.
+[[nodiscard]] bool is_mac_address(std::string_view text);
+
+/// Appends letters as capitals.
+template <typename Text>
+void append_upper(Text& text, std::string_view letters)
+{
+    for (const char& letter : letters) {
+        const char capital = to_upper(letter);
+        text.append({&capital, 1});
+    }
+}
 
 /// Calls use(item) for each item between commas, white space around it left out, until one answers non-zero.
 template <typename Use>

@@ -198,6 +198,7 @@ u32 run_tool(const ToolRun& run, const char* module)
     int fed[2] = {-1, -1};
     int printed[2] = {-1, -1};
     pid_t process = -1;
+    int error = EMFILE;
     {
         const StdioReserve reserve;
         const bool is_fed = !run.input.empty();
@@ -211,12 +212,16 @@ u32 run_tool(const ToolRun& run, const char* module)
             start.use(their_output.get(), STDOUT_FILENO);
             start.use_nothing(STDERR_FILENO);
             process = start.start(run.arguments);
+            error = errno;
         }
     }
     FileDescriptor input{fed[0]};
     FileDescriptor output{printed[0]};
     if (process < 0) {
-        return fail(run, module, errno == ENOENT ? "is not installed" : "could not be started");
+        if (error == ENOENT && run.is_optional) {
+            return ENOENT;
+        }
+        return fail(run, module, error == ENOENT ? "is not installed" : "could not be started");
     }
     const Deadline deadline{run.deadline};
     const Outcome outcome = talk(run, deadline, input, output);

@@ -18,6 +18,7 @@ struct ToolRun {
     u32 deadline = 5000;          ///< milliseconds; 0: none
     std::string_view input{};     ///< written to its standard input, which then ends
     FileText* output = nullptr;   ///< what it prints, up to kToolOutput bytes; null: thrown away
+    bool is_optional = false;     ///< not being installed is no error, is not logged, and gives ENOENT
 };
 
 /// Runs a program in a process group of its own and waits for it. At its deadline the whole group is ended.

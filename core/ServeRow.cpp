@@ -481,6 +481,9 @@ u32 write_stored(const RowCall& call, std::string_view stored)
     if (!value.assign(stored)) {
         return EFAULT;
     }
+    if ((call.row.marks & kOmitted) != 0 && stored == or_empty(call.row.fallback)) {
+        value.clear();
+    }
     u32 code = 0;
     if (call.row.place == Place::kList) {
         code = write_items(key.c_str(), value);

@@ -34,6 +34,25 @@ u32 check_firewall()
     return code == 0 ? 0 : refuse(EFAULT, "the firewall would not load its rules");
 }
 
+/// Runs an init script without a shell. A restart takes as long as it takes.
+u32 start_init_script(std::string_view script, std::string_view action)
+{
+    ValueText path;
+    ValueText word;
+    path.append("/etc/init.d/").append(script);
+    if (!path.fits() || !word.assign(action)) {
+        return refuse(EFAULT, "the action is too long");
+    }
+    const char* const arguments[] = {path.c_str(), word.c_str(), nullptr};
+    const u32 code = run_tool({.arguments = arguments, .deadline = 0}, kModule);
+    sync();
+    if (code != 0) {
+        QSC_LOG(kLogError, "%s %s, error %u\n", path.c_str(), word.c_str(), code);
+        return refuse(EFAULT, "%s %s failed", path.c_str(), word.c_str());
+    }
+    return 0;
+}
+
 } // namespace
 
 u32 take_action(json_object* request, std::string_view& action)
@@ -59,15 +78,23 @@ u32 run_init_script(std::string_view script, std::string_view action)
     return command.fits() ? QrnExeCmdSimple(command.c_str()) : EFAULT;
 }
 
+u32 serve_shell_scripts(json_object* request, const char* scripts)
+{
+    return serve_action(request, [&](std::string_view action) {
+        return for_each_word(scripts,
+                             [&](std::string_view script) { return run_init_script(script, action); });
+    });
+}
+
 u32 serve_scripts(json_object* request, const char* scripts)
 {
     return serve_action(request, [&](std::string_view action) -> u32 {
-        if (const u32 code =
-                std::string_view{scripts}.find("firewall") != std::string_view::npos ? check_firewall() : 0) {
+        const bool has_firewall = std::string_view{scripts}.find("firewall") != std::string_view::npos;
+        if (const u32 code = has_firewall ? check_firewall() : 0) {
             return code;
         }
         return for_each_word(scripts,
-                             [&](std::string_view script) { return run_init_script(script, action); });
+                             [&](std::string_view script) { return start_init_script(script, action); });
     });
 }
 

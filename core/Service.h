@@ -32,4 +32,7 @@ u32 serve_action(json_object* request, Run run)
 /// would leave the router open.
 u32 serve_scripts(json_object* request, const char* scripts);
 
+/// The same by commands of a shell, for the subtrees whose commands are part of their contract.
+u32 serve_shell_scripts(json_object* request, const char* scripts);
+
 } // namespace qsc

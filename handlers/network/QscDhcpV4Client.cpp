@@ -106,7 +106,7 @@ QSC_HANDLER(Qsc_DhcpV4Client_Do_XQrnPppoeUsername, serve_text(call, "network.wan
 QSC_HANDLER(Qsc_DhcpV4Client_Do_XQrnPppoePassword, pppoe_password(call))
 
 QSC_COMMIT(Qsc_DhcpV4Client_Commit, serve_commit(request, commit))
-QSC_SERVICE(Qsc_DhcpV4Client_Service, serve_scripts(request, "network"))
+QSC_SERVICE(Qsc_DhcpV4Client_Service, serve_shell_scripts(request, "network"))
 
 namespace
 {

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "handlers/network/References.h"
+
+#include "base/Parse.h"
+#include "core/GrowingList.h"
+
+namespace qsc::network
+{
+
+namespace
+{
+
+constexpr std::string_view kWan = "Device.IP.Interface.1";
+constexpr std::string_view kZones = "Device.X_QRN_NetworkZone.";
+
+constexpr GrowingList kZoneList{.package = "qrnnetworkzone", .type = "zone"};
+
+} // namespace
+
+bool find_interface(std::string_view reference, RowText& name)
+{
+    if (reference.ends_with('.')) {
+        reference.remove_suffix(1);
+    }
+    if (reference == kWan) {
+        return name.assign("wan");
+    }
+    i32 number = 0;
+    ListedSections zones;
+    if (!reference.starts_with(kZones) || !parse_whole(reference.substr(kZones.size()), number) ||
+        zones.read(kZoneList) != 0) {
+        return false;
+    }
+    const char* const zone = zones.find(number);
+    return zone != nullptr && name.assign(zone);
+}
+
+void refer_to_interface(std::string_view name, RowText& reference)
+{
+    reference.clear();
+    if (name == "wan") {
+        (void)reference.assign(kWan);
+        return;
+    }
+    ListedSections zones;
+    if (name.empty() || zones.read(kZoneList) != 0) {
+        return;
+    }
+    for (i32 number = zones.next(0); number != 0; number = zones.next(number)) {
+        if (name == zones.find(number)) {
+            reference.append(kZones).append_number(number);
+            return;
+        }
+    }
+}
+
+} // namespace qsc::network
