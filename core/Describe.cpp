@@ -57,7 +57,7 @@ u32 count_parameters(const Object& object)
     return count;
 }
 
-Qsc_ObjectInfo describe(const Qsc_CommandEntry& entry, const Object& object, const char* path)
+Qsc_ObjectInfo describe(const Qsc_CommandEntry& entry, const Object& object)
 {
     const Subtree& subtree = subtree_of(entry);
     const Subtree* const by = subtree.applied_by != nullptr ? find_subtree(subtree.applied_by) : &subtree;
@@ -65,7 +65,7 @@ Qsc_ObjectInfo describe(const Qsc_CommandEntry& entry, const Object& object, con
     const bool commits = by->commit != nullptr || by->packages != nullptr;
     const bool restarts = by->service != nullptr || by->scripts != nullptr;
     const bool has_own_path = *object.path != '\0';
-    return {.path = has_own_path ? object.path : path,
+    return {.path = has_own_path ? object.path : entry.path,
             .entry = &entry,
             .commit = commits ? by_path : "",
             .service = restarts ? by_path : "",
@@ -85,17 +85,18 @@ uint32_t QSysCmdHal_DescribeObject(uint32_t number, Qsc_ObjectInfo* object)
     if (object == nullptr) {
         return EINVAL;
     }
-    u32 seen = 0;
     for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
         const Subtree& subtree = subtree_of(*entry);
-        if (number < seen + 1 + subtree.choices.size()) {
-            const Object& chosen =
-                number == seen ? *subtree.object : *subtree.choices[number - seen - 1].object;
-            *object = describe(*entry, chosen,
-                               number == seen ? entry->path : subtree.choices[number - seen - 1].text);
+        if (number-- == 0) {
+            *object = describe(*entry, *subtree.object);
             return 0;
         }
-        seen += 1 + static_cast<u32>(subtree.choices.size());
+        for (const ObjectChoice& choice : subtree.choices) {
+            if (choice.object != &objects::kUnserved && number-- == 0) {
+                *object = describe(*entry, *choice.object);
+                return 0;
+            }
+        }
     }
     return EFAULT;
 }
@@ -109,7 +110,7 @@ uint32_t QSysCmdHal_FindObject(const char* path, Qsc_ObjectInfo* object)
     if (entry == nullptr) {
         return EFAULT;
     }
-    *object = describe(*entry, object_at(subtree_of(*entry), path), entry->path);
+    *object = describe(*entry, object_at(subtree_of(*entry), path));
     return 0;
 }
 

@@ -98,7 +98,8 @@ u32 ListedSections::read(const GrowingList& list)
     u32 count = 0;
     if (const u32 code = call_optional(QrnUci_ListSections, list.package, list.type, names_.data(),
                                        static_cast<u32>(names_.size()), &count)) {
-        return code;
+        count_ = 0;
+        return is_installed(list.package) ? code : 0;
     }
     count_ = 0;
     const char* name = names_.data();

@@ -41,7 +41,7 @@ class ListedSections
   public:
     static constexpr u32 kMost = 256;
 
-    /// EFAULT: the configuration cannot be read, holds more than can be listed, or its library knows no
+    /// A package that is not installed has none. EFAULT: the configuration cannot be read, holds more than can be listed, or its library knows no
     /// lists.
     [[nodiscard]] u32 read(const GrowingList& list);
 

@@ -28,7 +28,7 @@ RowCall call_for(RowRequest& request, const Row& row, json_object* value)
 
 bool is_switch(const Row& row)
 {
-    return row.kind == Kind::kBoolean;
+    return row.kind == Kind::kBoolean || row.kind == Kind::kAdd || row.kind == Kind::kDelete;
 }
 
 bool is_number(const Row& row)
@@ -82,17 +82,9 @@ void replace_all(RowText& text, char from, char to)
     std::replace(text.data(), text.data() + text.view().size(), from, to);
 }
 
-/// Whether the package of a key has a file at all; without one nothing can be stored in it.
-bool is_installed(std::string_view key)
-{
-    Text<254> path;
-    path.append("/etc/config/").append(key.substr(0, key.find('.')));
-    return access(path.c_str(), F_OK) == 0;
-}
-
 u32 say_unwritten(const RowCall& call, const char* key, u32 code)
 {
-    if (code == EFAULT && !is_installed(key)) {
+    if (code == EFAULT && !is_installed(std::string_view{key}.substr(0, std::string_view{key}.find('.')))) {
         const std::string_view package = std::string_view{key}.substr(0, std::string_view{key}.find('.'));
         const auto length = static_cast<int>(package.size());
         QSC_LOG_CALL(call, kLogError, "%.*s is not installed\n", length, package.data());

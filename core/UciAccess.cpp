@@ -57,6 +57,13 @@ bool uci_is_missing(const char* key)
     return is_missing;
 }
 
+bool is_installed(std::string_view package)
+{
+    Text<254> path;
+    path.append("/etc/config/").append(package);
+    return access(path.c_str(), F_OK) == 0;
+}
+
 bool uci_holds(const char* key, std::string_view text)
 {
     ValueText value;

@@ -39,6 +39,9 @@ template <std::size_t Longest, std::size_t Size>
     return code == EFAULT && uci_is_missing(key) ? 0 : code;
 }
 
+/// Whether a package has a file at all. Without one it cannot be read, and nothing can be stored in it.
+[[nodiscard]] bool is_installed(std::string_view package);
+
 /// Whether an option holds exactly this text.
 [[nodiscard]] bool uci_holds(const char* key, std::string_view text);
 

@@ -367,7 +367,7 @@ TEST_F(Dispatch, ActionFormCallsTheNamedAction)
 TEST_F(Dispatch, ListFormTakesAllOrOneInstance)
 {
     for (const std::string prefix :
-         {"Device.Routing.Router.1.IPv4Forwarding.", "Device.DHCPv4.Server.Pool.1.StaticAddress."}) {
+         {"Device.DHCPv4.Server.Pool.1.StaticAddress.", "Device.DHCPv4.Server.Pool.1.StaticAddress."}) {
         for (const char* rest : {"", "*", "1", "12."}) {
             for (const uint32_t oper : {kGet, kSet}) {
                 EXPECT_EQ(send(prefix + rest, oper, "{}"), Answers("{}")) << rest;
@@ -382,6 +382,6 @@ TEST_F(Dispatch, ListFormTakesAllOrOneInstance)
         outside().logs.clear();
     }
     const Json object{"{}"};
-    EXPECT_EQ(QSysCmdHal_Do_Device_Routing_Router_1_Ipv4Fwd(nullptr, object.get(), kGet, 8, 0, 0),
+    EXPECT_EQ(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1_StaticAddr(nullptr, object.get(), kGet, 8, 0, 0),
               Fails(EINVAL));
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// The reference of every path and parameter, made by asking the handlers themselves: what a get answers and
-// reads, whether a set is served, what it stores and which commands it runs. The test fails when
-// docs/reference.md is not that; QSC_WRITE_REFERENCE=1 writes it.
+// The reference of every path and parameter, made from the library's own description of them and by asking:
+// what a get reads, what a set stores and which commands they run. The test fails when docs/reference.md is
+// not that; QSC_WRITE_REFERENCE=1 writes it.
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -11,7 +11,7 @@
 #include <dlfcn.h>
 #include <json-c/json.h>
 
-#include "qsc_dhcpv4_client.h"
+#include "qsc_describe.h"
 #include "qsc_handlers.h"
 #include "qsc_wifi.h"
 #include "qsyscmdhal.h"
@@ -41,11 +41,26 @@ const Texts kDevice = {
 /// What a set is tried with until it is taken.
 constexpr const char* kValues[] = {"1", "us", "a,n", "lan", "Africa/Abidjan"};
 
-/// An example of each path that has instances.
-std::string example_of(const Qsc_CommandEntry& entry)
+/// An example of a path that has instances: the last that there is.
+std::string example_of(const Qsc_ObjectInfo& object)
 {
-    const std::string path = entry.path;
-    return path == "Device.WiFi.Radio" ? path + ".2" : path == "Device.WiFi.SSID" ? path + ".11" : path;
+    std::string path = object.path;
+    const size_t place = path.find("{i}");
+    uint32_t numbers[64] = {1};
+    uint32_t count = 0;
+    if (place != std::string::npos) {
+        (void)QSysCmdHal_FindInstances(&object, numbers, 64, &count);
+        path.replace(place, 3, std::to_string(numbers[count == 0 ? 0 : count == 16 ? 8 : count - 1]));
+    }
+    return path;
+}
+
+std::string escaped(std::string text)
+{
+    for (size_t at = 0; (at = text.find('|', at)) != std::string::npos; at += 2) {
+        text.replace(at, 1, "\\|");
+    }
+    return text;
 }
 
 std::string join(const std::vector<std::string>& all)
@@ -57,25 +72,14 @@ std::string join(const std::vector<std::string>& all)
             text += (text.empty() ? "" : "<br>") + std::string{"`"} + one + "`";
         }
     }
-    for (size_t at = 0; (at = text.find('|', at)) != std::string::npos; at += 2) {
-        text.replace(at, 1, "\\|");
-    }
-    return text;
+    return escaped(text);
 }
 
 struct Probe {
-    std::string type = "-";
-    bool can_get = false;
-    bool can_set = false;
     Lines keys;
     Lines get_commands;
     Lines set_commands;
 };
-
-uint32_t call(const Qsc_ParamEntry& entry, const std::string& path, json_object* value, uint32_t oper)
-{
-    return entry.handler(path.c_str(), value, oper, QSC_COMMANDER_CLI, 0, entry.param);
-}
 
 /// Commands without their "popen " or "system ".
 Lines commands()
@@ -87,29 +91,27 @@ Lines commands()
     return result;
 }
 
-Probe probe(const Qsc_ParamEntry& entry, const std::string& path)
+/// Asks for one parameter, and tries to set it where that is served. New instances are not made.
+Probe probe(const Qsc_ObjectInfo& object, const Qsc_ParameterInfo& parameter)
 {
     Probe result;
-    const auto begin = [] {
+    const std::string path = example_of(object);
+    const auto ask = [&](uint32_t oper, const std::string& content) {
         outside() = Outside{};
         outside().uci = kDevice;
+        const Json sent{(std::string{R"({")"} + parameter.name + "\":" + content + "}").c_str()};
+        return object.entry->dispatcher(path.c_str(), sent.get(), oper, QSC_COMMANDER_CLI, 0, 0);
     };
-    begin();
-    const Json answered{"{}"};
-    result.can_get = call(entry, path, answered.get(), kGet) == 0;
-    for (const char* member : {"ParamValue", "version", "function"}) {
-        if (json_object* const value = json_object_object_get(answered.get(), member)) {
-            result.type = json_type_to_name(json_object_get_type(value));
-        }
+    if ((parameter.access & object.access & kGet) != 0) {
+        (void)ask(kGet, "{}");
+        result.keys = outside().keys();
+        result.get_commands = commands();
     }
-    result.keys = outside().keys();
-    result.get_commands = commands();
+    if ((parameter.access & object.access & kSet) == 0 || (object.flags & QSC_OBJECT_GROWS) != 0) {
+        return result;
+    }
     for (const char* value : kValues) {
-        begin();
-        const Json sent{(std::string{R"({"ParamValue":")"} + value + R"("})").c_str()};
-        const bool is_placeholder = result.type == "-";
-        if (call(entry, path, sent.get(), kSet) == 0 && !is_placeholder) {
-            result.can_set = true;
+        if (ask(kSet, std::string{R"({"ParamValue":")"} + value + "\"}") == 0) {
             for (const std::string& step : outside().done) {
                 if (step.starts_with("set ")) {
                     result.keys.push_back(step.substr(4, step.find('=') - 4));
@@ -122,21 +124,49 @@ Probe probe(const Qsc_ParamEntry& entry, const std::string& path)
     return result;
 }
 
-void write_table(std::ostream& out, const std::string& title, const Qsc_ParamEntry* table,
-                 const std::string& path)
+/// "boolean", "list of string, 0:3, seconds"
+std::string type_of(const Qsc_ParameterInfo& parameter)
 {
-    out << "\n## " << title << "\n\n";
-    if (path != title) {
-        out << "Shown for `" << path << "`.\n\n";
+    std::string text = (parameter.flags & QSC_PARAM_LIST) != 0 ? "list of " : "";
+    text += parameter.type;
+    text += (*parameter.values != '\0' ? " " : "") + escaped(parameter.values);
+    text += (*parameter.units != '\0' ? ", " : "") + std::string{parameter.units};
+    text += (parameter.flags & QSC_PARAM_SECRET) != 0 ? ", secret" : "";
+    text += (parameter.flags & QSC_PARAM_NEEDED) != 0 ? ", needed" : "";
+    return text;
+}
+
+/// Its id in the table of the command table, if it is there; else its number.
+uint32_t id_of(const Qsc_ObjectInfo& object, const Qsc_ParameterInfo& parameter, uint32_t number)
+{
+    const Qsc_ParamEntry* entry = object.entry->params;
+    while (entry != nullptr && entry->id != QSC_TABLE_END && std::strcmp(entry->name, parameter.name) != 0) {
+        ++entry;
+    }
+    return entry != nullptr && entry->id != QSC_TABLE_END ? entry->id : number;
+}
+
+void write_table(std::ostream& out, const Qsc_ObjectInfo& object)
+{
+    out << "\n## " << object.path << "\n\n";
+    if (*object.commit != '\0' || *object.service != '\0') {
+        out << "Committed by `" << object.commit << "` (" << object.packages << "), restarted by `"
+            << object.service << "`.\n\n";
+    }
+    if (example_of(object) != object.path) {
+        out << "Shown for `" << example_of(object) << "`.\n\n";
     }
     out << "| id | parameter | type | access | configuration | commands |\n|---|---|---|---|---|---|\n";
-    for (const Qsc_ParamEntry* entry = table; entry->id != QSC_TABLE_END; ++entry) {
-        const Probe found = probe(*entry, path);
-        const char* const access = found.can_get   ? found.can_set ? "get, set" : "get"
-                                   : found.can_set ? "set"
-                                                   : "none";
-        out << "| " << entry->id << " | " << entry->name << " | " << found.type << " | " << access << " | "
-            << join(found.keys) << " | " << join(found.get_commands);
+    Qsc_ParameterInfo parameter;
+    for (uint32_t i = 0; QSysCmdHal_DescribeParameter(&object, i, &parameter) == 0; ++i) {
+        const Probe found = probe(object, parameter);
+        const uint32_t access = parameter.access & object.access;
+        out << "| " << id_of(object, parameter, i) << " | " << parameter.name << " | " << type_of(parameter)
+            << " | "
+            << (access == (kGet | kSet) ? "get, set"
+                : access == kGet        ? "get"
+                                        : "set")
+            << " | " << join(found.keys) << " | " << join(found.get_commands);
         if (!found.set_commands.empty()) {
             out << (found.get_commands.empty() ? "" : "<br>") << "set: " << join(found.set_commands);
         }
@@ -226,31 +256,22 @@ std::string write_reference()
 {
     std::ostringstream out;
     out << "# Reference\n\n"
-           "Every path of the command table and every parameter, written by `./dev reference` from what the "
-           "handlers\n"
-           "do on a device where everything is switched on. \"Configuration\" are the keys that are read or "
-           "stored,\n"
-           "\"commands\" what is run to answer and, behind \"set:\", to apply. `help` lists the paths at run "
+           "Every path of the command table and every parameter, written by `./dev reference` from the "
+           "library's own\n"
+           "description, and from what it does on a device where everything is switched on. "
+           "\"Configuration\" are "
+           "the\nkeys that are read or stored, \"commands\" what a shell is given to answer and, after "
+           "\"set:\", to "
+           "apply. `help` lists the paths at run "
            "time.\n\n";
     write_registry(out);
     Lines empty;
-    for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
-        const Qsc_ParamEntry* table = entry->params;
-        const std::string path = entry->path;
-        if (path == "Device.X_QRN_RemoteLog") {
-            table = g_QscDevXQRNRemoteLogCmd;
-        } else if (path.ends_with("1.Subcode.")) {
-            table = g_QscDhcpV4ClientXQrnRelaySentOption1SubcodeCmd;
-        } else if (path.ends_with("RelaySentOption.")) {
-            table = g_QscDhcpV4ClientXQrnRelaySentOptionCmd;
-        }
-        if (table == nullptr || table->id == QSC_TABLE_END) {
-            empty.push_back(path);
-            continue;
-        }
-        write_table(out, path, table, example_of(*entry));
-        if (path == "Device.WiFi.SSID") {
-            write_table(out, path + ".N.Stats", g_QscDeviceWiFiSSIDStatsCmd, path + ".11.Stats");
+    Qsc_ObjectInfo object;
+    for (uint32_t i = 0; QSysCmdHal_DescribeObject(i, &object) == 0; ++i) {
+        if (object.parameters == 0) {
+            empty.push_back(object.path);
+        } else {
+            write_table(out, object);
         }
     }
     out << "\n## Without parameters in this version\n\n";
