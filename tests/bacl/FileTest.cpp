@@ -18,7 +18,7 @@ class Files : public testing::Test
     TemporaryFolder folder_;
 };
 
-TEST_F(Files, SizeAndKindOfWhatIsThere)
+TEST_F(Files, SizeAndKindOfPaths)
 {
     write_file(folder_ / "file", "12345");
     mkfifo((folder_ / "fifo").c_str(), 0600);
@@ -51,7 +51,7 @@ TEST_F(Files, SizeAndKindOfWhatIsThere)
     EXPECT_EQ(BaCL_IsFileExist(nullptr), 0u);
 }
 
-TEST_F(Files, CopyReplacesTheDestination)
+TEST_F(Files, CopyReplacesTheContent)
 {
     for (const size_t size : {0u, 1u, 511u, 512u, 513u, 5000u}) {
         std::string content(size, '\0');
@@ -77,7 +77,7 @@ TEST_F(Files, CopyNeverDestroysItsSource)
     EXPECT_EQ(read_file(from), "precious");
     const std::string program = std::filesystem::read_symlink("/proc/self/exe");
     EXPECT_EQ(BaCL_CopyFile("/proc/self/exe", program.c_str()), 22u)
-        << "though it cannot be opened for writing";
+        << "even though it cannot be opened for writing";
 }
 
 TEST_F(Files, CopyFailures)
@@ -89,10 +89,10 @@ TEST_F(Files, CopyFailures)
     EXPECT_EQ(BaCL_CopyFile((folder_ / "missing").c_str(), from.c_str()), 22u);
     EXPECT_EQ(BaCL_CopyFile(from.c_str(), (folder_ / "no/such/folder").c_str()), 14u);
     EXPECT_EQ(BaCL_CopyFile(from.c_str(), "/dev/full"), 14u);
-    EXPECT_EQ(BaCL_CopyFile("/proc/self/status", (folder_ / "to").c_str()), 14u) << "more than its size says";
+    EXPECT_EQ(BaCL_CopyFile("/proc/self/status", (folder_ / "to").c_str()), 14u) << "longer than its size";
 }
 
-TEST_F(Files, MakesEveryMissingFolder)
+TEST_F(Files, MakesAllMissingParents)
 {
     umask(0);
     const std::string deep = folder_ / "a//b/c/";
@@ -110,7 +110,7 @@ TEST_F(Files, MakesEveryMissingFolder)
     EXPECT_EQ(BaCL_MakeDirectory("/proc/none/below"), 14u);
 
     ASSERT_EQ(chdir((folder_ / "a").c_str()), 0);
-    EXPECT_EQ(BaCL_MakeDirectory("x/y"), 0u) << "relative paths as well";
+    EXPECT_EQ(BaCL_MakeDirectory("x/y"), 0u) << "relative paths, too";
     EXPECT_EQ(BaCL_GetPathProperty((folder_ / "a/x/y").c_str()), 2u);
     ASSERT_EQ(chdir("/"), 0);
 }

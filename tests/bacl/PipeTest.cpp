@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The command pipes against commands that only pretend.
+// The command pipes, with fake commands.
 #include <array>
 #include <string>
 
@@ -9,10 +9,10 @@
 
 using namespace test;
 
-// Not after the first read, and libc's own buffer does.
+// Calling it after the first read would be undefined; the library has no need to call it.
 extern "C" int setvbuf(FILE*, char*, int, size_t) noexcept
 {
-    ADD_FAILURE() << "a stream is given another buffer";
+    ADD_FAILURE() << "the buffer of a stream is replaced";
     return -1;
 }
 
@@ -27,7 +27,7 @@ class Pipe : public OutsideTest
         Qslog_SetProperty(2);
     }
 
-    /// The logged texts, without source lines.
+    /// The logged texts without line numbers.
     static Lines logged()
     {
         Lines result;
@@ -39,7 +39,7 @@ class Pipe : public OutsideTest
     }
 };
 
-TEST_F(Pipe, ExitCodesDecide)
+TEST_F(Pipe, OnlyTheExitCodeCounts)
 {
     const struct {
         int status;
@@ -50,7 +50,7 @@ TEST_F(Pipe, ExitCodesDecide)
         outside().wait_statuses["cmd"] = status;
         EXPECT_EQ(QrnExeCmdSimple("cmd"), code) << status;
         EXPECT_EQ(outside().done, (Lines{"popen cmd", "sync"}));
-        EXPECT_EQ(outside().renewals, 1) << "it may have changed the configuration";
+        EXPECT_EQ(outside().renewals, 1) << "commands may change the configuration";
         EXPECT_EQ(logged(), code == 0 ? Lines{} : Lines{"BaCL_POpen:(QrnExeCmdSimple)[D] ERROR: Cmd cmd\n"});
 
         std::array<char, 8> buffer{};
@@ -63,7 +63,7 @@ TEST_F(Pipe, ExitCodesDecide)
     }
 }
 
-TEST_F(Pipe, CommandsWhoseEndIsLostFail)
+TEST_F(Pipe, CommandsWhoseExitCodeIsLostFail)
 {
     outside().loses_children = true;
     std::array<char, 8> buffer{};
@@ -73,13 +73,13 @@ TEST_F(Pipe, CommandsWhoseEndIsLostFail)
     EXPECT_EQ(outside().logs.size(), 3u);
 }
 
-TEST_F(Pipe, CommandsThatDoNotStart)
+TEST_F(Pipe, CommandsThatCannotBeStarted)
 {
     outside().wait_statuses["cmd"] = -1;
     std::array<char, 8> buffer{'x', 'y'};
     EXPECT_EQ(QrnExeCmdSimple("cmd"), 14u);
     EXPECT_EQ(QrnExeCmdSimpleGet("cmd", buffer.data(), buffer.size()), 14u);
-    EXPECT_EQ(buffer, (std::array<char, 8>{})) << "cleared before the start";
+    EXPECT_EQ(buffer, (std::array<char, 8>{})) << "cleared first";
     EXPECT_EQ(QrnPOpen("cmd", "r"), nullptr);
     EXPECT_EQ(outside().done, (Lines{"popen cmd", "popen cmd", "popen cmd"})) << "and no sync";
     EXPECT_EQ(logged(), (Lines{"BaCL_POpen:(QrnExeCmdSimple)[D] ERROR: popen read\\ncmd\n",
@@ -105,7 +105,7 @@ TEST_F(Pipe, BadArgumentsStartNothing)
     EXPECT_TRUE(outside().done.empty());
 }
 
-TEST_F(Pipe, CapturedOutputIsKeptWholeOrCut)
+TEST_F(Pipe, CapturedOutputIsTruncatedToTheBuffer)
 {
     const struct {
         std::string output;
@@ -127,7 +127,7 @@ TEST_F(Pipe, CapturedOutputIsKeptWholeOrCut)
     }
 }
 
-TEST_F(Pipe, LinesAreReadInPartsWithTheirFeed)
+TEST_F(Pipe, LongLinesAreReadInParts)
 {
     outside().outputs["cmd"] = "abc\nd";
     FILE* const pipe = QrnPOpen("cmd", "r");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The command pipes against the real shell.
+// The command pipes, with the real shell.
 #include <array>
 #include <csignal>
 #include <string>
@@ -20,7 +20,7 @@ TEST(RealShell, ExitCodesAndSignals)
     EXPECT_EQ(QrnExeCmdSimple("kill -9 $$"), 0u) << "only the exit code counts";
 }
 
-TEST(RealShell, AHostThatIgnoresItsChildrenLosesTheirExitCodes)
+TEST(RealShell, CommandsFailInAHostThatIgnoresSigchld)
 {
     signal(SIGCHLD, SIG_IGN);
     EXPECT_EQ(QrnExeCmdSimple("true"), 14u);
@@ -28,7 +28,7 @@ TEST(RealShell, AHostThatIgnoresItsChildrenLosesTheirExitCodes)
     EXPECT_EQ(QrnExeCmdSimple("true"), 0u);
 }
 
-TEST(RealShell, TalkativeCommandsNeitherBlockNorOverrun)
+TEST(RealShell, LongOutputNeitherBlocksNorOverflows)
 {
     EXPECT_EQ(QrnExeCmdSimple("seq 200000"), 0u);
     std::array<char, 9> buffer{};
@@ -37,7 +37,7 @@ TEST(RealShell, TalkativeCommandsNeitherBlockNorOverrun)
     EXPECT_STREQ(buffer.data(), "a\nbcdef");
     EXPECT_EQ(buffer.back(), '#');
     EXPECT_EQ(QrnExeCmdSimpleGet("echo x; exit 2", buffer.data(), 8), 14u);
-    EXPECT_STREQ(buffer.data(), "x\n") << "kept, whatever the exit code";
+    EXPECT_STREQ(buffer.data(), "x\n") << "captured, whatever the exit code";
 }
 
 TEST(RealShell, QuotedTextRunsNothing)
@@ -47,7 +47,7 @@ TEST(RealShell, QuotedTextRunsNothing)
     Qsc_Dbg_SetEnableFlag(1);
     const std::string message = "\"; touch " + marker + "; $(touch " + marker + ") `touch " + marker +
                                 "` \n touch " + marker + " \\\"; touch " + marker;
-    // The logger is not on this machine, so the command fails; what counts is what else ran.
+    // The command itself fails, because the logger is not installed here.
     EXPECT_EQ(Qsc_Dbg_Print(message.c_str(), 1), 14u);
     EXPECT_EQ(BaCL_IsFileExist(marker.c_str()), 0u);
     Qsc_Dbg_SetEnableFlag(0);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The job thread: its flags, its limits, its log.
+// The job thread: flags, time limits, log lines.
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -23,8 +23,8 @@ namespace
 struct Clock {
     bool is_fake = false;
     uint32_t now = 0;
-    Lines sleeps;                  ///< what was asked of usleep(), in milliseconds
-    std::function<void()> on_step; ///< what happens meanwhile
+    Lines sleeps;                  ///< arguments of usleep(), in milliseconds
+    std::function<void()> on_step; ///< called by each usleep()
 };
 
 Clock g_clock;
@@ -114,7 +114,7 @@ class RegularJob : public OutsideTest
     BaCL_RegularInfo info_;
 };
 
-TEST_F(RegularJob, RunsAndStopsAsOftenAsWanted)
+TEST_F(RegularJob, StartsAndStopsRepeatedly)
 {
     int step = 2;
     info_.PtrParam = &step;
@@ -126,12 +126,12 @@ TEST_F(RegularJob, RunsAndStopsAsOftenAsWanted)
         while (g_passes < 10) {
             sched_yield();
         }
-        EXPECT_EQ(g_passes % 2, 0) << "the routine gets the parameter";
+        EXPECT_EQ(g_passes % 2, 0) << "the parameter is passed to the routine";
         logged();
         EXPECT_EQ(BaCL_RegInfo_CreateThread(&info_, well_behaved, 0, 1000), 0u);
         EXPECT_EQ(logged(), (std::vector<LogLine>{{4, "[W] already executed\n"}}));
         EXPECT_EQ(BaCL_RegInfo_CloseThread(&info_, 10'000, 0), 0u);
-        EXPECT_EQ(BaCL_RegInfo_GetFlag(&info_), 7u) << "running until it is cleared";
+        EXPECT_EQ(BaCL_RegInfo_GetFlag(&info_), 7u) << "running until the flag is cleared";
         EXPECT_EQ(BaCL_RegInfo_ClearExeFlag(&info_), 0u);
     }
     EXPECT_EQ(BaCL_RegInfo_Close(&info_), 0u);
@@ -154,13 +154,13 @@ TEST_F(RegularJob, WaitsInStepsUntilTheLimitHasPassed)
     } cases[] = {{0, 0, 62, 1},  {100, 0, 62, 2}, {101, 0, 62, 3},
                  {100, 1, 0, 1}, {101, 2, 0, 2},  {100, 2, 62, 2}};
     for (const auto& [limit, acknowledged_after, code, steps] : cases) {
-        g_clock.now = UINT32_MAX - 20; // it wraps on the way
+        g_clock.now = UINT32_MAX - 20; // wraps around meanwhile
         g_clock.on_step = [this, after = acknowledged_after] {
             if (g_clock.sleeps.size() == after) {
                 BaCL_RegInfo_SetFlag(&info_, BACL_JOB_ACKNOWLEDGED);
             }
         };
-        BaCL_RegInfo_SetFlag(&info_, BACL_JOB_ACKNOWLEDGED | BACL_JOB_STOP); // left over from before
+        BaCL_RegInfo_SetFlag(&info_, BACL_JOB_ACKNOWLEDGED | BACL_JOB_STOP); // of the previous thread
         g_clock.sleeps.clear();
         EXPECT_EQ(BaCL_RegInfo_CreateThread(&info_, silent, 0, limit), code) << limit;
         EXPECT_EQ(g_clock.sleeps, Lines(steps, "50"));
@@ -171,14 +171,14 @@ TEST_F(RegularJob, WaitsInStepsUntilTheLimitHasPassed)
         g_clock.sleeps.clear();
         EXPECT_EQ(BaCL_RegInfo_CloseThread(&info_, limit, 1), code) << limit;
         EXPECT_EQ(g_clock.sleeps, Lines(steps, "50"));
-        EXPECT_EQ(BaCL_RegInfo_GetFlag(&info_) & ~2u, 4u) << "asked to stop, and no longer running";
+        EXPECT_EQ(BaCL_RegInfo_GetFlag(&info_) & ~2u, 4u) << "requested to stop, and no longer running";
     }
     g_clock.on_step = nullptr;
     BaCL_RegInfo_SetExeFlag(&info_);
     logged();
     g_clock.sleeps.clear();
     EXPECT_EQ(BaCL_RegInfo_Close(&info_), 0u);
-    EXPECT_EQ(g_clock.sleeps.size(), 20u) << "a second";
+    EXPECT_EQ(g_clock.sleeps.size(), 20u) << "one second";
     EXPECT_EQ(logged(), (std::vector<LogLine>{{3, "[E] BaCL_RegInfo_CloseThread\n"}}));
 }
 
@@ -200,7 +200,7 @@ TEST_F(RegularJob, AnyStackSizeStartsADetachedThread)
     EXPECT_LT(g_stack_size, by_default);
 }
 
-TEST_F(RegularJob, ThreadsThatCannotBeMade)
+TEST_F(RegularJob, ThreadsThatCannotBeCreated)
 {
     EXPECT_EQ(BaCL_RegInfo_CreateThread(&info_, nullptr, 0, 0), 22u);
     BaCL_RegInfo_ClearState(&info_, BACL_JOB_AVAILABLE);
@@ -231,8 +231,8 @@ TEST_F(RegularJob, ThreadsThatCannotBeMade)
     EXPECT_EQ(logged().back(), (LogLine{3, "[E] BaCL_RegInfo_ClearFlag, error 35\n"}));
 }
 
-// Which thread calls each operation makes, and what it comes to when one of them fails.
-TEST_F(RegularJob, LockingIsPartOfTheContract)
+// The mutex calls of each function, and its result when one of them fails.
+TEST_F(RegularJob, LocksOfEachFunction)
 {
     const struct {
         const char* name;
@@ -278,7 +278,7 @@ TEST_F(RegularJob, LockingIsPartOfTheContract)
     EXPECT_EQ(BaCL_RegInfo_IsAvailable(&info_), 1u);
 }
 
-TEST_F(RegularJob, AJobIsAskedToStopWithoutTheLockAsWell)
+TEST_F(RegularJob, AJobIsStoppedEvenIfLocksFail)
 {
     g_clock.is_fake = true;
     BaCL_RegInfo_SetFlag(&info_, BACL_JOB_RUNNING | BACL_JOB_ACKNOWLEDGED);
@@ -328,7 +328,7 @@ TEST_F(RegularJob, FlagsAreMaskedAndBadRecordsRefused)
         EXPECT_EQ(BaCL_RegInfo_GetFlag(bad), 0u);
     }
     EXPECT_EQ(BaCL_RegInfo_Init(nullptr), 22u);
-    EXPECT_EQ(logged(), std::vector<LogLine>(13, LogLine{3, "[E] parameter\n"})) << "getters keep silent";
+    EXPECT_EQ(logged(), std::vector<LogLine>(13, LogLine{3, "[E] parameter\n"})) << "getters do not log";
 }
 
 TEST_F(RegularJob, PrintsItself)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The ring buffer on one thread, against a plain model.
+// The ring buffer on a single thread, compared with a simple model.
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -16,8 +16,8 @@ using namespace test;
 namespace
 {
 
-std::vector<int64_t> g_sleeps; ///< what was asked of nanosleep(), in milliseconds
-int g_interruptions = 0;       ///< how often it is interrupted, each time after a millisecond
+std::vector<int64_t> g_sleeps; ///< arguments of nanosleep(), in milliseconds
+int g_interruptions = 0;       ///< how many times it is interrupted, after one millisecond each
 
 std::string joined(const Lines& words)
 {
@@ -30,7 +30,7 @@ std::string joined(const Lines& words)
 
 } // namespace
 
-// Sleeps no time at all.
+// Returns at once.
 extern "C" int nanosleep(const timespec* time, timespec* rest)
 {
     const int64_t asked = int64_t{time->tv_sec} * 1000 + time->tv_nsec / 1'000'000;
@@ -81,7 +81,7 @@ class RingBuffer : public OutsideTest
     BaCL_RingBuffer ring_;
 };
 
-TEST_F(RingBuffer, BehavesAsAQueueOfTheLastBytes)
+TEST_F(RingBuffer, BehavesLikeAQueueOfTheLastBytes)
 {
     std::deque<char> model;
     std::mt19937 random{7};
@@ -107,7 +107,7 @@ TEST_F(RingBuffer, BehavesAsAQueueOfTheLastBytes)
     }
 }
 
-TEST_F(RingBuffer, WhatDoesNotFitOverwritesOrIsRefused)
+TEST_F(RingBuffer, PushesThatDoNotFitOverwriteOrFail)
 {
     EXPECT_EQ(push("0123456789"), 0u);
     EXPECT_EQ(BaCL_RingBuf_IsBufferFull(&ring_), 1u);
@@ -129,16 +129,17 @@ TEST_F(RingBuffer, WhatDoesNotFitOverwritesOrIsRefused)
     EXPECT_EQ(pop(8), "01234567");
     EXPECT_EQ(BaCL_RingBuf_ClearStateFlag(&ring_, 1), 0u);
     EXPECT_EQ(BaCL_RingBuf_FreeBuffer(&ring_), 0u);
-    EXPECT_EQ(push("x"), 14u) << "no storage, whatever the flag";
+    EXPECT_EQ(push("x"), 14u) << "no storage, regardless of the flag";
     EXPECT_EQ(BaCL_RingBuf_GetBufferSize(&ring_), 0u);
     EXPECT_EQ(BaCL_RingBuf_IsBufferFull(&ring_), 0u);
 }
 
-TEST_F(RingBuffer, AvailableFormsTakeWhatThereIs)
+TEST_F(RingBuffer, AvailableFormsMoveAsMuchAsPossible)
 {
     char data[16] = "abcdefghijklmno";
     EXPECT_EQ(push("12"), 0u);
-    EXPECT_EQ(BaCL_RingBuf_PushAvailable(&ring_, data, 1), 6u) << "the whole free space, whatever the count";
+    EXPECT_EQ(BaCL_RingBuf_PushAvailable(&ring_, data, 1), 6u)
+        << "fills the free space, regardless of the count";
     EXPECT_EQ(BaCL_RingBuf_PushAvailable(&ring_, data, 16), 0u);
     EXPECT_EQ(BaCL_RingBuf_PopAvailable(&ring_, data, 3), 3u);
     EXPECT_EQ(std::string(data, 3), "12a");
@@ -164,7 +165,7 @@ TEST_F(RingBuffer, StateAndThreshold)
     EXPECT_EQ(BaCL_RingBuf_GetStateFlag(&ring_), 1u) << "the threshold is not reached";
     BaCL_RingBuf_SetThreshold(&ring_, 4);
     EXPECT_EQ(BaCL_RingBuf_ClearState(&ring_, 2), 0u);
-    EXPECT_EQ(BaCL_RingBuf_GetStateFlag(&ring_), 0u) << "whoever waited may overwrite";
+    EXPECT_EQ(BaCL_RingBuf_GetStateFlag(&ring_), 0u) << "overwriting is allowed again";
     EXPECT_EQ(BaCL_RingBuf_GetState(&ring_), 1u);
     outside().logs.clear();
     EXPECT_EQ(push("x"), 22u);
@@ -178,7 +179,7 @@ TEST_F(RingBuffer, StateAndThreshold)
     EXPECT_EQ(BaCL_RingBuf_Push_WM(&ring_, "x", 1, 0), 0u);
     EXPECT_EQ(BaCL_RingBuf_ThreadMuxLock(&ring_, 0), 0u);
     EXPECT_EQ(BaCL_RingBuf_AllocateBuffer(&ring_, 8), 0u);
-    EXPECT_EQ(BaCL_RingBuf_GetDataSize(&ring_), 0u) << "the same size again empties it";
+    EXPECT_EQ(BaCL_RingBuf_GetDataSize(&ring_), 0u) << "allocating the same size empties it";
     EXPECT_EQ(BaCL_RingBuf_AllocateBuffer(&ring_, 0), 22u);
     push("abc");
     EXPECT_EQ(BaCL_RingBuf_ClearBuffer(&ring_), 0u);
@@ -222,8 +223,8 @@ TEST_F(RingBuffer, BadRecordsAndArgumentsAreRefused)
     EXPECT_EQ(BaCL_RingBuf_Close(&ring_, 0), 22u);
 }
 
-// Which thread calls each operation makes, in order, and what it comes to when one of them fails.
-TEST_F(RingBuffer, LockingIsPartOfTheContract)
+// The thread calls of each function, in order, and its result when one of them fails.
+TEST_F(RingBuffer, LocksAndSignalsOfEachFunction)
 {
     static char byte;
     const std::string at_threshold = "mutex_lock cond_signal mutex_unlock";
@@ -299,7 +300,7 @@ TEST_F(RingBuffer, LockingIsPartOfTheContract)
         fake_pthread().failures["mutex_lock"] = EDEADLK;
         EXPECT_EQ(call(&ring_), without_lock);
         if (calls.starts_with("mutex_lock")) {
-            ASSERT_EQ(outside().logs.size(), 1u) << "one line says it";
+            ASSERT_EQ(outside().logs.size(), 1u) << "logged once";
             EXPECT_EQ(outside().logs[0].text.substr(4), "pthread_mutex_lock, error 14\n");
         }
 
@@ -312,19 +313,19 @@ TEST_F(RingBuffer, LockingIsPartOfTheContract)
     }
 }
 
-TEST_F(RingBuffer, WaitsAndSignalsThatFail)
+TEST_F(RingBuffer, FailedWaitsAndSignals)
 {
     push("xx");
     BaCL_RingBuf_SetThreshold(&ring_, 1);
     watch(&ring_.Mutex, &ring_.Condition);
     fake_pthread().failures = {{"cond_wait", 4}, {"cond_signal", 16}, {"mutex_unlock", 1}};
-    EXPECT_EQ(BaCL_RingBuf_ThreadCondWait_CF(&ring_), 5u) << "both errors, OR";
+    EXPECT_EQ(BaCL_RingBuf_ThreadCondWait_CF(&ring_), 5u) << "both errors combined";
     EXPECT_EQ(BaCL_RingBuf_ThreadCondSignal_CF(&ring_), 17u);
     fake_pthread().failures.erase("mutex_unlock");
     outside().logs.clear();
     EXPECT_EQ(BaCL_RingBuf_ThreadCondWait(&ring_), 4u);
     EXPECT_EQ(BaCL_RingBuf_ThreadCondSignal(&ring_), 16u);
-    EXPECT_EQ(push("y"), 0u) << "a signal that fails does not fail the push";
+    EXPECT_EQ(push("y"), 0u) << "a failed signal does not fail the push";
     EXPECT_EQ(BaCL_RingBuf_SetThreshold(&ring_, 1), 0u);
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E] pthread_cond_wait, error 4\n"},
                                                     {4, "[W] pthread_cond_signal, error 16\n"},
@@ -332,10 +333,10 @@ TEST_F(RingBuffer, WaitsAndSignalsThatFail)
                                                     {4, "[W] pthread_cond_signal, error 16\n"}}));
     BaCL_RingBuf_SetStateFlag(&ring_, 1);
     EXPECT_EQ(BaCL_RingBuf_ClearState(&ring_, 2), 0u);
-    EXPECT_EQ(ring_.StateFlag, 1u) << "nobody was woken, so nothing may be overwritten";
+    EXPECT_EQ(ring_.StateFlag, 1u) << "nobody was woken, so overwriting stays forbidden";
 }
 
-TEST_F(RingBuffer, AThresholdIsReachedExactly)
+TEST_F(RingBuffer, SignalsWhenTheThresholdIsReached)
 {
     const struct {
         uint32_t threshold;
@@ -371,7 +372,7 @@ TEST_F(RingBuffer, TheThresholdIsLoweredWithTheStorage)
     EXPECT_EQ(BaCL_RingBuf_GetThreshold(&ring_), 0u);
 }
 
-TEST_F(RingBuffer, InitUndoesWhatItHasMade)
+TEST_F(RingBuffer, FailedInitLeavesNothingBehind)
 {
     BaCL_RingBuffer ring;
     watch(&ring.Mutex, &ring.Condition);
@@ -388,7 +389,7 @@ TEST_F(RingBuffer, InitUndoesWhatItHasMade)
                                                     {3, "[E] pthread_cond_init, error 11\n"}}));
 }
 
-TEST_F(RingBuffer, CloseWakesAllWaitsItsWholeTimeAndFreesEverything)
+TEST_F(RingBuffer, CloseWakesEverybodyWaitsAndFreesEverything)
 {
     push("xx");
     BaCL_RingBuf_SetThreshold(&ring_, 2);
@@ -411,7 +412,7 @@ TEST_F(RingBuffer, CloseWakesAllWaitsItsWholeTimeAndFreesEverything)
     g_sleeps.clear();
     outside().logs.clear();
     EXPECT_EQ(BaCL_RingBuf_Close(&ring_, 0), 0u);
-    EXPECT_EQ(ring_.PtrBuffer, nullptr) << "freed without the lock as well";
+    EXPECT_EQ(ring_.PtrBuffer, nullptr) << "freed even without the lock";
     EXPECT_TRUE(g_sleeps.empty());
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{{4, "[W] pthread_mutex_lock, error 14\n"},
                                                     {3, "[E] pthread_mutex_lock, error 14\n"},
@@ -419,7 +420,7 @@ TEST_F(RingBuffer, CloseWakesAllWaitsItsWholeTimeAndFreesEverything)
                                                     {4, "[W] pthread_mutex_destroy, error 16\n"}}));
 }
 
-TEST_F(RingBuffer, PrintsItselfAndItsBytesInOrder)
+TEST_F(RingBuffer, PrintsTheRecordAndItsBytes)
 {
     push("..012345");
     pop(4);

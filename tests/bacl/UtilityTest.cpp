@@ -19,7 +19,7 @@ TEST(Hex, WritesUpperCasePairsIntoAClearedBuffer)
     EXPECT_EQ(text[0], '#');
     EXPECT_EQ(BaCL_Binary2HexString(text.data(), 7, data.data(), 3), 0u);
     EXPECT_STREQ(text.data(), "0A1BFF");
-    EXPECT_EQ(text[7], '#') << "outside the given size";
+    EXPECT_EQ(text[7], '#') << "beyond the given size";
     EXPECT_EQ(BaCL_Binary2HexString(text.data(), 8, data.data(), 0), 0u);
     EXPECT_EQ(std::string(text.data(), 8), std::string(8, '\0'));
 
@@ -31,7 +31,7 @@ TEST(Hex, WritesUpperCasePairsIntoAClearedBuffer)
     EXPECT_EQ(BaCL_Binary2HexString(text.data(), 7, data.data(), INT32_MAX), 22u);
 }
 
-TEST(Hex, ReadsPairsWithoutCheckingThem)
+TEST(Hex, ConvertsPairsWithoutValidation)
 {
     const struct {
         const char* text;
@@ -58,7 +58,7 @@ TEST(Hex, ReadsPairsWithoutCheckingThem)
         std::vector<uint8_t> expected = bytes;
         expected.resize(static_cast<size_t>(capacity), 0);
         expected.push_back('#');
-        EXPECT_EQ(data, expected) << text << ": cleared over its capacity, and no further";
+        EXPECT_EQ(data, expected) << text << ": cleared up to its capacity";
         EXPECT_EQ(length, code == 0 ? static_cast<int32_t>(bytes.size()) : capacity) << text;
     }
     uint8_t untouched = '#';
@@ -71,7 +71,7 @@ TEST(Hex, ReadsPairsWithoutCheckingThem)
     EXPECT_EQ(untouched, '#');
 }
 
-TEST(StringType, EveryCharacterMustBeOfTheClass)
+TEST(StringType, AllCharactersMustBelongToTheClass)
 {
     const struct {
         uint32_t type;
@@ -157,7 +157,7 @@ TEST(Version, ComparesNumberByNumber)
     EXPECT_EQ(BaCL_VersionCompare(one, nullptr, "."), 0);
 }
 
-TEST(Clock, ReadingsAgreeWithTheKernels)
+TEST(Clock, AgreesWithTheKernel)
 {
     const auto read = [](clockid_t clock) {
         timespec time{};
@@ -188,7 +188,7 @@ TEST(Clock, ReadingsAgreeWithTheKernels)
     EXPECT_LE(wall_seconds, static_cast<int64_t>(wall_after / 1000));
 }
 
-TEST(Octet, OrderIsExplicitAndAlignmentFree)
+TEST(Octet, ByteOrderIsExplicitAndAlignmentIrrelevant)
 {
     std::array<uint8_t, 5> data{0, 0x81, 0x02, 0x03, 0xF4};
     EXPECT_EQ(BaCL_GetUint16Be(&data[1]), 0x8102);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The descriptors of what the library opens, and of what libc and zlog open for it, in a host without
-// standard streams: whatever is printed there must not end in a file of ours.
+// Descriptors that the library, libc and zlog open in a host without standard streams must be above 2, or
+// what the host prints would be written to them.
 #include <algorithm>
 #include <cstdio>
 #include <string>
@@ -25,7 +25,7 @@ namespace
 
 std::vector<int> g_opened;
 
-/// Opens something, as the real one may.
+/// Opens a descriptor, as the real function may.
 void open_something()
 {
     const int descriptor = open("/dev/null", O_RDWR | O_CLOEXEC);

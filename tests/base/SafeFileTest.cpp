@@ -40,13 +40,13 @@ TEST_F(SafeFile, WholeContentUpToTheLimit)
     write_file(path, "12345");
     EXPECT_EQ(qsc::read_safe_file(path.c_str(), text, 5), 0u);
     EXPECT_EQ(qsc::read_safe_file(path.c_str(), text, 4), uint32_t{EFBIG});
-    EXPECT_EQ(text.view(), "12345") << "a failure leaves the text alone";
-    EXPECT_EQ(qsc::read_safe_file("/proc/self/status", text), 0u) << "whose size is said to be 0";
+    EXPECT_EQ(text.view(), "12345") << "unchanged on failure";
+    EXPECT_EQ(qsc::read_safe_file("/proc/self/status", text), 0u) << "reports size 0";
     EXPECT_EQ(text.view().substr(0, 5), "Name:");
     EXPECT_EQ(qsc::read_safe_file("/proc/self/status", text, 100), uint32_t{EFBIG});
 }
 
-TEST_F(SafeFile, NothingButRegularFiles)
+TEST_F(SafeFile, OnlyRegularFiles)
 {
     write_file(folder_ / "file", "secret");
     ASSERT_EQ(symlink((folder_ / "file").c_str(), (folder_ / "link").c_str()), 0);
@@ -65,7 +65,7 @@ TEST_F(SafeFile, NothingButRegularFiles)
     }
 }
 
-TEST_F(SafeFile, NoFileBecomesAStandardStream)
+TEST_F(SafeFile, DescriptorsOfFilesAreAboveStandardError)
 {
     const std::string path = folder_ / "file";
     for (const int access : {O_RDONLY | O_CREAT, O_RDWR}) {
@@ -79,8 +79,8 @@ TEST_F(SafeFile, NoFileBecomesAStandardStream)
         holds_without_stdio([&] { return qsc::open_file("/none", O_RDWR).get() < 0 && errno == ENOENT; }));
 }
 
-// Each thread must see that the streams are closed, also while they look open because of another thread.
-TEST_F(SafeFile, ThreadsThatOpenAtOnceKeepOffTheStandardStreams)
+// While one thread occupies the closed descriptors, another one must not take them for open.
+TEST_F(SafeFile, ThreadsShareTheReservation)
 {
     EXPECT_TRUE(holds_without_stdio([] {
         std::atomic<bool> ok = true;

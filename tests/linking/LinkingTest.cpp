@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a host sees of the library through the dynamic linker; built as every kind of program that a host can
-// be.
+// How the library is bound to a host by the dynamic linker. Built as each kind of program that a host can be.
 #include <cstring>
 #include <string>
 
@@ -43,7 +42,7 @@ Qsc_HandlerFunction* find_handler(const Qsc_ParamEntry* table, const char* name)
 
 } // namespace
 
-// Definitions of the host's own, of functions that the library has as well.
+// The host's own definitions of functions that the library exports.
 extern "C" {
 
 uint32_t Qslog_Log(int32_t, const char*, int32_t, const char* function, const char*, ...)
@@ -64,7 +63,7 @@ uint32_t BaCL_IsFileExist(const char*)
 
 } // extern "C"
 
-TEST(Linking, TablesHoldTheFunctionsThatTheHostKnows)
+TEST(Linking, TablesHoldTheAddressesThatTheHostSees)
 {
     const struct {
         const char* path;
@@ -85,12 +84,12 @@ TEST(Linking, TablesHoldTheFunctionsThatTheHostKnows)
     EXPECT_EQ(QSysCmdHal_GetFunList(), g_QSysCmdHalCmd);
 }
 
-TEST(Linking, TheHostsOwnFunctionsAreCalledInside)
+TEST(Linking, TheLibraryCallsTheHostsDefinitions)
 {
     g_logged.clear();
     EXPECT_EQ(QSCBase_Send_NB(QSCBASE_NO_QUEUE, 1, 0, nullptr, 0, 0, 1, 0), 22u);
     EXPECT_EQ(g_logged, "QSCBase_Send_NB");
     EXPECT_STREQ(QSCBase_GetCommanderName(8), "host");
-    // Defined in the same source file as its caller, where a compiler would like to inline it.
+    // In the same source file as its caller, so that a compiler could inline it.
     EXPECT_EQ(BaCL_CopyFile("/proc/self/status", "/dev/null"), 22u);
 }

@@ -18,7 +18,7 @@ class Log : public OutsideTest
     }
 };
 
-TEST_F(Log, LevelFiltersAndIsHandedToTheSystemLog)
+TEST_F(Log, LevelFiltersAndSetsTheMaskOfTheSystemLog)
 {
     EXPECT_EQ(Qslog_SetLogLevel(3), 5u) << "5 is the default, and the previous level is returned";
     EXPECT_EQ(written(4, "warning\n"), "nothing");
@@ -43,7 +43,7 @@ TEST_F(Log, EachLevelHasItsLetterAndPriority)
     EXPECT_EQ(outside().logs[0].priority, 0);
 }
 
-TEST_F(Log, PropertiesChooseThePrefixAndTheCopy)
+TEST_F(Log, PropertiesSelectPrefixAndCopy)
 {
     testing::internal::CaptureStderr();
     EXPECT_EQ(Qslog_AddProperty(2), 3u);
@@ -55,7 +55,7 @@ TEST_F(Log, PropertiesChooseThePrefixAndTheCopy)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "[E] %s%n\n");
 }
 
-TEST_F(Log, LongLinesAreCut)
+TEST_F(Log, LongLinesAreTruncated)
 {
     const std::string line = written(3, std::string(5000, 'x').c_str());
     EXPECT_EQ(line, "[E] " + std::string(4091, 'x'));
@@ -66,7 +66,7 @@ TEST_F(Log, LongLinesAreCut)
     EXPECT_EQ(outside().logs[0].text, std::string(4095, 'm'));
 }
 
-TEST_F(Log, OneCallIsOneLineWithoutCommandsToATerminal)
+TEST_F(Log, ControlCharactersAreEscaped)
 {
     const struct {
         const char* message;
@@ -80,14 +80,14 @@ TEST_F(Log, OneCallIsOneLineWithoutCommandsToATerminal)
         {"\xC2\x9B"
          "2J \xC2\x80 \xC2\xA0",
          "\\x9B2J \\x80 \xC2\xA0"},
-        {"\x9B \xFF \xE2\x82", "\\x9B \xFF \xE2\\x82"}, // no UTF-8
+        {"\x9B \xFF \xE2\x82", "\\x9B \xFF \xE2\\x82"}, // invalid UTF-8
     };
     for (const auto& [message, shown] : cases) {
         EXPECT_EQ(written(3, message), std::string{"[E] "} + shown);
     }
     const std::string many = written(3, std::string(4000, '\x01').c_str());
     EXPECT_EQ(many.size(), 4u + 4 * 1022);
-    EXPECT_TRUE(many.ends_with("\\x01")) << "an escape is written whole or not at all";
+    EXPECT_TRUE(many.ends_with("\\x01")) << "escapes are never split";
 }
 
 TEST_F(Log, OpensOnceUntilClosed)
@@ -157,7 +157,7 @@ TEST_F(Log, StringDumpBreaksAtLineFeedsAndWidth)
     EXPECT_EQ(lines, (Lines{"one\n", "\n", "two.[2J\n", std::string(76, 'x') + "\n", "xxxx\n"}));
 }
 
-TEST_F(Log, EventRecordsAreValidJsonWhateverTheySay)
+TEST_F(Log, EventRecordsAreAlwaysValidJson)
 {
     const auto record = [](char status, const std::string& message) {
         outside().events.clear();
@@ -183,13 +183,13 @@ TEST_F(Log, EventRecordsAreValidJsonWhateverTheySay)
         {'"', "\x7F", "\\\"", "\\u007f"},
         {'\0', "\xC2\x9B", "\\u0000", "\\u009b"},
         {'\xE9', "\u00e9 \U0010FFFF", "\uFFFD", "\u00e9 \U0010FFFF"},
-        // Cut short, overlong, surrogates, beyond the last character, and bytes that never occur.
+        // Incomplete and overlong sequences, surrogates, code points that are too high, impossible bytes.
         {'n', "\xE2\x82", "n", "\uFFFD\uFFFD"},
         {'n', "\xC0\xAF \xE0\x9F\xBF \xF0\x8F\xBF\xBF", "n",
          repeat("\uFFFD", 2) + " " + repeat("\uFFFD", 3) + " " + repeat("\uFFFD", 4)},
         {'n', "\xED\xA0\x80 \xF4\x90\x80\x80 \xFF", "n",
          repeat("\uFFFD", 3) + " " + repeat("\uFFFD", 4) + " \uFFFD"},
-        // What fits before it is escaped is not cut because of its escapes; a cut falls between characters.
+        // Truncated before escaping, between characters.
         {'n', std::string(4095, '\x01'), "n", repeat("\\u0001", 4095)},
         {'n', std::string(5000, 'x'), "n", std::string(4095, 'x')},
         {'n', repeat("\u20ac", 2000), "n", repeat("\u20ac", 1365)},

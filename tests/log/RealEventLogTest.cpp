@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The event log on the real zlog.
+// The event log, with the real zlog.
 #include <gtest/gtest.h>
 
 #include "qslog.h"
@@ -7,7 +7,7 @@
 
 using namespace test;
 
-TEST(RealEventLog, WritesRecordsWhereTheConfigurationSays)
+TEST(RealEventLog, WritesRecordsAsConfigured)
 {
     const TemporaryFolder folder;
     write_file(folder / "zlog.conf",
@@ -22,7 +22,7 @@ TEST(RealEventLog, WritesRecordsWhereTheConfigurationSays)
               "QSCD   {\"Status\":\"e\",\"Msg\":\"\"}\n");
 }
 
-TEST(RealEventLog, BrokenConfigurationsAreRefusedAndCanBeMended)
+TEST(RealEventLog, BrokenConfigurationsAreRejectedAndCanBeFixed)
 {
     const TemporaryFolder folder;
     EXPECT_EQ(QEvtLog_Init((folder / "missing").c_str(), nullptr, nullptr), 14u);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The JSON header of a payload.
+// The JSON header of message payloads.
 #include <cstring>
 
 #include <json-c/json.h>
@@ -12,7 +12,7 @@ using namespace test;
 namespace
 {
 
-/// The code and the text after writing 1, 2, 3 and all ones into a text in a buffer of this size.
+/// Sets 1, 2, 3 and UINT32_MAX in a text in a buffer of this size. @return the code and the text
 std::string modify(const char* text, uint16_t size = 512)
 {
     char buffer[512] = {};
@@ -23,7 +23,7 @@ std::string modify(const char* text, uint16_t size = 512)
 
 } // namespace
 
-TEST(MessageHeader, GetsItsFourNumbers)
+TEST(MessageHeader, SetsItsFourNumbers)
 {
     const struct {
         const char* text;
@@ -49,11 +49,11 @@ TEST(MessageHeader, GetsItsFourNumbers)
     EXPECT_EQ(modify("{}", 2), "22 {}");
     char unended[3] = {'{', '}', ' '};
     EXPECT_EQ(QSCBase_ModifyMsgHeader(unended, sizeof unended, 1, 2, 3, 4), 0u)
-        << "nothing is read behind the buffer";
+        << "nothing is read beyond the buffer";
     EXPECT_STREQ(unended, "{\"");
 }
 
-TEST(MessageHeader, IsCutButForOneLength)
+TEST(MessageHeader, IsTruncatedExceptForOneLength)
 {
     const std::string whole = R"({"MsgHeader":{"MainOper":1,"SubOper":2,"Owner":3,"Flag":4294967295}})";
     const auto size = static_cast<uint16_t>(whole.size());
@@ -63,7 +63,7 @@ TEST(MessageHeader, IsCutButForOneLength)
     EXPECT_EQ(modify("{}", 5), "0 {\"Ms");
 }
 
-TEST(MessageHeader, ObjectsAreEmptied)
+TEST(MessageHeader, DeletesAllMembers)
 {
     const Json object{R"({"a":1,"b":{"c":2},"d":[]})"};
     EXPECT_EQ(QSCBase_DeleteallObjects(object.get()), 0u);

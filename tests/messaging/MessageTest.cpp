@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Messages against faked queue calls: what the kernel is handed, and what a caller's buffer gets, byte for
-// byte on every CPU.
+// Messages, with fake queue calls: the exact bytes that are passed to the kernel and to the caller, on every
+// CPU.
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -20,18 +20,18 @@ using namespace std::string_literals;
 namespace
 {
 
-/// One queue call as the kernel sees it.
+/// A queue call as seen by the kernel.
 struct QueueCall {
     int queue;
     long type;
-    std::string text; ///< of a send
+    std::string text; ///< of the message sent
     size_t size;
     int flags;
 };
 
 std::vector<QueueCall> g_calls;
-std::vector<int> g_results; ///< the errno of each call in turn, 0 for success; the last one stays
-std::string g_arriving;     ///< the text of the message that arrives
+std::vector<int> g_results; ///< errno of each call, 0 for success; the last one is repeated
+std::string g_arriving;     ///< text of the message to receive
 long g_arriving_type;
 std::vector<int> g_random;
 
@@ -120,7 +120,7 @@ TEST_F(Message, IsLittleEndianOnEveryCpu)
     EXPECT_EQ(call.text.substr(16), payload);
 
     ASSERT_EQ(QSCBase_Send(0, 0, 1, 0, nullptr, 0, 0), 0u);
-    EXPECT_EQ(g_calls[1].size, 16u) << "the header alone";
+    EXPECT_EQ(g_calls[1].size, 16u) << "only the header";
     const std::string longest(4096, 'p');
     ASSERT_EQ(QSCBase_Send(0, 0, 1, 0, longest.data(), 4096, 0), 0u);
     EXPECT_EQ(g_calls[2].size, 4112u);
@@ -129,7 +129,7 @@ TEST_F(Message, IsLittleEndianOnEveryCpu)
     EXPECT_EQ(QSCBase_Send(0, 0, 1, 0, nullptr, 0, 0), 43u);
 }
 
-TEST_F(Message, BadSendsAreRefusedAndTheOtherFormSaysWhich)
+TEST_F(Message, BadArgumentsAreRejectedAndLoggedWithoutBlocking)
 {
     const struct {
         uint32_t queue;
@@ -152,7 +152,7 @@ TEST_F(Message, BadSendsAreRefusedAndTheOtherFormSaysWhich)
     EXPECT_TRUE(g_calls.empty());
 }
 
-TEST_F(Message, AttemptsCountSendsAndPausesStandBetweenThem)
+TEST_F(Message, PausesBetweenAttempts)
 {
     g_results = {EAGAIN};
     EXPECT_EQ(QSCBase_Send_NB(1, 1, 0, "p", 1, 0, 3, 10), 11u);
@@ -163,7 +163,7 @@ TEST_F(Message, AttemptsCountSendsAndPausesStandBetweenThem)
     EXPECT_EQ(QSCBase_Send_NB(1, 1, 0, "p", 1, 0, 0, 10), 14u);
     EXPECT_TRUE(g_calls.empty());
     g_results = {EAGAIN, EIDRM, 0};
-    EXPECT_EQ(QSCBase_Send_NB(1, 1, 0, "p", 1, 0, 9, 0), 43u) << "another failure ends it";
+    EXPECT_EQ(QSCBase_Send_NB(1, 1, 0, "p", 1, 0, 9, 0), 43u) << "other errors are not retried";
     g_results = {EAGAIN, 0};
     EXPECT_EQ(QSCBase_Send_NB(1, 1, 0, "p", 1, 0, 9, 65535), 0u);
     EXPECT_EQ(outside().done.back(), "usleep 65535000");
@@ -195,7 +195,7 @@ TEST_F(Message, IsReceivedInTheSameLayout)
                           "0123456789abcdefPAYLOAD\0\0",
                           33),
               0);
-    EXPECT_EQ(buffer[63], 0) << "cleared over its full size";
+    EXPECT_EQ(buffer[63], 0) << "cleared completely";
     EXPECT_EQ(buffer[64], 'x');
 
     g_calls.clear();
@@ -222,7 +222,7 @@ TEST_F(Message, TypesAreChosen)
     g_random = {};
     EXPECT_EQ(QSCBase_CheckMsgType(0), 1u);
     g_random = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 99};
-    EXPECT_EQ(QSCBase_CheckMsgType(0), 2u) << "ten tries, then the counter";
+    EXPECT_EQ(QSCBase_CheckMsgType(0), 2u) << "the counter after ten attempts";
     EXPECT_STREQ(QSCBase_GetCommanderName(0x8), "CLI");
     EXPECT_STREQ(QSCBase_GetCommanderName(0x800), "UNKNOWN");
     EXPECT_STREQ(QSCBase_GetCommanderName(0), "UNKNOWN");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What happens in a host that has closed its standard streams.
+// Checks in a process that has closed its standard streams.
 #pragma once
 
 #include <fcntl.h>
@@ -9,7 +9,7 @@
 namespace test
 {
 
-/// Runs a check in a child without standard streams; true: it held.
+/// Runs a check in a child without standard streams. Returns its result.
 template <typename Check>
 bool holds_without_stdio(Check check)
 {

@@ -8,7 +8,7 @@ using test::fake_pthread;
 namespace
 {
 
-/// Records a call on something that is watched and answers for it, or makes the real one.
+/// Records a call on a watched object and returns the configured result; forwards all other calls.
 template <typename Function, typename Object, typename... More>
 int call(const char* name, Object* object, More... more)
 {
@@ -22,7 +22,7 @@ int call(const char* name, Object* object, More... more)
     return failure == fake.failures.end() ? 0 : failure->second;
 }
 
-/// Fails a call, or makes the real one.
+/// Returns the configured failure, or forwards the call.
 template <typename Function, typename... All>
 int call_unwatched(const char* name, All... all)
 {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The thread calls that the library makes on one mutex, its condition and the attributes of threads:
-// recorded, and failing on demand. Calls on any other mutex go to libc. For tests on one thread.
+// Fakes for the pthread calls on one mutex, its condition and thread attributes: they are recorded and fail
+// on demand. Calls on other mutexes go to libc. For single-threaded tests.
 #pragma once
 
 #include <map>
@@ -14,16 +14,16 @@ namespace test
 {
 
 struct FakePthread {
-    const void* mutex = nullptr;         ///< the one that is watched; nobody else has it
-    const void* condition = nullptr;     ///< the one that is watched; waiting for it ends at once
-    Lines calls;                         ///< those on the two, without "pthread_"
-    std::map<std::string, int> failures; ///< what calls answer in place of doing their work, by that name
+    const void* mutex = nullptr;         ///< the watched mutex; it is never really locked
+    const void* condition = nullptr;     ///< the watched condition; waiting returns at once
+    Lines calls;                         ///< recorded calls, without "pthread_"
+    std::map<std::string, int> failures; ///< results of calls that fail, by name
 };
 
-/// The one of the program.
+/// The only instance.
 FakePthread& fake_pthread();
 
-/// Starts anew, with this mutex and condition.
+/// Resets the fake and watches this mutex and condition.
 void watch(void* mutex, void* condition = nullptr);
 
 } // namespace test

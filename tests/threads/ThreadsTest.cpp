@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What several threads may do at once; meant for the thread sanitizer above all.
+// What threads may do concurrently; mainly for the thread sanitizer.
 #include <atomic>
 #include <numeric>
 #include <string>
@@ -190,17 +190,17 @@ TEST_F(Threads, RingsWithProducersConsumersAndPrinters)
             }
         }
     });
-    // What came last, when the consumers had gone.
+    // The rest that was pushed after the consumers had finished.
     unsigned char rest[64];
     const uint32_t count = BaCL_RingBuf_PopAvailable(&ring, rest, sizeof rest);
     popped += static_cast<int>(count);
     sum = std::accumulate(rest, rest + count, sum.load());
     EXPECT_EQ(popped, pushed);
-    EXPECT_EQ(sum, pushed) << "no byte is lost, made up or torn";
+    EXPECT_EQ(sum, pushed) << "no byte is lost or made up";
     EXPECT_EQ(BaCL_RingBuf_Close(&ring, 0), 0u);
 }
 
-TEST_F(Threads, AClosedRingLetsEverybodyGo)
+TEST_F(Threads, AClosedRingReleasesAllThreads)
 {
     Qslog_SetLogLevel(0);
     BaCL_RingBuffer ring;
@@ -212,7 +212,7 @@ TEST_F(Threads, AClosedRingLetsEverybodyGo)
     std::vector<std::thread> threads;
     for (int i = 0; i < 2; ++i) {
         threads.emplace_back([&] {
-            // Waits as a consumer does: under the mutex, as long as the ring is enabled and holds too little.
+            // Waits like a consumer: under the mutex, while the ring is enabled and holds too few bytes.
             while (BaCL_RingBuf_ThreadMuxLock(&ring, 1) == 0) {
                 const bool is_waiting = ring.DataSize < 16 && BaCL_RingBuf_ThreadCondWait(&ring) == 0;
                 BaCL_RingBuf_ThreadMuxLock(&ring, 0);
@@ -239,7 +239,7 @@ TEST_F(Threads, AClosedRingLetsEverybodyGo)
     EXPECT_EQ(BaCL_RingBuf_Close(&ring, 0), 0u);
 }
 
-TEST_F(Threads, AJobIsWatchedWhileItRunsAndStops)
+TEST_F(Threads, AJobIsObservedWhileItRunsAndStops)
 {
     Qslog_SetLogLevel(0);
     BaCL_RegularInfo info;
@@ -265,7 +265,7 @@ TEST_F(Threads, AJobIsWatchedWhileItRunsAndStops)
         }
     });
     EXPECT_EQ(BaCL_RegInfo_CloseThread(&info, 10'000, 0), 0u);
-    // The thread has acknowledged, but may still hold the mutex: closing waits until it has let go.
+    // The thread may still hold the mutex when it has acknowledged; locking it waits for that.
     EXPECT_EQ(BaCL_RegInfo_ClearExeFlag(&info), 0u);
     EXPECT_EQ(BaCL_RegInfo_Close(&info), 0u);
 }
