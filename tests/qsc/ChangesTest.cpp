@@ -177,6 +177,7 @@ class ChangesTest : public testing::Test
 
     qsc::Options apply_{.apply = true};
     qsc::Options quiet_{.quiet = true};
+    qsc::Options json_{.as_json = true};
     qsc::Options by_queue_{.by_queue = true};
 };
 
@@ -195,6 +196,8 @@ commit Device.Fixed {}
 service Device.Fixed {"action":"restart"}
 )");
     EXPECT_EQ(run(qsc::add_instance, {"Device.List"}, quiet_).output, "8\n");
+    EXPECT_TRUE(
+        run(qsc::add_instance, {"Device.List"}, json_).output.starts_with("{\n  \"Device.List.8\":{"));
     library().refused = "commit Device.Fixed {}";
     EXPECT_EQ(run(qsc::add_instance, {"Device.List"}, apply_).output, "Device.List.8\n") << "it is there";
     library().refused = "check Device.List.8";

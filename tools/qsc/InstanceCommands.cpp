@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "tools/qsc/Answers.h"
 #include "tools/qsc/Apply.h"
 #include "tools/qsc/Assignments.h"
 #include "tools/qsc/Changes.h"
@@ -89,12 +90,15 @@ ExitCode add_instance(const Options& options, Words words)
     }
     Options for_set = options;
     for_set.apply = false;
+    for_set.as_json = false; // the path belongs to what is printed
     if (const ExitCode result = make_changes(for_set, plan.get())) {
         return result;
     }
-    if (options.quiet) {
+    if (options.as_json) {
+        print_json(plan.get());
+    } else if (options.quiet) {
         std::printf("%u\n", number);
-    } else if (!options.as_json) {
+    } else {
         std::printf("%s\n", path.c_str());
     }
     return options.apply ? apply(options, plan.get()) : kDone;
