@@ -56,11 +56,6 @@ class Cache : public UciTest
 {
   protected:
     static std::string text(char value) { return std::string{"config t s\n\toption a '"} + value + "'\n"; }
-
-    static long open_descriptors()
-    {
-        return std::distance(std::filesystem::directory_iterator{"/proc/self/fd"}, {});
-    }
 };
 
 TEST_F(Cache, ChangesInPlaceInTheSameTick)
@@ -72,15 +67,17 @@ TEST_F(Cache, ChangesInPlaceInTheSameTick)
     }
 }
 
-TEST_F(Cache, ChangesOfAnyByteInTheSameTick)
+TEST_F(Cache, ChangesOfAnyByteInTheSameSecond)
 {
+    g_keeps_whole_seconds = true;
     for (std::size_t offset = 0; offset < 80; ++offset) {
         for (const char value : std::string{"ab"}) {
             put_config("p",
                        "# " + std::string(offset, '.') + "\n" + text(value) + "# " + std::string(40, '.'));
-            ASSERT_EQ(get("p.s.a"), std::string(1, value)) << offset;
+            EXPECT_EQ(get("p.s.a"), std::string(1, value)) << offset;
         }
     }
+    g_keeps_whole_seconds = false;
 }
 
 TEST_F(Cache, WhatNobodyChangesIsReadOnceAndThenOnlyLookedAt)

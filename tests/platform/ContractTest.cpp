@@ -82,6 +82,10 @@ TEST_F(Contract, ValuesAreNeverCut)
     EXPECT_EQ(QrnUci_GetString("system.ntp.server", buffer.data(), 13), 14u);
     EXPECT_EQ(QrnUci_GetListItem("system.ntp.server", 0, buffer.data(), 6), 14u);
     EXPECT_EQ(buffer[0], '#');
+    EXPECT_EQ(QrnUci_SetListItem("system.ntp.server", 0, ""), 0u);
+    EXPECT_EQ(QrnUci_GetListItem("system.ntp.server", 0, buffer.data(), 1), 0u) << "an empty one and its end";
+    EXPECT_EQ(QrnUci_GetListItem("system.ntp.server", 0, buffer.data(), 0), 22u);
+    EXPECT_EQ(QrnUci_SetListItem("system.ntp.server", 0, "0.pool"), 0u);
     EXPECT_EQ(QrnUci_GetString("system.ntp.server", buffer.data(), 14), 0u);
     EXPECT_STREQ(buffer.data(), "0.pool 1.pool");
     EXPECT_EQ(QrnUci_GetString("system.ntp.server", nullptr, 14), 22u);
@@ -203,7 +207,11 @@ TEST_F(Contract, SetIsStagedAndSeenAtOnce)
 TEST_F(Contract, SetRefusals)
 {
     put_config("system", kSystem);
-    EXPECT_EQ(set("system.nowhere.a", "b"), 14u);
+    {
+        const SystemCalls calls;
+        EXPECT_EQ(set("system.nowhere.a", "b"), 14u);
+        EXPECT_EQ(calls.log(), "system: no such section to change\n");
+    }
     EXPECT_EQ(set("nothing.nowhere.a", "b"), 14u);
     EXPECT_EQ(set("system.ntp", "b"), 22u);
     EXPECT_EQ(set("system.ntp.a", nullptr), 22u);
@@ -497,6 +505,7 @@ TEST_F(Contract, AFileInTheFirstFolderComesBeforeThePackagesOwn)
     write_file("/var/run/uci/q", "config t s\n\toption a 'alone'\n");
     EXPECT_EQ(get("q.s.a"), "alone");
     EXPECT_EQ(set("q.s.a", "2"), 0u);
+    std::filesystem::remove_all("/var/run/uci");
 }
 
 TEST_F(Contract, NoFileTakesAStandardStreamNorIsOneWrittenThatIsOnlyReadOrLocked)

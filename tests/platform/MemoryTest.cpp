@@ -99,7 +99,15 @@ TEST_F(Memory, EveryCallAnswersACodeAndLosesNothing)
         for (long allocation = 0; !is_through; ++allocation) {
             SetUp();
             put_config("p", "config t s\n\toption a '1'\n");
-            put_staged("p", "p.s.a='2'\n|p.s.l='x'\n");
+            // Longer than a chunk of memory, so that applying it takes another.
+            std::string lines;
+            for (int option = 0; option < 150; ++option) {
+                lines += "p.s.x" + std::to_string(option) + "='1'\n";
+            }
+            for (int option = 0; option < 150; ++option) {
+                lines += "-p.s.x" + std::to_string(option) + "\n";
+            }
+            put_staged("p", lines + "p.s.a='2'\n|p.s.l='x'\n");
             QrnUci_Close();
             g_until_failure = allocation;
             const uint32_t code = act();

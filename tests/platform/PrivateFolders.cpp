@@ -44,6 +44,10 @@ void UciTest::SetUp()
     if (!enter_private_folders()) {
         GTEST_SKIP() << "the kernel allows no private mount namespace here";
     }
+    for (const char* folder : {"/etc/config", "/tmp/.uci"}) {
+        while (umount2(folder, MNT_DETACH) == 0) { // what the test before has mounted there
+        }
+    }
     std::filesystem::remove_all("/etc/config");
     std::filesystem::remove_all("/tmp/.uci");
     std::filesystem::create_directories("/etc/config");
@@ -71,6 +75,11 @@ std::string UciTest::config(const std::string& package)
 std::string UciTest::staged(const std::string& package)
 {
     return read_file("/tmp/.uci/" + package);
+}
+
+long UciTest::open_descriptors()
+{
+    return std::distance(std::filesystem::directory_iterator{"/proc/self/fd"}, {});
 }
 
 void UciTest::put_config(const std::string& package, const std::string& text)

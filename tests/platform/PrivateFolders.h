@@ -23,6 +23,7 @@ class UciTest : public testing::Test
     static std::string item(const std::string& key, uint32_t index);
     static std::string config(const std::string& package);
     static std::string staged(const std::string& package);
+    static long open_descriptors();
     static void put_config(const std::string& package, const std::string& text);
     static void put_staged(const std::string& package, const std::string& text);
 };

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "platform/PrivateFolders.h"
+#include "platform/System.h"
 #include "qrnuci.h"
 
 using namespace test;
@@ -105,6 +106,10 @@ TEST_F(Sections, AreCountedListedAndFoundInTheFilesOrder)
     EXPECT_EQ(sections("rule"), (Texts{"cfg0292bd", "two", "cfg0592bd"}));
     EXPECT_EQ(sections("zone"), Texts{"lan"});
     EXPECT_EQ(sections("nothing"), Texts{});
+    char none = 'x';
+    uint32_t count = 1;
+    EXPECT_EQ(QrnUci_ListSections("firewall", "nothing", &none, 1, &count), 0u);
+    EXPECT_EQ(none, '\0');
     EXPECT_EQ(sections("").size(), 5u);
     EXPECT_EQ(name_of("firewall.@rule[-1]"), "cfg0592bd");
     EXPECT_EQ(name_of("firewall.@rule[3]"), "code 14");
@@ -178,11 +183,17 @@ TEST_F(Sections, Refusals)
         {QrnUci_CountSections("missing", "rule", &number), 14},
         {QrnUci_ListSections("firewall", "rule", out, 8, &number), 14},
         {QrnUci_ListSections("firewall", "rule", out, 0, &number), 22},
+        {QrnUci_ListSections("firewall", "rule", nullptr, 8, &number), 22},
+        {QrnUci_ListSections("firewall", nullptr, out, 8, &number), 22},
+        {QrnUci_ListSections("firewall", "rule", out, 8, nullptr), 22},
+        {QrnUci_ListSections("missing", "rule", out, 8, &number), 14},
+        {QrnUci_FindSection("missing", "rule", "name", "one", out, 8), 14},
         {QrnUci_FindSection("firewall", "rule", "na-me", "x", out, 8), 22},
         {QrnUci_FindSection("firewall", "rule", "name", "one", out, 8), 14},
         {QrnUci_GetSectionName("firewall.lan.name", out, 8), 22},
         {QrnUci_GetSectionName("firewall.@rule[0]", out, 8), 14},
         {QrnUci_GetSectionPosition("firewall.lan", nullptr), 22},
+        {QrnUci_GetSectionPosition("missing.lan", &number), 14},
         {QrnUci_AddSection("firewall", "rule", "two", nullptr, 0), 14},
         {QrnUci_AddSection("firewall", "rule", nullptr, out, 8), 14},
         {QrnUci_AddSection("firewall", "ru le", nullptr, nullptr, 0), 22},
@@ -193,6 +204,7 @@ TEST_F(Sections, Refusals)
         {QrnUci_DeleteSection("firewall.wan"), 14},
         {QrnUci_MoveSection("firewall.wan", 0), 14},
         {QrnUci_RenameSection("firewall.lan", "two"), 14},
+        {QrnUci_RenameSection("firewall.wan", "wan2"), 14},
         {QrnUci_RenameSection("firewall.lan", ""), 22},
         {QrnUci_RenameSection("firewall.lan", nullptr), 22},
         {QrnUci_DeleteOption("firewall.lan"), 22},
@@ -211,6 +223,9 @@ TEST_F(Sections, Refusals)
     }
     EXPECT_EQ(buffer[0], '\0') << "untouched";
     EXPECT_EQ(staged("firewall"), "");
+    const std::vector<const char*> many(65537, "x");
+    EXPECT_EQ(set_list("firewall.lan.l", many), 14u) << "more than any list has";
+    EXPECT_EQ(QrnUci_SetList("firewall.lan.l", many.data(), 65536), 0u);
 }
 
 TEST_F(Sections, ListsAreReadAndReplacedWhole)
@@ -252,7 +267,11 @@ TEST_F(Sections, AChangeIsSeenByItsThreadAloneAndStagedWhole)
     EXPECT_EQ(get("firewall.@redirect[0].proto"), " udp");
     EXPECT_EQ(staged("firewall"), "") << "nobody else sees a part";
     EXPECT_EQ(QrnUci_BeginChange("firewall"), 14u);
-    EXPECT_EQ(QrnUci_CommitPackage("firewall"), 14u);
+    {
+        const SystemCalls calls;
+        EXPECT_EQ(QrnUci_CommitPackage("firewall"), 14u);
+        EXPECT_EQ(calls.log(), "firewall: committed amid a change of it\n");
+    }
     EXPECT_EQ(QrnUci_EndChange(1), 0u);
     EXPECT_EQ(staged("firewall"), "+firewall." + name + "='redirect'\nfirewall." + name +
                                       ".qrn_index='1'\nfirewall." + name + ".name='it'\\''s'\n|firewall." +

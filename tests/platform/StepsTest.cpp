@@ -99,6 +99,7 @@ TEST_F(Steps, OneThatFailsIsACodeAndALineAndLosesNothing)
     };
     for (const auto& [act, call, after, error, code, line] : cases) {
         SetUp();
+        const long before = open_descriptors();
         const std::string what = std::string{call} + " " + std::to_string(after) + " " + line;
         {
             SystemCalls calls;
@@ -113,6 +114,8 @@ TEST_F(Steps, OneThatFailsIsACodeAndALineAndLosesNothing)
             EXPECT_EQ(staged("p"), "p.s.a='2'\n") << what;
             EXPECT_EQ(act(), 0u) << what << "again";
         }
+        QrnUci_Close();
+        EXPECT_EQ(open_descriptors(), before) << what;
         const char* const value = act == stage ? "3" : "2";
         EXPECT_EQ(get("p.s.a"), value) << what;
         EXPECT_EQ(commit(), 0u) << what;

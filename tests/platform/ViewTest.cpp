@@ -75,6 +75,8 @@ TEST_F(View, IsRenewedByWhatTheThreadChangesOrRuns)
 
 TEST_F(View, MorePackagesThanItKeepsAreReadAllTheSame)
 {
+    QrnUci_Close();
+    const long before = open_descriptors();
     ASSERT_EQ(QrnUci_BeginView(), 0u);
     for (int round = 0; round < 2; ++round) {
         for (char package = 'a'; package <= 'z'; ++package) {
@@ -86,4 +88,6 @@ TEST_F(View, MorePackagesThanItKeepsAreReadAllTheSame)
     }
     EXPECT_EQ(QrnUci_EndView(), 0u);
     EXPECT_EQ(get("a.s.a"), "1");
+    QrnUci_Close();
+    EXPECT_EQ(open_descriptors(), before) << "also of what the cache had no more";
 }
