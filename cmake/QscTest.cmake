@@ -18,3 +18,17 @@ function(qsc_add_test name)
   endif()
   gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 30 PROPERTIES TIMEOUT 120 LABELS "${test_LABEL}")
 endfunction()
+
+# qsc_add_inside(NAME sources...): tests of what libqsyscmdhal does not export. Its objects and the tests are one shared
+# library, which ./dev mutate makes again as it does those of the product; a program of qsc_add_test() links it whole.
+function(qsc_add_inside name)
+  add_library(${name} SHARED ${ARGN} $<TARGET_OBJECTS:qsyscmdhal>)
+  # The fakes, and GoogleTest itself, are the program's.
+  target_link_libraries(${name} PRIVATE qsc_warnings qsc_base qrnuci PkgConfig::JSONC zlog::zlog -Wl,-z,undefs)
+  target_link_options(${name} INTERFACE -Wl,--no-as-needed)
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include
+    PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/tests $<TARGET_PROPERTY:GTest::gtest,INTERFACE_INCLUDE_DIRECTORIES>)
+  target_compile_options(${name} PRIVATE -O0 -g1)
+  target_precompile_headers(${name} PRIVATE <gtest/gtest.h> <algorithm> <functional> <map> <string> <vector>)
+  set_target_properties(${name} PROPERTIES LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
+endfunction()

@@ -25,10 +25,10 @@ constexpr int kShown = 64;
 #define SHOWN(text) std::min(static_cast<int>((text).size()), kShown), (text).data()
 
 /// A secret is never shown, whatever is wrong with it.
-u32 refuse_value(const Row& row, std::string_view text, const char* why)
+u32 refuse_value(const Row& row, std::string_view text, const char* why, const char* wanted = "")
 {
-    return (row.marks & kSecret) != 0 ? refuse(EFAULT, "the value is %s", why)
-                                      : refuse(EFAULT, "'%.*s' is %s", SHOWN(text), why);
+    return (row.marks & kSecret) != 0 ? refuse(EFAULT, "the value is %s%s", why, wanted)
+                                      : refuse(EFAULT, "'%.*s' is %s%s", SHOWN(text), why, wanted);
 }
 
 /// Takes what stands before a mark off a text.
@@ -84,15 +84,18 @@ u32 store_number(const Row& row, std::string_view text, std::string_view limits,
     digits.remove_prefix(text.starts_with('-') || text.starts_with('+') ? 1 : 0);
     std::string_view decimal = text;
     decimal.remove_prefix(text.starts_with('+') ? 1 : 0);
-    const bool has_other_base = digits.size() > 1 && digits.front() == '0';
+    const bool is_decimal =
+        !digits.empty() && is_digit(digits.front()) && (digits.size() == 1 || digits.front() != '0');
     i64 number = 0;
-    if (has_other_base || !parse_whole(decimal, number)) {
+    if (!is_decimal || !parse_whole(decimal, number)) {
         return refuse_value(row, text, "no whole number");
     }
     if (!is_within(limits, number)) {
         Text<126> wanted;
         describe_limits(limits, wanted);
-        return refuse(EFAULT, "%lld is not %s", static_cast<long long>(number), wanted.c_str());
+        return (row.marks & kSecret) != 0
+                   ? refuse_value(row, text, "not ", wanted.c_str())
+                   : refuse(EFAULT, "%lld is not %s", static_cast<long long>(number), wanted.c_str());
     }
     stored.append_number(number);
     return 0;
@@ -101,9 +104,6 @@ u32 store_number(const Row& row, std::string_view text, std::string_view limits,
 u32 store_text(const Row& row, std::string_view text, RowText& stored)
 {
     constexpr const char* kUsual = ":126";
-    if (std::ranges::any_of(text, is_control)) {
-        return refuse_value(row, text, "a text with control characters");
-    }
     const char* const limits = row.limits != nullptr ? row.limits : kUsual;
     if (!is_within(limits, static_cast<i64>(text.size())) || text.size() > 2000) {
         Text<126> wanted;
@@ -145,7 +145,7 @@ u32 store_word(const Row& row, std::string_view text, RowText& stored)
 {
     const int number = find_word(row.limits, text);
     if (number < 0) {
-        return refuse(EFAULT, "'%.*s' is not one of %s", SHOWN(text), row.limits);
+        return refuse_value(row, text, "not one of ", row.limits);
     }
     stored.append(word_at(stored_words(row), number));
     return 0;
@@ -162,13 +162,20 @@ bool is_prefix(std::string_view text)
 {
     const std::string_view address = take_part(text, '/');
     u32 length = 0;
-    return parse_whole(text, length) && ((is_address(AF_INET, address) && length <= 32) ||
-                                         (is_address(AF_INET6, address) && length <= 128));
+    // Some readers take "010" for 8.
+    const bool is_decimal = text.size() == 1 || !text.starts_with('0');
+    return is_decimal && parse_whole(text, length) &&
+           ((is_address(AF_INET, address) && length <= 32) ||
+            (is_address(AF_INET6, address) && length <= 128));
 }
 
 bool is_host_name(std::string_view text)
 {
-    if (text.empty() || text.size() > 253) {
+    std::string_view last = text;
+    last.remove_prefix(text.rfind('.') + 1);
+    // What ends in a number is an address, or nothing.
+    if (text.empty() || text.size() > 253 ||
+        (last.size() < text.size() && std::ranges::all_of(last, is_digit))) {
         return false;
     }
     while (!text.empty()) {
@@ -196,9 +203,8 @@ bool is_time_of_day(std::string_view text)
 /// Takes a value whose form a function judges; an empty one takes it away, or back to its fallback.
 u32 store_form(const Row& row, std::string_view text, bool is_right, const char* why, RowText& stored)
 {
-    const bool may_be_empty = (row.marks & kNeeded) == 0 || row.fallback != nullptr;
-    if (text.empty() ? !may_be_empty : !is_right) {
-        return refuse_value(row, text, text.empty() ? "empty" : why);
+    if (!text.empty() && !is_right) {
+        return refuse_value(row, text, why);
     }
     stored.append(text);
     return 0;
@@ -276,6 +282,31 @@ u32 store_one(const Row& row, std::string_view text, RowText& stored)
     return EFAULT;
 }
 
+/// Whether a list may hold such a value only once.
+bool is_unique(Kind kind)
+{
+    return kind == Kind::kIPv4 || kind == Kind::kIPv6 || kind == Kind::kIPAddress ||
+           kind == Kind::kIPPrefix || kind == Kind::kMacAddress || kind == Kind::kPort;
+}
+
+/// Appends one value of several.
+u32 store_item(const Row& row, std::string_view item, RowText& stored)
+{
+    const std::string_view others = stored.view();
+    stored.append(others.empty() ? "" : ",");
+    if (const u32 code = store_one(row, item, stored)) {
+        return code;
+    }
+    std::string_view own = stored.view();
+    own.remove_prefix(std::min(others.size() + (others.empty() ? 0 : 1), own.size()));
+    if (row.place == Place::kOption && own.find(' ') != std::string_view::npos) {
+        return refuse_value(row, item, "a value with blanks"); // which stand between the values there
+    }
+    const auto is_own = [&](std::string_view other) -> u32 { return other == own ? EEXIST : 0; };
+    return is_unique(row.kind) && for_each_item(others, is_own) != 0 ? refuse_value(row, item, "named twice")
+                                                                     : 0;
+}
+
 } // namespace
 
 bool is_mac_address(std::string_view text)
@@ -322,12 +353,17 @@ bool is_switched_on(std::string_view stored)
 
 u32 to_stored(const Row& row, std::string_view text, RowText& stored)
 {
+    const bool is_list = (row.marks & kMany) != 0;
     stored.clear();
-    const u32 code = (row.marks & kMany) == 0 ? store_one(row, text, stored)
-                                              : for_each_item(text, [&](std::string_view item) {
-                                                    stored.append(stored.view().empty() ? "" : ",");
-                                                    return store_one(row, item, stored);
-                                                });
+    if (std::ranges::any_of(text, is_control)) {
+        return refuse_value(row, text, "a text with control characters");
+    }
+    const bool is_nothing = text.find_first_not_of(is_list ? ", " : "") == std::string_view::npos;
+    if (is_nothing && (row.marks & kNeeded) != 0 && row.fallback == nullptr) {
+        return refuse(EFAULT, "it is empty");
+    }
+    const u32 code = is_list ? for_each_item(text, [&](auto item) { return store_item(row, item, stored); })
+                             : store_one(row, text, stored);
     return code != 0 ? code : stored.fits() ? 0 : refuse(EFAULT, "it is too long");
 }
 
