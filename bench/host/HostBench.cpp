@@ -198,7 +198,8 @@ uint32_t start_daemon(const char* program, pid_t& pid)
     if (pid == 0) {
         dup2(out[1], STDOUT_FILENO);
         dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
-        execl(program, program, "--key", std::to_string(0x20000 + getpid()).c_str(), nullptr);
+        execl(program, program, "--socket", "", "--folder", "/tmp", "--queue",
+              std::to_string(0x20000 + getpid()).c_str(), nullptr);
         _exit(127);
     }
     close(out[1]);

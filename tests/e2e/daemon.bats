@@ -9,7 +9,7 @@ with_daemon() {
     device sh -c '
         script=$1
         shift
-        qscd "$@" >/tmp/qscd.out 2>/tmp/qscd.err &
+        qscd --queue 0x51534344 "$@" >/tmp/qscd.out 2>/tmp/qscd.err &
         daemon=$!
         until grep -qs queue /tmp/qscd.out || ! kill -0 $daemon 2>/dev/null; do sleep 0.02; done
         queue=$(sed -n "s/^queue \([0-9]*\) .*/\1/p" /tmp/qscd.out)
@@ -71,9 +71,9 @@ qscd ended with 0"
 }
 
 @test "a second daemon of the same key is refused, a queue left behind is taken over" {
-    run with_daemon 'qscd'
-    [[ $output == *"a qscd is running as process "*"; give this one another --key"* ]]
-    run with_daemon 'kill -9 $daemon; wait $daemon; qscd >/tmp/second & second=$!
+    run with_daemon 'qscd --queue 0x51534344'
+    [[ $output == *"a qscd is running as process "*"; give this one another --socket or --queue"* ]]
+    run with_daemon 'kill -9 $daemon; wait $daemon; qscd --queue 0x51534344 >/tmp/second & second=$!
         until grep -qs queue /tmp/second || ! kill -0 $second; do sleep 0.02; done
         qsc --queue 0x51534344 get Device.X_QRN_RemoteLog Port; kill $second; wait $second; echo "then $?"'
     [[ $output == *"Port = 514"*"then 0"* ]]
@@ -82,7 +82,7 @@ qscd ended with 0"
 @test "options are checked, and the queue is the owner's" {
     run device qscd --mode 8
     same "$status" 2
-    run device qscd --key -1
+    run device qscd --queue -1
     same "$status" 2
     run device qscd extra
     same "$status" 2

@@ -44,13 +44,14 @@ command=$(
     procd_open_instance() { :; }
     procd_close_instance() { :; }
     procd_set_param() { [ "$1" != command ] || echo "${@:2}"; }
+    procd_append_param() { echo "${@:2}"; }
     # shellcheck source=/dev/null
     . "$scratch/root/etc/init.d/qscd"
     start_service
 )
-[ "$command" = "/usr/sbin/qscd --key 0x51534344 --mode 0600 --watchdog 60 --patience 30" ]
+[ "$command" = "/usr/sbin/qscd --socket /var/run/qscd.sock --access /etc/qscd.access --deadline 30 --service-deadline 120 --watchdog 60 --patience 30" ]
 # shellcheck disable=SC2086  # a command line
-"$scratch/root"${command/0x51534344/$((0x10000 + $$))} >"$scratch/words" &
+"$scratch/root"${command/\/var\/run/$scratch} >"$scratch/words" &
 daemon=$!
 until [ -s "$scratch/words" ] || ! kill -0 "$daemon" 2>/dev/null; do sleep 0.05; done
 kill "$daemon"

@@ -2,9 +2,11 @@
 #include "tools/qscd/OutboundLog.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace qscd
@@ -14,12 +16,19 @@ namespace
 {
 
 constexpr u32 kCapacity = 16 * 1024;
-constexpr u32 kStopLimitMs = 5000;
+constexpr u32 kStartLimitMs = 5000;
+
+/// Whoever reads the log and does not may not hold up the end of the daemon.
+constexpr u32 kStopLimitMs = 300;
 
 } // namespace
 
-u32 OutboundLog::start()
+u32 OutboundLog::start(const char* file)
 {
+    file_ = file;
+    if (file_ != nullptr && !reopen()) {
+        return static_cast<u32>(errno);
+    }
     if (const u32 code = BaCL_RingBuf_Init(&ring_)) {
         return code;
     }
@@ -32,10 +41,11 @@ u32 OutboundLog::start()
     }
     BaCL_RingBuf_SetState(&ring_, BACL_RING_ENABLED);
     BaCL_RingBuf_SetStateFlag(&ring_, BACL_RING_NO_OVERWRITE);
-    BaCL_RingBuf_SetThreshold(&ring_, 1);
+    // A line wakes nobody: flush() does, now and then, or a buffer that fills up.
+    BaCL_RingBuf_SetThreshold(&ring_, kCapacity / 2);
     job_.PtrParam = this;
     BaCL_RegInfo_SetState(&job_, BACL_JOB_AVAILABLE);
-    return BaCL_RegInfo_CreateThread(&job_, run, 64 * 1024, kStopLimitMs);
+    return BaCL_RegInfo_CreateThread(&job_, run, 64 * 1024, kStartLimitMs);
 }
 
 u32 OutboundLog::stop()
@@ -62,19 +72,44 @@ bool OutboundLog::wait()
     if (BaCL_RingBuf_ThreadMuxLock(&ring_, 1) != 0) {
         return false;
     }
-    while (ring_.DataSize == 0 && !is_ending_ && BaCL_RingBuf_ThreadCondWait(&ring_) == 0) {
+    while (ring_.DataSize == 0 && !is_ending_ && !wants_reopen_ && BaCL_RingBuf_ThreadCondWait(&ring_) == 0) {
     }
-    const bool has_data = ring_.DataSize != 0;
+    const bool goes_on = ring_.DataSize != 0 || !is_ending_;
     BaCL_RingBuf_ThreadMuxLock(&ring_, 0);
-    return has_data;
+    return goes_on;
+}
+
+/// Opens the file anew, which somebody has renamed. Where that fails, the old one goes on.
+bool OutboundLog::reopen()
+{
+    const int opened = open(file_, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY, 0640);
+    if (opened >= 0) {
+        output_.replace(qsc::FileDescriptor{opened});
+    }
+    return opened >= 0;
+}
+
+void OutboundLog::flush()
+{
+    if (has_lines_.exchange(false) && BaCL_RingBuf_ThreadMuxLock(&ring_, 1) == 0) {
+        BaCL_RingBuf_ThreadCondSignal(&ring_);
+        BaCL_RingBuf_ThreadMuxLock(&ring_, 0);
+    }
+}
+
+void OutboundLog::ask_reopen()
+{
+    wants_reopen_ = file_ != nullptr;
+    has_lines_ = true;
+    flush();
 }
 
 void OutboundLog::write_all()
 {
     char part[1024];
     while (const u32 count = BaCL_RingBuf_PopAvailable(&ring_, part, sizeof part)) {
-        if (write(STDERR_FILENO, part, count) < 0) {
-            return; // nobody listens; the lines are gone, the requests are not
+        if (!qsc::write_all(output_.is_open() ? output_.get() : STDERR_FILENO, {part, count})) {
+            return; // nobody listens, or the disk is full; the lines are gone, the requests are not
         }
     }
 }
@@ -85,6 +120,9 @@ void* OutboundLog::run(void* record)
     auto* const log = static_cast<OutboundLog*>(job->PtrParam);
     BaCL_RegInfo_SetFlag(job, BACL_JOB_RUNNING | BACL_JOB_ACKNOWLEDGED);
     while (log->wait()) {
+        if (log->wants_reopen_.exchange(false)) {
+            (void)log->reopen();
+        }
         log->write_all();
     }
     // Asking for the stop takes an earlier acknowledgement back.
@@ -99,8 +137,9 @@ void* OutboundLog::run(void* record)
 void OutboundLog::add(const char* format, ...)
 {
     char line[512];
-    const int prefix = lost_ != 0
-                           ? std::snprintf(line, sizeof line, "qscd: %u lines were lost here\nqscd: ", lost_)
+    const u32 lost = lost_;
+    const int prefix = lost != 0
+                           ? std::snprintf(line, sizeof line, "qscd: %u lines were lost here\nqscd: ", lost)
                            : std::snprintf(line, sizeof line, "qscd: ");
     va_list arguments;
     va_start(arguments, format);
@@ -112,7 +151,8 @@ void OutboundLog::add(const char* format, ...)
     std::replace_if(
         line + prefix, line + end, [](char c) { return static_cast<unsigned char>(c) < ' '; }, '?');
     line[end] = '\n';
-    lost_ = BaCL_RingBuf_Push(&ring_, line, end + 1) == 0 ? 0 : lost_ + 1;
+    lost_ = BaCL_RingBuf_Push(&ring_, line, end + 1) == 0 ? 0 : lost + 1;
+    has_lines_ = true;
 }
 
 } // namespace qscd

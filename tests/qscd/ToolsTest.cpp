@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: Apache-2.0
+// Tools that do not end, and what the daemon does about them.
+#include <memory>
+
+#include <sys/stat.h>
+
+#include "qscd/Running.h"
+
+using test::Connection;
+
+namespace
+{
+
+/// A daemon whose `iwconfig` and `date` are as the test wants them.
+class Tools : public test::Running
+{
+  protected:
+    void SetUp() override
+    {
+        // It hangs itself, and leaves a child in a session of its own and one whose parents have gone.
+        write_tool("iwconfig", "echo $$ >>" + pids() +
+                                   "\n"
+                                   "setsid sh -c 'echo $$ >>" +
+                                   pids() +
+                                   "; exec sleep 1000' &\n"
+                                   "(setsid sh -c 'echo $$ >>" +
+                                   pids() +
+                                   "; exec sleep 1000' >/dev/null &)\n"
+                                   "exec sleep 1000\n");
+        write_tool("date", "echo \"$@\" >>" + (folder_ / "dates") + "\n[ ! -e " + (folder_ / "hang") +
+                               " ] || exec sleep 1000\n");
+        ASSERT_TRUE(start({"--deadline", deadline_}));
+    }
+
+    void prepare_child() override { setenv("PATH", (folder_ / "bin:" + getenv("PATH")).c_str(), 1); }
+
+    void write_tool(const std::string& name, const std::string& script) const
+    {
+        mkdir((folder_ / "bin").c_str(), 0755);
+        test::write_file(folder_ / "bin/" + name, "#!/bin/sh\n" + script);
+        chmod((folder_ / "bin/" + name).c_str(), 0755);
+    }
+
+    [[nodiscard]] std::string pids() const { return folder_ / "pids"; }
+
+    /// Waits until so many processes have said their numbers.
+    std::vector<pid_t> wait_for_processes(size_t count) const
+    {
+        for (;;) {
+            std::vector<pid_t> found;
+            std::stringstream words{test::read_file(pids())};
+            for (pid_t pid = 0; words >> pid;) {
+                found.push_back(pid);
+            }
+            if (found.size() >= count) {
+                return found;
+            }
+            usleep(1000);
+        }
+    }
+
+    /// Gone, or waiting to be taken by a parent that is not ours.
+    static bool is_dead(pid_t pid)
+    {
+        const std::string stat = test::read_file("/proc/" + std::to_string(pid) + "/stat");
+        return stat.empty() || stat.find(") Z ") != std::string::npos;
+    }
+
+    const char* deadline_ = "1";
+    const std::string stuck_ = R"({"path":"Device.WiFi.SSID.1.BSSID"})";
+};
+
+TEST_F(Tools, AreKilledAtTheDeadlineWithAllThatTheyStarted)
+{
+    Connection client{path()};
+    const std::string answer = client.call("get", stuck_);
+    EXPECT_EQ(answer,
+              R"("error":{"code":-32002,"message":"the request took too long; the tool iwconfig was ended",)"
+              R"("data":{"tool":"iwconfig","cwmp":9002,"usp":7003}})");
+    for (const pid_t pid : wait_for_processes(3)) {
+        while (!is_dead(pid)) {
+            usleep(1000);
+        }
+    }
+    while (log().find("warning: deadline: get Device.WiFi.SSID.1 was ended, and with it iwconfig") ==
+               std::string::npos ||
+           log().find("warning: overdue: get Device.WiFi.SSID.1 runs iwconfig") == std::string::npos) {
+        usleep(1000);
+    }
+}
+
+TEST_F(Tools, OfManyClientsHoldNobodyUp)
+{
+    ASSERT_EQ(stop(), 0);
+    ASSERT_TRUE(start({"--deadline", "1000"}));
+    std::vector<std::unique_ptr<Connection>> stuck;
+    for (int i = 0; i < 12; ++i) {
+        stuck.push_back(std::make_unique<Connection>(path()));
+        for (int j = 0; j < 20; ++j) {
+            stuck.back()->send(R"({"jsonrpc":"2.0","id":1,"method":"get","params":)" + stuck_ + "}\n");
+        }
+    }
+    (void)wait_for_processes(12);
+    Connection other{path()};
+    EXPECT_EQ(other.call("get", R"({"path":"syslog.level"})"), R"("result":{"values":{"syslog.level":6}})");
+    EXPECT_EQ(other.call("set", R"({"values":{"Device.Time.CurrentLocalTime":"2026-01-02 03:04:05"}})"),
+              R"("result":{"set":1})");
+    EXPECT_EQ(stop(), 0) << "and they do not keep it from ending";
+    for (const pid_t pid : wait_for_processes(12)) {
+        while (!is_dead(pid)) {
+            usleep(1000);
+        }
+    }
+}
+
+TEST_F(Tools, ThatHangInASetAreKilledAndTheNextOneIsServed)
+{
+    test::write_file(folder_ / "hang", "");
+    Connection client{path()};
+    const auto set = [](int id, const char* time) {
+        return R"({"jsonrpc":"2.0","id":)" + std::to_string(id) +
+               R"(,"method":"set","params":{"values":{"Device.Time.CurrentLocalTime":")" + time + "\"}}}\n";
+    };
+    client.send(set(1, "2026-01-02 03:04:05") + set(2, "2026-01-02 03:04:06"));
+    while (test::read_file(folder_ / "dates").empty()) {
+        usleep(1000);
+    }
+    unlink((folder_ / "hang").c_str());
+    EXPECT_NE(client.receive().find(R"("id":1,"error":{"code":-32002)"), std::string::npos);
+    EXPECT_NE(client.receive().find(R"("id":2,"result")"), std::string::npos);
+}
+
+TEST_F(Tools, ThatEndInTimeAnswer)
+{
+    write_tool("iwconfig", "echo 'Access Point: 02:0C:43:26:60:00'\n");
+    Connection client{path()};
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_EQ(client.call("get", stuck_),
+                  R"("result":{"values":{"Device.WiFi.SSID.1.BSSID":"02:0C:43:26:60:00"}})");
+    }
+    EXPECT_NE(client.call("stats", "{}").find(R"("running":0,"waiting":0)"), std::string::npos);
+}
+
+} // namespace

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "tools/qscd/Answer.h"
+
+#include <charconv>
+
+#include <json-c/json.h>
+
+using namespace qsc;
+
+namespace qscd
+{
+
+void Answer::begin(std::string_view id)
+{
+    text_.cut(0);
+    text_.append(R"({"jsonrpc":"2.0","id":)").append(id).append(",");
+    start_ = text_.size();
+}
+
+void Answer::append_text(std::string_view text)
+{
+    const JsonRef value{json_object_new_string_len(text.data(), static_cast<int>(text.size()))};
+    append_value(value.get());
+}
+
+void Answer::append_value(json_object* value)
+{
+    std::size_t length = 0;
+    const char* const text = json_object_to_json_string_length(
+        value, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE, &length);
+    text_.append(value == nullptr ? std::string_view{"null"}
+                                  : std::string_view{text, text != nullptr ? length : 0});
+}
+
+void Answer::append_number(i64 number)
+{
+    char digits[24];
+    const auto result = std::to_chars(digits, digits + sizeof digits, number);
+    text_.append({digits, static_cast<std::size_t>(result.ptr - digits)});
+}
+
+void Answer::end()
+{
+    if (text_.size() + 2 > text_.limit() || !text_.fits()) {
+        fail(kTooLong, "the answer is longer than a line of 1 MiB; ask for less, or with \"limit\"");
+        return;
+    }
+    text_.append("}\n");
+}
+
+void Answer::fail(ErrorCode code, std::string_view sentence, std::string_view data)
+{
+    restart();
+    has_failed_ = true;
+    text_.append(R"("error":{"code":)");
+    append_number(code);
+    text_.append(R"(,"message":)");
+    append_text(sentence);
+    if (!data.empty()) {
+        text_.append(R"(,"data":)").append(data);
+    }
+    text_.append("}");
+    end();
+}
+
+void Failures::add(std::string_view path, const Fault& fault, std::string_view sentence)
+{
+    sentence = sentence.empty() ? std::string_view{fault.sentence} : sentence;
+    if (count_++ == 0) {
+        first_.append(path).append(": ").append(sentence);
+        list_.text().append(R"({"failed":[)");
+    } else {
+        list_.text().append(",");
+    }
+    list_.text().append(R"({"path":)");
+    list_.append_text(path);
+    list_.text().append(R"(,"message":)");
+    list_.append_text(sentence);
+    const struct {
+        std::string_view name;
+        u32 number;
+    } numbers[] = {{R"(,"code":)", fault.code}, {R"(,"cwmp":)", fault.cwmp}, {R"(,"usp":)", fault.usp}};
+    for (const auto& [name, number] : numbers) {
+        list_.text().append(name);
+        list_.append_number(number);
+    }
+    list_.text().append("}");
+}
+
+void Failures::tell(Answer& answer)
+{
+    list_.text().append("]}");
+    Text<510> sentence;
+    if (count_ > 1) {
+        sentence.append_number(count_).append(" failed, the first is ");
+    }
+    sentence.append(first_.view());
+    answer.fail(kFailed, sentence.view(), list_.line());
+}
+
+} // namespace qscd
