@@ -42,7 +42,7 @@ _qsc() {
     [[ $word != *.* ]] || above=${word%.*}.
     local choices
     if [[ $word == -* ]]; then
-        choices='--apply --json --as --queue --quiet --verbose --help'
+        choices='--apply --json --as --queue --socket --quiet --verbose --help'
     elif [ "$before" = --as ]; then
         choices='TR69 WEB SERVD CLI POLLD OTHER VOIP MQTT DHCP'
     elif [ -z "$command" ]; then

@@ -89,3 +89,37 @@ qscd ended with 0"
     run with_daemon 'cut -c 11-34 /proc/sysvipc/msg' --mode 0640
     [[ $output == *" 640 "* ]]
 }
+
+@test "through the socket the answers are those of the library in process" {
+    cat >"$state/tmp/script" <<'SCRIPT'
+get Device.X_QRN_RemoteLog
+set Device.X_QRN_RemoteLog Server=192.0.2.7 Port:=5140 --apply
+get Device.X_QRN_RemoteLog Server Port
+--json get Device.X_QRN_RemoteLog Port
+get Device.WiFi.Radio.2 Channel OperatingChannelBandwidth
+--as MQTT get Device.WiFi.Radio.1 Enable
+get Device.DHCPv4.Client.1.SentOption.1
+version
+list Device.Time
+set Device.WiFi.Radio.2 Channel=999
+SCRIPT
+    run device sh -c 'qsc batch </tmp/script'
+    expected=$output
+    journal=$(journal)
+    "$root/sim/device" --build "$QSC_BUILD" --state "$state.other" --reset
+    cp "$state/tmp/script" "$state.other/tmp/script"
+    state=$state.other
+    run with_daemon 'qsc --socket batch </tmp/script'
+    same "$output" "$expected
+qscd ended with 0"
+    same "$(journal)" "$journal"
+}
+
+@test "what is wrong with the socket is said" {
+    run device qsc --socket /nowhere get syslog
+    same "$status $output" "1 qsc: /nowhere: no qscd serves there; start it, or name its socket"
+    run with_daemon 'qsc --socket=/tmp/qscd.sock get syslog level
+        qsc --socket /tmp/qscd.sock get Device.WiFi.SSID.9'
+    [[ $output == "level = 6
+qsc: Device.WiFi.SSID.9: "* ]]
+}

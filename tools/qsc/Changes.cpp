@@ -16,7 +16,7 @@ namespace
 ExitCode check_all(const Options& options, json_object* plan)
 {
     // The daemon judges what it is sent; here its configuration may not even be readable.
-    if (options.by_queue) {
+    if (options.by_queue || options.socket != nullptr) {
         return kDone;
     }
     return for_each_in(plan, [&](const char* path, json_object* request) {

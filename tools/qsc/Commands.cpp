@@ -54,6 +54,7 @@ void print_help()
         "  --json         print the answered requests as JSON\n"
         "  -q, --quiet    print values, names or numbers alone, one a line\n"
         "  --as NAME      speak as another commander (TR69, WEB, MQTT, ...), or by its number\n"
+        "  --socket PATH  send through a running qscd, whose socket it is (/var/run/qscd.sock)\n"
         "  --queue ID     send through a running qscd: its queue's number, or its key as 0x...\n"
         "  -v, --verbose  let the library's log through to the terminal\n"
         "  -h, --help     show this, or one command's usage\n\n"

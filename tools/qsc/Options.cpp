@@ -8,6 +8,7 @@
 #include <strings.h>
 
 #include "include/qsyscmdhal.h"
+#include "tools/client/qsc_client.h"
 #include "tools/qsc/Lookup.h"
 #include "tools/qsc/Queue.h"
 #include "tools/qsc/Report.h"
@@ -19,13 +20,18 @@ namespace qsc
 namespace
 {
 
-enum LongOption : int { kJson = 256, kAs, kApply, kQueue };
+enum LongOption : int { kJson = 256, kAs, kApply, kQueue, kSocket };
 
 constexpr option kLongOptions[] = {
-    {"json", no_argument, nullptr, kJson},         {"as", required_argument, nullptr, kAs},
-    {"apply", no_argument, nullptr, kApply},       {"quiet", no_argument, nullptr, 'q'},
-    {"verbose", no_argument, nullptr, 'v'},        {"help", no_argument, nullptr, 'h'},
-    {"queue", required_argument, nullptr, kQueue}, {},
+    {"json", no_argument, nullptr, kJson},
+    {"as", required_argument, nullptr, kAs},
+    {"apply", no_argument, nullptr, kApply},
+    {"quiet", no_argument, nullptr, 'q'},
+    {"verbose", no_argument, nullptr, 'v'},
+    {"help", no_argument, nullptr, 'h'},
+    {"queue", required_argument, nullptr, kQueue},
+    {"socket", optional_argument, nullptr, kSocket},
+    {},
 };
 
 /// Takes a commander's name, in any letter case, or its number.
@@ -76,6 +82,13 @@ bool parse_options(int count, char** arguments, Options& options)
                 return false;
             }
             break;
+        case kSocket:
+            // A path after a blank is meant for it as well: no command begins like one.
+            options.socket = optarg != nullptr ? optarg
+                             : optind < count && (arguments[optind][0] == '/' || arguments[optind][0] == '.')
+                                 ? arguments[optind++]
+                                 : QSC_CLIENT_SOCKET;
+            break;
         case 'q':
             options.quiet = true;
             break;
@@ -92,7 +105,7 @@ bool parse_options(int count, char** arguments, Options& options)
             const char* const given = arguments[optind - 1];
             Suggestion nearest{given};
             for (const char* known :
-                 {"--json", "--as", "--apply", "--queue", "--quiet", "--verbose", "--help"}) {
+                 {"--json", "--as", "--apply", "--queue", "--quiet", "--socket", "--verbose", "--help"}) {
                 nearest.consider(known);
             }
             wrong_usage("there is no option '%s'%s See qsc --help.", given, Hint{nearest}.c_str());

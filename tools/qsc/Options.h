@@ -17,6 +17,7 @@ struct Options {
     u32 commander = QSC_COMMANDER_CLI;
     bool by_queue = false; ///< requests go through the service daemon's queue
     u32 queue = 0;
+    const char* socket = nullptr; ///< of the service daemon that requests go through; null: they do not
     bool as_json = false;
     bool apply = false;
     bool quiet = false;

@@ -5,6 +5,7 @@
 #include "tools/qsc/Answers.h"
 #include "tools/qsc/Queue.h"
 #include "tools/qsc/Report.h"
+#include "tools/qsc/Socket.h"
 
 namespace qsc
 {
@@ -14,6 +15,9 @@ bool dispatch(const Options& options, const Target& target, u32 operation, json_
     if (options.by_queue) {
         return dispatch_by_queue(options, target.path.c_str(), operation, object, code);
     }
+    if (options.socket != nullptr) {
+        return dispatch_by_socket(options, target.path.c_str(), operation, object, code);
+    }
     code = target.object.entry->dispatcher(target.path.c_str(), object, operation, options.commander, 0, 0);
     return true;
 }
@@ -22,8 +26,7 @@ ExitCode refused(const Target& target, const char* step, const char* parameter, 
 {
     const std::string_view what{step};
     const bool is_plain = what == "get" || what == "set";
-    // Empty where the daemon refused.
-    const char* const sentence = QSysCmdHal_LastError();
+    const char* const sentence = *daemon_refusal() != '\0' ? daemon_refusal() : QSysCmdHal_LastError();
     return *sentence != '\0'
                ? failure("%s%s%s", is_plain ? "" : step, is_plain ? "" : ": ", sentence)
                : failure("%s: %s%s%s failed: code %u (%s)", target.path.c_str(), step,

@@ -54,10 +54,9 @@ class Get
         if (place.is_partial) {
             ++i;
             bool goes_on = true;
-            for_each_object(place, [&](const Qsc_CommandEntry& entry, const PathText& object) {
-                goes_on = take_object(entry, object, true);
-                return goes_on;
-            });
+            for (ObjectWalk walk{place}; goes_on && walk.next();) {
+                goes_on = take_object(walk.entry(), walk.object(), true);
+            }
             return goes_on;
         }
         if (place.name.view().empty()) {

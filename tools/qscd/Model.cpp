@@ -3,11 +3,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "base/Parse.h"
-#include "include/qsc_dhcpv4_client.h"
-#include "include/qsc_handlers.h"
-#include "include/qsc_wifi.h"
 
 using namespace qsc;
 
@@ -17,66 +15,71 @@ namespace qscd
 namespace
 {
 
-constexpr Qsc_ParamEntry kUnknown[] = {{QSC_TABLE_END, nullptr, nullptr, 0, 0}};
+constexpr std::string_view kInstance = "{i}";
 
-/// Subtrees whose dispatcher chooses its table itself, so that the command table does not tell it.
-constexpr struct {
-    std::string_view path;
-    const Qsc_ParamEntry* parameters;
-} kOwnTables[] = {
-    {"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.",
-     g_QscDhcpV4ClientXQrnRelaySentOption1SubcodeCmd},
-    {"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.", g_QscDhcpV4ClientXQrnRelaySentOptionCmd},
-    {"Device.X_QRN_RemoteLog", g_QscDevXQRNRemoteLogCmd},
-};
-
-/// Subtrees whose instances are asked for one by one.
-constexpr struct {
-    std::string_view path;
-    u32 instances;
-} kNumbered[] = {
-    {"Device.WiFi.Radio", 2},
-    {"Device.WiFi.SSID", 16},
-};
-
-u32 instances_of(const Qsc_CommandEntry& entry)
+/// Takes the first name off a path.
+std::string_view take_name(std::string_view& path)
 {
-    for (const auto& [path, instances] : kNumbered) {
-        if (path == entry.path) {
-            return instances;
+    const std::string_view name{path.data(), std::min(path.find('.'), path.size())};
+    path.remove_prefix(std::min(name.size() + 1, path.size()));
+    return name;
+}
+
+bool is_number(std::string_view name)
+{
+    return !name.empty() && std::ranges::all_of(name, is_digit);
+}
+
+/// Takes what a described path and a path have in common off both. "{i}" is any number, and "*" for all.
+void take_common(std::string_view& pattern, std::string_view& path)
+{
+    while (!pattern.empty() && !path.empty()) {
+        std::string_view pattern_rest = pattern;
+        std::string_view path_rest = path;
+        const std::string_view wanted = take_name(pattern_rest);
+        const std::string_view name = take_name(path_rest);
+        if (wanted != name && !(wanted == kInstance && (is_number(name) || name == "*"))) {
+            return;
+        }
+        pattern = pattern_rest;
+        path = path_rest;
+    }
+}
+
+bool find_object(std::string_view path, Qsc_ObjectInfo& object)
+{
+    PathText text;
+    return text.assign(path) && QSysCmdHal_FindObject(text.c_str(), &object) == 0 && has_own_path(object);
+}
+
+bool describe(const Qsc_ObjectInfo& object, std::string_view name, Qsc_ParameterInfo& parameter)
+{
+    for (u32 number = 0; QSysCmdHal_DescribeParameter(&object, number, &parameter) == 0; ++number) {
+        if (name == parameter.name) {
+            return true;
         }
     }
-    return 0;
+    return false;
 }
 
-bool has_parameter(const Qsc_ParamEntry* table, std::string_view name)
+/// Whether there is anything at or below a partial path.
+bool has_objects(std::string_view path)
 {
-    while (table->id != QSC_TABLE_END && name != table->name) {
-        ++table;
-    }
-    return table->id != QSC_TABLE_END;
-}
-
-/// Whether the rest of a path below a subtree can lead to an object of it.
-bool is_object_part(std::string_view rest)
-{
-    while (!rest.empty()) {
-        const std::string_view part{rest.data(), std::min(rest.find('.'), rest.size())};
-        if (part != "*" && part != "Stats" && !std::ranges::all_of(part, is_digit)) {
-            return false;
+    Qsc_ObjectInfo object{};
+    for (u32 number = 0; QSysCmdHal_DescribeObject(number, &object) == 0; ++number) {
+        std::string_view pattern = without_dot(object.path);
+        std::string_view rest = path;
+        take_common(pattern, rest);
+        if (has_own_path(object) && rest.empty()) {
+            return true;
         }
-        rest.remove_prefix(std::min(part.size() + 1, rest.size()));
     }
-    return true;
+    return false;
 }
 
-/// What stands below the subtree's own path, without dots around it.
-std::string_view rest_of(std::string_view path, const Qsc_CommandEntry& entry)
+bool is_plain(char c)
 {
-    path = without_dot(path);
-    path.remove_prefix(without_dot(entry.path).size());
-    path.remove_prefix(path.starts_with('.') ? 1 : 0);
-    return path;
+    return is_digit(c) || is_lower(c) || is_upper(c) || c == '.' || c == '_' || c == '-' || c == '*';
 }
 
 } // namespace
@@ -102,80 +105,123 @@ const Qsc_CommandEntry* entry_for(std::string_view path)
     return entry->id != QSC_TABLE_END ? entry : nullptr;
 }
 
-const Qsc_ParamEntry* parameters_of(const Qsc_CommandEntry& entry, std::string_view object)
+bool has_own_path(const Qsc_ObjectInfo& object)
 {
-    if (entry.params == g_QscDeviceWiFiSSIDCmd && object.find("Stats") != std::string_view::npos) {
-        return g_QscDeviceWiFiSSIDStatsCmd;
-    }
-    if (entry.params != nullptr) {
-        return entry.params;
-    }
-    for (const auto& [path, parameters] : kOwnTables) {
-        if (path == entry.path) {
-            return parameters;
-        }
-    }
-    return kUnknown;
+    return is_at_or_below(object.path, object.entry->path);
 }
 
-const char* type_of(const Place&, std::string_view)
+bool describe(const PathText& object, std::string_view name, Qsc_ParameterInfo& parameter)
 {
-    return "";
+    Qsc_ObjectInfo info{};
+    return QSysCmdHal_FindObject(object.c_str(), &info) == 0 && describe(info, name, parameter);
 }
 
-bool next_object(const Qsc_CommandEntry& entry, u32& instance, PathText& object)
+bool is_secret(std::string_view path)
 {
-    const u32 count = instances_of(entry);
-    if (++instance > std::max(count, 1U)) {
-        return false;
-    }
-    (void)object.assign(entry.path);
-    if (count != 0) {
-        object.append(".").append_number(instance);
-    } else if (std::string_view{entry.path}.ends_with('.')) {
-        object.append("*");
-    }
-    return true;
+    std::string_view name = path;
+    name.remove_prefix(path.rfind('.') + 1);
+    path.remove_suffix(std::min(name.size() + 1, path.size()));
+    Qsc_ObjectInfo object{};
+    Qsc_ParameterInfo parameter{};
+    return find_object(path, object) && describe(object, name, parameter) &&
+           (parameter.flags & QSC_PARAM_SECRET) != 0;
 }
 
 const char* find_place(std::string_view path, Place& place)
 {
-    const auto is_plain = [](char c) {
-        return is_digit(c) || is_lower(c) || is_upper(c) || c == '.' || c == '_' || c == '-' || c == '*';
-    };
-    if (path.empty() || !place.object.assign(path) || !std::ranges::all_of(path, is_plain) ||
-        path.find("..") != std::string_view::npos) {
+    if (path.empty() || path.size() > 254 || !std::ranges::all_of(path, is_plain) ||
+        path.find("..") != std::string_view::npos || path.starts_with('.')) {
         return "a path is 1 to 254 letters, digits, dots and _, such as Device.Time";
     }
-    if (path.ends_with('.')) {
-        (void)place.object.assign(without_dot(path));
-        for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
-            if (is_at_or_below(entry->path, path)) {
-                place.is_partial = true;
-                return nullptr;
-            }
-        }
+    const std::string_view object_path = without_dot(path);
+    (void)place.object.assign(object_path);
+    if (path.ends_with('.') && has_objects(object_path)) {
+        place.is_partial = true;
+        return nullptr;
     }
-    place.entry = entry_for(path);
-    if (place.entry == nullptr) {
+    Qsc_ObjectInfo object{};
+    Qsc_ParameterInfo parameter{};
+    if (!find_object(object_path, object)) {
         return "there is no such path";
     }
-    std::string_view object = without_dot(path);
-    const std::string_view rest = rest_of(object, *place.entry);
-    std::string_view last = rest;
-    last.remove_prefix(rest.rfind('.') + 1); // npos + 1 is 0
-    if (!last.empty() && has_parameter(parameters_of(*place.entry, object), last)) {
-        (void)place.name.assign(last);
-        object.remove_suffix(last.size() + 1);
+    place.entry = object.entry;
+    std::string_view pattern = without_dot(object.path);
+    std::string_view rest = object_path;
+    take_common(pattern, rest);
+    if (pattern.empty() && rest.empty()) {
+        (void)place.object.assign(object_path == without_dot(object.entry->path) ? object.entry->path : object_path);
+        return nullptr;
     }
-    if (!is_object_part(rest_of(object, *place.entry))) {
-        return kNoSuchParameter.sentence;
+    if (pattern.empty() && rest.find('.') == std::string_view::npos && describe(object, rest, parameter)) {
+        std::string_view above = object_path;
+        above.remove_suffix(rest.size() + 1);
+        (void)place.object.assign(above == without_dot(object.entry->path) ? object.entry->path : above);
+        (void)place.name.assign(rest);
+        return nullptr;
     }
-    const bool is_entry = object == without_dot(place.entry->path);
-    (void)place.object.assign(is_entry ? place.entry->path : object);
-    return is_entry && instances_of(*place.entry) != 0
-               ? "the number of an instance is missing, or a dot at the end for all of them"
-               : nullptr;
+    if (has_objects(object_path)) {
+        return "the number of an instance is missing, or a dot at the end for everything below";
+    }
+    return pattern.empty() && rest.find('.') == std::string_view::npos ? kNoSuchParameter.sentence
+                                                                        : "there is no such path";
+}
+
+bool ObjectWalk::next()
+{
+    while (!next_instance()) {
+        if (!next_described()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Finds the next description that may be meant, and its instances.
+bool ObjectWalk::next_described()
+{
+    while (QSysCmdHal_DescribeObject(number_, &info_) == 0) {
+        ++number_;
+        std::string_view pattern = without_dot(info_.path);
+        std::string_view rest = place_.object.view();
+        take_common(pattern, rest);
+        if (info_.parameters == 0 || !rest.empty() || !has_own_path(info_)) {
+            continue;
+        }
+        instance_ = 0;
+        instance_count_ = 1;
+        instances_[0] = 0;
+        if ((info_.flags & QSC_OBJECT_INSTANCES) != 0) {
+            u32 count = 0;
+            instance_count_ = QSysCmdHal_FindInstances(&info_, instances_, kMostInstances, &count) == 0
+                                  ? std::min(count, kMostInstances)
+                                  : 0;
+        }
+        return true;
+    }
+    return false;
+}
+
+bool ObjectWalk::next_instance()
+{
+    while (instance_ < instance_count_) {
+        const u32 number = instances_[instance_++];
+        object_.clear();
+        for (std::string_view rest = without_dot(info_.path); !rest.empty();) {
+            const std::string_view name = take_name(rest);
+            object_.append(object_.view().empty() ? "" : ".");
+            name == kInstance ? object_.append_number(number) : object_.append(name);
+        }
+        if (object_.view() == without_dot(info_.entry->path)) {
+            (void)object_.assign(info_.entry->path);
+        }
+        std::string_view pattern = without_dot(object_.view());
+        std::string_view rest = place_.object.view();
+        take_common(pattern, rest);
+        if (rest.empty() || is_at_or_below(object_.view(), place_.object.view())) {
+            return true;
+        }
+    }
+    return false;
 }
 
 Fault fault_of(u32 code, bool is_set)

@@ -7,6 +7,7 @@
 
 #include "base/Text.h"
 #include "base/Types.h"
+#include "include/qsc_describe.h"
 #include "include/qsyscmdhal.h"
 
 namespace qscd
@@ -27,40 +28,49 @@ struct Place {
 /// Finds what a path leads to; null: found, otherwise a sentence that says what is wrong with it.
 [[nodiscard]] const char* find_place(std::string_view path, Place& place);
 
-/// The parameters of an object, ended by QSC_TABLE_END; at once where the library does not tell.
-[[nodiscard]] const Qsc_ParamEntry* parameters_of(const Qsc_CommandEntry& entry, std::string_view object);
-
-/// The type of a parameter, as TR-181 names it; empty: not known.
-[[nodiscard]] const char* type_of(const Place& place, std::string_view name);
-
 [[nodiscard]] std::string_view without_dot(std::string_view path);
-
-/// The entry of the command table that serves a path, by whole names; null: none.
-[[nodiscard]] const Qsc_CommandEntry* entry_for(std::string_view path);
 
 /// Whether a path is an object's own or below it; a dot at the object's end says nothing.
 [[nodiscard]] bool is_at_or_below(std::string_view path, std::string_view object);
 
-/// Answers the path of the next instance of an entry that is asked for one by one; false: it has no more.
-[[nodiscard]] bool next_object(const Qsc_CommandEntry& entry, u32& instance, PathText& object);
+/// The entry of the command table that serves a path, by whole names; null: none.
+[[nodiscard]] const Qsc_CommandEntry* entry_for(std::string_view path);
 
-/// Calls visit(entry, object) for each object that a partial path stands for, in the order of the command
-/// table; false ends it.
-template <typename Visit>
-void for_each_object(const Place& place, Visit visit)
+/// Describes a parameter of an object; false: the library does not know it.
+[[nodiscard]] bool describe(const PathText& object, std::string_view name, Qsc_ParameterInfo& parameter);
+
+/// Whether the value at a parameter's path is nobody's business.
+[[nodiscard]] bool is_secret(std::string_view path);
+
+/// Whether a described object has a path of its own, and is not a part that others hold.
+[[nodiscard]] bool has_own_path(const Qsc_ObjectInfo& object);
+
+/// The objects that a partial path stands for, one after the other in the order of the command table: those that
+/// exist now and that the library serves.
+class ObjectWalk
 {
-    for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
-        if (!is_at_or_below(entry->path, place.object.view())) {
-            continue;
-        }
-        PathText object;
-        for (u32 instance = 0; next_object(*entry, instance, object);) {
-            if (!visit(*entry, object)) {
-                return;
-            }
-        }
-    }
-}
+  public:
+    explicit ObjectWalk(const Place& place) : place_(place) {}
+
+    [[nodiscard]] bool next();
+
+    [[nodiscard]] const Qsc_CommandEntry& entry() const { return *info_.entry; }
+    [[nodiscard]] const PathText& object() const { return object_; }
+
+  private:
+    [[nodiscard]] bool next_described();
+    [[nodiscard]] bool next_instance();
+
+    static constexpr u32 kMostInstances = 256;
+
+    const Place& place_;
+    Qsc_ObjectInfo info_{};
+    PathText object_;
+    u32 number_ = 0; ///< of the next described object
+    u32 instances_[kMostInstances];
+    u32 instance_count_ = 0;
+    u32 instance_ = 0; ///< the next
+};
 
 /// A failure as others number it.
 struct Fault {
@@ -74,6 +84,7 @@ struct Fault {
 [[nodiscard]] Fault fault_of(u32 code, bool is_set);
 
 inline constexpr Fault kNoSuchParameter{22, 9005, 7026, "there is no such parameter"};
+inline constexpr Fault kReadOnly{14, 9008, 7013, "it cannot be set"};
 inline constexpr Fault kNotTried{125, 9002, 7003, "not tried, because another one failed"};
 
 } // namespace qscd

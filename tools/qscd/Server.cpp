@@ -30,6 +30,8 @@ constexpr const char* kModule = "qscd";
 // What epoll tells them apart by; smaller numbers are slots of clients.
 constexpr u64 kListenerMark = 1000;
 constexpr u64 kWakeMark = 1001;
+constexpr u64 kFilesMark = 1002;
+constexpr u64 kNetworkMark = 1003;
 
 /// Lines of one client that are taken before it is another one's turn.
 constexpr u32 kLinesInTurn = 16;
@@ -92,7 +94,7 @@ Server::~Server()
     }
 }
 
-bool Server::watch(int descriptor, u64 mark)
+bool Server::add_to_epoll(int descriptor, u64 mark)
 {
     epoll_event event{};
     event.events = EPOLLIN;
@@ -125,7 +127,7 @@ bool Server::start()
                                   ? listener_.inherit(options_.descriptor)
                                   : *options_.socket == '\0' || listener_.open(options_.socket);
     if (!is_listening || (options_.has_queue && !queue_.start(wake_.get())) ||
-        !watch(wake_.get(), kWakeMark) || (listener_.get() >= 0 && !watch(listener_.get(), kListenerMark))) {
+        !add_to_epoll(wake_.get(), kWakeMark) || (listener_.get() >= 0 && !add_to_epoll(listener_.get(), kListenerMark))) {
         return false;
     }
     if (listener_.get() >= 0) {
@@ -164,6 +166,8 @@ bool Server::serve()
                 (void)!read(wake_.get(), &number, sizeof number);
                 take_signals();
                 take_done();
+            } else if (mark == kFilesMark || mark == kNetworkMark) {
+                watch_.drain(mark == kFilesMark ? watch_.files() : watch_.network(), BaCL_GetTimestampMSHQ());
             } else if (clients_[mark].is_open()) {
                 if ((what & EPOLLOUT) != 0 && !clients_[mark].flush(BaCL_GetTimestampMSHQ())) {
                     close_client(mark, nullptr);
@@ -214,6 +218,14 @@ int Server::next_wait()
     const auto at_most = [&](u64 milliseconds) {
         wait = wait < 0 ? static_cast<int>(milliseconds) : std::min(wait, static_cast<int>(milliseconds));
     };
+    const int watch_wait = watch_.look(BaCL_GetTimestampMSHQ(), workers_.is_changing());
+    if (watch_.take_descriptors_changed()) {
+        (void)add_to_epoll(watch_.files(), kFilesMark);
+        (void)add_to_epoll(watch_.network(), kNetworkMark);
+    }
+    if (watch_wait >= 0) {
+        at_most(static_cast<u64>(watch_wait));
+    }
     bool has_output = false;
     for (const Client& client : clients_) {
         if (client.may_have_lines && client.is_welcome()) {
@@ -304,7 +316,7 @@ void Server::accept_all()
         } else {
             const auto slot = static_cast<std::size_t>(free - clients_.begin());
             free->open(socket, ++numbers_, peer);
-            if (!watch(socket, slot)) {
+            if (!add_to_epoll(socket, slot)) {
                 close_client(slot, "it cannot be watched");
             }
             free->events = EPOLLIN;
@@ -329,6 +341,7 @@ void Server::close_client(std::size_t slot, const char* why)
         log_.add("disconnected a client of user %u, process %d: %s", clients_[slot].peer().user,
                  clients_[slot].peer().process, why);
     }
+    watch_.forget_client(clients_[slot].number());
     clients_[slot].close();
 }
 
@@ -408,7 +421,7 @@ void Server::take_line(std::size_t slot, std::string_view line)
     call->slot = static_cast<u32>(slot);
     call->came = BaCL_GetTimestampMSHQ();
     if (understand(*call, line) && prepare(*call, {access_, clients_[slot].peer()}) &&
-        !serve_at_once(*call)) {
+        (call->method->execute != execute_sample || watch_.subscribe(*call)) && !serve_at_once(*call)) {
         ++clients_[slot].in_flight;
         call->run.may_start = true;
         call->run.was_refused = false;
@@ -449,7 +462,7 @@ bool Server::serve_at_once(Call& call)
 {
     const Lane lane = lane_of(call);
     if (lane == Lane::kFront) {
-        call.method->execute != nullptr ? call.method->execute(call) : write_stats(call);
+        execute_here(call);
         return true;
     }
     const std::span items{call.items.get(), call.item_count};
@@ -461,10 +474,24 @@ bool Server::serve_at_once(Call& call)
     const u64 now = BaCL_GetTimestampMSHQ();
     slow_until = now - call.came > kSlowMs ? now + kSlowFor : slow_until;
     counters_.direct += is_served ? 1 : 0;
+    if (is_served && call.subscription != 0) {
+        watch_.finish_subscribe(call);
+    }
     if (!is_served && items.size() == 1) {
         wants_tool_[hash_of(items[0].place)] = true;
     }
     return is_served;
+}
+
+void Server::execute_here(Call& call)
+{
+    if (call.method->execute != nullptr) {
+        call.method->execute(call);
+    } else if (call.method->members[0] != nullptr) {
+        watch_.unsubscribe(call);
+    } else {
+        write_stats(call);
+    }
 }
 
 bool Server::attempt(Call& call)
@@ -486,7 +513,16 @@ void Server::take_done()
     for (Call* call = workers_.take_done(); call != nullptr;) {
         const std::unique_ptr<Call, DeleteCall> owner{std::exchange(call, call->next)};
         Call& done = *owner;
+        if (done.client == 0 && done.queue == nullptr) {
+            watch_.take_sample(done);
+            continue;
+        }
         log_call(done);
+        if (lane_of(done) == Lane::kOrdered) {
+            watch_.note_change(done);
+        } else if (done.subscription != 0) {
+            watch_.finish_subscribe(done);
+        }
         if (done.is_late) {
             write_late(done, done.answer);
         }
@@ -551,6 +587,37 @@ void Server::log_call(const Call& call)
     }
 }
 
+bool Server::send_event(void* server, u32 slot, u64 client, std::string_view line)
+{
+    auto& self = *static_cast<Server*>(server);
+    const bool has_room = self.clients_[slot].number() == client && self.clients_[slot].has_room();
+    if (has_room) {
+        self.send(slot, line);
+        self.update_events(slot);
+    }
+    return has_room;
+}
+
+access::Grant Server::grant(void* server, u32 slot, std::string_view path)
+{
+    const auto& self = *static_cast<Server*>(server);
+    return self.access_.grant(self.clients_[slot].peer(), path);
+}
+
+void Server::submit_sample(void* server, Call* call)
+{
+    auto& self = *static_cast<Server*>(server);
+    call->came = BaCL_GetTimestampMSHQ();
+    if (call->came >= self.slow_until && attempt(*call)) {
+        const std::unique_ptr<Call, DeleteCall> owner{call};
+        self.watch_.take_sample(*call);
+        return;
+    }
+    call->run.may_start = true;
+    call->run.was_refused = false;
+    self.workers_.submit(call, false);
+}
+
 void Server::warn_overdue(void* server, Call& call)
 {
     char tool[64];
@@ -607,6 +674,7 @@ void Server::write_stats(Call& call)
         {"late", counters_.late},
         {"running", workers_.running()},
         {"waiting", workers_.waiting()},
+        {"subscriptions", watch_.count()},
         {"bytesIn", counters_.bytes_in},
         {"bytesOut", counters_.bytes_out},
         {"queueServed", queue_.served()},

@@ -2,6 +2,7 @@
 // qscd, the service daemon: serves requests of other programs, over a socket and over a message queue.
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <fcntl.h>
 #include <malloc.h>
@@ -16,6 +17,17 @@
 
 namespace
 {
+
+/// What the command "version" answers; the table is made to be written there.
+void tell_version()
+{
+    static const Qsc_VersionRecord record{.fwver = nullptr, .progver = QSC_VERSION};
+    for (Qsc_CommandEntry* row = QSysCmdHal_GetFunList(); row->id != QSC_TABLE_END; ++row) {
+        if (std::strcmp(row->path, "version") == 0) {
+            row->reserved = reinterpret_cast<std::uintptr_t>(&record);
+        }
+    }
+}
 
 /// The tools that we start read from nobody, and nothing that we open becomes a standard stream.
 void prepare_streams()
@@ -63,6 +75,7 @@ int main(int count, char** arguments)
         Qslog_SubProperty(QSLOG_STDERR);
         Qslog_SetLogLevel(6);
     }
+    tell_version();
     auto* const server = new (g_server) qscd::Server{options};
     const bool is_fine = server->start() && server->serve();
     const bool is_whole = server->end();

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: Apache-2.0
+// Subscriptions: what the subscribers' paths hold now, and the events that tell how it changes.
+//
+// There is one picture of all values that somebody watches. Whenever something may have changed them - a set through
+// the daemon, a write to the configuration by others, the kernel's word of links and addresses, or the time that a
+// subscriber asked for - they are read again, once for all, and what differs is told to whom it concerns.
+#pragma once
+
+#include <array>
+
+#include "base/FileDescriptor.h"
+#include "tools/access/Access.h"
+#include "tools/qscd/Call.h"
+
+namespace qscd
+{
+
+/// One subscription of a client.
+struct Subscription {
+    static constexpr std::size_t kMostPaths = 16;
+
+    u64 client = 0; ///< number of the connection; 0: free
+    u32 slot = 0;
+    u32 number = 0;
+    u64 sequence = 0; ///< of the last event, told or lost
+    u64 lost = 0;     ///< since the last that was told
+    u32 interval = 0; ///< milliseconds; 0: it asked for none
+    u32 path_count = 0;
+    std::array<PathText, kMostPaths> paths;
+    bool is_ready = false; ///< it has its snapshot
+};
+
+/// What the server does for the subscriptions.
+struct WatchHooks {
+    void* owner;
+    /// Sends an event's line; false: the client has no room for it now.
+    bool (*send)(void* owner, u32 slot, u64 client, std::string_view line);
+    /// What a client may do at a path.
+    qsc::access::Grant (*grant)(void* owner, u32 slot, std::string_view path);
+    /// Has a call served like a get.
+    void (*submit)(void* owner, Call* call);
+};
+
+class Watch
+{
+  public:
+    static constexpr std::size_t kMost = 64;
+
+    explicit Watch(const WatchHooks& hooks) : hooks_(hooks) {}
+
+    /// Reads the parameters of "subscribe" and keeps a place; the call is then to be served like a get, and
+    /// answered by finish_subscribe(). False: the answer is written.
+    [[nodiscard]] bool subscribe(Call& call);
+    void finish_subscribe(Call& call);
+    void unsubscribe(Call& call);
+    void forget_client(u64 client);
+
+    /// Something was set, committed or restarted through the daemon.
+    void note_change(const Call& call);
+
+    /// What has been read by a call that submit() was given.
+    void take_sample(Call& call);
+
+    /// Looks after it all; is_changing: the daemon itself is setting something. @return milliseconds until it has to look again; -1: there is nothing to look for
+    [[nodiscard]] int look(u64 now, bool is_changing);
+
+    /// Descriptors that tell of changes by others; -1: not open. Readable ones are given to drain().
+    [[nodiscard]] int files() const { return files_.get(); }
+    [[nodiscard]] int network() const { return network_.get(); }
+    void drain(int descriptor, u64 now);
+
+    [[nodiscard]] u32 count() const;
+
+    /// Whether descriptors have been opened or closed since the last call.
+    [[nodiscard]] bool take_descriptors_changed() { return std::exchange(descriptors_changed_, false); }
+
+  private:
+    /// Who set what, until the next sample shows it.
+    struct Hint {
+        PathText path;
+        u32 commander = 0;
+    };
+
+    [[nodiscard]] Subscription* find(const Call& call);
+    void open_sources();
+    void close_sources();
+    void watch_folders();
+    void sample();
+    void compare(json_object* now, const Call& call);
+    void tell_value(std::string_view path, json_object* before, json_object* after);
+    void tell(std::string_view type, std::string_view path, std::string_view more, const char* by,
+              bool is_operation = false);
+    [[nodiscard]] const char* author_of(std::string_view path) const;
+    void tell_lost(Subscription& subscription);
+
+    WatchHooks hooks_;
+    std::array<Subscription, kMost> subscriptions_;
+    std::array<Hint, 64> hints_;
+    u32 hint_count_ = 0;
+    qsc::JsonRef values_; ///< path to value, of all that is watched
+    qsc::FileDescriptor files_{-1};
+    qsc::FileDescriptor network_{-1};
+    std::array<int, 2> folders_{-1, -1};
+    u32 last_number_ = 0;
+    u64 due_ = 0;        ///< when to sample; 0: nothing has happened
+    u64 next_round_ = 0; ///< of the sampling that somebody asked for
+    bool is_sampling_ = false;
+    bool descriptors_changed_ = false;
+};
+
+} // namespace qscd
