@@ -2,7 +2,7 @@
 // This process's connection to the service daemon.
 #pragma once
 
-#include "core/JsonRef.h"
+#include "base/Json.h"
 
 namespace qsc
 {

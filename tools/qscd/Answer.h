@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "core/JsonRef.h"
+#include "base/Json.h"
 #include "tools/qscd/Buffer.h"
 #include "tools/qscd/Model.h"
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <new>
 
-#include "core/JsonRef.h"
+#include "base/Json.h"
 #include "tools/access/Access.h"
 #include "tools/qscd/Answer.h"
 #include "tools/qscd/Model.h"
