@@ -123,3 +123,32 @@ qscd ended with 0"
     [[ $output == "level = 6
 qsc: Device.WiFi.SSID.9: "* ]]
 }
+
+@test "a watch shows what is changed through the daemon, and what others change" {
+    run with_daemon 'qsc watch --count 4 Device.X_QRN_RemoteLog.Port Device.DHCPv4.Client.1. >/tmp/watched &
+        watch=$!
+        until grep -qs "Port = 514" /tmp/watched || ! kill -0 $watch; do sleep 0.02; done
+        qsc --socket --as WEB set Device.X_QRN_RemoteLog Port=99 --apply
+        until grep -qs restarted /tmp/watched || ! kill -0 $watch; do sleep 0.02; done
+        uci set system.@system[0].log_port=100 2>/dev/null || qsc set Device.X_QRN_RemoteLog Port=100
+        wait $watch
+        grep -v "DHCPv4.* = " /tmp/watched'
+    same "$output" "Device.X_QRN_RemoteLog.Port = 514
+Device.X_QRN_RemoteLog.Port: 514 -> 99, by WEB
+Device.X_QRN_RemoteLog: committed, by WEB
+Device.X_QRN_RemoteLog: restarted, by WEB
+Device.X_QRN_RemoteLog.Port: 99 -> 100, by others
+qscd ended with 0"
+}
+
+@test "the examples of the document do what it says" {
+    command -v socat >/dev/null && [ -x /usr/bin/python3 ] || skip "socat or python3 is not installed"
+    mkdir "$state/root/modules"
+    cp "$root/docs/daemon.md" "$root/tests/e2e/run_examples.py" "$state/root/"
+    cp "$root/tools/python/qsc.py" "$state/root/modules/"
+    # shellcheck disable=SC2016  # the device expands it
+    run with_daemon 'PATH=$PATH:/host/usr/bin python3 /root/run_examples.py /root/daemon.md /root/modules'
+    echo "$output"
+    [[ $output == *" examples
+qscd ended with 0" ]]
+}

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The clients for programs of others, against a daemon: the C header, and the Python module where there is Python.
+// The clients for programs of others, against a daemon: the C header, and the Python module where there is
+// Python.
 #include "qscd/Running.h"
 #include "tools/client/qsc_client.h"
 
@@ -14,7 +15,9 @@ TEST_F(Header, CallsAndKeepsWhatComesInBetween)
     const char* line = nullptr;
     ASSERT_EQ(QscClient_Open(&client, path().c_str()), 0);
     ASSERT_EQ(QscClient_Call(&client, "subscribe", R"({"path":"syslog.level"})", 5000, &line), 0);
-    EXPECT_STREQ(line, R"({"jsonrpc":"2.0","id":1,"result":{"subscription":1,"sequence":0,"values":{"syslog.level":6}}})");
+    EXPECT_STREQ(
+        line,
+        R"({"jsonrpc":"2.0","id":1,"result":{"subscription":1,"sequence":0,"values":{"syslog.level":6}}})");
     unsigned long id = 0;
     ASSERT_EQ(QscClient_Send(&client, "set", R"({"values":{"syslog.level":5},"commander":"WEB"})", &id), 0);
     // The answer of the set and the event come before the answer that is waited for here.
@@ -30,8 +33,9 @@ TEST_F(Header, CallsAndKeepsWhatComesInBetween)
     }
     std::sort(others.begin(), others.end());
     EXPECT_EQ(others[0], R"({"jsonrpc":"2.0","id":2,"result":{"set":1}})");
-    EXPECT_EQ(others[1], R"({"jsonrpc":"2.0","method":"event","params":{"subscription":1,"sequence":1,"type":"changed",)"
-                         R"("path":"syslog.level","old":6,"new":5,"by":"WEB"}})");
+    EXPECT_EQ(others[1],
+              R"({"jsonrpc":"2.0","method":"event","params":{"subscription":1,"sequence":1,"type":"changed",)"
+              R"("path":"syslog.level","old":6,"new":5,"by":"WEB"}})");
     EXPECT_EQ(QscClient_Receive(&client, 0, &line), EAGAIN);
     pollfd waiting{QscClient_Fd(&client), POLLIN, 0};
     ASSERT_EQ(QscClient_Send(&client, "log", nullptr, &id), 0);
@@ -93,7 +97,9 @@ print("fine")
         GTEST_SKIP() << "there is no Python";
     }
     FILE* const pipe = popen(("PYTHONDONTWRITEBYTECODE=1 PYTHONPATH=" QSC_SOURCE "/tools/python python3 " +
-                              (folder_ / "client.py") + " " + path() + " 2>&1").c_str(), "r");
+                              (folder_ / "client.py") + " " + path() + " 2>&1")
+                                 .c_str(),
+                             "r");
     char said[2048] = {};
     (void)!fread(said, 1, sizeof said - 1, pipe);
     pclose(pipe);

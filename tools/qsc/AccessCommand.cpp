@@ -18,7 +18,8 @@ Text<510> names_of(access::Grant grant, bool is_there)
     Text<510> names;
     for (u32 right = 1; right <= access::kAllRights; right <<= 1) {
         if (((grant.rights & right) != 0) == is_there) {
-            names.append(names.view().empty() ? "" : ", ").append(access::name_of(static_cast<access::Right>(right)));
+            names.append(names.view().empty() ? "" : ", ")
+                .append(access::name_of(static_cast<access::Right>(right)));
         }
     }
     for (const Qsc_CommanderName* entry = g_QSCCommander; is_there && entry->id != 0; ++entry) {

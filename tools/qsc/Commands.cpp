@@ -37,6 +37,8 @@ constexpr Command kCommands[] = {
     {"request", "PATH OPER", "send a raw request object from standard input", 2, 2, request},
     {"batch", "", "run commands from standard input, one a line, up to the first failure", 0, 0, batch},
     {"log", "[level|property] [VALUE]", "show or set the library's log for this call", 0, 2, log},
+    {"watch", "[PATH...]", "show what paths hold and how it changes, through a running qscd", 0, 16, watch},
+    {"access", "USER PATH", "explain what a running qscd lets somebody do", 2, 2, access_command},
     {"version", "", "show the versions", 0, 0, version},
 };
 
@@ -56,6 +58,7 @@ void print_help()
         "  --as NAME      speak as another commander (TR69, WEB, MQTT, ...), or by its number\n"
         "  --socket PATH  send through a running qscd, whose socket it is (/var/run/qscd.sock)\n"
         "  --queue ID     send through a running qscd: its queue's number, or its key as 0x...\n"
+        "  --count N      end a watch after so many events\n"
         "  -v, --verbose  let the library's log through to the terminal\n"
         "  -h, --help     show this, or one command's usage\n\n"
         "A set takes effect for readers at once; only commit makes it last, and only service makes\n"

@@ -25,6 +25,8 @@ ExitCode service(const Options& options, Words words);
 ExitCode request(const Options& options, Words words);
 ExitCode list(const Options& options, Words words);
 ExitCode log(const Options& options, Words words);
+ExitCode watch(const Options& options, Words words);
+ExitCode access_command(const Options& options, Words words);
 ExitCode version(const Options& options, Words words);
 
 } // namespace qsc

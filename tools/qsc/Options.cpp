@@ -20,18 +20,14 @@ namespace qsc
 namespace
 {
 
-enum LongOption : int { kJson = 256, kAs, kApply, kQueue, kSocket };
+enum LongOption : int { kJson = 256, kAs, kApply, kQueue, kSocket, kCount };
 
 constexpr option kLongOptions[] = {
-    {"json", no_argument, nullptr, kJson},
-    {"as", required_argument, nullptr, kAs},
-    {"apply", no_argument, nullptr, kApply},
-    {"quiet", no_argument, nullptr, 'q'},
-    {"verbose", no_argument, nullptr, 'v'},
-    {"help", no_argument, nullptr, 'h'},
-    {"queue", required_argument, nullptr, kQueue},
-    {"socket", optional_argument, nullptr, kSocket},
-    {},
+    {"json", no_argument, nullptr, kJson},         {"as", required_argument, nullptr, kAs},
+    {"apply", no_argument, nullptr, kApply},       {"quiet", no_argument, nullptr, 'q'},
+    {"verbose", no_argument, nullptr, 'v'},        {"help", no_argument, nullptr, 'h'},
+    {"queue", required_argument, nullptr, kQueue}, {"socket", optional_argument, nullptr, kSocket},
+    {"count", required_argument, nullptr, kCount}, {},
 };
 
 /// Takes a commander's name, in any letter case, or its number.
@@ -88,6 +84,12 @@ bool parse_options(int count, char** arguments, Options& options)
                              : optind < count && (arguments[optind][0] == '/' || arguments[optind][0] == '.')
                                  ? arguments[optind++]
                                  : QSC_CLIENT_SOCKET;
+            break;
+        case kCount:
+            if (!parse_number(optarg, options.count)) {
+                wrong_usage("'%s' is no number of events", optarg);
+                return false;
+            }
             break;
         case 'q':
             options.quiet = true;

@@ -18,6 +18,7 @@ struct Options {
     bool by_queue = false; ///< requests go through the service daemon's queue
     u32 queue = 0;
     const char* socket = nullptr; ///< of the service daemon that requests go through; null: they do not
+    u32 count = 0;                ///< of events, after which a watch ends; 0: it does not
     bool as_json = false;
     bool apply = false;
     bool quiet = false;

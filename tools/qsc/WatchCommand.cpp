@@ -64,8 +64,8 @@ ExitCode watch(const Options& options, Words words)
     }
     JsonRef params{json_object_new_object()};
     json_object_object_add(params.get(), "paths", paths);
-    const JsonRef answer = call_daemon(options.socket != nullptr ? options.socket : QSC_CLIENT_SOCKET, "subscribe",
-                                       std::move(params));
+    const JsonRef answer = call_daemon(options.socket != nullptr ? options.socket : QSC_CLIENT_SOCKET,
+                                       "subscribe", std::move(params));
     if (answer == nullptr || say_error(answer.get())) {
         return kFailed;
     }
@@ -83,7 +83,8 @@ ExitCode watch(const Options& options, Words words)
             return failure("qscd has ended the connection");
         }
         if (options.as_json) {
-            std::puts(json_object_to_json_string_ext(member_of(event.get(), "params"), JSON_C_TO_STRING_PLAIN));
+            std::puts(
+                json_object_to_json_string_ext(member_of(event.get(), "params"), JSON_C_TO_STRING_PLAIN));
         } else {
             print_event(member_of(event.get(), "params"));
         }

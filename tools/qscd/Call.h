@@ -58,6 +58,12 @@ struct Call {
     char late_tool[64] = "";
 
     u32 code = 0; ///< the library's last
+
+    // Of what is watched.
+    u32 subscription = 0; ///< that it is to make; 0: none
+    u32 hint_count = 0;   ///< what was known of authors when it began
+    qsc::JsonRef sample;  ///< path to value
+    qsc::JsonRef unread;  ///< the objects that could not be read
     Answer answer;
 };
 

@@ -40,6 +40,8 @@ class Client
 
     /// Whether it may have more served now.
     [[nodiscard]] bool is_welcome() const { return in_flight < kMostInFlight && out_.size() < kHighWater; }
+    /// Whether an event may be sent to it now.
+    [[nodiscard]] bool has_room() const { return out_.size() < kHighWater; }
     [[nodiscard]] bool has_output() const { return out_.size() != 0; }
     [[nodiscard]] std::size_t queued() const { return in_.size() + out_.size(); }
 

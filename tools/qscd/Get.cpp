@@ -140,18 +140,22 @@ class Get
             failures_.add(object.view(), fault_of(ENODATA, false), last_sentence());
             return true;
         }
-        for (const Qsc_ParamEntry* row = parameters_of(entry, object.view()); row->id != QSC_TABLE_END;
-             ++row) {
-            if (row->handler == nullptr || json_object_object_get_ex(request, row->name, nullptr) != 0 ||
-                object.view().ends_with('*')) {
+        Qsc_ObjectInfo info{};
+        Qsc_ParameterInfo parameter{};
+        const bool is_known =
+            QSysCmdHal_FindObject(object.c_str(), &info) == 0 && !object.view().ends_with('*');
+        for (u32 number = 0; is_known && QSysCmdHal_DescribeParameter(&info, number, &parameter) == 0;
+             ++number) {
+            if ((parameter.access & QSC_OPER_GET) == 0 ||
+                json_object_object_get_ex(request, parameter.name, nullptr) != 0) {
                 continue;
             }
-            const i64 own = ask_alone(entry, object, row->name);
+            const i64 own = ask_alone(entry, object, parameter.name);
             if (call_.run.was_refused) {
                 return false;
             }
             if (own > 0) {
-                add_failure(object, row->name, fault_of(static_cast<u32>(own), false), last_sentence());
+                add_failure(object, parameter.name, fault_of(static_cast<u32>(own), false), last_sentence());
             }
         }
         if (failures_.count() == before) {
@@ -223,11 +227,12 @@ class Get
 
     void add_type(std::string_view object, std::string_view name, std::string_view path)
     {
-        Place place;
-        place.entry = entry_for(object);
-        (void)place.object.assign(object);
+        PathText text;
+        text.append(object);
+        Qsc_ParameterInfo parameter{};
+        const bool is_known = describe(text, name, parameter);
         types_.text().append(types_.line().empty() ? "\"" : ",\"").append(path).append("\":");
-        types_.append_text(type_of(place, name));
+        types_.append_text(is_known ? parameter.type : "");
     }
 
     void finish()

@@ -267,24 +267,35 @@ void execute_log(Call& call)
 }
 
 /// Writes one object and its parameters.
-void list_object(Answer& answer, const Qsc_CommandEntry& entry, bool is_first)
+void list_object(Answer& answer, const Qsc_ObjectInfo& object)
 {
-    answer.text().append(is_first ? R"({"path":)" : R"(,{"path":)");
-    answer.append_text(entry.path);
+    constexpr const char* kAccess[] = {"", "readOnly", "writeOnly", "readWrite"};
+    answer.text().append(R"({"path":)");
+    answer.append_text(object.path);
     answer.text().append(R"(,"parameters":[)");
-    Place place;
-    place.entry = &entry;
-    for (const Qsc_ParamEntry* row = parameters_of(entry, entry.path); row->id != QSC_TABLE_END; ++row) {
-        answer.text().append(row == parameters_of(entry, entry.path) ? R"({"name":)" : R"(,{"name":)");
-        answer.append_text(row->name);
-        answer.text().append(R"(,"type":)");
-        answer.append_text(type_of(place, row->name));
+    Qsc_ParameterInfo parameter{};
+    for (u32 number = 0; QSysCmdHal_DescribeParameter(&object, number, &parameter) == 0; ++number) {
+        answer.text().append(number == 0 ? "{" : ",{");
+        const struct {
+            std::string_view name;
+            const char* text;
+        } members[] = {{R"("name":)", parameter.name},
+                       {R"(,"type":)", parameter.type},
+                       {R"(,"access":)", kAccess[parameter.access & 3]},
+                       {R"(,"values":)", parameter.values},
+                       {R"(,"units":)", parameter.units}};
+        for (const auto& [name, text] : members) {
+            if (*text != '\0') {
+                answer.text().append(name);
+                answer.append_text(text);
+            }
+        }
         answer.text().append("}");
     }
     answer.text().append("]}");
 }
 
-/// Shows what the caller may do anything with.
+/// Shows what the library serves and the caller may do anything with.
 bool prepare_list(Call& call, const Caller& caller)
 {
     json_object* const path = member(call.params, "path");
@@ -293,16 +304,24 @@ bool prepare_list(Call& call, const Caller& caller)
     }
     call.answer.start_result();
     call.answer.text().append(R"({"tables":[)");
+    Qsc_ObjectInfo object{};
     bool is_first = true;
-    for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
-        if ((path == nullptr || is_at_or_below(without_dot(entry->path), text_of(path))) &&
-            caller.table.grant(caller.peer, without_dot(entry->path)).rights != 0) {
-            list_object(call.answer, *entry, std::exchange(is_first, false));
+    for (u32 number = 0; QSysCmdHal_DescribeObject(number, &object) == 0; ++number) {
+        if (object.parameters != 0 && has_own_path(object) &&
+            (path == nullptr || is_at_or_below(without_dot(object.path), text_of(path))) &&
+            caller.table.grant(caller.peer, without_dot(object.entry->path)).rights != 0) {
+            call.answer.text().append(std::exchange(is_first, false) ? "" : ",");
+            list_object(call.answer, object);
         }
     }
     call.answer.text().append("]}");
     call.answer.end();
     return false;
+}
+
+bool prepare_subscribe(Call& call, const Caller& caller)
+{
+    return take_paths(call, caller, true);
 }
 
 bool prepare_nothing(Call&, const Caller&)
@@ -342,6 +361,14 @@ constexpr Method kMethods[] = {
      {"path", "operation", "request", "commander"}},
     {"list", Lane::kFront, 0, 0, prepare_list, nullptr, {"path"}},
     {"log", Lane::kFront, 0, 0, prepare_log, execute_log, {"level", "properties"}},
+    {"subscribe",
+     Lane::kGet,
+     access::kGet | access::kWatch,
+     QSC_OPER_GET,
+     prepare_subscribe,
+     execute_sample,
+     {"path", "paths", "interval"}},
+    {"unsubscribe", Lane::kFront, 0, 0, prepare_nothing, nullptr, {"subscription"}},
     {"stats", Lane::kFront, 0, 0, prepare_nothing, nullptr, {}},
 };
 
@@ -459,7 +486,7 @@ u32 dispatch(Call& call, const Qsc_CommandEntry& entry, const PathText& object, 
 
 const char* last_sentence()
 {
-    return "";
+    return QSysCmdHal_LastError();
 }
 
 } // namespace qscd

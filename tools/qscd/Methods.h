@@ -46,6 +46,7 @@ struct Method {
 [[nodiscard]] bool take_number(Call& call, const char* name, u32 most, u32& number);
 
 void execute_get(Call& call);
+void execute_sample(Call& call);
 void execute_set(Call& call);
 void execute_commit(Call& call);
 void execute_service(Call& call);

@@ -149,7 +149,8 @@ const char* find_place(std::string_view path, Place& place)
     std::string_view rest = object_path;
     take_common(pattern, rest);
     if (pattern.empty() && rest.empty()) {
-        (void)place.object.assign(object_path == without_dot(object.entry->path) ? object.entry->path : object_path);
+        (void)place.object.assign(object_path == without_dot(object.entry->path) ? object.entry->path
+                                                                                 : object_path);
         return nullptr;
     }
     if (pattern.empty() && rest.find('.') == std::string_view::npos && describe(object, rest, parameter)) {
@@ -163,7 +164,7 @@ const char* find_place(std::string_view path, Place& place)
         return "the number of an instance is missing, or a dot at the end for everything below";
     }
     return pattern.empty() && rest.find('.') == std::string_view::npos ? kNoSuchParameter.sentence
-                                                                        : "there is no such path";
+                                                                       : "there is no such path";
 }
 
 bool ObjectWalk::next()

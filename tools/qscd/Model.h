@@ -45,8 +45,8 @@ struct Place {
 /// Whether a described object has a path of its own, and is not a part that others hold.
 [[nodiscard]] bool has_own_path(const Qsc_ObjectInfo& object);
 
-/// The objects that a partial path stands for, one after the other in the order of the command table: those that
-/// exist now and that the library serves.
+/// The objects that a partial path stands for, one after the other in the order of the command table: those
+/// that exist now and that the library serves.
 class ObjectWalk
 {
   public:

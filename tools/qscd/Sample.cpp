@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Reading what is watched: the values of a call's paths as one object, path to value. What cannot be read now is
-// noted and holds nothing else up.
+// Reading what is watched: the values of a call's paths as one object, path to value. What cannot be read now
+// is noted and holds nothing else up.
 #include <cerrno>
 
 #include "tools/qscd/Methods.h"

@@ -127,7 +127,8 @@ bool Server::start()
                                   ? listener_.inherit(options_.descriptor)
                                   : *options_.socket == '\0' || listener_.open(options_.socket);
     if (!is_listening || (options_.has_queue && !queue_.start(wake_.get())) ||
-        !add_to_epoll(wake_.get(), kWakeMark) || (listener_.get() >= 0 && !add_to_epoll(listener_.get(), kListenerMark))) {
+        !add_to_epoll(wake_.get(), kWakeMark) ||
+        (listener_.get() >= 0 && !add_to_epoll(listener_.get(), kListenerMark))) {
         return false;
     }
     if (listener_.get() >= 0) {

@@ -14,6 +14,7 @@
 #include "tools/qscd/Options.h"
 #include "tools/qscd/OutboundLog.h"
 #include "tools/qscd/QueueServer.h"
+#include "tools/qscd/Watch.h"
 #include "tools/qscd/Workers.h"
 
 namespace qscd
@@ -50,7 +51,7 @@ class Server
         u64 connections, refused, requests, direct, failed, late, dropped, bytes_in, bytes_out;
     };
 
-    [[nodiscard]] bool watch(int descriptor, u64 mark);
+    [[nodiscard]] bool add_to_epoll(int descriptor, u64 mark);
     void load_access();
     void accept_all();
     void turn_away(int socket, ErrorCode code, std::string_view sentence);
@@ -68,10 +69,14 @@ class Server
     void take_done();
     void tick(u64 now);
     [[nodiscard]] int next_wait();
+    void execute_here(Call& call);
     void write_stats(Call& call);
     void log_call(const Call& call);
     void report();
 
+    static bool send_event(void* server, u32 slot, u64 client, std::string_view line);
+    static qsc::access::Grant grant(void* server, u32 slot, std::string_view path);
+    static void submit_sample(void* server, Call* call);
     static void warn_overdue(void* server, Call& call);
     static void end_late(void* server, Call& call);
     static void give_up(void* server, Call& call);
@@ -80,6 +85,7 @@ class Server
     OutboundLog log_;
     Workers workers_;
     QueueServer queue_;
+    Watch watch_{{this, send_event, grant, submit_sample}};
     Listener listener_;
     qsc::access::Table access_{geteuid()};
     std::array<Client, kMostClients> clients_;

@@ -129,7 +129,8 @@ bool Watch::subscribe(Call& call)
         subscription.interval = std::max(subscription.interval, kLeastInterval);
     }
     for (std::size_t i = 0; i < count; ++i) {
-        (void)subscription.paths[i].assign(text_of(one != nullptr ? one : json_object_array_get_idx(many, i)));
+        (void)subscription.paths[i].assign(
+            text_of(one != nullptr ? one : json_object_array_get_idx(many, i)));
     }
     subscription.path_count = static_cast<u32>(count);
     subscription.client = call.client;
@@ -220,26 +221,23 @@ void Watch::note_change(const Call& call)
     }
     due_ = due_ == 0 ? BaCL_GetTimestampMSHQ() : due_;
     const bool is_set = (call.operation & QSC_OPER_SET) != 0;
-    for (u32 i = 0; i < call.item_count; ++i) {
+    const bool is_commit = (call.operation & QSC_OPER_COMMIT) != 0;
+    for (u32 i = 0; i < call.item_count && (is_set || call.code == 0); ++i) {
         const Place& place = call.items[i].place;
         Hint& hint = hints_[std::min<std::size_t>(hint_count_, hints_.size() - 1)];
-        hint_count_ = std::min<u32>(hint_count_ + 1, hints_.size());
+        hint_count_ = std::min(hint_count_ + 1, static_cast<u32>(hints_.size()));
         hint.path.clear();
         hint.path.append(without_dot(place.object.view()));
         hint.path.append(place.name.view().empty() ? "" : ".").append(place.name.view());
         hint.commander = call.commander;
-    }
-    const char* const by = QSysCmdHal_GetCommanderName(static_cast<i32>(call.commander));
-    if (!is_set && call.code == 0 && call.item_count != 0) {
-        const bool is_commit = (call.operation & QSC_OPER_COMMIT) != 0;
-        tell(is_commit ? "committed" : "restarted", without_dot(call.items[0].place.object.view()), {}, by, true);
+        hint.event = is_set ? nullptr : is_commit ? "committed" : "restarted";
     }
 }
 
 const char* Watch::author_of(std::string_view path) const
 {
     for (u32 i = hint_count_; i-- > 0;) {
-        if (is_at_or_below(path, hints_[i].path.view())) {
+        if (hints_[i].event == nullptr && is_at_or_below(path, hints_[i].path.view())) {
             return QSysCmdHal_GetCommanderName(static_cast<i32>(hints_[i].commander));
         }
     }
@@ -251,6 +249,12 @@ void Watch::take_sample(Call& call)
     is_sampling_ = false;
     if (call.sample != nullptr && !call.is_late) {
         compare(call.sample.get(), call);
+    }
+    for (u32 i = 0; i < std::min(hint_count_, call.hint_count); ++i) {
+        if (hints_[i].event != nullptr) {
+            const char* const by = QSysCmdHal_GetCommanderName(static_cast<i32>(hints_[i].commander));
+            tell(hints_[i].event, hints_[i].path.view(), {}, by, true);
+        }
     }
     const u32 kept = hint_count_ - std::min(hint_count_, call.hint_count);
     std::move(hints_.begin() + (hint_count_ - kept), hints_.begin() + hint_count_, hints_.begin());
@@ -334,7 +338,8 @@ void Watch::tell(std::string_view type, std::string_view path, std::string_view 
         event.text().append(R"(,"sequence":)");
         event.append_number(static_cast<i64>(subscription.sequence));
         event.text().append(R"(,"type":")").append(type).append(R"(","path":")").append(path).append("\"");
-        event.text().append(is_hidden && (rights & access::kSecrets) == 0 ? R"(,"old":"***","new":"***")" : more);
+        event.text().append(is_hidden && (rights & access::kSecrets) == 0 ? R"(,"old":"***","new":"***")"
+                                                                          : more);
         event.text().append(R"(,"by":)");
         event.append_text(by);
         event.text().append("}}\n");
@@ -367,7 +372,8 @@ void Watch::open_sources()
         return;
     }
     files_.replace(FileDescriptor{inotify_init1(IN_CLOEXEC | IN_NONBLOCK)});
-    network_.replace(FileDescriptor{socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE)});
+    network_.replace(
+        FileDescriptor{socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE)});
     sockaddr_nl address{};
     address.nl_family = AF_NETLINK;
     address.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR | RTMGRP_IPV4_ROUTE;
@@ -473,13 +479,14 @@ void Watch::sample()
     Call* const call = new_call();
     std::unique_ptr<Call, DeleteCall> owner{call};
     const std::size_t most = kMost * Subscription::kMostPaths;
-    if (call == nullptr || (call->items.reset(static_cast<Item*>(std::malloc(most * sizeof(Item)))), call->items == nullptr)) {
+    if (call == nullptr ||
+        (call->items.reset(static_cast<Item*>(std::malloc(most * sizeof(Item)))), call->items == nullptr)) {
         return;
     }
     const auto is_there = [&](const Place& place) {
         return std::any_of(call->items.get(), call->items.get() + call->item_count, [&](const Item& item) {
-            return item.place.object.view() == place.object.view() && item.place.name.view() == place.name.view() &&
-                   item.place.is_partial == place.is_partial;
+            return item.place.object.view() == place.object.view() &&
+                   item.place.name.view() == place.name.view() && item.place.is_partial == place.is_partial;
         });
     };
     for (const Subscription& each : subscriptions_) {

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // Subscriptions: what the subscribers' paths hold now, and the events that tell how it changes.
 //
-// There is one picture of all values that somebody watches. Whenever something may have changed them - a set through
-// the daemon, a write to the configuration by others, the kernel's word of links and addresses, or the time that a
-// subscriber asked for - they are read again, once for all, and what differs is told to whom it concerns.
+// There is one picture of all values that somebody watches. Whenever something may have changed them - a set
+// through the daemon, a write to the configuration by others, the kernel's word of links and addresses, or
+// the time that a subscriber asked for - they are read again, once for all, and what differs is told to whom
+// it concerns.
 #pragma once
 
 #include <array>
@@ -61,7 +62,8 @@ class Watch
     /// What has been read by a call that submit() was given.
     void take_sample(Call& call);
 
-    /// Looks after it all; is_changing: the daemon itself is setting something. @return milliseconds until it has to look again; -1: there is nothing to look for
+    /// Looks after it all; is_changing: the daemon itself is setting something. @return milliseconds until it
+    /// has to look again; -1: there is nothing to look for
     [[nodiscard]] int look(u64 now, bool is_changing);
 
     /// Descriptors that tell of changes by others; -1: not open. Readable ones are given to drain().
@@ -75,10 +77,11 @@ class Watch
     [[nodiscard]] bool take_descriptors_changed() { return std::exchange(descriptors_changed_, false); }
 
   private:
-    /// Who set what, until the next sample shows it.
+    /// Who did what, until the next sample shows it.
     struct Hint {
         PathText path;
         u32 commander = 0;
+        const char* event = nullptr; ///< what is told of it after the values; null: it is a set
     };
 
     [[nodiscard]] Subscription* find(const Call& call);

@@ -308,6 +308,12 @@ bool Workers::stop(u32 limit_ms)
     return threads_ == 0;
 }
 
+bool Workers::is_changing()
+{
+    const Locked locked{mutex_};
+    return running_[0] != nullptr || !ordered_.is_empty();
+}
+
 u32 Workers::waiting()
 {
     const Locked locked{mutex_};

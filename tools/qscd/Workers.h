@@ -67,6 +67,8 @@ class Workers
     /// Kills all tools and waits for the threads, but not long. False: one has not ended.
     [[nodiscard]] bool stop(u32 limit_ms);
 
+    /// Whether something is being set, or waits to be.
+    [[nodiscard]] bool is_changing();
     [[nodiscard]] u32 waiting();
     [[nodiscard]] u32 running();
     /// For how long the ordered thread has been lost, in milliseconds; 0: it is not.
