@@ -87,6 +87,14 @@ consteval ParameterTable<Count> make_table(const Row (&rows)[Count], Qsc_Handler
     return table;
 }
 
+/// Whether a row has a function. Where null pointers are sanitized, the address of a function that is defined
+/// elsewhere is no constant, but it is one of a function.
+template <typename Function>
+consteval bool is_given(Function* function)
+{
+    return __builtin_constant_p(function != nullptr) ? function != nullptr : true;
+}
+
 /// Names are unique, and every row has what its place and kind need.
 template <std::size_t Count>
 consteval bool is_sound(const Row (&rows)[Count])
@@ -102,13 +110,13 @@ consteval bool is_sound(const Row (&rows)[Count])
         const bool is_set = row.access != Access::kRead;
         const bool is_read = row.access != Access::kWrite;
         const bool is_complete =
-            row.place == Place::kHandler ? row.handler != nullptr
+            row.place == Place::kHandler ? is_given(row.handler)
             : row.place == Place::kFunction
-                ? (!is_read || row.get != nullptr) && (!is_set || row.set != nullptr)
+                ? (!is_read || is_given(row.get)) && (!is_set || is_given(row.set))
             : row.place == Place::kCount || row.place == Place::kNumbers || row.place == Place::kSection
                 ? !is_set
             : row.place == Place::kInstance
-                ? row.check != nullptr
+                ? is_given(row.check)
                 : row.key != nullptr && (!is_set || row.place == Place::kOption || row.place == Place::kList);
         if (!is_complete || (is_word && is_set && row.limits == nullptr)) {
             return false;
