@@ -2,8 +2,6 @@
 #include "platform/Cache.h"
 
 #include <algorithm>
-#include <array>
-#include <bit>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -14,8 +12,9 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include "platform/ByteHash.h"
 #include "platform/ConfigFile.h"
-#include "platform/Delta.h"
+#include "platform/StagingFile.h"
 
 namespace qrnuci
 {
@@ -50,48 +49,6 @@ bool is_settled(const struct stat& status)
     const i64 tick = has_whole_seconds ? kCoarseTickNanoseconds : kTickNanoseconds;
     return age(status.st_mtim) > tick && age(status.st_ctim) > tick;
 }
-
-/// A hash of bytes that come in parts, of which all but the last are multiples of its step. Four lanes that
-/// do not wait for each other keep it as fast as the reading.
-class ByteHash
-{
-  public:
-    void add(std::string_view bytes)
-    {
-        Step step{};
-        for (; bytes.size() >= sizeof step; bytes.remove_prefix(sizeof step)) {
-            std::memcpy(step.data(), bytes.data(), sizeof step);
-            mix(step, sizeof step);
-        }
-        if (!bytes.empty()) {
-            step = {};
-            std::memcpy(step.data(), bytes.data(), bytes.size());
-            mix(step, bytes.size());
-        }
-    }
-
-    [[nodiscard]] u64 value() const
-    {
-        u64 hash = 0;
-        for (const u64 lane : lanes_) {
-            hash = std::rotl((hash ^ lane) * kFactor, 31);
-        }
-        return hash;
-    }
-
-  private:
-    using Step = std::array<u64, 4>;
-    static constexpr u64 kFactor = 0x9E3779B97F4A7C15;
-
-    void mix(const Step& step, std::size_t size)
-    {
-        for (std::size_t lane = 0; lane < step.size(); ++lane) {
-            lanes_[lane] = std::rotl((lanes_[lane] ^ step[lane]) * kFactor, 29) + size;
-        }
-    }
-
-    Step lanes_{1, 2, 3, 4};
-};
 
 /// The place in the list that leads to a package of this name, or to its end.
 CachedPackage** find_place(std::string_view name)
@@ -150,9 +107,7 @@ void Snapshot::take(LockedFile& file, std::string_view text)
     status_ = file.status();
     is_settled_ = qrnuci::is_settled(status_);
     if (!is_settled_) {
-        ByteHash hash;
-        hash.add(text);
-        hash_ = hash.value();
+        hash_ = hash_bytes(text);
     }
     descriptor_.replace(file.release());
 }

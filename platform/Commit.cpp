@@ -26,27 +26,22 @@ u32 commit(std::string_view name)
     if (const u32 code = load_package(name, files, package)) {
         return code;
     }
-    if (!files.delta.is_open() || !(files.state.has_changes || files.state.is_committed)) {
+    if (!files.staging.is_open() || !files.state.has_changes) {
         return 0;
     }
-    const char* const delta = files.delta_path.c_str();
-    if (files.state.has_changes) {
-        Replacement replacement;
-        if (const u32 code = replacement.write(name, files.config_path, files.config.status(), package)) {
-            return code;
-        }
-        // From here on a kill leaves either the old file with everything staged, or the new one with a note
-        // in the staging file that it is all in there.
-        if (const u32 code = mark_committed(files.delta, delta, name, files.state, replacement.inode())) {
-            return code;
-        }
-        if (const u32 code = replacement.take_place(files.config.status())) {
-            (void)append_delta(files.delta, delta, files.state, ""); // takes the note back
-            return code;
-        }
+    Replacement replacement;
+    if (const u32 code = replacement.write(name, files.config_path, files.config.status(), package)) {
+        return code;
     }
-    // The change is made; a staging file that could not be emptied is skipped up to its note.
-    (void)clear_delta(files.delta, delta);
+    // From here on a kill leaves either the old file with everything staged, or the new one with nothing.
+    if (const u32 code = files.staging.begin_commit(files.state.sound, replacement.inode())) {
+        return code;
+    }
+    if (const u32 code = replacement.take_place(files.config.status())) {
+        files.staging.take_back_commit();
+        return code;
+    }
+    files.staging.finish_commit();
     return 0;
 }
 

@@ -6,11 +6,8 @@
 #include <charconv>
 #include <cstdio>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "base/Parse.h"
+#include "platform/Change.h"
 #include "platform/Scanner.h"
 
 namespace qrnuci
@@ -20,34 +17,6 @@ namespace
 {
 
 constexpr std::string_view kGroup = "qrnuci_group";
-constexpr std::string_view kCommitted = "qrnuci_committed";
-
-/// One change: "[MARK]PACKAGE.SECTION[.OPTION][=VALUE]".
-struct Change {
-    char mark = '='; ///< + - @ ^ | ~ as written; '=' for a plain one
-    Key key;
-    std::string_view value;
-    bool has_value = false;
-    Change* next = nullptr;
-};
-
-bool parse_change(std::string_view text, Change& change)
-{
-    if (text.empty()) {
-        return false;
-    }
-    if (std::string_view{"+-@^|~"}.find(text.front()) != std::string_view::npos) {
-        change.mark = text.front();
-        text.remove_prefix(1);
-    }
-    const std::size_t equals = std::min(text.find('='), text.size());
-    change.has_value = equals != text.size();
-    if (change.has_value) {
-        change.value = {text.data() + equals + 1, text.size() - equals - 1};
-    }
-    return parse_key({text.data(), equals}, change.key) && !change.key.section.name.empty() &&
-           (change.has_value || change.mark == '-');
-}
 
 /// Reads a number by its leading digits; false: there are none.
 bool leading_number(std::string_view text, i32& number)
@@ -156,9 +125,10 @@ NoteText make_note(std::string_view package, std::string_view note, const char* 
 }
 
 /// Reads the changes of a staging file up to the first that was written in part.
-u32 read_changes(Scanner& scanner, std::size_t size, std::string_view name, ino_t inode, Arena& arena,
-                 List<Change>& changes, DeltaState& state)
+u32 read_changes(char* text, std::size_t size, std::string_view name, Arena& arena, List<Change>& changes,
+                 DeltaState& state)
 {
+    Scanner scanner{text, size};
     std::size_t group_end = 0;
     while (!scanner.at_end()) {
         std::string_view word;
@@ -175,11 +145,6 @@ u32 read_changes(Scanner& scanner, std::size_t size, std::string_view name, ino_
                 break;
             }
             group_end = scanner.offset() + static_cast<std::size_t>(number);
-        } else if (is_change && note_number(change, kCommitted, number)) {
-            if (has_end && number == inode) {
-                changes.clear();
-                state.is_committed = true;
-            }
         } else if (is_change) {
             auto* const kept = arena.make<Change>();
             if (kept == nullptr) {
@@ -198,48 +163,27 @@ u32 read_changes(Scanner& scanner, std::size_t size, std::string_view name, ino_
     return 0;
 }
 
+/// The bytes that the changes need which make a difference.
+u32 count_needed(const List<Change>& changes, Arena& arena, std::size_t& needed)
+{
+    if (!mark_superseded(changes, arena)) {
+        return ENOMEM;
+    }
+    for (const Change& change : changes) {
+        const Key& key = change.key;
+        needed += change.is_superseded ? 0
+                                       : key.package.size() + key.section.name.size() + key.option.size() +
+                                             change.value.size() + 7;
+    }
+    return 0;
+}
+
 } // namespace
 
-Path delta_path(std::string_view package)
-{
-    Path path;
-    path.append(kStagingFolder).append("/").append(package);
-    return path;
-}
-
-bool is_trusted_folder(const struct stat& status)
-{
-    return S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
-           (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
-}
-
-u32 check_staging_folder()
-{
-    struct stat status = {};
-    if (lstat(kStagingFolder, &status) != 0) {
-        return errno == ENOENT ? 0 : log_failure("stat", kStagingFolder);
-    }
-    if (is_trusted_folder(status)) {
-        return 0;
-    }
-    log_error("%s is not a folder that we alone may write to; nothing there is used\n", kStagingFolder);
-    return EFAULT;
-}
-
-u32 ensure_staging_folder()
-{
-    if (mkdir(kStagingFolder, 0700) != 0 && errno != EEXIST) {
-        return log_failure("create", kStagingFolder);
-    }
-    return check_staging_folder();
-}
-
-u32 apply_delta(char* text, std::size_t size, std::string_view name, ino_t inode, Package& package,
-                DeltaState& state)
+u32 apply_delta(char* text, std::size_t size, std::string_view name, Package& package, DeltaState& state)
 {
     List<Change> changes;
-    Scanner scanner{text, size};
-    if (const u32 code = read_changes(scanner, size, name, inode, package.arena(), changes, state)) {
+    if (const u32 code = read_changes(text, size, name, package.arena(), changes, state)) {
         return code;
     }
     state.has_changes = !changes.empty();
@@ -248,21 +192,27 @@ u32 apply_delta(char* text, std::size_t size, std::string_view name, ino_t inode
             return ENOMEM;
         }
     }
-    return 0;
+    return is_long_delta(size) ? count_needed(changes, package.arena(), state.needed) : 0;
 }
 
-u32 append_delta(const LockedFile& file, const char* path, const DeltaState& state, std::string_view text)
+u32 compact_delta(char* text, std::size_t size, std::string_view name, Arena& arena, Growing& lines)
 {
-    const auto end = static_cast<off_t>(state.sound);
-    if (ftruncate(file.get(), end) == 0 && lseek(file.get(), end, SEEK_SET) == end &&
-        qsc::write_all(file.get(), text) && fdatasync(file.get()) == 0) {
-        return 0;
+    List<Change> changes;
+    DeltaState state;
+    if (const u32 code = read_changes(text, size, name, arena, changes, state)) {
+        return code;
     }
-    const int reason = errno;
-    // As if it had never been tried; a part is skipped by readers anyway.
-    [[maybe_unused]] const int undone = ftruncate(file.get(), end);
-    errno = reason;
-    return log_failure("write", path);
+    if (!mark_superseded(changes, arena)) {
+        return ENOMEM;
+    }
+    for (const Change& change : changes) {
+        if (!change.is_superseded) {
+            const std::string_view mark{&change.mark, change.mark == '=' ? 0U : 1U};
+            write_change(lines, mark, name, change.key.section.name, change.key.option,
+                         change.has_value ? &change.value : nullptr);
+        }
+    }
+    return lines.failed() ? ENOMEM : 0;
 }
 
 NoteText group_note(std::string_view package, const DeltaState& state, std::size_t size)
@@ -270,17 +220,6 @@ NoteText group_note(std::string_view package, const DeltaState& state, std::size
     // A kill can stop a write between two pages of the file, but not within one.
     constexpr std::size_t kPageSize = 4096;
     return state.sound % kPageSize + size > kPageSize ? make_note(package, kGroup, "size", size) : NoteText{};
-}
-
-u32 mark_committed(const LockedFile& file, const char* path, std::string_view package,
-                   const DeltaState& state, ino_t inode)
-{
-    return append_delta(file, path, state, make_note(package, kCommitted, "inode", inode).view());
-}
-
-u32 clear_delta(const LockedFile& file, const char* path)
-{
-    return ftruncate(file.get(), 0) == 0 && fdatasync(file.get()) == 0 ? 0 : log_failure("empty", path);
 }
 
 } // namespace qrnuci

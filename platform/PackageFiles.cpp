@@ -3,8 +3,6 @@
 
 #include <cerrno>
 
-#include <fcntl.h>
-
 #include "platform/ConfigFile.h"
 #include "platform/ForeignCommit.h"
 
@@ -18,23 +16,20 @@ namespace
 constexpr Patience kForeignPatience{200};
 
 /// Opens and locks both; what is no trusted staging file stays closed.
-u32 open_files(PackageFiles& files, Access config_access, Access delta_access, bool with_delta,
-               Patience& patience)
+u32 open_files(std::string_view name, PackageFiles& files, Access config_access, Access staging_access,
+               bool is_staged, Patience& patience)
 {
-    if (!files.config_path.fits() || !files.delta_path.fits()) {
+    if (!files.config_path.fits()) {
         return EFAULT;
     }
     if (const u32 code = files.config.open(files.config_path.c_str(), config_access, patience)) {
         return code == ENOENT ? EFAULT : code;
     }
-    if (!with_delta) {
-        return 0;
-    }
-    const u32 code = files.delta.open(files.delta_path.c_str(), delta_access, patience, O_NOFOLLOW);
+    const u32 code = is_staged ? files.staging.open(name, staging_access, patience) : 0;
     return code == ENOENT ? 0 : code;
 }
 
-/// Reads both texts, which the cache hashes before they are cut up.
+/// Reads both files: for the cache, which hashes them before they are cut up, or for a change.
 u32 load(std::string_view name, PackageFiles& files, Package& package, CachedPackage* cached)
 {
     char* text = nullptr;
@@ -42,23 +37,24 @@ u32 load(std::string_view name, PackageFiles& files, Package& package, CachedPac
     if (const u32 code = files.config.read(files.config_path.c_str(), package.arena(), text, size)) {
         return code;
     }
-    char* staged = nullptr;
-    std::size_t staged_size = 0;
-    if (files.delta.is_open()) {
-        if (const u32 code =
-                files.delta.read(files.delta_path.c_str(), package.arena(), staged, staged_size)) {
+    Staged staged;
+    if (files.staging.is_open()) {
+        if (const u32 code = files.staging.read(files.config.status().st_ino, package.arena(), staged)) {
             return code;
         }
     }
-    const ino_t inode = files.config.status().st_ino;
     if (cached != nullptr) {
         cached->config.take(files.config, {text, size});
-        cached->delta.take(files.delta, {staged, staged_size});
+        cached->delta.take(files.staging.file(), staged.file);
+    } else if (files.staging.is_open()) {
+        if (const u32 code = files.staging.restore(staged)) {
+            return code;
+        }
     }
     if (const u32 code = load_config(name, files.config_path, text, size, package)) {
         return code;
     }
-    return apply_delta(staged, staged_size, name, inode, package, files.state);
+    return apply_delta(staged.text, staged.size, name, package, files.state);
 }
 
 /// One attempt. EAGAIN: the files have changed while they were read without a lock.
@@ -67,32 +63,33 @@ u32 try_to_read(CachedPackage& cached, Patience& patience)
     cached.package.clear();
     cached.reads = 0;
     const bool is_staged = cached.find_files();
-    const bool with_delta = check_staging_folder() == 0 && is_staged;
+    const bool is_trusted = check_staging_folder() == 0;
+    const std::string_view name = cached.name.view();
     PackageFiles files;
     files.config_path = cached.config_path;
-    files.delta_path = cached.delta_path;
-    if (const u32 code = open_files(files, Access::kRead, Access::kRead, with_delta, patience)) {
+    if (const u32 code =
+            open_files(name, files, Access::kRead, Access::kRead, is_staged && is_trusted, patience)) {
         return code;
     }
-    const bool is_locked = files.config.is_locked() && (!files.delta.is_open() || files.delta.is_locked());
-    const u32 code = load(cached.name.view(), files, cached.package, &cached);
+    const bool is_locked =
+        files.config.is_locked() && (!files.staging.is_open() || files.staging.file().is_locked());
+    const u32 code = load(name, files, cached.package, &cached);
     // Between the two files, somebody may have committed.
     return cached.config.is_there() && !is_locked && !cached.is_current() ? EAGAIN : code;
 }
 
 } // namespace
 
-u32 lock_files(std::string_view name, Access config_access, Access delta_access, PackageFiles& files)
+u32 lock_files(std::string_view name, Access config_access, Access staging_access, PackageFiles& files)
 {
     if (const u32 code = check_staging_folder()) {
         return code;
     }
-    files.delta_path = delta_path(name);
     Patience patience = kWriterPatience;
     Patience foreign_patience = kForeignPatience;
     for (;;) {
         files.config_path = config_path(name);
-        if (const u32 code = open_files(files, config_access, delta_access, true, patience)) {
+        if (const u32 code = open_files(name, files, config_access, staging_access, true, patience)) {
             return code;
         }
         // The other program may also have been through before it was looked for.
@@ -102,7 +99,7 @@ u32 lock_files(std::string_view name, Access config_access, Access delta_access,
             return 0;
         }
         files.config.close();
-        files.delta.close();
+        files.staging.close();
     }
 }
 

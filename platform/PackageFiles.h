@@ -12,6 +12,7 @@
 #include "platform/Delta.h"
 #include "platform/LockedFile.h"
 #include "platform/Package.h"
+#include "platform/StagingFile.h"
 
 namespace qrnuci
 {
@@ -19,17 +20,17 @@ namespace qrnuci
 /// A package's files while they are locked.
 struct PackageFiles {
     Path config_path;
-    Path delta_path;
     LockedFile config;
-    LockedFile delta; ///< closed: nothing is staged
+    StagingFile staging; ///< closed: nothing is staged
     DeltaState state;
 };
 
 /// Locks a package's files for a change.
-[[nodiscard]] u32 lock_files(std::string_view name, Access config_access, Access delta_access,
+[[nodiscard]] u32 lock_files(std::string_view name, Access config_access, Access staging_access,
                              PackageFiles& files);
 
-/// Reads a package with its staged changes from files that are locked for a change.
+/// Reads a package with its staged changes from files that are locked for a change, and mends what a kill has
+/// left in the staging file.
 [[nodiscard]] u32 load_package(std::string_view name, PackageFiles& files, Package& package);
 
 /// Reads a package for the cache, for the first time or again. Where a lock cannot be had in time, the files

@@ -5,6 +5,9 @@
 #include <cerrno>
 #include <new>
 
+#include <unistd.h>
+
+#include "platform/Change.h"
 #include "platform/ConfigFile.h"
 #include "platform/View.h"
 
@@ -32,30 +35,44 @@ u32 begin(std::string_view name, PackageChange& change)
     if (const u32 code = lock_files(name, Access::kRead, Access::kCreate, files)) {
         return code;
     }
-    if (const u32 code = load_package(name, files, change.package)) {
-        return code;
+    return load_package(name, files, change.package);
+}
+
+/// Writes the file anew without what later changes have superseded. If it cannot, the file is as good as it
+/// was, and the next change tries again.
+void compact(PackageChange& change, std::size_t size)
+{
+    Arena arena;
+    Growing lines;
+    char* const text = arena.make_text(size);
+    StagingFile& file = change.files.staging;
+    if (text != nullptr && pread(file.file().get(), text, size, 0) == static_cast<ssize_t>(size) &&
+        compact_delta(text, size, change.name.view(), arena, lines) == 0) {
+        (void)file.replace(lines.view());
     }
-    // A commit was killed before it could empty the file; whoever may write there does it now.
-    if (files.state.is_committed && !files.state.has_changes) {
-        files.state = {};
-        return clear_delta(files.delta, files.delta_path.c_str());
-    }
-    return 0;
 }
 
 /// Writes lines to the staging file, in a form that is read whole or not at all.
-u32 write_lines(const PackageChange& change, const Growing& lines)
+u32 write_lines(PackageChange& change, const Growing& lines)
 {
     if (lines.view().empty()) {
         return lines.failed() ? ENOMEM : 0;
     }
-    const PackageFiles& files = change.files;
+    const DeltaState& state = change.files.state;
     Growing group;
-    group.append(group_note(change.name.view(), files.state, lines.view().size()).view());
+    group.append(group_note(change.name.view(), state, lines.view().size()).view());
     group.append(lines.view());
-    return lines.failed() || group.failed()
-               ? ENOMEM
-               : append_delta(files.delta, files.delta_path.c_str(), files.state, group.view());
+    if (lines.failed() || group.failed()) {
+        return ENOMEM;
+    }
+    if (const u32 code = change.files.staging.append(state.sound, group.view())) {
+        return code;
+    }
+    const std::size_t size = state.sound + group.view().size();
+    if (is_long_delta(state.sound) && size > 2 * (state.needed + lines.view().size())) {
+        compact(change, size);
+    }
+    return 0;
 }
 
 /// Makes lines part of the thread's change, whose reads see them from now on.
@@ -68,8 +85,7 @@ u32 collect_lines(PackageChange& change, const Growing& lines)
     }
     std::copy(text.begin(), text.end(), copy);
     DeltaState state;
-    return apply_delta(copy, text.size(), change.name.view(), change.files.config.status().st_ino,
-                       change.package, state);
+    return apply_delta(copy, text.size(), change.name.view(), change.package, state);
 }
 
 } // namespace
@@ -127,29 +143,15 @@ u32 Staging::find(const Key& key, const Section*& section)
     return EFAULT;
 }
 
-void Staging::add_target(std::string_view mark, std::string_view section, std::string_view option)
-{
-    lines_.append(mark).append(change_->name.view()).append(".").append(section);
-    if (!option.empty()) {
-        lines_.append(".").append(option);
-    }
-}
-
 void Staging::add(std::string_view mark, const Section& section, std::string_view option)
 {
-    add_target(mark, section.name, option);
-    lines_.append("\n");
+    write_change(lines_, mark, change_->name.view(), section.name, option, nullptr);
 }
 
 void Staging::add(std::string_view mark, std::string_view section, std::string_view option,
                   std::string_view value)
 {
-    add_target(mark, section, option);
-    lines_.append("='");
-    for (const char& character : value) {
-        lines_.append(character == '\'' ? std::string_view{"'\\''"} : std::string_view{&character, 1});
-    }
-    lines_.append("'\n");
+    write_change(lines_, mark, change_->name.view(), section, option, &value);
 }
 
 u32 Staging::finish()

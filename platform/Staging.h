@@ -48,8 +48,6 @@ class Staging
     [[nodiscard]] u32 finish();
 
   private:
-    void add_target(std::string_view mark, std::string_view section, std::string_view option);
-
     PackageChange own_;
     PackageChange* change_ = &own_;
     Growing lines_;

@@ -47,6 +47,15 @@ class ListLines
     u32 empty_items_ = 0;
 };
 
+u32 count(const Option& option)
+{
+    u32 items = 0;
+    for ([[maybe_unused]] const Item& item : option.items) {
+        ++items;
+    }
+    return items;
+}
+
 /// Whether an option is exactly this list.
 bool is_list_of(const Option& option, std::span<const char* const> items)
 {
@@ -96,11 +105,13 @@ u32 write_item(const Key& key, u32 index, std::string_view value)
         return code;
     }
     const Option* const option = staging.package().find_option(*section, key.option);
-    // The format has no change of one item, so the list is written anew.
     ListLines lines{staging, *section, key.option};
-    u32 position = 0;
-    if (option != nullptr) {
+    u32 position = option != nullptr ? count(*option) : 0;
+    // Behind the last, items are added; otherwise the list is written anew, for nothing changes one of its
+    // items.
+    if (option != nullptr && index < position) {
         staging.add("-", *section, key.option);
+        position = 0;
         for (const Item& item : option->items) {
             lines.add(position++ == index ? value : item.value);
         }

@@ -369,13 +369,35 @@ TEST_F(Contract, ChangesOfSeveralLinesAreMarkedWhenAKillCouldLeaveAPart)
     }
 }
 
+TEST_F(Contract, WhatIsSetAgainAndAgainDoesNotFillTheStagingFile)
+{
+    put_config("p", "config t s\n\toption a '0'\nconfig rule\n");
+    constexpr size_t kMost = 65536;
+    for (int i = 1; i <= 10'000; ++i) {
+        ASSERT_EQ(set("p.s.a", std::to_string(i).c_str()), 0u);
+    }
+    EXPECT_EQ(get("p.s.a"), "10000");
+    EXPECT_LT(staged("p").size(), kMost / 8);
+    for (uint32_t i = 0; i < 1000; ++i) {
+        ASSERT_EQ(QrnUci_SetListItem("p.s.l", i, ("item" + std::to_string(i)).c_str()), 0u);
+    }
+    EXPECT_EQ(item("p.s.l", 999), "item999");
+    EXPECT_LT(staged("p").size(), kMost);
+    ASSERT_EQ(set("p.s.l", ""), 0u);
+    for (int i = 0; i < 1000; ++i) {
+        ASSERT_EQ(QrnUci_AddSection("p", "rule", nullptr, nullptr, 0), 0u);
+        ASSERT_EQ(set("p.@rule[-1].name", "short-lived"), 0u);
+        ASSERT_EQ(QrnUci_DeleteSection("p.@rule[-1]"), 0u);
+    }
+    EXPECT_LT(staged("p").size(), kMost / 8);
+    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+    EXPECT_EQ(config("p"), "\nconfig t 's'\n\toption a '10000'\n\nconfig rule\n\n");
+}
+
 TEST_F(Contract, ValuesCannotPretendToBeNotes)
 {
     put_config("p", "config t s\n");
-    struct stat status = {};
-    ASSERT_EQ(stat("/etc/config/p", &status), 0);
-    const std::string note = "x\n~p.qrnuci_committed.inode='" + std::to_string(status.st_ino) +
-                             "'\n~p.qrnuci_group.size='99999'\n";
+    const std::string note = "x\n~p.qrnuci_group.size='99999'\n";
     EXPECT_EQ(set("p.s.a", "1"), 0u);
     EXPECT_EQ(set("p.s.b", note.c_str()), 0u);
     EXPECT_EQ(set("p.s.c", "3"), 0u);

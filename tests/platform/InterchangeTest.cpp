@@ -140,6 +140,64 @@ TEST_F(Interchange, GeneratedFilesAndChangesAreReadAlike)
     }
 }
 
+TEST_F(Interchange, TheToolSeesTheSameInAStagingFileThatIsWrittenAnew)
+{
+    constexpr const char* kNames[] = {"a", "b", "l"};
+    constexpr const char* kSections[] = {"s", "n", "cfg03b619", "r", "cfg04b619"};
+    std::mt19937 random{1};
+    const auto pick = [&](const auto& all) { return std::string{all[random() % std::size(all)]}; };
+    int shrunk = 0;
+    for (int i = 0; i < 80; ++i) {
+        std::string changes;
+        for (int line = 0; line < 400; ++line) {
+            const std::string section = "p." + pick(kSections);
+            const std::string option = section + "." + pick(kNames);
+            const std::string value = "='" + std::string(random() % 3, 'v') + "'\n";
+            switch (random() % 16 == 0 ? random() % 6 : 6 + random() % 20) {
+            case 0: // of what the section is called and whether it is there ...
+                changes += "-" + section + "\n";
+                break;
+            case 1:
+                changes += "+" + section + "='t'\n";
+                break;
+            case 2:
+                changes += "@" + section + "='" + pick(kSections) + "x'\n";
+                break;
+            case 3:
+                changes += "^" + section + "='" + std::to_string(random() % 4) + "'\n";
+                break;
+            case 4:
+                changes += i % 4 == 0 ? "@" + option + "='" + pick(kNames) + "'\n" : "";
+                break;
+            case 5:
+                changes += section + "='t'\n";
+                break;
+            case 6: // ... and of its options
+            case 7:
+                changes += "-" + option + "\n";
+                break;
+            case 8:
+            case 9:
+                changes += "|" + option + value;
+                break;
+            case 10:
+                changes += "~" + option + value;
+                break;
+            default:
+                changes += option + value;
+            }
+        }
+        put_config("p", "config t s\n\toption a 'v'\n\tlist l 'v'\nconfig t n\nconfig t\nconfig t end\n");
+        put_staged("p", changes + "p.end.last='1'\n");
+        const std::string expected = uci("export p");
+        put_staged("p", changes);
+        ASSERT_EQ(set("p.end.last", "1"), 0u);
+        ASSERT_EQ(uci("export p"), expected) << changes << "now\n" << staged("p");
+        shrunk += staged("p").size() < changes.size() / 2 ? 1 : 0;
+    }
+    EXPECT_GT(shrunk, 20);
+}
+
 TEST_F(Interchange, WhatTheToolStagesWeReadAndCommit)
 {
     put_config("p", "config t s\n\toption a '1'\n\tlist l 'x'\nconfig t\n\toption b '2'\nconfig u u\n");

@@ -166,21 +166,121 @@ TEST_P(KilledProcesses, LoseNothingAcknowledged)
 INSTANTIATE_TEST_SUITE_P(Storage, KilledProcesses, testing::Bool(),
                          [](const auto& chosen) { return chosen.param ? "SometimesFull" : "WithRoom"; });
 
-TEST_F(Processes, ACommitThatWasKilledBehindItsRenameIsNotDoneTwice)
+/// A call that is killed before each of its steps.
+class KilledSteps : public Processes
 {
-    put_config("p", "config t s\n");
-    put_staged("p", "|p.s.l='once'\n");
-    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
-    struct stat status = {};
-    ASSERT_EQ(stat("/etc/config/p", &status), 0);
-    put_staged("p", "|p.s.l='once'\n~p.qrnuci_committed.inode='" + std::to_string(status.st_ino) +
-                        "'\n|p.s.l='twice'\n");
-    EXPECT_EQ(get("p.s.l"), "once twice");
-    put_staged("p", "|p.s.l='once'\n~p.qrnuci_committed.inode='" + std::to_string(status.st_ino) + "'\n");
-    EXPECT_EQ(get("p.s.l"), "once");
-    EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
-    EXPECT_EQ(get("p.s.l"), "once");
-    EXPECT_EQ(staged("p"), "") << "and the staging file is clean again";
+  protected:
+    /// Whether the process came to the step before which it was to be killed.
+    static bool is_killed(int step, uint32_t (*act)())
+    {
+        const pid_t child = fork();
+        if (child == 0) {
+            SystemCalls calls;
+            calls.on("", step, [] { return kill(getpid(), SIGKILL); });
+            _exit(act() == 0 ? 0 : 1);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
+        return WIFSIGNALED(status);
+    }
+
+    static void stage_as_others(const std::string& line)
+    {
+        std::ofstream{"/tmp/.uci/p", std::ios::app} << line;
+    }
+
+    /// What the list and the sections of type u hold.
+    static std::string seen()
+    {
+        std::string all = get("p.s.l");
+        for (int i = 0; i < 5; ++i) {
+            all += " " + get("p.@u[" + std::to_string(i) + "].n");
+        }
+        return all;
+    }
+
+    static std::string seen_by_the_tool()
+    {
+        std::array<char, 1024> text{};
+        FILE* const pipe = popen(QSC_UCI_TOOL " -q export p", "r");
+        const size_t size = fread(text.data(), 1, text.size(), pipe);
+        pclose(pipe);
+        return {text.data(), size};
+    }
+};
+
+TEST_F(KilledSteps, OfACommitShowEverybodyTheChangesOnceOrNotAtAll)
+{
+    const std::string after = "base once 2 3 4 code 14 code 14";
+    const std::string theirs_before =
+        "package p\n\nconfig t 's'\n\tlist l 'base'\n\nconfig u\n\toption n '1'\n\n"
+        "config u\n\toption n '2'\n\nconfig u\n\toption n '3'\n\n";
+    const std::string theirs_after =
+        "package p\n\nconfig t 's'\n\tlist l 'base'\n\tlist l 'once'\n\nconfig u\n"
+        "\toption n '2'\n\nconfig u\n\toption n '3'\n\nconfig u\n\toption n '4'\n\n";
+    bool is_over = false;
+    for (int step = 0; !is_over; ++step) {
+        for (const bool others_go_on : {false, true}) {
+            SetUp();
+            put_config("p",
+                       "config t s\n\tlist l 'base'\nconfig u\n\toption n '1'\nconfig u\n\toption n '2'\n"
+                       "config u\n\toption n '3'\n");
+            ASSERT_EQ(QrnUci_SetListItem("p.s.l", 1, "once"), 0u);
+            ASSERT_EQ(QrnUci_DeleteSection("p.@u[0]"), 0u);
+            ASSERT_EQ(QrnUci_AddSection("p", "u", nullptr, nullptr, 0), 0u);
+            ASSERT_EQ(QrnUci_SetNewString("p.@u[-1].n", "4", 0, 1), 0u);
+            is_over = !is_killed(step, [] { return QrnUci_CommitPackage("p"); });
+            ASSERT_EQ(seen(), after) << step;
+            if (!std::string{QSC_UCI_TOOL}.empty()) {
+                const std::string theirs = seen_by_the_tool();
+                ASSERT_TRUE(theirs == theirs_before || theirs == theirs_after) << step << theirs;
+            }
+            if (others_go_on) {
+                stage_as_others("p.s.more='" + std::string(step % 2 == 0 ? 1 : 9000, 'm') + "'\n");
+                ASSERT_EQ(seen(), after) << step;
+            }
+            ASSERT_EQ(QrnUci_SetNewString("p.s.last", "1", 0, 1), 0u);
+            ASSERT_EQ(QrnUci_CommitPackage("p"), 0u);
+            ASSERT_EQ(seen(), after) << step;
+            ASSERT_EQ(get("p.s.last"), "1");
+            ASSERT_EQ(config("p").find("more") != std::string::npos, others_go_on) << step;
+            ASSERT_EQ(staged("p"), "");
+            ASSERT_EQ(std::distance(std::filesystem::directory_iterator{"/tmp/.uci"}, {}), 1) << step;
+            ASSERT_EQ(std::distance(std::filesystem::directory_iterator{"/etc/config"}, {}), 1) << step;
+        }
+    }
+}
+
+TEST_F(KilledSteps, OfAChangeThatWritesTheStagingFileAnewLoseNothing)
+{
+    std::string long_ago;
+    for (int i = 0; i < 800; ++i) {
+        long_ago += "p.s.a='" + std::to_string(i) + "'\n" + (i % 100 == 0 ? "|p.s.l='x'\n" : "");
+    }
+    for (int i = 0; i < 110; ++i) {
+        long_ago += "p.s.long" + std::to_string(i) + "='needed, so that several pages are'\n";
+    }
+    bool is_over = false;
+    for (int step = 0; !is_over; ++step) {
+        SetUp();
+        put_config("p", "config t s\n");
+        put_staged("p", long_ago);
+        is_over = !is_killed(step, [] { return QrnUci_SetNewString("p.s.a", "new", 0, 1); });
+        const std::string value = get("p.s.a");
+        ASSERT_TRUE(value == "new" || (value == "799" && !is_over)) << step << value;
+        ASSERT_EQ(get("p.s.l"), "x x x x x x x x") << step;
+        if (step % 2 == 0) {
+            stage_as_others("|p.s.l='others'\n");
+            ASSERT_EQ(get("p.s.l"), "x x x x x x x x others") << step;
+        }
+        ASSERT_EQ(QrnUci_SetNewString("p.s.b", "1", 0, 1), 0u);
+        ASSERT_EQ(get("p.s.a"), value);
+        ASSERT_EQ(get("p.s.long109"), "needed, so that several pages are");
+        ASSERT_EQ(get("p.s.l"), step % 2 == 0 ? "x x x x x x x x others" : "x x x x x x x x") << step;
+        ASSERT_LT(staged("p").size(), long_ago.size()) << step;
+        ASSERT_EQ(std::distance(std::filesystem::directory_iterator{"/tmp/.uci"}, {}), 1) << step;
+    }
 }
 
 TEST_F(Processes, AChildOutlivesAKilledCommitWithoutItsLock)

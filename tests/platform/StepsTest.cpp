@@ -45,8 +45,9 @@ TEST_F(Steps, ACommitIsOnTheStorageBeforeAnythingIsForgotten)
 {
     const SystemCalls calls;
     EXPECT_EQ(commit(), 0u);
-    EXPECT_EQ(calls.sequence({"fsync", "fdatasync", "rename"}), "fsync fdatasync rename fsync fdatasync")
-        << "the new file; the note that it holds what is staged; its folder; the emptied staging file";
+    EXPECT_EQ(calls.sequence({"fsync", "fdatasync", "rename"}),
+              "fsync fdatasync rename fdatasync rename fsync")
+        << "the new file; the copy of what is staged; the emptied staging file; the new file's folder";
 }
 
 TEST_F(Steps, AChangeIsOnTheStorageBeforeItIsAcknowledged)
@@ -91,11 +92,14 @@ TEST_F(Steps, OneThatFailsIsACodeAndALineAndLosesNothing)
         {commit, "fchmod", 0, EPERM, 14, "write /etc/config/.p.qrnuci-"},
         {commit, "fflush", 0, ENOSPC, 14, "write /etc/config/.p.qrnuci-"},
         {commit, "fsync", 0, EIO, 14, "write /etc/config/.p.qrnuci-"},
-        {commit, "fdatasync", 0, EIO, 14, "write /tmp/.uci/p: Input/output error\n"},
-        {commit, "rename", 0, EBUSY, 14, "replace /etc/config/p: Device or resource busy\n"},
+        {commit, "fdatasync", 0, EIO, 0, "write /tmp/.uci/.p.qrnuci-new: Input/output error\n"},
+        {commit, "rename", 0, EIO, 0, "write /tmp/.uci/.p.qrnuci-new: Input/output error\n"},
+        {commit, "ftruncate64", 0, EIO, 14, "write /tmp/.uci/p: Input/output error\n"},
+        {commit, "fdatasync", 1, EIO, 14, "write /tmp/.uci/p: Input/output error\n"},
+        {commit, "rename", 1, EBUSY, 14, "replace /etc/config/p: Device or resource busy\n"},
+        {commit, "unlink", 0, EIO, 0, "remove /tmp/.uci/.p.qrnuci-copy: Input/output error\n"},
         {commit, "opendir", 0, EACCES, 0, kNone},
         {commit, "fsync", 1, EINVAL, 0, kNone},
-        {commit, "fdatasync", 1, EIO, 0, "empty /tmp/.uci/p: Input/output error\n"},
     };
     for (const auto& [act, call, after, error, code, line] : cases) {
         SetUp();

@@ -75,8 +75,9 @@ int SystemCalls::enter(std::string_view call)
     {
         const std::lock_guard lock{watcher->mutex_};
         watcher->calls_.push_back(call);
-        if (watcher->action_ != nullptr && (watcher->call_.empty() || watcher->call_ == call) &&
-            watcher->after_-- == 0) {
+        // There are as many folders to look through as there are processes.
+        const bool is_meant = watcher->call_.empty() ? call != "opendir" : watcher->call_ == call;
+        if (watcher->action_ != nullptr && is_meant && watcher->after_-- == 0) {
             action = std::exchange(watcher->action_, nullptr);
         }
     }
@@ -129,6 +130,7 @@ WATCHED(int, -1, fchmod, (int file, mode_t mode), (file, mode), noexcept)
 WATCHED(int, -1, mkostemp64, (char* path, int flags), (path, flags))
 WATCHED(FILE*, nullptr, fdopen, (int file, const char* mode), (file, mode), noexcept)
 WATCHED(int, EOF, fflush, (FILE * file), (file))
+WATCHED(int, -1, unlink, (const char* path), (path), noexcept)
 WATCHED(int, -1, rename, (const char* from, const char* to), (from, to), noexcept)
 WATCHED(DIR*, nullptr, opendir, (const char* path), (path))
 WATCHED(char*, nullptr, realpath, (const char* path, char* resolved), (path, resolved), noexcept)

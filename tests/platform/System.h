@@ -22,7 +22,8 @@ class SystemCalls
     SystemCalls& operator=(const SystemCalls&) = delete;
 
     /// Does something in the call after the next `after` of that name; it then fails with the error that the
-    /// action answers, or goes through: 0. An empty name is that of every call.
+    /// action answers, or goes through: 0. An empty name is that of every call that changes something, or
+    /// opens it.
     void on(std::string call, int after, std::function<int()> action);
     void fail(std::string call, int after, int error);
 
