@@ -55,3 +55,16 @@ Device.DHCPv4.Client.1.SentOption.2.XQrnValueStr = id"
         same "$status" 1
     done
 }
+
+@test "a list of requested options that cannot be read whole stays as it is" {
+    long=$(printf '%02099d' 7)
+    device uci set "network.wan.reqopts=$long"
+    qsc set Device.DHCPv4.Client.1.ReqOption.1 Enable=1 # marked, for a commit in another process
+    run qsc set Device.DHCPv4.Client.1.ReqOption.1 Value=x --apply
+    same "$status" 1
+    [[ $output == *"code 14"* ]]
+    same "$(device uci get network.wan.reqopts)" "$long"
+    device uci set "network.wan.reqopts=1 3"
+    qsc set Device.DHCPv4.Client.1.ReqOption.1 Value=y --apply
+    same "$(device uci get network.wan.reqopts)" "1 3 43"
+}
