@@ -10,6 +10,7 @@
 
 #include "base/Json.h"
 #include "base/Types.h"
+#include "core/Refusal.h"
 #include "include/qsyscmdhal.h"
 #include "log/Log.h"
 
@@ -92,7 +93,7 @@ u32 with_instance(const Call& call, Find find, Use use)
         return EINVAL;
     }
     const auto found = find(call);
-    return found ? use(*found) : finish(call.value, EINVAL);
+    return found ? use(*found) : finish(call.value, refuse(EINVAL, "there is no such instance"));
 }
 
 /// The name of the commander that calls, for event records.

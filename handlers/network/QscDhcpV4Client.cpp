@@ -25,7 +25,7 @@ u32 client_enable(const Call& call)
             return code;
         }
         if (flag != 0 && flag != 1) {
-            return EFAULT;
+            return refuse(EFAULT, "%d is neither 0 nor 1", flag);
         }
         if (const u32 code = uci_write(kDisabled, flag == 1 ? "0" : "1")) {
             return code;
@@ -54,7 +54,7 @@ u32 client_broadcast(const Call& call)
                 return code;
             }
             if (value.view().empty()) {
-                return EFAULT;
+                return refuse(EFAULT, "it must not be empty");
             }
         }
         if (const u32 code = uci_write(kBroadcast, value.c_str())) {

@@ -145,7 +145,7 @@ u32 set_option(const Call& call, const Slot& slot, const Field& field)
         return code;
     }
     if (field.is_switch && value.view() != "1" && value.view() != "0") {
-        return EFAULT;
+        return refuse(EFAULT, "'%.60s' is neither 0 nor 1", value.c_str());
     }
     if (const u32 code = store(slot, slot.*field.key, value)) {
         return code;
@@ -198,7 +198,7 @@ u32 request_tag(std::string_view tag, bool is_wanted)
     Text<2046> changed;
     if (const u32 code = uci_read_whole(kRequestedTags, tags)) {
         QSC_LOG(kLogError, "%s not read whole, error %d\n", kRequestedTags, static_cast<i32>(code));
-        return code;
+        return refuse(code, "the list of requested options could not be read");
     }
     const auto add = [&](std::string_view one) {
         changed.append(changed.view().empty() ? "" : " ").append(one);
@@ -219,7 +219,8 @@ u32 request_tag(std::string_view tag, bool is_wanted)
     if (is_wanted) {
         add(tag);
     }
-    return changed.fits() ? uci_write(kRequestedTags, changed.c_str()) : EFAULT;
+    return changed.fits() ? uci_write(kRequestedTags, changed.c_str())
+                          : refuse(EFAULT, "the list of requested options is full");
 }
 
 u32 update_target(const Slot& slot)

@@ -98,7 +98,7 @@ uint32_t QscGetNetworkZoneByIface(const char* iface, char* zone, uint32_t size)
         }
         return is_there;
     });
-    return result;
+    return result == 0 ? 0 : refuse(result, "the interface %.60s is in no network zone", iface);
 }
 
 uint32_t QscSwitchIfaceNetworkZone(const char* iface, const char* zone)
@@ -112,7 +112,7 @@ uint32_t QscSwitchIfaceNetworkZone(const char* iface, const char* zone)
         return name == zone;
     });
     if (!exists) {
-        return EFAULT;
+        return refuse(EFAULT, "there is no network zone '%.60s'", zone);
     }
     // Added first and removed then: whatever fails, the interface is never without a zone.
     bool is_there = false;

@@ -126,15 +126,15 @@ u32 set_local_time(const Call& call)
     }
     ValueText time;
     if (!time.assign(text) || std::ranges::count(text, '-') > 2) {
-        return EINVAL;
+        return refuse(EINVAL, "a time has at most 126 characters and two dashes");
     }
     if (std::ranges::any_of(text, is_shell_special)) {
-        return EFAULT;
+        return refuse(EFAULT, "a time holds none of `;|&{}$<>");
     }
     CommandText command;
     command.append("date -s \"").append_quoted(text).append("\"");
     if (const u32 code = QrnExeCmdSimple(command.c_str())) {
-        return code;
+        return refuse(code, "the clock could not be set");
     }
     QSC_EVENT(call, "set %s %s by %s", shown(call.name), shown(time.c_str()), commander(call));
     return 0;
@@ -158,7 +158,7 @@ u32 time_zone_location(const Call& call)
         char zone[128];
         if (Qsc_TZ_FindTimeZone(location.c_str(), zone, sizeof zone) == 0) {
             QSC_LOG_CALL(call, kLogError, "time zone location not found\n");
-            return EFAULT;
+            return refuse(EFAULT, "there is no time zone '%.60s'", location.c_str());
         }
         if (const u32 code = uci_write(kLocation, location.c_str())) {
             return code;

@@ -52,9 +52,7 @@ json_object* first_of(const Call& call, json_object* object, const char* name)
     return element;
 }
 
-} // namespace
-
-u32 find_mesh_name(const Call& call, json_object* dump, WifiText& name)
+u32 search_name(const Call& call, json_object* dump, WifiText& name)
 {
     json_object* const topology = first_of(call, dump, "topology information");
     json_object* const radio = topology != nullptr ? first_of(call, topology, "Radio Info") : nullptr;
@@ -77,6 +75,14 @@ u32 find_mesh_name(const Call& call, json_object* dump, WifiText& name)
         return EFAULT;
     }
     return 0;
+}
+
+} // namespace
+
+u32 find_mesh_name(const Call& call, json_object* dump, WifiText& name)
+{
+    const u32 code = search_name(call, dump, name);
+    return code == 0 ? 0 : refuse(code, "the mesh topology holds no name");
 }
 
 namespace
@@ -113,12 +119,12 @@ u32 read_mesh_name(const Call& call, WifiText& name)
     struct stat status = {};
     if (!get_status(kDump, status) || !S_ISREG(status.st_mode)) {
         QSC_LOG_CALL(call, kLogError, "dump mesh topology information fail\n");
-        return EFAULT;
+        return refuse(EFAULT, "the mesh topology cannot be read");
     }
     const ProcessLock lock{g_mutex, kLock};
     if (lock.code() != 0) {
         QSC_LOG_CALL(call, kLogError, "%s not locked, error %d\n", kLock, static_cast<i32>(lock.code()));
-        return EFAULT;
+        return refuse(EFAULT, "the mesh topology cannot be read");
     }
     FileText text;
     const bool is_read = status.st_size <= static_cast<off_t>(kSafeFileSize) && copy_dump() &&
@@ -126,7 +132,7 @@ u32 read_mesh_name(const Call& call, WifiText& name)
     const JsonRef dump{is_read ? json_tokener_parse(text.c_str()) : nullptr};
     if (dump == nullptr) {
         QSC_LOG_CALL(call, kLogError, "read dump topology information fail\n");
-        return EFAULT;
+        return refuse(EFAULT, "the mesh topology cannot be read");
     }
     return find_mesh_name(call, dump.get(), name);
 }

@@ -121,7 +121,7 @@ u32 answer_bssid(const Call& call, const Vap& vap)
     WifiText line;
     if (const u32 code = capture_line(command.c_str(), line)) {
         QSC_LOG_CALL(call, kLogWarning, "%s failed\n", command.c_str());
-        return code;
+        return refuse(code, "the driver does not say the address");
     }
     return answer_text(call.value, line.c_str());
 }
@@ -168,7 +168,7 @@ u32 drive_name(const Call& call, i32 number, const WifiText& name)
         command.append("/usr/sbin/iwpriv ").append(interface.view()).append(" set SSID=\"");
         command.append_quoted(name.view()).append("\"");
         if (const u32 code = QrnExeCmdSimple(command.c_str())) {
-            return code;
+            return refuse(code, "the driver refused the name");
         }
     }
     return 0;
@@ -176,8 +176,11 @@ u32 drive_name(const Call& call, i32 number, const WifiText& name)
 
 u32 resynchronise_mesh()
 {
-    const u32 code = uci_write(option_key(kMesh, "resyncmesh").c_str(), "1");
-    return code != 0 ? code : QrnExeCmdSimple("/usr/bin/qrn_mesh_config.sh");
+    if (const u32 code = uci_write(option_key(kMesh, "resyncmesh").c_str(), "1")) {
+        return code;
+    }
+    const u32 code = QrnExeCmdSimple("/usr/bin/qrn_mesh_config.sh");
+    return code == 0 ? 0 : refuse(code, "the mesh has not taken the name");
 }
 
 u32 set_ssid(const Call& call, const Vap& vap)
@@ -187,7 +190,7 @@ u32 set_ssid(const Call& call, const Vap& vap)
         return code;
     }
     if (name.view().empty()) {
-        return EFAULT;
+        return refuse(EFAULT, "a network name is not empty");
     }
     const auto mesh = read_mesh<MeshSwitch>(call, "enable");
     const bool is_mesh_off = mesh.view() == "0";

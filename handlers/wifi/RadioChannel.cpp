@@ -22,6 +22,11 @@ const Qsc_CountryRegion* find_country(std::string_view country)
     return nullptr;
 }
 
+u32 refuse_country(const char* country)
+{
+    return refuse(EFAULT, "no channels are known for the country '%s'", country);
+}
+
 } // namespace
 
 u32 answer_possible_channels(const Call& call, const Radio& radio)
@@ -32,7 +37,7 @@ u32 answer_possible_channels(const Call& call, const Radio& radio)
     }
     const Qsc_CountryRegion* const row = find_country(country.view());
     if (row == nullptr) {
-        return EFAULT;
+        return refuse_country(country.c_str());
     }
     return answer_text(call.value, radio.band(*row).channels);
 }
@@ -63,7 +68,7 @@ u32 set_country(const Call& call, const Radio& radio)
     Text<2> country;
     std::string_view text;
     if (take_string(call.value, text) != 0 || text.size() != 2 || !country.assign(text)) {
-        return EINVAL;
+        return refuse(EINVAL, "a country is two characters");
     }
     to_upper_case(country);
     if (const u32 code = uci_write(option_key(radio, "country").c_str(), country.c_str())) {
@@ -71,7 +76,7 @@ u32 set_country(const Call& call, const Radio& radio)
     }
     const Qsc_CountryRegion* const row = find_country(country.view());
     if (row == nullptr) {
-        return EFAULT; // the country stays stored: the driver may know it
+        return refuse_country(country.c_str()); // it stays stored: the driver may know it
     }
     const u32 region = BaCL_GetUint16Le(radio.band(*row).region);
     if (const u32 code = uci_write_int(option_key(radio, "regionidx").c_str(), static_cast<i32>(region))) {
@@ -89,7 +94,8 @@ u32 renew_channel(const Radio& radio)
 {
     CommandText command;
     command.append("echo 1 > /tmp/.").append(radio.interface).append("_ACS_renew");
-    return run_shell(command.c_str());
+    const u32 code = run_shell(command.c_str());
+    return code == 0 ? 0 : refuse(code, "the driver could not be asked for another channel");
 }
 
 } // namespace
@@ -109,7 +115,7 @@ u32 set_auto_channel(const Call& call, const Radio& radio)
         return code;
     }
     if (flag != 0 && flag != 1) {
-        return EFAULT;
+        return refuse(EFAULT, "%d is neither 0 nor 1", flag);
     }
     if (flag == 1) {
         if (const u32 code = uci_write(option_key(radio, "channel").c_str(), "0")) {
@@ -176,7 +182,8 @@ u32 take_channel(const Call& call, i32& channel)
     if (!is_mqtt(call) || take_string(call.value, text) != 0) {
         return take_int(call.value, channel);
     }
-    return text == "auto" ? 0 : parse_any_base(text, channel) ? 0 : EFAULT;
+    return text == "auto" || parse_any_base(text, channel) ? 0
+                                                           : refuse(EFAULT, "a channel is a number or auto");
 }
 
 } // namespace

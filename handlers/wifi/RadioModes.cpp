@@ -23,10 +23,10 @@ constexpr Standard kStandards[] = {
     {14, 2, "a,n,ac", "802.11ac"}, {16, 1, "b,g,n,ax", "802.11ax"}, {17, 2, "a,n,ac,ax", "802.11ax"},
 };
 
-u32 refuse_band(const Call& call)
+u32 refuse_band(const Call& call, const char* band)
 {
     QSC_LOG_CALL(call, kLogError, "band does not exist\n");
-    return EFAULT;
+    return refuse(EFAULT, "'%.60s' is none of the radio's standards", band);
 }
 
 } // namespace
@@ -45,7 +45,7 @@ u32 answer_standards(const Call& call, const Radio& radio)
             return answer_text(call.value, standard.list.data() + last_word);
         }
     }
-    return refuse_band(call);
+    return refuse_band(call, band.c_str());
 }
 
 namespace
@@ -90,7 +90,7 @@ u32 set_standards(const Call& call, const Radio& radio)
         QSC_EVENT(call, "set WiFi band support %s by %s", shown(wanted.c_str()), commander(call));
         return 0;
     }
-    return refuse_band(call);
+    return refuse_band(call, wanted.c_str());
 }
 
 namespace
@@ -113,6 +113,7 @@ const Bandwidth* find_bandwidth(const Call& call, i32 code)
         return &kBandwidths[static_cast<std::size_t>(code)];
     }
     QSC_LOG_CALL(call, kLogError, "incorrect bandwidth\n");
+    (void)refuse(EFAULT, "%d is not 0 to %d", code, static_cast<i32>(kBandwidths.size()) - 1);
     return nullptr;
 }
 

@@ -98,7 +98,8 @@ u32 drive(std::string_view interface, const char* driver_key, i32 number)
     CommandText command;
     command.append("/usr/sbin/iwpriv ").append(interface).append(" set ").append(driver_key).append("=");
     command.append_number(number);
-    return QrnExeCmdSimple(command.c_str());
+    const u32 code = QrnExeCmdSimple(command.c_str());
+    return code == 0 ? 0 : refuse(code, "the driver refused %s=%d", driver_key, number);
 }
 
 u32 drive_if_on(const Call& call, const Radio& radio, const char* driver_key, i32 number, const char* output)
@@ -131,7 +132,7 @@ u32 answer_line(const Call& call, const char* command)
 {
     WifiText line;
     const u32 code = capture_line(command, line);
-    return code != 0 ? code : answer_text(call.value, line.c_str());
+    return code != 0 ? refuse(code, "%.60s failed", command) : answer_text(call.value, line.c_str());
 }
 
 } // namespace qsc::wifi
