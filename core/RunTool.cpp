@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/RunTool.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
-#include <sys/socket.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -52,13 +52,13 @@ class Start
         (void)posix_spawn_file_actions_destroy(&actions_);
     }
 
-    void use(int descriptor, int as)
+    /// Gives it a file, or nothing at all, as one of its standard streams.
+    void use(const FileDescriptor& file, int as)
     {
-        failed_ = failed_ || posix_spawn_file_actions_adddup2(&actions_, descriptor, as) != 0;
-    }
-    void use_nothing(int as)
-    {
-        failed_ = failed_ || posix_spawn_file_actions_addopen(&actions_, as, "/dev/null", O_RDWR, 0) != 0;
+        const int error = file.is_open()
+                              ? posix_spawn_file_actions_adddup2(&actions_, file.get(), as)
+                              : posix_spawn_file_actions_addopen(&actions_, as, "/dev/null", O_RDWR, 0);
+        failed_ = failed_ || error != 0;
     }
 
     /// -1: it could not be started, and errno says why.
@@ -120,51 +120,40 @@ class Deadline
 
 enum class Outcome : u8 { kDone, kLate, kTooMuch, kNoMemory };
 
-/// Feeds and reads the program until it has closed its output.
-Outcome talk(const ToolRun& run, const Deadline& deadline, FileDescriptor& input, FileDescriptor& output)
+/// Keeps what a program will read where it needs nobody to feed it, nor to notice that it stopped reading.
+FileDescriptor hold(std::string_view input)
 {
-    std::string_view rest = run.input;
-    while (output.is_open()) {
-        if (input.is_open() && rest.empty()) {
-            (void)input.close();
-        }
-        std::array<pollfd, 2> both{{{.fd = output.get(), .events = POLLIN, .revents = 0},
-                                    {.fd = input.get(), .events = POLLOUT, .revents = 0}}};
-        const int left = deadline.left();
-        const int ready = poll(both.data(), both.size(), left);
-        if (ready == 0 && deadline.left() == 0) {
-            return Outcome::kLate;
-        }
-        if (ready <= 0) {
-            continue;
-        }
-        if (both[1].revents != 0) {
-            // It may have ended without reading what it is sent; that must not be a signal to the host.
-            const ssize_t sent = send(input.get(), rest.data(), rest.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
-            rest.remove_prefix(sent > 0 ? static_cast<std::size_t>(sent) : 0);
-            if (sent < 0 && errno != EINTR && errno != EAGAIN) {
-                (void)input.close();
-            }
-        }
-        if (both[0].revents != 0) {
-            char chunk[4096];
-            const ssize_t count = read(output.get(), chunk, sizeof chunk);
-            if (count == 0 || (count < 0 && errno != EINTR)) {
-                (void)output.close();
-            } else if (count > 0 && run.output != nullptr) {
-                if (run.output->view().size() + static_cast<std::size_t>(count) > kToolOutput) {
-                    return Outcome::kTooMuch;
-                }
-                if (!run.output->append({chunk, static_cast<std::size_t>(count)})) {
-                    return Outcome::kNoMemory;
-                }
-            }
-        }
-    }
-    return Outcome::kDone;
+    FileDescriptor memory{memfd_create("input", MFD_CLOEXEC)};
+    const bool is_held =
+        memory.is_open() && write_all(memory.get(), input) && lseek(memory.get(), 0, SEEK_SET) == 0;
+    return is_held ? std::move(memory) : FileDescriptor{-1};
 }
 
-/// Waits for the end of a program that has closed its output; false: it did not end in time.
+/// Reads what a program prints until all that it has started have closed that.
+Outcome read_output(const Deadline& deadline, const FileDescriptor& output, FileText& text)
+{
+    while (const int left = deadline.left()) {
+        pollfd readable{.fd = output.get(), .events = POLLIN, .revents = 0};
+        if (poll(&readable, 1, left) <= 0) {
+            continue;
+        }
+        char chunk[4096];
+        const ssize_t count = read(output.get(), chunk, sizeof chunk);
+        if (count == 0 || (count < 0 && errno != EINTR)) {
+            return Outcome::kDone;
+        }
+        const std::size_t size = count > 0 ? static_cast<std::size_t>(count) : 0;
+        if (text.view().size() + size > kToolOutput) {
+            return Outcome::kTooMuch;
+        }
+        if (!text.append({chunk, size})) {
+            return Outcome::kNoMemory;
+        }
+    }
+    return Outcome::kLate;
+}
+
+/// Waits for the end of a program; false: it did not end in time.
 bool wait_for(pid_t process, const Deadline& deadline, int& status)
 {
     int pause = 1;
@@ -195,28 +184,26 @@ u32 fail(const ToolRun& run, const char* module, const char* why)
 
 u32 run_tool(const ToolRun& run, const char* module)
 {
-    int fed[2] = {-1, -1};
     int printed[2] = {-1, -1};
     pid_t process = -1;
-    int error = EMFILE;
+    int error = 0;
     {
         const StdioReserve reserve;
-        const bool is_fed = !run.input.empty();
-        const bool has_pipes = pipe2(printed, O_CLOEXEC) == 0 &&
-                               (!is_fed || socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fed) == 0);
+        const FileDescriptor nothing{-1};
+        const FileDescriptor input = run.input.empty() ? FileDescriptor{-1} : hold(run.input);
+        const bool is_ready = (run.input.empty() || input.is_open()) &&
+                              (run.output == nullptr || pipe2(printed, O_CLOEXEC) == 0);
         const FileDescriptor their_output{printed[1]};
-        const FileDescriptor their_input{fed[1]};
-        if (has_pipes) {
+        if (is_ready) {
             Start start;
-            is_fed ? start.use(their_input.get(), STDIN_FILENO) : start.use_nothing(STDIN_FILENO);
-            start.use(their_output.get(), STDOUT_FILENO);
-            start.use_nothing(STDERR_FILENO);
+            start.use(input, STDIN_FILENO);
+            start.use(their_output, STDOUT_FILENO);
+            start.use(nothing, STDERR_FILENO);
             process = start.start(run.arguments);
             error = errno;
         }
     }
-    FileDescriptor input{fed[0]};
-    FileDescriptor output{printed[0]};
+    const FileDescriptor output{printed[0]};
     if (process < 0) {
         if (error == ENOENT && run.is_optional) {
             return ENOENT;
@@ -224,7 +211,8 @@ u32 run_tool(const ToolRun& run, const char* module)
         return fail(run, module, error == ENOENT ? "is not installed" : "could not be started");
     }
     const Deadline deadline{run.deadline};
-    const Outcome outcome = talk(run, deadline, input, output);
+    const Outcome outcome =
+        run.output != nullptr ? read_output(deadline, output, *run.output) : Outcome::kDone;
     int status = 0;
     if (outcome != Outcome::kDone || !wait_for(process, deadline, status)) {
         (void)kill(-process, SIGKILL);
@@ -236,7 +224,8 @@ u32 run_tool(const ToolRun& run, const char* module)
                                                     : "was ended because it took too long");
     }
     if (status == -1 || !WIFEXITED(status)) {
-        return fail(run, module, "did not end by itself");
+        return fail(run, module,
+                    status == -1 ? "ended, but the host has its result" : "was ended by a signal");
     }
     return static_cast<u32>(WEXITSTATUS(status));
 }

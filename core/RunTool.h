@@ -16,12 +16,13 @@ inline constexpr std::size_t kToolOutput = 256 * 1024;
 struct ToolRun {
     const char* const* arguments; ///< the program first, null last
     u32 deadline = 5000;          ///< milliseconds; 0: none
-    std::string_view input{};     ///< written to its standard input, which then ends
-    FileText* output = nullptr;   ///< what it prints, up to kToolOutput bytes; null: thrown away
+    std::string_view input{};     ///< what it reads from its standard input
+    FileText* output = nullptr;   ///< gets what it prints, up to kToolOutput bytes; null: that is thrown away
     bool is_optional = false;     ///< not being installed is no error, is not logged, and gives ENOENT
 };
 
-/// Runs a program in a process group of its own and waits for it. At its deadline the whole group is ended.
+/// Runs a program in a process group of its own and waits for it; where its output is wanted, also for all
+/// that it leaves behind with that open. At its deadline the whole group is ended.
 /// @return its exit code; EFAULT: it could not be run, was ended, or a signal ended it; refuse() says which,
 /// and one line is logged in the module's name
 u32 run_tool(const ToolRun& run, const char* module);
