@@ -34,6 +34,12 @@ std::string_view trimmed(std::string_view text)
     return text.substr(begin, end == std::string_view::npos ? 0 : end + 1 - begin);
 }
 
+/// What is missing is no error of a get.
+void warn(const char* module, const char* tool, const char* why)
+{
+    Qslog_Log(kLogWarning, module, __LINE__, tool, "%s %s\n", tool, why);
+}
+
 /// A variable of the boot loader. Each is asked for on its own, and asked for once by the parameter it
 /// answers.
 bool read_boot_variable(Sources& sources, std::string_view name, const char* module, RowText& text)
@@ -48,8 +54,8 @@ bool read_boot_variable(Sources& sources, std::string_view name, const char* mod
         return false;
     }
     const u32 code = run_tool({.arguments = arguments, .output = &output, .is_optional = true}, module);
-    if (code == ENOENT) {
-        Qslog_Log(kLogWarning, module, __LINE__, "fw_printenv", "fw_printenv is not installed\n");
+    if (code == kNotInstalled) {
+        warn(module, "fw_printenv", "is not installed");
         sources.set_lacks_boot_environment();
     }
     if (code != 0) {
@@ -79,12 +85,15 @@ bool read_place(Sources& sources, std::string_view place, const char* module, Ro
 
 Sources::Slot& Sources::slot_for(const char* name, const void* tool, bool& is_new)
 {
+    Text<126> fitting;
+    const bool fits = fitting.assign(name);
     for (Slot& slot : slots_) {
         const bool is_free = slot.name.view().empty() && slot.tool == nullptr;
-        if (is_free || (slot.tool == tool && slot.name.view() == name)) {
+        if (fits && (is_free || (slot.tool == tool && slot.name.view() == name))) {
             is_new = is_free;
             slot.tool = tool;
-            return slot.name.assign(name) ? slot : spare_;
+            slot.name = fitting;
+            return slot;
         }
     }
     is_new = true;
@@ -97,7 +106,7 @@ std::string_view Sources::file(const char* path)
     bool is_new = false;
     Slot& slot = slot_for(path, nullptr, is_new);
     if (is_new) {
-        (void)read_safe_file(path, slot.text);
+        has_missing_ = read_safe_file(path, slot.text) != 0 || has_missing_;
     }
     return slot.text.view();
 }
@@ -108,10 +117,15 @@ Sources::Slot& Sources::run(const Tool& tool, const char* module)
     Slot& slot = slot_for("", &tool, is_new);
     if (is_new) {
         FileText output;
-        const u32 code =
-            run_tool({.arguments = tool.arguments, .deadline = tool.deadline, .output = &output}, module);
+        const u32 code = run_tool(
+            {.arguments = tool.arguments, .deadline = tool.deadline, .output = &output, .is_optional = true},
+            module);
         if (code == 0) {
             slot.text = std::move(output);
+        } else if (code == kNotInstalled) {
+            warn(module, tool.arguments[0], "is not installed");
+        } else if (code != EFAULT) { // that is logged
+            warn(module, tool.arguments[0], "failed");
         }
     }
     return slot;
@@ -128,18 +142,27 @@ json_object* Sources::json(const Tool& tool, const char* module)
     if (!slot.is_parsed) {
         slot.is_parsed = true;
         slot.json.reset(json_tokener_parse(slot.text.c_str()));
+        if (slot.json == nullptr && !slot.text.view().empty()) {
+            warn(module, tool.arguments[0], "printed no JSON");
+        }
     }
     return slot.json.get();
 }
 
 bool read_places(Sources& sources, std::string_view places, const char* module, RowText& text)
 {
-    while (!places.empty()) {
-        const std::size_t end = std::min(places.find('|'), places.size());
-        if (read_place(sources, places.substr(0, end), module, text)) {
+    std::string_view rest = places;
+    (void)sources.take_missing(); // what others missed, they have found elsewhere
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find('|'), rest.size());
+        if (read_place(sources, rest.substr(0, end), module, text)) {
             return true;
         }
-        places.remove_prefix(std::min(end + 1, places.size()));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    if (sources.take_missing() && sources.warns()) {
+        Qslog_Log(kLogWarning, module, __LINE__, "read_places", "nothing found in %.*s\n",
+                  static_cast<int>(places.size()), places.data());
     }
     text.clear();
     return false;

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <string_view>
+#include <utility>
 
 #include "base/Json.h"
 #include "base/SafeFile.h"
@@ -23,17 +24,23 @@ struct Tool {
 class Sources
 {
   public:
-    /// The content of a file, of at most 1 MiB; empty: there is none.
+    /// The content of a file, of at most 1 MiB; empty: there is none, which take_missing() then knows.
     std::string_view file(const char* path);
 
-    /// What a tool prints, as JSON; null: it failed, or printed something else. `logged` is the module in
-    /// whose name that is logged, once.
+    /// What a tool prints, as JSON; null: it failed, or printed something else, which is logged once, in the
+    /// module's name.
     json_object* json(const Tool& tool, const char* module);
 
-    /// What a tool prints; empty: it failed, which is a code here.
+    /// What a tool prints; empty: it failed.
     std::string_view output(const Tool& tool, const char* module);
 
     /// A device without the tool is asked once a request.
+    /// Whether a file was missing since it was last asked.
+    [[nodiscard]] bool take_missing() { return std::exchange(has_missing_, false); }
+
+    /// Whether this is the first that the request has to say of what is missing.
+    [[nodiscard]] bool warns() { return !std::exchange(has_warned_, true); }
+
     [[nodiscard]] bool lacks_boot_environment() const { return lacks_boot_environment_; }
     void set_lacks_boot_environment() { lacks_boot_environment_ = true; }
 
@@ -49,6 +56,8 @@ class Sources
     std::array<Slot, 6> slots_;
     Slot spare_;
     bool lacks_boot_environment_ = false;
+    bool has_missing_ = false;
+    bool has_warned_ = false;
 
     Slot& slot_for(const char* name, const void* tool, bool& is_new);
     Slot& run(const Tool& tool, const char* module);
@@ -59,7 +68,7 @@ class Sources
 ///   "/path NAME"  the value after NAME in a file of lines "NAME value", "NAME: value" or "NAME='value'"
 ///   "env NAME"    a variable of the boot loader's environment
 ///   "=text"       that text
-/// False: none has.
+/// False: none has; a file that is missing is then worth a warning, once a request.
 [[nodiscard]] bool read_places(Sources& sources, std::string_view places, const char* module, RowText& text);
 
 /// The value after a name in lines of "NAME value", "NAME: value" or "NAME='value'"; empty: none.

@@ -206,7 +206,7 @@ u32 run_tool(const ToolRun& run, const char* module)
     const FileDescriptor output{printed[0]};
     if (process < 0) {
         if (error == ENOENT && run.is_optional) {
-            return ENOENT;
+            return kNotInstalled;
         }
         return fail(run, module, error == ENOENT ? "is not installed" : "could not be started");
     }

@@ -13,12 +13,15 @@ namespace qsc
 
 inline constexpr std::size_t kToolOutput = 256 * 1024;
 
+/// No program ends with this code.
+inline constexpr u32 kNotInstalled = 256;
+
 struct ToolRun {
     const char* const* arguments; ///< the program first, null last
     u32 deadline = 5000;          ///< milliseconds; 0: none
     std::string_view input{};     ///< what it reads from its standard input
     FileText* output = nullptr;   ///< gets what it prints, up to kToolOutput bytes; null: that is thrown away
-    bool is_optional = false;     ///< not being installed is no error, is not logged, and gives ENOENT
+    bool is_optional = false;     ///< not being installed is no error, is not logged, and gives kNotInstalled
 };
 
 /// Runs a program in a process group of its own and waits for it; where its output is wanted, also for all

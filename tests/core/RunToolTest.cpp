@@ -161,7 +161,7 @@ TEST_F(RunTool, FailuresAreLoggedOnceAndSayWhy)
     qsc::forget_refusal();
     fails(qsc::run_tool({.arguments = no_program}, "Module"), "/etc", "could not be started");
     qsc::forget_refusal();
-    EXPECT_EQ(qsc::run_tool({.arguments = missing, .is_optional = true}, "Module"), uint32_t{ENOENT});
+    EXPECT_EQ(qsc::run_tool({.arguments = missing, .is_optional = true}, "Module"), qsc::kNotInstalled);
     EXPECT_STREQ(qsc::refusal(), "");
     EXPECT_EQ(outside().logs, std::vector<LogLine>{});
     // A host that wants to know nothing of its children lets nobody know.
