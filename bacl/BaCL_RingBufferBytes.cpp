@@ -107,7 +107,7 @@ uint32_t BaCL_RingBuf_PushAvailable(BaCL_RingBuffer* ring, const void* data, uin
     if (free == 0) {
         return 0;
     }
-    if (const u32 code = push(*ring, data, free, QSC_CALLER)) {
+    if (const u32 code = BaCL_RingBuf_Push_WM(ring, data, static_cast<i32>(free), 0)) {
         QSC_LOG(kLogError, "BaCL_RingBuf_Push_WM, error %d\n", static_cast<i32>(code));
         return 0;
     }
@@ -144,7 +144,7 @@ uint32_t BaCL_RingBuf_PopAvailable(BaCL_RingBuffer* ring, void* data, uint32_t c
     if (taken == 0) {
         return 0;
     }
-    if (const u32 code = pop(*ring, data, taken)) {
+    if (const u32 code = BaCL_RingBuf_Pop_WM(ring, data, taken, 0)) {
         QSC_LOG(kLogError, "BaCL_RingBuf_Pop_WM, error %d\n", static_cast<i32>(code));
         return 0;
     }

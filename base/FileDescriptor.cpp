@@ -32,9 +32,10 @@ constinit Placeholders g_placeholders;
 
 u32 count_closed()
 {
-    std::array<pollfd, kFirstFree> low{{{.fd = 0, .events = 0, .revents = 0},
-                                        {.fd = 1, .events = 0, .revents = 0},
-                                        {.fd = 2, .events = 0, .revents = 0}}};
+    std::array<pollfd, kFirstFree> low{};
+    for (std::size_t i = 0; i < low.size(); ++i) {
+        low[i].fd = static_cast<int>(i);
+    }
     (void)poll(low.data(), low.size(), 0);
     u32 closed = 0;
     for (const pollfd& each : low) {

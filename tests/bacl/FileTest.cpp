@@ -12,9 +12,32 @@
 
 using namespace test;
 
+namespace
+{
+
+int g_syncs = 0;
+
+} // namespace
+
+extern "C" void sync() noexcept
+{
+    ++g_syncs;
+}
+
 class Files : public testing::Test
 {
   protected:
+    /// Creates a socket, which exists but cannot be opened. @return its path
+    std::string make_socket(const std::string& name)
+    {
+        sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+        (folder_ / name).copy(address.sun_path, sizeof address.sun_path - 1);
+        const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
+        EXPECT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        close(listener);
+        return folder_ / name;
+    }
+
     TemporaryFolder folder_;
 };
 
@@ -22,11 +45,7 @@ TEST_F(Files, SizeAndKindOfPaths)
 {
     write_file(folder_ / "file", "12345");
     mkfifo((folder_ / "fifo").c_str(), 0600);
-    sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
-    (folder_ / "socket").copy(address.sun_path, sizeof address.sun_path - 1);
-    const int listener = socket(AF_UNIX, SOCK_STREAM, 0);
-    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    close(listener);
+    make_socket("socket");
 
     const struct {
         std::string path;
@@ -60,7 +79,9 @@ TEST_F(Files, CopyReplacesTheContent)
         }
         write_file(folder_ / "from", content);
         write_file(folder_ / "to", std::string(9000, 'x'));
+        g_syncs = 0;
         EXPECT_EQ(BaCL_CopyFile((folder_ / "from").c_str(), (folder_ / "to").c_str()), 0u);
+        EXPECT_EQ(g_syncs, 1);
         EXPECT_EQ(read_file(folder_ / "to"), content);
     }
 }
@@ -89,6 +110,8 @@ TEST_F(Files, CopyFailures)
     EXPECT_EQ(BaCL_CopyFile((folder_ / "missing").c_str(), from.c_str()), 22u);
     EXPECT_EQ(BaCL_CopyFile(from.c_str(), (folder_ / "no/such/folder").c_str()), 14u);
     EXPECT_EQ(BaCL_CopyFile(from.c_str(), "/dev/full"), 14u);
+    EXPECT_EQ(BaCL_CopyFile("/proc", (folder_ / "to").c_str()), 14u) << "a directory, of size 0";
+    EXPECT_EQ(BaCL_CopyFile(make_socket("socket").c_str(), (folder_ / "to").c_str()), 14u);
     EXPECT_EQ(BaCL_CopyFile("/proc/self/status", (folder_ / "to").c_str()), 14u) << "longer than its size";
 }
 

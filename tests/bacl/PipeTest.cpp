@@ -96,7 +96,10 @@ TEST_F(Pipe, BadArgumentsStartNothing)
     EXPECT_EQ(QrnExeCmdSimpleGet("cmd", buffer.data(), 0), 22u);
     EXPECT_EQ(QrnPOpen("cmd", ""), nullptr);
     EXPECT_EQ(QrnPOpen(nullptr, "r"), nullptr);
-    EXPECT_EQ(logged().size(), 7u);
+    const std::string simple = "BaCL_POpen:(QrnExeCmdSimple)[D] ERROR: parameter\n";
+    const std::string get = "BaCL_POpen:(QrnExeCmdSimpleGet)[D] ERROR: parameter\n";
+    const std::string open = "BaCL_POpen:(QrnPOpen)[D] ERROR: parameter\n";
+    EXPECT_EQ(logged(), (Lines{simple, simple, get, get, get, open, open}));
     outside().logs.clear();
     EXPECT_EQ(QrnPClose(nullptr), 22u);
     EXPECT_EQ(QrnPReadLn(nullptr, buffer.data(), 2), 22u);

@@ -6,6 +6,8 @@
 #include <deque>
 #include <random>
 
+#include <dlfcn.h>
+
 #include "bacl_ring_buffer.h"
 #include "qslog.h"
 #include "support/FakePthread.h"
@@ -17,6 +19,7 @@ namespace
 {
 
 std::vector<int64_t> g_sleeps; ///< arguments of nanosleep(), in milliseconds
+uint32_t g_result_of_wm = 0;   ///< result of Push_WM and Pop_WM, if not 0
 int g_interruptions = 0;       ///< how many times it is interrupted, after one millisecond each
 
 std::string joined(const Lines& words)
@@ -29,6 +32,22 @@ std::string joined(const Lines& words)
 }
 
 } // namespace
+
+// The host's own definitions, which the library calls as well.
+extern "C" uint32_t BaCL_RingBuf_Push_WM(BaCL_RingBuffer* ring, const void* data, int32_t count,
+                                         int32_t takeMutex)
+{
+    static auto* const next =
+        reinterpret_cast<decltype(BaCL_RingBuf_Push_WM)*>(dlsym(RTLD_NEXT, "BaCL_RingBuf_Push_WM"));
+    return g_result_of_wm != 0 ? g_result_of_wm : next(ring, data, count, takeMutex);
+}
+
+extern "C" uint32_t BaCL_RingBuf_Pop_WM(BaCL_RingBuffer* ring, void* data, uint32_t count, int32_t takeMutex)
+{
+    static auto* const next =
+        reinterpret_cast<decltype(BaCL_RingBuf_Pop_WM)*>(dlsym(RTLD_NEXT, "BaCL_RingBuf_Pop_WM"));
+    return g_result_of_wm != 0 ? g_result_of_wm : next(ring, data, count, takeMutex);
+}
 
 // Returns at once.
 extern "C" int nanosleep(const timespec* time, timespec* rest)
@@ -150,6 +169,14 @@ TEST_F(RingBuffer, AvailableFormsMoveAsMuchAsPossible)
     EXPECT_EQ(BaCL_RingBuf_PopAvailable(&ring_, nullptr, 1), 0u);
     EXPECT_EQ(BaCL_RingBuf_PushAvailable(&ring_, data, 0), 0u);
     EXPECT_EQ(outside().logs.size(), 2u);
+    push("1");
+    outside().logs.clear();
+    g_result_of_wm = 99;
+    EXPECT_EQ(BaCL_RingBuf_PushAvailable(&ring_, data, 1), 0u);
+    EXPECT_EQ(BaCL_RingBuf_PopAvailable(&ring_, data, 1), 0u);
+    g_result_of_wm = 0;
+    EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E] BaCL_RingBuf_Push_WM, error 99\n"},
+                                                    {3, "[E] BaCL_RingBuf_Pop_WM, error 99\n"}}));
 }
 
 TEST_F(RingBuffer, StateAndThreshold)
@@ -295,6 +322,7 @@ TEST_F(RingBuffer, LocksAndSignalsOfEachFunction)
         fresh();
         EXPECT_EQ(call(&ring_), result);
         EXPECT_EQ(joined(fake_pthread().calls), calls);
+        EXPECT_TRUE(outside().logs.empty());
 
         fresh();
         fake_pthread().failures["mutex_lock"] = EDEADLK;

@@ -22,6 +22,7 @@ TEST(Hex, WritesUpperCasePairsIntoAClearedBuffer)
     EXPECT_EQ(text[7], '#') << "beyond the given size";
     EXPECT_EQ(BaCL_Binary2HexString(text.data(), 8, data.data(), 0), 0u);
     EXPECT_EQ(std::string(text.data(), 8), std::string(8, '\0'));
+    EXPECT_EQ(BaCL_Binary2HexString(text.data(), 1, data.data(), 0), 0u);
 
     EXPECT_EQ(BaCL_Binary2HexString(nullptr, 7, data.data(), 3), 22u);
     EXPECT_EQ(BaCL_Binary2HexString(text.data(), 0, data.data(), 0), 22u);

@@ -77,6 +77,26 @@ TEST_F(SafeFile, DescriptorsOfFilesAreAboveStandardError)
     }
     EXPECT_TRUE(
         holds_without_stdio([&] { return qsc::open_file("/none", O_RDWR).get() < 0 && errno == ENOENT; }));
+    for (const int stream : {0, 1, 2}) {
+        EXPECT_TRUE(holds_without_stdio(
+            [&] {
+                const qsc::StdioReserve reserve;
+                return open(path.c_str(), O_RDONLY | O_CLOEXEC) > STDERR_FILENO;
+            },
+            {stream}))
+            << stream;
+    }
+}
+
+TEST_F(SafeFile, TextsAreTerminatedWhereverTheyComeFrom)
+{
+    qsc::FileText text;
+    EXPECT_STREQ(text.c_str(), "");
+    for (const char* whole : {"abc", "abcabc"}) {
+        ASSERT_TRUE(text.append("abc"));
+        EXPECT_STREQ(text.c_str(), whole);
+        EXPECT_EQ(text.view(), whole);
+    }
 }
 
 // While one thread occupies the closed descriptors, another one must not take them for open.

@@ -92,10 +92,10 @@ TEST_F(Log, ControlCharactersAreEscaped)
 
 TEST_F(Log, OpensOnceUntilClosed)
 {
-    Qslog_Close();
+    EXPECT_EQ(Qslog_Close(), 0u);
     outside().done.clear();
-    Qslog_Open(nullptr, 8, 16);
-    Qslog_Open("again", 8, 16);
+    EXPECT_EQ(Qslog_Open(nullptr, 8, 16), 0u);
+    EXPECT_EQ(Qslog_Open("again", 8, 16), 0u);
     Qslog_Close();
     Qslog_Open(std::string(300, 'n').c_str(), 2, 8);
     Qslog_Close();
@@ -130,6 +130,7 @@ TEST_F(Log, DumpsStopAtTheLineCountOrTheEnd)
     } cases[] = {
         {3, data.data(), 40, 2, 4, "[E] 00000010:"},
         {3, data.data(), 40, 9, 5, "[E] 00000020:"},
+        {3, data.data(), 32, 9, 4, "[E] 00000010:"},
         {5, data.data(), 0, 0, 3, "[E] No data\\n\n"},
         {5, nullptr, 4, 1, 3, "[E] No data\\n\n"},
         {6, data.data(), 40, 0, 0, ""},

@@ -3,9 +3,11 @@
 // one after the other. Each time the answer is a code, nothing leaks, and the request works when memory is
 // back.
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include <gtest/gtest.h>
 #include <json-c/json.h>
@@ -13,6 +15,7 @@
 #include <zlog.h>
 
 #include "bacl_ring_buffer.h"
+#include "base/SafeFile.h"
 #include "qrnuci.h"
 #include "qscbase.h"
 #include "qslog.h"
@@ -24,7 +27,8 @@ namespace
 bool g_is_armed = false;
 long g_until_failure = -1; ///< allocations that still succeed while armed; negative: all
 bool g_has_failed = false;
-long g_balance = 0; ///< what is allocated and not freed
+long g_balance = 0;   ///< what is allocated and not freed
+char g_record[32768]; ///< the last event record
 
 bool may_allocate()
 {
@@ -99,7 +103,14 @@ int system(const char*)
 
 void sync(void) {}
 void syslog(int, const char*, ...) {}
-void zlog(zlog_category_t*, const char*, size_t, const char*, size_t, long, int, const char*, ...) {}
+
+void zlog(zlog_category_t*, const char*, size_t, const char*, size_t, long, int, const char* format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(g_record, sizeof g_record, format, arguments);
+    va_end(arguments);
+}
 
 uint32_t QrnUci_GetString(const char* key, char* buffer, uint32_t size)
 {
@@ -249,8 +260,32 @@ TEST_F(FailingMemory, HostServicesAnswerACodeAndLeakNothing)
         BaCL_RingBuffer ring;
         uint32_t code = BaCL_RingBuf_Init(&ring);
         code |= BaCL_RingBuf_AllocateBuffer(&ring, 64);
+        EXPECT_EQ(ring.BufferSize, code == 0 ? 64u : 0u);
+        EXPECT_TRUE(code == 0 || code == ENOMEM) << code;
         BaCL_RingBuf_Close(&ring, 0);
         return code;
+    });
+    with_every_allocation_failing("file", []() -> uint32_t {
+        const Armed armed;
+        qsc::FileText text;
+        const uint32_t code = qsc::read_safe_file("/proc/self/status", text);
+        EXPECT_TRUE(code == 0 ? text.view().size() > 256 : code == ENOMEM && text.view().empty()) << code;
+        return code;
+    });
+    with_every_allocation_failing("event", []() -> uint32_t {
+        char message[4096] = {};
+        std::memset(message, 1, sizeof message - 1);
+        g_PtrZlCategory = reinterpret_cast<zlog_category_t*>(g_record);
+        {
+            const Armed armed;
+            QEvtLog_Log("", 1, "", 1, 1, 'n', "%s", message);
+        }
+        g_PtrZlCategory = nullptr;
+        const std::string_view record{g_record};
+        EXPECT_TRUE(record.ends_with("\\u0001\"")) << "truncated between characters";
+        const std::size_t escapes = record.size() - std::strlen(R"("Status":"n","Msg":"")");
+        EXPECT_EQ(escapes, g_has_failed ? 4095 / 6 * 6 : 4095 * 6);
+        return 0;
     });
     with_every_allocation_failing("print", []() -> uint32_t {
         json_object* const value = json_tokener_parse(R"({"a":[1,2]})");

@@ -2,6 +2,8 @@
 // Checks in a process that has closed its standard streams.
 #pragma once
 
+#include <initializer_list>
+
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,15 +11,15 @@
 namespace test
 {
 
-/// Runs a check in a child without standard streams. Returns its result.
+/// Runs a check in a child that has closed some standard streams, by default all. Returns its result.
 template <typename Check>
-bool holds_without_stdio(Check check)
+bool holds_without_stdio(Check check, std::initializer_list<int> streams = {0, 1, 2})
 {
     const pid_t child = fork();
     if (child == 0) {
-        close(STDIN_FILENO);
-        close(STDOUT_FILENO);
-        close(STDERR_FILENO);
+        for (const int stream : streams) {
+            close(stream);
+        }
         _exit(check() ? 0 : 1);
     }
     int status = -1;

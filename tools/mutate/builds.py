@@ -36,11 +36,11 @@ def limit():
 
 @dataclass
 class Object:
-    """How one source of the libraries is compiled, and which libraries it is linked into."""
+    """How one source of the libraries is compiled, and what it is linked into."""
     source: str
     path: str
     compiler: list
-    links: list = field(default_factory=list)  # (library, command)
+    links: list = field(default_factory=list)  # (library or test program, command)
 
 
 class Build:
@@ -52,8 +52,11 @@ class Build:
         self.units = []
 
     def read_commands(self):
-        """From Ninja's own list: the compilations whose objects end in a shared library, directly or in an archive."""
-        archives, compiled = {}, {}
+        """From Ninja's own list: the compilations whose objects end in a shared library, directly or in an archive.
+
+        Tests of what is in an archive are linked to it themselves: their programs are made again like the libraries.
+        """
+        archives, compiled, in_tests = {}, {}, []
         for line in run(['ninja', '-C', self.build, '-t', 'commands']).splitlines():
             for command in line.split(' && '):
                 words = shlex.split(command)
@@ -68,6 +71,11 @@ class Build:
                         for part in [word] + archives.get(word, []):
                             if part in compiled:
                                 compiled[part].links.append((library, words))
+                elif '-o' in words and words[words.index('-o') + 1].startswith('tests/'):
+                    in_tests += [(part, words) for word in words for part in archives.get(word, [])]
+        for part, words in in_tests:
+            if compiled[part].links:
+                compiled[part].links.append((words[words.index('-o') + 1], words))
         tests = os.path.join(self.source, 'tests', '')
         for entry in compiled.values():
             if entry.links and entry.source.startswith(self.source) and not entry.source.startswith(tests):
@@ -91,7 +99,7 @@ class Build:
                               capture_output=True, timeout=300).returncode == 0
 
     def link(self, entry, path, folder):
-        """Links the libraries of the object anew into the folder; gives {library: new file}, {}: it cannot be linked."""
+        """Links what has the object anew into the folder; gives {library: new file}, {}: it cannot be linked."""
         made = {}
         for library, command in entry.links:
             out = os.path.join(folder, os.path.basename(library))
