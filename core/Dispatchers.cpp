@@ -5,6 +5,7 @@
 
 #include "core/Dispatch.h"
 #include "core/Objects.h"
+#include "handlers/system/Services.h"
 #include "include/qsc_device_time.h"
 #include "include/qsc_dhcpv4_client.h"
 #include "include/qsc_handlers.h"
@@ -119,10 +120,12 @@ constexpr ObjectChoice kSNMPChoices[] = {
 SUBTREE(QSysCmdHal_Do_FunHelp, .labels = &kFunHelpLabels, .object = &kHelp, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_Version, .label = "Version", .object = &kVersion, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_SysLog, .label = "SysLog", .object = &kSystemLog)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_2ndStaticIp, .label = "X_QRN_2ndStaticIp", .object = &kSecondStaticIp)
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_2ndStaticIp, .label = "X_QRN_2ndStaticIp", .object = &kSecondStaticIp,
+        .packages = "network", .scripts = "network")
 SUBTREE(QSysCmdHal_Do_Device_Time, .label = "Device_Time", .object = &kTime, .packages = "system",
         .commit = Qsc_DevTime_Commit, .service = Qsc_DevTime_Service)
-SUBTREE(QSysCmdHal_Do_Device_Leds, .label = "Device_Leds", .object = &kLeds)
+SUBTREE(QSysCmdHal_Do_Device_Leds, .label = "Device_Leds", .object = &kLeds, .packages = "system",
+        .service = system::serve_leds)
 SUBTREE(QSysCmdHal_Do_SysUpg, .object = &kUnserved, .actions = g_QscSysUpgCmd)
 SUBTREE(QSysCmdHal_Do_DevInfo_CPU, .object = &kProcessStatus, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_DevInfo_Mem, .object = &kMemoryStatus, .served = QSC_OPER_GET)
@@ -181,7 +184,8 @@ SUBTREE(QSysCmdHal_Do_Device_X_QRN_NetworkZone, .labels = &kXQRNNetworkZoneLabel
 SUBTREE(QSysCmdHal_Do_Device_DDNS, .label = "DDNS", .object = &kUnserved, .choices = kDDNSChoices)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteLog, .object = &kRemoteLog, .packages = "system",
         .commit = Qsc_Dev_X_QRN_Remote_Log_Commit, .service = Qsc_Dev_X_QRN_Remote_Log_Service)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteAccess_Telnet, .object = &kUnserved)
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteAccess_Telnet, .object = &kTelnet, .packages = "telnetd",
+        .scripts = "telnetd")
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteAccess_SSH, .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_PortForwarding, .label = "Port forwarding", .object = &kUnserved,
         .choices = kPortForwardingChoices)

@@ -25,6 +25,7 @@ struct Object {
     const Source* source = nullptr;         ///< the file that defines it, for log lines
     const char* area = nullptr;             ///< in event records: "set AREA NAME VALUE by WHO"
     const char* section = nullptr;          ///< what relative keys begin with, such as "network.wan."
+    const char* section_type = nullptr;     ///< as which that section is made for the first value, if missing
     const Tool* tool = nullptr;             ///< what kJsonPath rows read
     const GrowingList* list = nullptr;      ///< its instances come and go
     const GrowingList* counted = nullptr;   ///< the list that kCount rows count

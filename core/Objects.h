@@ -23,6 +23,7 @@ extern const Object kFlashStatus;
 extern const Object kDeviceInfo;
 extern const Object kUser;
 extern const Object kAutoReboot;
+extern const Object kTelnet;
 
 // handlers/network/
 extern const Object kDhcpV4Client;

@@ -94,6 +94,29 @@ u32 say_unwritten(const RowCall& call, const char* key, u32 code)
     return refuse(code, "%s could not be stored", key);
 }
 
+/// "lan" of "network.lan.".
+std::string_view section_name(std::string_view section)
+{
+    section.remove_prefix(std::min(section.find('.') + 1, section.size()));
+    return section.substr(0, section.find('.'));
+}
+
+/// Makes an object's section of its own for its first value, if it has none yet.
+void add_missing_section(const RowRequest& request)
+{
+    if (request.object.section_type == nullptr) {
+        return;
+    }
+    std::string_view rest = request.section.view();
+    Text<126> package;
+    Text<126> name;
+    package.append(rest.substr(0, rest.find('.')));
+    name.append(section_name(rest));
+    // Where it is there already, nothing is added.
+    (void)call_optional(QrnUci_AddSection, package.c_str(), request.object.section_type, name.c_str(),
+                        static_cast<char*>(nullptr), 0U);
+}
+
 /// How many instances a list has, or which.
 u32 read_numbers(const RowCall& call, RowText& text)
 {
@@ -109,13 +132,6 @@ u32 read_numbers(const RowCall& call, RowText& text)
         text.append(text.view().empty() ? "" : ",").append_number(number);
     }
     return 0;
-}
-
-/// "lan" of "network.lan.".
-std::string_view section_name(std::string_view section)
-{
-    section.remove_prefix(std::min(section.find('.') + 1, section.size()));
-    return section.substr(0, section.find('.'));
 }
 
 u32 get(const RowCall& call)
@@ -477,6 +493,7 @@ u32 write_stored(const RowCall& call, std::string_view stored)
         value.clear();
     }
     u32 code = 0;
+    add_missing_section(call.request);
     if (call.row.place == Place::kList) {
         code = write_items(key.c_str(), value);
     } else {

@@ -15,8 +15,6 @@ constinit const qsc::Object qsc::objects::kUnserved{.path = ""};
 
 Qsc_ParamEntry g_QscSysUpgCmd[] = {kTableEnd};
 
-UNSERVED(kSecondStaticIp, "Device.X_QRN_2ndStaticIp", g_Qsc2ndStaticIpCmd)
-UNSERVED(kLeds, "Device.LEDs", g_QscDeviceLedsCmd)
 UNSERVED(kDhcpV4Pool, "Device.DHCPv4.Server.Pool.1", g_QscDhcpV4ServerPoolCmd)
 UNSERVED(kEthernetInterface, "Device.Ethernet.Interface.{i}", g_QscEthIfaceCmd)
 UNSERVED(kWan, "Device.IP.Interface.1", g_QscIpv4InterfaceCmd)

@@ -68,8 +68,8 @@ TEST(Paths, LeadToObjectsToOneParameterAndToAllBelow)
         {"Device.WiFi.Radio.x", "none"},
         {"Device.WiFi.Radio.2.Foo", "none"},
         {"Device..Time", "none"},
-        {"Device.LEDs", "none"},
-        {"Device.LEDs.", "none"},
+        {"Device.X_QRN_nDPI", "none"},
+        {"Device.X_QRN_nDPI.", "none"},
     };
     for (const auto& [path, objects] : cases) {
         EXPECT_EQ(objects_of(path), objects) << path;
@@ -80,6 +80,6 @@ TEST(Paths, LeadToObjectsToOneParameterAndToAllBelow)
                                "Device.WiFi.SSID.14 Device.WiFi.SSID.15 "
                                "Device.WiFi.SSID.16 Device.WiFi.SSID.17 "
                                "Device.WiFi.SSID.18"));
-    EXPECT_TRUE(objects_of("Device.").ends_with(" Device.X_QRN_RemoteLog"));
+    EXPECT_NE(objects_of("Device.").find(" Device.X_QRN_RemoteLog"), std::string::npos);
     EXPECT_EQ(objects_of(("Device.Time." + std::string(500, 'x')).c_str()), "none");
 }

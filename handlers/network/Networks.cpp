@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "handlers/network/Networks.h"
+
+#include <cstring>
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+
+#include "base/FileDescriptor.h"
+#include "base/UciOptional.h"
+#include "core/UciAccess.h"
+
+namespace qsc::network
+{
+
+namespace
+{
+
+/// Calls use(network) for each address of a section: as "a.b.c.d" with a mask of its own, or as items
+/// "a.b.c.d/length".
+template <typename Use>
+void for_each_network(const char* section, Use use)
+{
+    const auto read = [&](const char* option, RowText& value) {
+        Text<254> key;
+        key.append("network.").append(section).append(".").append(option);
+        (void)uci_peek(key.c_str(), value);
+    };
+    RowText mask_text;
+    RowText addresses;
+    read("netmask", mask_text);
+    read("ipaddr", addresses);
+    (void)for_each_word(addresses.view(), [&](std::string_view item) -> u32 {
+        const std::size_t slash = item.find('/');
+        Network network{0, UINT32_MAX};
+        u32 length = 0;
+        if (slash == std::string_view::npos) {
+            (void)is_netmask(mask_text.view(), network.mask);
+        } else if (parse_whole(item.substr(slash + 1), length) && length <= 32) {
+            network.mask = length == 0 ? 0 : UINT32_MAX << (32 - length);
+        }
+        if (is_ipv4(item.substr(0, slash), network.address)) {
+            use(network);
+        }
+        return 0;
+    });
+}
+
+} // namespace
+
+bool is_host_address(const Network& network)
+{
+    constexpr u32 kMulticast = 0xE0000000;
+    const u32 host = network.address & ~network.mask;
+    const u32 first = network.address >> 24;
+    const bool is_usual = first != 0 && first != 127 && network.address < kMulticast;
+    // The two addresses of a /31 and the one of a /32 are hosts.
+    return is_usual && (network.mask >= UINT32_MAX - 1 || (host != 0 && host != ~network.mask));
+}
+
+bool overlaps_interface(const Network& network, std::string_view except, RowText& name)
+{
+    std::array<char, 2048> names;
+    u32 count = 0;
+    if (call_optional(QrnUci_ListSections, "network", "interface", names.data(),
+                      static_cast<u32>(names.size()), &count) != 0) {
+        return false;
+    }
+    bool is_found = false;
+    const char* each = names.data();
+    for (u32 i = 0; i < count; ++i, each += std::strlen(each) + 1) {
+        if (each == except) {
+            continue;
+        }
+        for_each_network(each, [&](const Network& other) {
+            if (!is_found && overlap(network, other)) {
+                is_found = name.assign(each);
+            }
+        });
+    }
+    return is_found;
+}
+
+bool has_address(u32 address)
+{
+    const StdioReserve reserve;
+    ifaddrs* all = nullptr;
+    bool is_found = false;
+    if (getifaddrs(&all) != 0) {
+        return false;
+    }
+    for (const ifaddrs* each = all; each != nullptr; each = each->ifa_next) {
+        if (each->ifa_addr != nullptr && each->ifa_addr->sa_family == AF_INET) {
+            sockaddr_in own{};
+            std::memcpy(&own, each->ifa_addr, sizeof own);
+            is_found = is_found || ntohl(own.sin_addr.s_addr) == address;
+        }
+    }
+    freeifaddrs(all);
+    return is_found;
+}
+
+} // namespace qsc::network

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: Apache-2.0
+// The IPv4 networks that the router is configured to be in.
+#pragma once
+
+#include "core/RowValue.h"
+
+namespace qsc::network
+{
+
+/// An address and its mask, in host byte order.
+struct Network {
+    u32 address;
+    u32 mask;
+};
+
+/// Whether the address is that of one host of the network: neither the network's own nor its broadcast
+/// address, and none that only stands for others.
+[[nodiscard]] bool is_host_address(const Network& network);
+
+/// Whether the two share an address.
+[[nodiscard]] inline bool overlap(const Network& one, const Network& other)
+{
+    return ((one.address ^ other.address) & one.mask & other.mask) == 0;
+}
+
+/// Whether the network shares an address with one of the interfaces that are configured by hand, but for the
+/// interface `except`; `name` is that interface then.
+[[nodiscard]] bool overlaps_interface(const Network& network, std::string_view except, RowText& name);
+
+/// Whether an interface of this device has the address now.
+[[nodiscard]] bool has_address(u32 address);
+
+} // namespace qsc::network
