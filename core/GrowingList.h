@@ -41,8 +41,8 @@ class ListedSections
   public:
     static constexpr u32 kMost = 256;
 
-    /// A package that is not installed has none. EFAULT: the configuration cannot be read, holds more than can be listed, or its library knows no
-    /// lists.
+    /// A package that is not installed has none. EFAULT: the configuration cannot be read, holds more than
+    /// can be listed, or its library knows no lists.
     [[nodiscard]] u32 read(const GrowingList& list);
 
     [[nodiscard]] u32 count() const { return count_; }

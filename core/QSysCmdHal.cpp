@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include "core/Refusal.h"
 #include "include/bacl.h"
 #include "include/qrnuci.h"
 #include "log/Log.h"
@@ -79,6 +80,7 @@ uint32_t QSysCmdHal_Init(QSysCmdHal_Callback callback, uint32_t options)
             QSC_LOG(kLogError, "QEvtLog_Init, error %d\n", static_cast<i32>(code));
         }
     }
+    want_refusals((options & QSC_INIT_ERRORS) != 0);
     g_options = options;
     g_QSysCmdHalCb = callback;
     raise_event(0);
@@ -103,6 +105,7 @@ uint32_t QSysCmdHal_Close(void)
     if ((g_options & QSC_INIT_LOG) != 0) {
         Qslog_Close();
     }
+    want_refusals(false);
     g_initialised = false;
     g_options = 0;
     return 0;

@@ -64,6 +64,18 @@ void end_between_characters(char* text)
 
 } // namespace
 
+namespace
+{
+
+/// A refusal that nobody has explained is explained by its code.
+void give_reason(u32 code)
+{
+    const char* const meaning = meaning_of(code);
+    (void)(meaning != nullptr ? refuse(code, "%s", meaning) : refuse(code, "it failed with code %u", code));
+}
+
+} // namespace
+
 u32 refuse(u32 code, const char* format, ...)
 {
     if (t_sentence.reason[0] == '\0') {
@@ -92,20 +104,17 @@ void name_refusal(const char* path, const char* parameter, u32 code)
     if (t_sentence.whole[0] != '\0') {
         return; // an object inside has named itself
     }
-    const char* const meaning = meaning_of(code);
-    if (t_sentence.reason[0] == '\0') {
-        (void)(meaning != nullptr ? refuse(code, "%s", meaning)
-                                  : refuse(code, "it failed with code %u", code));
-    }
+    give_reason(code);
     const bool is_whole = parameter == nullptr || *parameter == '\0';
     (void)std::snprintf(t_sentence.whole, sizeof t_sentence.whole, "%s: %s%s%s", or_empty(path),
                         is_whole ? "" : parameter, is_whole ? "" : ": ", t_sentence.reason);
     end_between_characters(t_sentence.whole);
 }
 
-void add_refusal(json_object* value)
+void add_refusal(json_object* value, u32 code)
 {
-    if (g_wanted && t_sentence.reason[0] != '\0') {
+    if (g_wanted) {
+        give_reason(code);
         (void)answer_text(value, t_sentence.reason, "Error");
     }
 }

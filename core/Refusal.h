@@ -24,7 +24,7 @@ void forget_refusal();
 void name_refusal(const char* path, const char* parameter, u32 code);
 
 /// Adds the sentence to a refused parameter's object, where the host has asked for it.
-void add_refusal(json_object* value);
+void add_refusal(json_object* value, u32 code);
 
 /// Has add_refusal() do something, or nothing.
 void want_refusals(bool wanted);

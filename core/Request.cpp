@@ -127,7 +127,7 @@ u32 finish(json_object* value, u32 code)
     // An object whose "ParamId" is not a number cannot carry the code; the caller still gets it.
     (void)Qsc_SetParamId(value, code);
     if (code != 0) {
-        add_refusal(value);
+        add_refusal(value, code);
     }
     tell_host();
     return code;

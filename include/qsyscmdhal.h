@@ -27,6 +27,9 @@ extern "C" {
 #define QSC_INIT_FOUNDATION 0x2u /**< the foundation library */
 #define QSC_INIT_UCI 0x4u        /**< the configuration library */
 #define QSC_INIT_EVENTS 0x8u     /**< the event log, as "/etc/zlog.conf" says */
+/** Refused parameters get a member "Error" in their object: the sentence that says why, without a secret. It
+ * stays as it is in objects that are used again. Otherwise objects hold exactly what the contract says. */
+#define QSC_INIT_ERRORS 0x10u
 
 /** The 61 subtrees in matching order, and the end. Read-only to hosts, but for the `reserved` of "version".
  * Its function pointers equal the addresses that a host of any kind has for the functions. */

@@ -143,3 +143,19 @@ TEST_F(Lifecycle, CommandTableKeepsLongerPathsFirst)
     EXPECT_EQ(count, 61u);
     EXPECT_EQ(ids, (uint64_t{1} << 61) - 1) << "ids are 0 to 60, each once";
 }
+
+TEST_F(OutsideTest, ErrorsAreInTheObjectsOfHostsThatAskForThem)
+{
+    const auto refused = [](uint32_t options) {
+        (void)QSysCmdHal_Init(nullptr, options);
+        const Json object{R"({"Enable":{"ParamValue":"on"}})"};
+        EXPECT_EQ(request("Device.Time", kSet, object.get()), Fails(EFAULT));
+        (void)QSysCmdHal_Close();
+        return object.text();
+    };
+    EXPECT_EQ(refused(0), R"({"Enable":{"ParamValue":"on","ParamId":14}})");
+    EXPECT_EQ(
+        refused(QSC_INIT_ERRORS),
+        R"({"Enable":{"ParamValue":"on","ParamId":14,"Error":"the value is no whole number of 32 bits"}})");
+    EXPECT_EQ(refused(0), R"({"Enable":{"ParamValue":"on","ParamId":14}})") << "Close ends it";
+}
