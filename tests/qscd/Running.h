@@ -49,6 +49,8 @@ class Connection
         socket_ = -1;
     }
 
+    void say_no_more() const { shutdown(socket_, SHUT_WR); }
+
     void send(const std::string& text) const
     {
         for (size_t sent = 0; sent < text.size();) {

@@ -205,6 +205,19 @@ TEST_F(Socket, ClientsMayLeaveInEveryState)
     EXPECT_EQ(Connection{path()}.ask(kGood), kGoodAnswer);
 }
 
+TEST_F(Socket, AnswersWhoeverHasClosedOnlyHisOwnDirection)
+{
+    for (const char* method : {"set", "get"}) {
+        Connection client{path()};
+        client.send(R"({"jsonrpc":"2.0","id":1,"method":")" + std::string{method} + R"(","params":)" +
+                    (method[0] == 's' ? R"({"values":{"syslog.level":6}})" : R"({"path":"syslog.level"})") +
+                    "}\n");
+        client.say_no_more();
+        EXPECT_NE(client.receive().find("\"result\""), std::string::npos) << method;
+        EXPECT_EQ(client.receive(), "(closed)") << method;
+    }
+}
+
 TEST_F(Socket, TurnsTheClientsAwayForWhomThereIsNoPlace)
 {
     std::vector<std::unique_ptr<Connection>> clients;

@@ -65,7 +65,7 @@ test_all() {
 
 stress() {
     build_plain
-    QSC_STRESS_ROUNDS=$1 ctest --test-dir build -R Processes --timeout 3600 --output-on-failure
+    QSC_STRESS_ROUNDS=$1 ctest --test-dir build -R "Processes|Soak" --timeout 3600 --output-on-failure
 }
 
 # bench [NAME]: runs the benchmarks whose names begin so, or all, and prints one table.

@@ -29,6 +29,7 @@ struct Item {
 
 struct Method;
 class QueueServer;
+struct UbusRequest;
 
 struct Call {
     Call* next = nullptr;
@@ -39,6 +40,8 @@ struct Call {
     bool is_notification = false;
     QueueServer* queue = nullptr; ///< null: it came over the socket
     u32 answer_type = 0;          ///< in the queue
+    UbusRequest* ubus = nullptr;  ///< null: it did not come over ubus
+    uid_t user = 0;               ///< who asks
     qsc::JsonRef message;
     json_object* params = nullptr; ///< the message's; null: none
     const Method* method = nullptr;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -28,6 +29,8 @@ void Client::open(int socket, u64 number, const access::Peer& peer)
     events = 0;
     stuck_since = 0;
     may_have_lines = false;
+    has_ended = false;
+    is_watching = false;
     is_skipping_ = false;
 }
 
@@ -56,6 +59,12 @@ bool Client::read()
         may_have_lines = true;
     }
     return count > 0 || (count < 0 && (errno == EAGAIN || errno == EINTR));
+}
+
+bool Client::has_hung_up() const
+{
+    pollfd waiting{socket_.get(), 0, 0};
+    return poll(&waiting, 1, 0) == 1 && (waiting.revents & (POLLHUP | POLLERR)) != 0;
 }
 
 Client::Line Client::next_line(std::string_view& line)

@@ -31,8 +31,11 @@ class Client
     [[nodiscard]] qsc::u64 number() const { return number_; }
     [[nodiscard]] const qsc::access::Peer& peer() const { return peer_; }
 
-    /// Reads what there is. False: the other end is gone.
+    /// Reads what there is. False: the other end says no more, or is gone.
     [[nodiscard]] bool read();
+
+    /// Whether the other end is gone altogether, and takes no answers either.
+    [[nodiscard]] bool has_hung_up() const;
 
     /// The next line, without its end; valid until forget_lines().
     [[nodiscard]] Line next_line(std::string_view& line);
@@ -54,6 +57,8 @@ class Client
     u32 events = 0;           ///< what epoll watches
     qsc::u64 stuck_since = 0; ///< with output that nobody takes; 0: it is not
     bool may_have_lines = false;
+    bool has_ended = false;   ///< it says no more, and waits for its answers
+    bool is_watching = false; ///< it has subscriptions
 
   private:
     qsc::FileDescriptor socket_{-1};

@@ -28,6 +28,7 @@ constexpr const char* kHelp =
     "  --deadline SECONDS  how long a request may run before its tools are killed (30)\n"
     "  --service-deadline SECONDS\n"
     "                      the same for services (120)\n"
+    "  --ubus PATH         the socket of ubus, where the build has it (ubus's own); -: none\n"
     "  --queue KEY         serve the queue of this key, such as 0x51534344, as well\n"
     "  --folder PATH       where the queue's lock is (/var/run)\n"
     "  --mode OCTAL        who may use the queue (0600: the owner and root). Whoever may, configures the "
@@ -49,6 +50,7 @@ enum LongOption : int {
     kDeadline,
     kServiceDeadline,
     kQueue,
+    kUbus,
     kFolder,
     kMode,
     kPatience,
@@ -62,6 +64,7 @@ constexpr option kLongOptions[] = {
     {"access", required_argument, nullptr, kAccess},
     {"deadline", required_argument, nullptr, kDeadline},
     {"service-deadline", required_argument, nullptr, kServiceDeadline},
+    {"ubus", required_argument, nullptr, kUbus},
     {"queue", required_argument, nullptr, kQueue},
     {"folder", required_argument, nullptr, kFolder},
     {"mode", required_argument, nullptr, kMode},
@@ -117,6 +120,9 @@ bool take(int found, Options& options)
         return take_seconds(optarg, options.deadlines.request);
     case kServiceDeadline:
         return take_seconds(optarg, options.deadlines.service);
+    case kUbus:
+        options.ubus = optarg;
+        return true;
     case kQueue:
         options.has_queue = true;
         return take_number(optarg, false, 1, INT32_MAX, options.key);

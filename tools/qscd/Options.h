@@ -15,6 +15,7 @@ struct Options {
     const char* socket = kDefaultSocket;
     int descriptor = -1; ///< an inherited socket, in the place of `socket`
     const char* access_file = qsc::access::kDefaultFile;
+    const char* ubus = "";          ///< its socket; empty: its own default; "-": none
     const char* log_file = nullptr; ///< null: standard error
     Deadlines deadlines;
     bool has_queue = false;

@@ -2,6 +2,7 @@
 #include "tools/qscd/Server.h"
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
@@ -32,6 +33,10 @@ constexpr u64 kListenerMark = 1000;
 constexpr u64 kWakeMark = 1001;
 constexpr u64 kFilesMark = 1002;
 constexpr u64 kNetworkMark = 1003;
+constexpr u64 kUbusMark = 1004;
+
+/// Requests of ubus that may wait for workers.
+constexpr u32 kMostOfUbus = 64;
 
 /// Lines of one client that are taken before it is another one's turn.
 constexpr u32 kLinesInTurn = 16;
@@ -123,6 +128,9 @@ bool Server::start()
         return false;
     }
     load_access();
+    if (*options_.ubus != '-') {
+        ubus_.open(*options_.ubus != '\0' ? options_.ubus : nullptr);
+    }
     const bool is_listening = options_.descriptor >= 0
                                   ? listener_.inherit(options_.descriptor)
                                   : *options_.socket == '\0' || listener_.open(options_.socket);
@@ -169,8 +177,13 @@ bool Server::serve()
                 take_done();
             } else if (mark == kFilesMark || mark == kNetworkMark) {
                 watch_.drain(mark == kFilesMark ? watch_.files() : watch_.network(), BaCL_GetTimestampMSHQ());
+            } else if (mark == kUbusMark) {
+                ubus_.handle((what & (EPOLLHUP | EPOLLERR)) != 0);
             } else if (clients_[mark].is_open()) {
                 if ((what & EPOLLOUT) != 0 && !clients_[mark].flush(BaCL_GetTimestampMSHQ())) {
+                    close_client(mark, nullptr);
+                } else if ((what & (EPOLLHUP | EPOLLERR)) != 0 &&
+                           (clients_[mark].has_ended || !clients_[mark].is_welcome())) {
                     close_client(mark, nullptr);
                 } else if ((what & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0) {
                     read_client(mark);
@@ -179,8 +192,9 @@ bool Server::serve()
                 }
             }
         }
-        for (std::size_t slot = 0; slot < clients_.size(); ++slot) {
-            if (clients_[slot].may_have_lines && clients_[slot].is_welcome()) {
+        for (u64 rest = with_lines_; rest != 0; rest &= rest - 1) {
+            const auto slot = static_cast<std::size_t>(std::countr_zero(rest));
+            if (clients_[slot].is_welcome()) {
                 serve_lines(slot);
             }
         }
@@ -224,20 +238,25 @@ int Server::next_wait()
         (void)add_to_epoll(watch_.files(), kFilesMark);
         (void)add_to_epoll(watch_.network(), kNetworkMark);
     }
+    const int ubus_wait = ubus_.look(BaCL_GetTimestampMSHQ());
+    if (ubus_.take_descriptor_changed()) {
+        (void)add_to_epoll(ubus_.descriptor(), kUbusMark);
+    }
+    if (ubus_wait >= 0) {
+        at_most(static_cast<u64>(ubus_wait));
+    }
     if (watch_wait >= 0) {
         at_most(static_cast<u64>(watch_wait));
     }
-    bool has_output = false;
-    for (const Client& client : clients_) {
-        if (client.may_have_lines && client.is_welcome()) {
+    for (u64 rest = with_lines_; rest != 0; rest &= rest - 1) {
+        if (clients_[static_cast<std::size_t>(std::countr_zero(rest))].is_welcome()) {
             return 0;
         }
-        has_output = has_output || client.has_output();
     }
     if (log_.has_lines()) {
         at_most(kLogPause);
     }
-    if (has_output || queue_.is_open() || options_.watchdog_seconds != 0) {
+    if (with_output_ != 0 || queue_.is_open() || options_.watchdog_seconds != 0) {
         at_most(kTick);
     }
     return wait;
@@ -290,6 +309,16 @@ void Server::take_signals()
     is_ending_ = is_ending_ || is_end_wanted() || has_failed_;
 }
 
+/// Finds out which clients have left before their turn to be read has come.
+void Server::free_places()
+{
+    for (std::size_t slot = 0; slot < clients_.size(); ++slot) {
+        for (u32 i = 0; i < 4 && clients_[slot].is_open() && clients_[slot].has_hung_up(); ++i) {
+            read_client(slot);
+        }
+    }
+}
+
 void Server::accept_all()
 {
     for (;;) {
@@ -307,8 +336,12 @@ void Server::accept_all()
         const auto own = std::ranges::count_if(clients_, [&](const Client& client) {
             return client.is_open() && client.peer().user == peer.user;
         });
-        Client* const free =
-            std::ranges::find_if(clients_, [](const Client& client) { return !client.is_open(); });
+        const auto is_free = [](const Client& client) { return !client.is_open(); };
+        Client* free = std::ranges::find_if(clients_, is_free);
+        if (free == clients_.end()) {
+            free_places();
+            free = std::ranges::find_if(clients_, is_free);
+        }
         if (!is_known) {
             turn_away(socket, kDenied, "you may do nothing here: no rule of the access file speaks of you");
         } else if (free == clients_.end() ||
@@ -344,13 +377,23 @@ void Server::close_client(std::size_t slot, const char* why)
     }
     watch_.forget_client(clients_[slot].number());
     clients_[slot].close();
+    with_lines_ &= ~(u64{1} << slot);
+    with_output_ &= ~(u64{1} << slot);
 }
 
 void Server::update_events(std::size_t slot)
 {
     Client& client = clients_[slot];
-    const u32 wanted = (client.is_welcome() && !client.may_have_lines ? u32{EPOLLIN} : 0) |
-                       (client.has_output() ? u32{EPOLLOUT} : 0);
+    const u64 bit = u64{1} << slot;
+    with_lines_ = client.may_have_lines ? with_lines_ | bit : with_lines_ & ~bit;
+    with_output_ = client.has_output() ? with_output_ | bit : with_output_ & ~bit;
+    if (client.is_open() && client.has_ended && client.in_flight == 0 && !client.has_output() &&
+        !client.may_have_lines && !client.is_watching) {
+        close_client(slot, nullptr);
+        return;
+    }
+    const bool is_read = client.is_welcome() && !client.may_have_lines && !client.has_ended;
+    const u32 wanted = (is_read ? u32{EPOLLIN} : 0) | (client.has_output() ? u32{EPOLLOUT} : 0);
     if (client.is_open() && wanted != client.events) {
         client.events = wanted;
         epoll_event event{};
@@ -364,7 +407,14 @@ void Server::read_client(std::size_t slot)
 {
     Client& client = clients_[slot];
     if (!client.read()) {
-        close_client(slot, nullptr);
+        // It may have closed one direction only, as a pipe into a socket does, and wait for what it has
+        // asked.
+        client.has_ended = true;
+        if (client.has_hung_up()) {
+            close_client(slot, nullptr);
+        } else {
+            update_events(slot);
+        }
         return;
     }
     std::size_t queued = 0;
@@ -421,15 +471,71 @@ void Server::take_line(std::size_t slot, std::string_view line)
     call->client = clients_[slot].number();
     call->slot = static_cast<u32>(slot);
     call->came = BaCL_GetTimestampMSHQ();
-    if (understand(*call, line) && prepare(*call, {access_, clients_[slot].peer()}) &&
-        (call->method->execute != execute_sample || watch_.subscribe(*call)) && !serve_at_once(*call)) {
+    call->user = clients_[slot].peer().user;
+    if (!understand(*call, line)) {
+        answer(*call);
+    } else if (admit(std::move(owner), clients_[slot].peer())) {
         ++clients_[slot].in_flight;
+    }
+}
+
+/// Serves a request or hands it to the workers; true: that is where it is now.
+bool Server::admit(std::unique_ptr<Call, DeleteCall> call, const access::Peer& peer)
+{
+    if (prepare(*call, {access_, peer}) && (call->method->execute != execute_sample || subscribe(*call)) &&
+        !serve_at_once(*call)) {
         call->run.may_start = true;
         call->run.was_refused = false;
-        workers_.submit(owner.release(), lane_of(*call) == Lane::kOrdered);
-        return;
+        const bool is_ordered = lane_of(*call) == Lane::kOrdered;
+        workers_.submit(call.release(), is_ordered);
+        return true;
     }
     answer(*call);
+    return false;
+}
+
+bool Server::subscribe(Call& call)
+{
+    Client* const client = client_of(call);
+    const bool is_noted = client != nullptr && watch_.subscribe(call);
+    if (is_noted) {
+        client->is_watching = true;
+    }
+    return is_noted;
+}
+
+/// A request of ubus: as one of the socket, but for where it came from.
+void Server::take_ubus(void* server, const char* method, std::string_view params, const access::Peer& peer,
+                       UbusRequest* request)
+{
+    auto& self = *static_cast<Server*>(server);
+    ++self.counters_.requests;
+    std::unique_ptr<Call, DeleteCall> call{new_call()};
+    Answer line;
+    if (call == nullptr || self.ubus_waiting_ >= kMostOfUbus) {
+        line.begin("0");
+        line.fail(kBusy, text_of_error(kBusy));
+        self.ubus_.answer(request, line.line());
+        return;
+    }
+    call->ubus = request;
+    call->user = peer.user;
+    call->slot = kMostClients; // none of them
+    call->came = BaCL_GetTimestampMSHQ();
+    line.text().append(R"({"jsonrpc":"2.0","id":0,"method":")").append(method).append(R"(","params":)");
+    line.text().append(params).append("}");
+    if (!self.understand(*call, line.line())) {
+        self.answer(*call);
+        return;
+    }
+    self.ubus_waiting_ += self.admit(std::move(call), peer) ? 1 : 0;
+}
+
+/// The connection that a call came over; null: it is gone, or there was none.
+Client* Server::client_of(const Call& call)
+{
+    Client* const client = call.slot < clients_.size() ? &clients_[call.slot] : nullptr;
+    return client != nullptr && client->is_open() && client->number() == call.client ? client : nullptr;
 }
 
 /// Reads a line as far as the id that its answer begins with; false: the answer says what is wrong with it.
@@ -514,7 +620,7 @@ void Server::take_done()
     for (Call* call = workers_.take_done(); call != nullptr;) {
         const std::unique_ptr<Call, DeleteCall> owner{std::exchange(call, call->next)};
         Call& done = *owner;
-        if (done.client == 0 && done.queue == nullptr) {
+        if (done.method->execute == execute_sample && done.subscription == 0) {
             watch_.take_sample(done);
             continue;
         }
@@ -530,11 +636,11 @@ void Server::take_done()
         if (!done.is_answered) {
             answer(done);
         }
-        Client& client = clients_[done.slot];
-        if (done.queue == nullptr && client.is_open() && client.number() == done.client) {
-            --client.in_flight;
+        if (Client* const client = client_of(done)) {
+            --client->in_flight;
             update_events(done.slot);
         }
+        ubus_waiting_ -= done.ubus != nullptr ? 1 : 0;
     }
 }
 
@@ -544,8 +650,9 @@ void Server::answer(Call& call)
         return;
     }
     counters_.failed += call.answer.has_failed() ? 1 : 0;
-    const Client& client = clients_[call.slot];
-    if (client.is_open() && client.number() == call.client && !call.is_notification) {
+    if (call.ubus != nullptr) {
+        ubus_.answer(call.ubus, call.answer.line());
+    } else if (client_of(call) != nullptr && !call.is_notification) {
         send(call.slot, call.answer.line());
     }
 }
@@ -583,8 +690,7 @@ void Server::log_call(const Call& call)
 {
     if (call.queue == nullptr && (call.operation & QSC_OPER_GET) == 0) {
         log_.add("%s %s %s: %u, for user %u", QSysCmdHal_GetCommanderName(static_cast<i32>(call.commander)),
-                 call.method->name, call.items[0].place.object.c_str(), call.code,
-                 clients_[call.slot].peer().user);
+                 call.method->name, call.items[0].place.object.c_str(), call.code, call.user);
     }
 }
 
@@ -641,9 +747,8 @@ void Server::give_up(void* server, Call& call)
 {
     auto& self = *static_cast<Server*>(server);
     self.log_.add("warning: %s %s does not come back", call.method->name, call.items[0].place.object.c_str());
-    Client& client = self.clients_[call.slot];
-    if (call.queue != nullptr || call.is_notification || !client.is_open() ||
-        client.number() != call.client) {
+    if (call.queue != nullptr || call.is_notification ||
+        (self.client_of(call) == nullptr && call.ubus == nullptr)) {
         return;
     }
     // The call's own answer is still its worker's.
@@ -653,7 +758,12 @@ void Server::give_up(void* server, Call& call)
     Answer answer;
     answer.begin(id_text(id, scratch));
     self.write_late(call, answer);
-    self.send(call.slot, answer.line());
+    if (call.ubus != nullptr) {
+        self.ubus_.answer(call.ubus, answer.line());
+    } else {
+        self.send(call.slot, answer.line());
+        self.update_events(call.slot);
+    }
 }
 
 void Server::write_stats(Call& call)

@@ -14,6 +14,7 @@
 #include "tools/qscd/Options.h"
 #include "tools/qscd/OutboundLog.h"
 #include "tools/qscd/QueueServer.h"
+#include "tools/qscd/Ubus.h"
 #include "tools/qscd/Watch.h"
 #include "tools/qscd/Workers.h"
 
@@ -53,11 +54,15 @@ class Server
 
     [[nodiscard]] bool add_to_epoll(int descriptor, u64 mark);
     void load_access();
+    void free_places();
     void accept_all();
     void turn_away(int socket, ErrorCode code, std::string_view sentence);
     void read_client(std::size_t slot);
     void serve_lines(std::size_t slot);
     void take_line(std::size_t slot, std::string_view line);
+    [[nodiscard]] bool admit(std::unique_ptr<Call, DeleteCall> call, const qsc::access::Peer& peer);
+    [[nodiscard]] bool subscribe(Call& call);
+    [[nodiscard]] Client* client_of(const Call& call);
     [[nodiscard]] bool understand(Call& call, std::string_view line);
     [[nodiscard]] bool serve_at_once(Call& call);
     void write_late(const Call& call, Answer& answer) const;
@@ -74,6 +79,8 @@ class Server
     void log_call(const Call& call);
     void report();
 
+    static void take_ubus(void* server, const char* method, std::string_view params,
+                          const qsc::access::Peer& peer, UbusRequest* request);
     static bool send_event(void* server, u32 slot, u64 client, std::string_view line);
     static qsc::access::Grant grant(void* server, u32 slot, std::string_view path);
     static void submit_sample(void* server, Call* call);
@@ -86,9 +93,13 @@ class Server
     Workers workers_;
     QueueServer queue_;
     Watch watch_{{this, send_event, grant, submit_sample}};
+    Ubus ubus_{this, take_ubus};
+    u32 ubus_waiting_ = 0; ///< requests of it that are with the workers
     Listener listener_;
     qsc::access::Table access_{geteuid()};
     std::array<Client, kMostClients> clients_;
+    u64 with_lines_ = 0;                 ///< clients whose lines are not all served, a bit for each
+    u64 with_output_ = 0;                ///< clients that have not taken all of their answers
     std::array<bool, 256> wants_tool_{}; ///< what has turned out to need one, by a hash of its path
     qsc::FileDescriptor epoll_{-1};
     qsc::FileDescriptor wake_{-1};

@@ -134,6 +134,7 @@ bool Watch::subscribe(Call& call)
     }
     subscription.path_count = static_cast<u32>(count);
     subscription.client = call.client;
+    ++count_;
     subscription.slot = call.slot;
     subscription.number = ++last_number_;
     call.subscription = subscription.number;
@@ -156,7 +157,7 @@ void Watch::finish_subscribe(Call& call)
         return; // its client is gone
     }
     if (call.is_late || call.sample == nullptr) {
-        subscription->client = 0;
+        release(*subscription);
         return;
     }
     compare(call.sample.get(), call);
@@ -179,7 +180,7 @@ void Watch::finish_subscribe(Call& call)
     call.answer.text().append("}");
     call.answer.end();
     if (call.answer.has_failed()) {
-        subscription->client = 0;
+        release(*subscription);
     }
 }
 
@@ -195,7 +196,7 @@ void Watch::unsubscribe(Call& call)
         call.answer.fail(kBadParams, "subscription: you have none of that number");
         return;
     }
-    subscription->client = 0;
+    release(*subscription);
     call.answer.start_result();
     call.answer.text().append("{}");
     call.answer.end();
@@ -204,19 +205,21 @@ void Watch::unsubscribe(Call& call)
 void Watch::forget_client(u64 client)
 {
     for (Subscription& subscription : subscriptions_) {
-        subscription.client = subscription.client == client ? 0 : subscription.client;
+        if (count_ != 0 && subscription.client == client) {
+            release(subscription);
+        }
     }
 }
 
-u32 Watch::count() const
+void Watch::release(Subscription& subscription)
 {
-    return static_cast<u32>(
-        std::ranges::count_if(subscriptions_, [](const Subscription& each) { return each.client != 0; }));
+    subscription.client = 0;
+    --count_;
 }
 
 void Watch::note_change(const Call& call)
 {
-    if (count() == 0) {
+    if (count_ == 0) {
         return;
     }
     due_ = due_ == 0 ? BaCL_GetTimestampMSHQ() : due_;
@@ -426,7 +429,7 @@ void Watch::drain(int descriptor, u64 now)
 
 int Watch::look(u64 now, bool is_changing)
 {
-    if (count() == 0) {
+    if (count_ == 0) {
         if (files_.is_open()) {
             close_sources();
         }

@@ -71,7 +71,7 @@ class Watch
     [[nodiscard]] int network() const { return network_.get(); }
     void drain(int descriptor, u64 now);
 
-    [[nodiscard]] u32 count() const;
+    [[nodiscard]] u32 count() const { return count_; }
 
     /// Whether descriptors have been opened or closed since the last call.
     [[nodiscard]] bool take_descriptors_changed() { return std::exchange(descriptors_changed_, false); }
@@ -85,6 +85,7 @@ class Watch
     };
 
     [[nodiscard]] Subscription* find(const Call& call);
+    void release(Subscription& subscription);
     void open_sources();
     void close_sources();
     void watch_folders();
@@ -104,6 +105,7 @@ class Watch
     qsc::FileDescriptor files_{-1};
     qsc::FileDescriptor network_{-1};
     std::array<int, 2> folders_{-1, -1};
+    u32 count_ = 0; ///< of subscriptions
     u32 last_number_ = 0;
     u64 due_ = 0;        ///< when to sample; 0: nothing has happened
     u64 next_round_ = 0; ///< of the sampling that somebody asked for
