@@ -22,7 +22,7 @@ void ask_much(const std::string& path, int requests, int connections)
 {
     const std::string lines[] = {
         R"({"jsonrpc":"2.0","id":1,"method":"get","params":{"path":"syslog.level"}})",
-        R"({"jsonrpc":"2.0","id":1,"method":"get","params":{"path":"Device.X_QRN_RemoteLog"}})",
+        R"({"jsonrpc":"2.0","id":1,"method":"get","params":{"paths":["syslog","help"],"types":true}})",
         R"({"jsonrpc":"2.0","id":1,"method":"get","params":{"path":"Nowhere"}})",
         R"({"jsonrpc":"2.0","id":1,"method":"list"})",
         R"({"jsonrpc":"2.0","id":1,"method":"set","params":{"values":{"syslog.level":6}}})",
