@@ -72,8 +72,8 @@ TEST_F(Cache, ChangesOfAnyByteInTheSameSecond)
     g_keeps_whole_seconds = true;
     for (std::size_t offset = 0; offset < 80; ++offset) {
         for (const char value : std::string{"ab"}) {
-            put_config("p",
-                       "# " + std::string(offset, '.') + "\n" + text(value) + "# " + std::string(40, '.'));
+            put_config("p", "# " + std::string(offset, '.') + "\n" + text(value) + "# " +
+                                std::string(offset % 3 * 20, '.'));
             EXPECT_EQ(get("p.s.a"), std::string(1, value)) << offset;
         }
     }

@@ -193,6 +193,9 @@ TEST_F(Contract, SetIsStagedAndSeenAtOnce)
     EXPECT_EQ(set("system.ntp.new", "it's \"new\"\n$x"), 0u);
     EXPECT_EQ(staged("system"),
               "system.cfg01e48a.log_ip='192.0.2.7'\nsystem.ntp.new='it'\\''s \"new\"\n$x'\n");
+    struct stat status = {};
+    ASSERT_EQ(stat("/tmp/.uci/system", &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0600u) << "passwords may be staged";
     EXPECT_EQ(config("system"), kSystem);
     EXPECT_EQ(get("system.@system[0].log_ip"), "192.0.2.7");
     EXPECT_EQ(get("system.ntp.new"), "it's \"new\"\n$x");
