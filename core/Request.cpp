@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/Request.h"
 
+#include <utility>
+
 #include <json-c/json.h>
 
 #include "base/Parse.h"
@@ -15,6 +17,9 @@ namespace
 constexpr const char* kParamValue = "ParamValue";
 
 constexpr const char* kNoValue = "the value is missing";
+
+/// Whether a get could not read what is stored.
+constinit thread_local bool t_is_starved = false;
 
 /// "-5", "+5", "5": with 0x or a leading 0 some readers would read it otherwise, so it is no decimal number.
 bool parse_decimal(std::string_view text, i32& number)
@@ -122,8 +127,23 @@ void tell_host()
     }
 }
 
+void note_read(u32 code)
+{
+    t_is_starved = t_is_starved || code == ENOMEM;
+}
+
+u32 finish_get(const Call& call, u32 code)
+{
+    if (!std::exchange(t_is_starved, false) || code != 0) {
+        return code;
+    }
+    QSC_LOG_CALL(call, kLogError, "the configuration cannot be read, error %d\n", ENOMEM);
+    return ENOMEM;
+}
+
 u32 finish(json_object* value, u32 code)
 {
+    t_is_starved = false;
     // An object whose "ParamId" is not a number cannot carry the code; the caller still gets it.
     (void)Qsc_SetParamId(value, code);
     if (code != 0) {

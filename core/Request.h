@@ -65,6 +65,13 @@ void tell_host();
 /// Records the result and tells the host; returns it.
 u32 finish(json_object* value, u32 code);
 
+/// Remembers for the get that is under way that it could not read what is stored, for want of memory or
+/// descriptors (ENOMEM). A missing option is no error of a get, but of this it knows nothing.
+void note_read(u32 code);
+
+/// The result of a get, which is no success after such a read.
+[[nodiscard]] u32 finish_get(const Call& call, u32 code);
+
 /// Serves a call with the handler's get or set; get wins.
 template <typename Get, typename Set>
 u32 serve(const Call& call, Get get, Set set)
@@ -74,7 +81,7 @@ u32 serve(const Call& call, Get get, Set set)
     }
     const bool is_get = (call.oper & QSC_OPER_GET) != 0;
     const bool is_set = (call.oper & QSC_OPER_SET) != 0;
-    return finish(call.value, is_get ? get() : is_set ? set() : refuse_operation(call));
+    return finish(call.value, is_get ? finish_get(call, get()) : is_set ? set() : refuse_operation(call));
 }
 
 /// Serves a call of a read-only parameter.

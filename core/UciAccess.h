@@ -21,6 +21,7 @@ u32 uci_peek(const char* key, Text<Longest, Size>& value)
         return QrnUci_GetString(key, buffer, static_cast<u32>(size));
     });
     if (code != 0) {
+        note_read(code);
         value.clear();
     }
     return code;

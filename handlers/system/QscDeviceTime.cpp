@@ -76,6 +76,7 @@ u32 ntp_server(const Call& call, i32 index)
             return QrnUci_GetListItem(kNtpServers, item, buffer, static_cast<u32>(size));
         });
         if (code != 0) {
+            note_read(code);
             QSC_LOG_CALL(call, kLogWarning, "%s not found\n", kNtpServers);
             server.clear();
         }

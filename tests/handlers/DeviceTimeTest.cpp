@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.Time" on a fake device.
+#include <cerrno>
 #include <ctime>
 #include <filesystem>
 #include <functional>
@@ -80,6 +81,27 @@ TEST_F(DeviceTime, ReadsEveryParameter)
         after = text;
     } while (before != after);
     EXPECT_EQ(answered, Answers(R"({"ParamValue":")" + before + R"(","ParamId":0})"));
+}
+
+TEST_F(DeviceTime, WhatCannotBeReadForWantOfMemoryOrDescriptorsIsNoEmptyValue)
+{
+    const struct {
+        const char* parameter;
+        const char* key;
+    } cases[] = {{"Enable", "system.ntp.enabled"},
+                 {"Status", "system.ntp.enabled"},
+                 {"NTPServer2", "system.ntp.server[1]"},
+                 {"LocalTimeZone", kZone}};
+    for (const auto& [parameter, key] : cases) {
+        const std::string named = std::string{"{\""} + parameter + "\":{}}";
+        outside().uci_codes = {{std::string{"get "} + key, ENOMEM}};
+        outside().logs.clear();
+        EXPECT_EQ(send("Device.Time", kGet, named.c_str()), Fails(ENOMEM)) << parameter;
+        EXPECT_EQ(outside().logs.size(), 3u) << "the key, why the get fails, and which";
+        EXPECT_EQ(send("Device.Time", kGet, "{}"), Fails(ENOMEM)) << parameter;
+        outside().uci_codes.clear();
+        EXPECT_EQ(send("Device.Time", kGet, named.c_str()), Succeeds()) << parameter << " again";
+    }
 }
 
 TEST_F(DeviceTime, StatusIsTheWordOfTheNtpService)
