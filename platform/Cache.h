@@ -75,7 +75,7 @@ struct CachedPackage {
     /// Whether it can be used as it is; one that was never read cannot.
     [[nodiscard]] bool is_current();
 
-    /// Finds the file to read; whether there is a staging file as well.
+    /// Finds the file to read; whether there is a staging file to read as well.
     [[nodiscard]] bool find_files();
 
     qsc::Text<255> name; ///< no file has a longer one

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "platform/ForeignCommit.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,22 +21,38 @@ using qsc::i64;
 namespace
 {
 
-/// Long before now, or ahead of it, as after a start without a clock: its program does not live any more.
-bool is_fresh(const struct stat& status)
+/// Nobody takes longer for a commit. What is older was left by a program that does not live any more.
+constexpr i64 kLongMilliseconds = 10'000;
+
+/// Who has waited for a lock that is given up gets the processor within this time.
+constexpr i64 kShortMilliseconds = 300;
+
+/// How long ago something was changed; what lies ahead, as after a start without a clock, counts as long ago.
+i64 age_in_milliseconds(const timespec& changed)
 {
-    constexpr time_t kSeconds = 10;
-    const time_t age = time(nullptr) - status.st_mtim.tv_sec;
-    return age >= -kSeconds && age <= kSeconds;
+    timespec now = {};
+    if (clock_gettime(CLOCK_REALTIME, &now) != 0) {
+        return INT64_MAX;
+    }
+    const i64 age = (i64{now.tv_sec} - changed.tv_sec) * 1000 + (now.tv_nsec - changed.tv_nsec) / 1'000'000;
+    return age >= -kLongMilliseconds ? age : INT64_MAX;
 }
 
 /// Whether a new file stands beside the package's, ".PACKAGE.uci-XXXXXX".
 bool has_new_file(const Path& path)
 {
+    const Path folder = folder_of(path);
+    struct stat folder_status = {};
+    if (stat(folder.c_str(), &folder_status) != 0 ||
+        age_in_milliseconds(folder_status.st_mtim) > kLongMilliseconds) {
+        return false; // no file has come
+    }
     qsc::Text<300> begin;
     begin.append(".").append(file_name(path)).append(".uci-");
-    return find_entry(folder_of(path), begin.view(), [](int folder, const char* entry) {
+    return find_entry(folder, begin.view(), [](int descriptor, const char* entry) {
         struct stat status = {};
-        return fstatat(folder, entry, &status, AT_SYMLINK_NOFOLLOW) == 0 && is_fresh(status);
+        return fstatat(descriptor, entry, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+               age_in_milliseconds(status.st_mtim) <= kLongMilliseconds;
     });
 }
 
@@ -111,36 +128,23 @@ bool has_late_opener(std::string_view path)
     });
 }
 
-/// Whether a file was replaced so short a time ago that somebody may still be on the way to its lock.
-bool is_just_replaced(const char* path)
-{
-    constexpr i64 kMilliseconds = 300;
-    struct stat status = {};
-    timespec now = {};
-    if (stat(path, &status) != 0 || clock_gettime(CLOCK_REALTIME_COARSE, &now) != 0) {
-        return false;
-    }
-    const i64 age =
-        (i64{now.tv_sec} - status.st_ctim.tv_sec) * 1000 + (now.tv_nsec - status.st_ctim.tv_nsec) / 1'000'000;
-    return age < kMilliseconds && age > -kMilliseconds;
-}
-
 /// Whether somebody will go on with a file that was replaced.
-bool has_late_writer(const Path& path)
+bool has_late_writer(const Path& path, const struct stat& status)
 {
-    char* const resolved = realpath(path.c_str(), nullptr);
-    const bool is_found = resolved != nullptr && (is_just_replaced(resolved) ? has_late_opener(resolved)
-                                                                             : has_late_locker(resolved));
+    const i64 age = age_in_milliseconds(status.st_ctim);
+    char* const resolved = age <= kLongMilliseconds ? realpath(path.c_str(), nullptr) : nullptr;
+    const bool is_found = resolved != nullptr &&
+                          (age <= kShortMilliseconds ? has_late_opener(resolved) : has_late_locker(resolved));
     std::free(resolved);
     return is_found;
 }
 
 } // namespace
 
-bool is_foreign_commit_under_way(const Path& path)
+bool is_foreign_commit_under_way(const Path& path, const struct stat& status)
 {
     // In the order in which a commit goes on, so that it cannot slip through between the two.
-    return has_late_writer(path) || has_new_file(path);
+    return has_late_writer(path, status) || has_new_file(path);
 }
 
 } // namespace qrnuci

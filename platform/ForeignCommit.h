@@ -10,6 +10,6 @@ namespace qrnuci
 {
 
 /// Whether another program is about to replace the package's file at this path, although we have locked it.
-[[nodiscard]] bool is_foreign_commit_under_way(const Path& path);
+[[nodiscard]] bool is_foreign_commit_under_way(const Path& path, const struct stat& status);
 
 } // namespace qrnuci

@@ -15,7 +15,7 @@ namespace
 /// Another program takes less than this from giving up its lock to having its file in place.
 constexpr Patience kForeignPatience{200};
 
-/// Opens and locks both; what is no trusted staging file stays closed.
+/// Opens and locks both.
 u32 open_files(std::string_view name, PackageFiles& files, Access config_access, Access staging_access,
                bool is_staged, Patience& patience)
 {
@@ -24,6 +24,11 @@ u32 open_files(std::string_view name, PackageFiles& files, Access config_access,
     }
     if (const u32 code = files.config.open(files.config_path.c_str(), config_access, patience)) {
         return code == ENOENT ? EFAULT : code;
+    }
+    // Not before the package is known to exist, or every misspelt name would leave a staging file.
+    if (const u32 code = check_staging_folder(staging_access == Access::kCreate)) {
+        // A reader sees the package as if nothing were staged.
+        return code == ENOENT || staging_access == Access::kRead ? 0 : code;
     }
     const u32 code = is_staged ? files.staging.open(name, staging_access, patience) : 0;
     return code == ENOENT ? 0 : code;
@@ -63,12 +68,10 @@ u32 try_to_read(CachedPackage& cached, Patience& patience)
     cached.package.clear();
     cached.reads = 0;
     const bool is_staged = cached.find_files();
-    const bool is_trusted = check_staging_folder() == 0;
     const std::string_view name = cached.name.view();
     PackageFiles files;
     files.config_path = cached.config_path;
-    if (const u32 code =
-            open_files(name, files, Access::kRead, Access::kRead, is_staged && is_trusted, patience)) {
+    if (const u32 code = open_files(name, files, Access::kRead, Access::kRead, is_staged, patience)) {
         return code;
     }
     const bool is_locked =
@@ -82,9 +85,6 @@ u32 try_to_read(CachedPackage& cached, Patience& patience)
 
 u32 lock_files(std::string_view name, Access config_access, Access staging_access, PackageFiles& files)
 {
-    if (const u32 code = check_staging_folder()) {
-        return code;
-    }
     Patience patience = kWriterPatience;
     Patience foreign_patience = kForeignPatience;
     for (;;) {
@@ -92,10 +92,10 @@ u32 lock_files(std::string_view name, Access config_access, Access staging_acces
         if (const u32 code = open_files(name, files, config_access, staging_access, true, patience)) {
             return code;
         }
+        const char* const path = files.config_path.c_str();
+        const bool may_be_replaced = is_foreign_commit_under_way(files.config_path, files.config.status());
         // The other program may also have been through before it was looked for.
-        const bool may_be_replaced = is_foreign_commit_under_way(files.config_path);
-        if (files.config.is_current(files.config_path.c_str()) &&
-            (!may_be_replaced || !foreign_patience.wait())) {
+        if (files.config.is_current(path) && (!may_be_replaced || !foreign_patience.wait())) {
             return 0;
         }
         files.config.close();

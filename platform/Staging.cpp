@@ -23,13 +23,8 @@ constinit thread_local PackageChange* t_change = nullptr;
 u32 begin(std::string_view name, PackageChange& change)
 {
     renew_view();
-    // Not before the package is known to exist, or every misspelt name would leave a staging file.
-    struct stat status = {};
-    if (!change.name.assign(name) || stat(config_path(name).c_str(), &status) != 0) {
+    if (!change.name.assign(name)) {
         return EFAULT;
-    }
-    if (const u32 code = ensure_staging_folder()) {
-        return code;
     }
     PackageFiles& files = change.files;
     if (const u32 code = lock_files(name, Access::kRead, Access::kCreate, files)) {

@@ -78,25 +78,25 @@ bool is_trusted_folder(const struct stat& status)
            (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
-u32 check_staging_folder()
+u32 check_staging_folder(bool is_made)
 {
     struct stat status = {};
     if (lstat(kStagingFolder, &status) != 0) {
-        return errno == ENOENT ? 0 : log_failure("stat", kStagingFolder);
+        if (errno != ENOENT) {
+            return log_failure("stat", kStagingFolder);
+        }
+        if (!is_made) {
+            return ENOENT;
+        }
+        return mkdir(kStagingFolder, 0700) == 0 ? 0
+               : errno == EEXIST                ? check_staging_folder(false)
+                                                : log_failure("create", kStagingFolder);
     }
     if (is_trusted_folder(status)) {
         return 0;
     }
     log_error("%s is not a folder that we alone may write to; nothing there is used\n", kStagingFolder);
     return EFAULT;
-}
-
-u32 ensure_staging_folder()
-{
-    if (mkdir(kStagingFolder, 0700) != 0 && errno != EEXIST) {
-        return log_failure("create", kStagingFolder);
-    }
-    return check_staging_folder();
 }
 
 u32 StagingFile::open(std::string_view package, Access access, Patience& patience)
@@ -112,6 +112,7 @@ u32 StagingFile::read(ino_t config, Arena& arena, Staged& staged)
         return code;
     }
     staged.file = {staged.text, staged.size};
+    size_ = staged.size;
     qsc::FileText found;
     is_whole_ = true;
     has_copy_ = copy_path_.fits() && qsc::read_safe_file(copy_path_.c_str(), found, kLongestCopy) == 0;
@@ -137,6 +138,7 @@ u32 StagingFile::read(ino_t config, Arena& arena, Staged& staged)
 u32 StagingFile::restore(const Staged& staged)
 {
     if (!is_whole_) {
+        size_ = staged.size;
         return replace({staged.text, staged.size});
     }
     if (has_copy_) {
@@ -145,11 +147,26 @@ u32 StagingFile::restore(const Staged& staged)
     return 0;
 }
 
+bool StagingFile::write_at(std::size_t offset, std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t written = pwrite(file_.get(), text.data(), text.size(), static_cast<off_t>(offset));
+        if (written <= 0) {
+            if (written < 0 && errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        offset += static_cast<std::size_t>(written);
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return fdatasync(file_.get()) == 0;
+}
+
 u32 StagingFile::append(std::size_t end, std::string_view text)
 {
     const auto offset = static_cast<off_t>(end);
-    if (ftruncate(file_.get(), offset) == 0 && lseek(file_.get(), offset, SEEK_SET) == offset &&
-        qsc::write_all(file_.get(), text) && fdatasync(file_.get()) == 0) {
+    if ((end == size_ || ftruncate(file_.get(), offset) == 0) && write_at(end, text)) {
         return 0;
     }
     const int reason = errno;
@@ -207,8 +224,7 @@ void StagingFile::remove_copy()
 
 u32 StagingFile::fill(std::string_view text)
 {
-    const bool is_filled = ftruncate(file_.get(), 0) == 0 && lseek(file_.get(), 0, SEEK_SET) == 0 &&
-                           qsc::write_all(file_.get(), text) && fdatasync(file_.get()) == 0;
+    const bool is_filled = ftruncate(file_.get(), 0) == 0 && write_at(0, text);
     return is_filled ? 0 : log_failure("write", path_.c_str());
 }
 

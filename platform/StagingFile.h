@@ -32,11 +32,9 @@ inline constexpr const char* kStagingFolder = "/tmp/.uci";
 /// there would be committed in our name.
 [[nodiscard]] bool is_trusted_folder(const struct stat& status);
 
-/// EFAULT: the staging folder is not to be trusted, which is logged. A missing one is.
-[[nodiscard]] u32 check_staging_folder();
-
-/// Makes the staging folder if it is missing, and checks it.
-[[nodiscard]] u32 ensure_staging_folder();
+/// Looks at the staging folder, and makes it if that is wanted. ENOENT: it is missing. EFAULT: it is not to
+/// be trusted, or could not be made, which is logged.
+[[nodiscard]] u32 check_staging_folder(bool is_made);
 
 /// What a staging file was found to hold.
 struct Staged {
@@ -79,6 +77,7 @@ class StagingFile
     [[nodiscard]] u32 make_copy(std::string_view text, ino_t config);
     void remove_copy();
     [[nodiscard]] u32 fill(std::string_view text);
+    [[nodiscard]] bool write_at(std::size_t offset, std::string_view text);
     [[nodiscard]] u32 read_again(Growing& text) const;
 
     LockedFile file_;
@@ -86,7 +85,8 @@ class StagingFile
     Path copy_path_;
     bool is_whole_ = true; ///< the file itself holds everything
     bool has_copy_ = false;
-    Growing committed_; ///< what the file held before it was emptied
+    std::size_t size_ = 0; ///< of the file when it was read
+    Growing committed_;    ///< what the file held before it was emptied
 };
 
 } // namespace qrnuci

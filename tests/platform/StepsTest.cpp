@@ -54,7 +54,7 @@ TEST_F(Steps, AChangeIsOnTheStorageBeforeItIsAcknowledged)
 {
     const SystemCalls calls;
     EXPECT_EQ(stage(), 0u);
-    EXPECT_EQ(calls.sequence({"write", "fsync", "fdatasync"}), "write fdatasync");
+    EXPECT_EQ(calls.sequence({"write", "pwrite64", "fsync", "fdatasync"}), "pwrite64 fdatasync");
 }
 
 TEST_F(Steps, OneThatFailsIsACodeAndALineAndLosesNothing)
@@ -76,13 +76,10 @@ TEST_F(Steps, OneThatFailsIsACodeAndALineAndLosesNothing)
         {read, "pread64", 0, EIO, 14, "read /etc/config/p: Input/output error\n"},
         {read, "pread64", 1, EIO, 14, "read /tmp/.uci/p: Input/output error\n"},
         {read, "pread64", 0, EINTR, 0, kNone},
-        {stage, "mkdir", 0, EACCES, 14, "create /tmp/.uci: Permission denied\n"},
         {stage, "open64", 1, EROFS, 14, "open /tmp/.uci/p: Read-only file system\n"},
         {stage, "flock", 1, ENOLCK, 14, "lock /tmp/.uci/p: No locks available\n"},
-        {stage, "ftruncate64", 0, EIO, 14, "write /tmp/.uci/p: Input/output error\n"},
-        {stage, "lseek64", 0, EIO, 14, "write /tmp/.uci/p: Input/output error\n"},
-        {stage, "write", 0, ENOSPC, 14, "write /tmp/.uci/p: No space left on device\n"},
-        {stage, "write", 0, EINTR, 0, kNone},
+        {stage, "pwrite64", 0, ENOSPC, 14, "write /tmp/.uci/p: No space left on device\n"},
+        {stage, "pwrite64", 0, EINTR, 0, kNone},
         {stage, "fdatasync", 0, EIO, 14, "write /tmp/.uci/p: Input/output error\n"},
         {commit, "realpath", 0, EIO, 0, kNone},
         {commit, "realpath", 1, EIO, 14, "resolve /etc/config/p: Input/output error\n"},
@@ -126,4 +123,34 @@ TEST_F(Steps, OneThatFailsIsACodeAndALineAndLosesNothing)
         EXPECT_EQ(config("p"), std::string{"\nconfig t 's'\n\toption a '"} + value + "'\n\n") << what;
         EXPECT_EQ(std::distance(std::filesystem::directory_iterator{"/etc/config"}, {}), 1) << what;
     }
+}
+
+TEST_F(Steps, AStagingFolderOrATornEndThatCannotBeMadeRightIsACodeAndALine)
+{
+    put_staged("p", "p.s.b='1'\np.s.c='torn");
+    {
+        SystemCalls calls;
+        calls.fail("ftruncate64", 0, EIO);
+        EXPECT_EQ(stage(), 14u);
+        EXPECT_EQ(calls.log(), "write /tmp/.uci/p: Input/output error\n");
+    }
+    EXPECT_EQ(stage(), 0u);
+    EXPECT_EQ(staged("p"), "p.s.b='1'\np.s.a='3'\n");
+    std::filesystem::remove_all("/tmp/.uci");
+    {
+        SystemCalls calls;
+        calls.fail("mkdir", 0, EACCES);
+        EXPECT_EQ(stage(), 14u);
+        EXPECT_EQ(calls.log(), "create /tmp/.uci: Permission denied\n");
+    }
+    {
+        SystemCalls calls;
+        calls.on("mkdir", 0, [] {
+            std::filesystem::create_directory("/tmp/.uci"); // somebody was faster
+            return EEXIST;
+        });
+        EXPECT_EQ(stage(), 0u);
+        EXPECT_TRUE(calls.has_happened());
+    }
+    EXPECT_EQ(staged("p"), "p.s.a='3'\n");
 }

@@ -121,6 +121,8 @@ WATCHED(int, -1, flock, (int file, int operation), (file, operation), noexcept)
 WATCHED(ssize_t, -1, pread64, (int file, void* buffer, size_t size, off64_t offset),
         (file, buffer, size, offset))
 WATCHED(ssize_t, -1, write, (int file, const void* buffer, size_t size), (file, buffer, size))
+WATCHED(ssize_t, -1, pwrite64, (int file, const void* buffer, size_t size, off64_t offset),
+        (file, buffer, size, offset))
 WATCHED(off64_t, -1, lseek64, (int file, off64_t offset, int whence), (file, offset, whence), noexcept)
 WATCHED(int, -1, ftruncate64, (int file, off64_t size), (file, size), noexcept)
 WATCHED(int, -1, fsync, (int file), (file))
