@@ -80,12 +80,12 @@ class Attributes
         }
     }
 
+    /// The error of the creation.
+    [[nodiscard]] u32 error() const { return error_; }
+
     /// Sets the detached state and the stack size; 0 keeps the default size.
     [[nodiscard]] u32 set(u32 stack_size)
     {
-        if (error_ != 0) {
-            return error_;
-        }
         if (const u32 error =
                 check_pthread(caller_, pthread_attr_setdetachstate(&attributes_, PTHREAD_CREATE_DETACHED),
                               "pthread_attr_setdetachstate")) {
@@ -233,8 +233,11 @@ uint32_t BaCL_RegInfo_CreateThread(BaCL_RegularInfo* info, BaCL_JobRoutine routi
         QSC_LOG(kLogError, "BaCL_RegInfo_ClearFlag, error %d\n", static_cast<i32>(code));
         return code;
     }
-    info->ThreadId = 0;
     Attributes attributes{QSC_CALLER};
+    if (attributes.error() != 0) {
+        return attributes.error();
+    }
+    info->ThreadId = 0;
     if (const u32 code = attributes.set(stackSize)) {
         return code;
     }

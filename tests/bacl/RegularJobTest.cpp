@@ -211,7 +211,9 @@ TEST_F(RegularJob, ThreadsThatCannotBeCreated)
     for (const std::string call : {"attr_init", "attr_setdetachstate", "attr_setstacksize"}) {
         watch(nullptr);
         fake_pthread().failures[call] = ENOMEM;
+        info_.ThreadId = pthread_self();
         EXPECT_EQ(BaCL_RegInfo_CreateThread(&info_, silent, 1 << 16, 0), 12u) << call;
+        EXPECT_EQ(info_.ThreadId == pthread_t{}, call != "attr_init");
         EXPECT_EQ(logged(), (std::vector<LogLine>{{3, "[E] pthread_" + call + ", error 12\n"}}));
     }
     watch(nullptr);
