@@ -32,7 +32,7 @@ class FileText
     friend u32 read_safe_file(const char*, FileText&, std::size_t);
 };
 
-inline constexpr std::size_t kSafeFileSize = 1024 * 1024;
+inline constexpr std::size_t kSafeFileSize = std::size_t{1024} * 1024;
 
 /// Reads a regular file of at most `limit` bytes. Does not follow a symbolic link in the last path component,
 /// and never blocks on a pipe. Logs nothing; `text` is unchanged on failure.
