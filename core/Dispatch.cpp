@@ -159,7 +159,7 @@ u32 set(const Subtree& subtree, const Request& request, const Object& object, Ro
             return walked; // logged by the walk
         }
     }
-    return code != 0 ? log_parameter(request, label, "set", refused, code) : 0;
+    return code != 0 ? log_parameter(request, label, "set", or_empty(refused), code) : 0;
 }
 
 /// Serves a get or a set of the object that the path leads to.
@@ -181,7 +181,7 @@ u32 serve_object(const Subtree& subtree, const Request& request, u32 oper)
     RowRequest rows{.object = object,
                     .path = or_empty(request.path),
                     .root = request.object,
-                    .oper = request.oper,
+                    .oper = oper,
                     .argument = request.argument};
     return serve_with(&rows);
 }
@@ -345,6 +345,8 @@ u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 
         is_request(request) ? serve(subtree, request) : refuse(EINVAL, "the request is not a JSON object");
     if (code != 0) {
         name_refusal(path, nullptr, code);
+    } else {
+        forget_refusal();
     }
     return code;
 }

@@ -46,10 +46,10 @@ bool is_asked(const RowRequest& request, Kind kind)
     const auto row = std::ranges::find(request.object.rows, kind, &Row::kind);
     json_object* value = nullptr;
     std::string_view text;
-    RowText stored;
+    // What it is otherwise, its own check says.
     return row != request.object.rows.end() && find_member(request.root, row->name.text, value) &&
-           is_object(value) && take_text(value, text) == 0 && to_stored(*row, text, stored) == 0 &&
-           stored.view() == "1";
+           find_member(value, "ParamValue", value) && text_of(value, text) == 0 &&
+           (text == "1" || text == "true");
 }
 
 u32 find_in(RowRequest& request, const ListedSections& sections)
@@ -180,7 +180,7 @@ u32 begin_list_set(RowRequest& request)
         return EINVAL;
     }
     if (const u32 code = call_optional(QrnUci_BeginChange, list.package)) {
-        return code;
+        return is_installed(list.package) ? code : refuse(code, "%s is not installed", list.package);
     }
     request.is_change = true;
     ListedSections sections;
@@ -214,6 +214,19 @@ u32 end_list_set(RowRequest& request, u32 code)
     return ended != 0 ? refuse(ended, "%s could not be changed", request.object.list->package) : 0;
 }
 
+namespace
+{
+
+/// A secret may be sent empty, to stay what it is; a new one is nothing yet.
+bool lacks_secret(const RowCall& call, const Row& row)
+{
+    RowText value;
+    return (row.marks & kSecret) != 0 && read_outcome(call, row.name.text, value) == 0 &&
+           value.view().empty();
+}
+
+} // namespace
+
 u32 check_add(const RowCall& call, std::string_view stored)
 {
     const RowRequest& request = call.request;
@@ -229,7 +242,8 @@ u32 check_add(const RowCall& call, std::string_view stored)
         return refuse(EFAULT, "there are %u already, and no more are kept", list.limit);
     }
     for (const Row& row : request.object.rows) {
-        if ((row.marks & kNeeded) != 0 && !is_named(call, row.name.text)) {
+        const bool is_needed = (row.marks & kNeeded) != 0;
+        if (is_needed && (!is_named(call, row.name.text) || lacks_secret(call, row))) {
             return refuse(EFAULT, "a new instance needs %s", row.name.text);
         }
     }

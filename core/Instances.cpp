@@ -44,7 +44,7 @@ struct Instance {
         const bool goes_on = code == ENODATA && (call.oper & QSC_OPER_GET) != 0;
         name_refusal(call.name, parameter, code);
         if (verb != kFill || !goes_on) {
-            QSC_LOG_CALL(call, kLogWarning, "%s %d %s %s, error %d\n", list.area, record->index[0],
+            QSC_LOG_CALL(call, kLogWarning, "%s %d %s %s, error %d\n", or_empty(list.area), record->index[0],
                          verb == kFill ? kGet : verb, parameter, static_cast<i32>(code));
         }
         return goes_on;
@@ -85,7 +85,7 @@ u32 set(Instance& instance)
             return walked; // logged by the walk
         }
     }
-    return code != 0 && !instance.failed("set", refused, code) ? code : 0;
+    return code != 0 && !instance.failed("set", or_empty(refused), code) ? code : 0;
 }
 
 } // namespace

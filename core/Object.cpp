@@ -26,7 +26,8 @@ bool parameter_at(const Object& object, std::size_t number, Parameter& parameter
         if (entry.id == QSC_TABLE_END) {
             return false;
         }
-        const bool is_row = entry.handler != nullptr && entry.handler == object.handler;
+        const bool is_row =
+            entry.handler != nullptr && entry.handler == object.handler && entry.param < object.rows.size();
         const bool is_known =
             number < object.rows.size() && object.rows[number].name.text == std::string_view{entry.name};
         parameter = {entry.name, is_row ? nullptr : entry.handler, entry.param,
@@ -94,7 +95,11 @@ u32 serve_entry(const Object& object, const char* name, json_object* value, u32 
     RowRequest request{
         .object = object, .path = or_empty(name), .root = nullptr, .oper = oper, .argument = argument};
     begin_get(request);
-    return serve_row(request, object.rows[param], value);
+    const u32 code = serve_row(request, object.rows[param], value);
+    if (code != 0) {
+        name_refusal(name, object.rows[param].name.text, code);
+    }
+    return code;
 }
 
 } // namespace qsc

@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 
 #include "base/Text.h"
+#include "base/Utf8.h"
 #include "core/Request.h"
 #include "include/qsc_describe.h"
 
@@ -44,28 +44,24 @@ const char* meaning_of(u32 code)
     }
 }
 
-/// A value that was cut or sent in another encoding must not end the sentence in half a character.
-void end_between_characters(char* text)
+/// A sentence shows what others sent: it must be a text all the same, and none that a terminal would obey.
+void make_printable(char* text)
 {
-    std::size_t length = std::strlen(text);
-    std::size_t start = length;
-    while (start > 0 && (static_cast<u8>(text[start - 1]) & 0xC0) == 0x80) {
-        --start;
+    std::string_view rest{text};
+    rest.remove_suffix(rest.size() - size_of_whole_characters(rest));
+    char* end = text;
+    while (!rest.empty()) {
+        const Utf8Character character = first_character(rest);
+        const std::size_t size = std::max<std::size_t>(character.size, 1);
+        if (character.size == 0 || character.is_control()) {
+            *end++ = '?';
+        } else {
+            end = std::copy_n(rest.begin(), size, end);
+        }
+        rest.remove_prefix(size);
     }
-    if (start == 0 || start == length) {
-        start = length;
-    }
-    const u8 lead = start > 0 ? static_cast<u8>(text[start - 1]) : 0;
-    const std::size_t wanted = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : lead >= 0xC0 ? 2 : 1;
-    if (lead >= 0xC0 && length - (start - 1) < wanted) {
-        text[start - 1] = '\0';
-    }
+    *end = '\0';
 }
-
-} // namespace
-
-namespace
-{
 
 /// A refusal that nobody has explained is explained by its code.
 void give_reason(u32 code)
@@ -83,7 +79,7 @@ u32 refuse(u32 code, const char* format, ...)
         va_start(arguments, format);
         (void)std::vsnprintf(t_sentence.reason, sizeof t_sentence.reason, format, arguments);
         va_end(arguments);
-        end_between_characters(t_sentence.reason);
+        make_printable(t_sentence.reason);
     }
     return code;
 }
@@ -108,7 +104,7 @@ void name_refusal(const char* path, const char* parameter, u32 code)
     const bool is_whole = parameter == nullptr || *parameter == '\0';
     (void)std::snprintf(t_sentence.whole, sizeof t_sentence.whole, "%s: %s%s%s", or_empty(path),
                         is_whole ? "" : parameter, is_whole ? "" : ": ", t_sentence.reason);
-    end_between_characters(t_sentence.whole);
+    make_printable(t_sentence.whole);
 }
 
 void add_refusal(json_object* value, u32 code)

@@ -359,7 +359,7 @@ u32 to_stored(const Row& row, std::string_view text, RowText& stored)
         return refuse_value(row, text, "a text with control characters");
     }
     const bool is_nothing = text.find_first_not_of(is_list ? ", " : "") == std::string_view::npos;
-    if (is_nothing && (row.marks & kNeeded) != 0 && row.fallback == nullptr) {
+    if (is_nothing && (row.marks & (kNeeded | kSecret)) == kNeeded && row.fallback == nullptr) {
         return refuse(EFAULT, "it is empty");
     }
     const u32 code = is_list ? for_each_item(text, [&](auto item) { return store_item(row, item, stored); })

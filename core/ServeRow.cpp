@@ -134,6 +134,17 @@ u32 read_numbers(const RowCall& call, RowText& text)
     return 0;
 }
 
+/// The texts of an array, with commas between them.
+void append_items(json_object* array, RowText& text)
+{
+    for (std::size_t i = 0; i < json_object_array_length(array); ++i) {
+        std::string_view item;
+        if (text_of(json_object_array_get_idx(array, i), item) == 0) {
+            text.append(text.view().empty() ? "" : ",").append(item);
+        }
+    }
+}
+
 u32 get(const RowCall& call)
 {
     const Row& row = call.row;
@@ -154,8 +165,14 @@ u32 get(const RowCall& call)
         json_object* const root = call.request.sources.json(*call.request.object.tool, call.source.module);
         std::string_view text;
         json_object* const member = find_in_json(root, row.key);
-        const bool has_text = member != nullptr && text_of(member, text) == 0;
-        (void)stored.assign(has_text ? text : or_empty(row.fallback));
+        if ((row.marks & kMany) != 0 && json_object_is_type(member, json_type_array) != 0) {
+            append_items(member, stored);
+        } else if (member != nullptr && text_of(member, text) == 0) {
+            (void)stored.assign(text);
+        }
+        if (stored.view().empty()) {
+            (void)stored.assign(or_empty(row.fallback));
+        }
         break;
     }
     case Place::kConstant:
@@ -186,6 +203,10 @@ u32 take_stored(const RowCall& call, RowText& stored)
     if (const u32 code = take_text(call.value, text)) {
         return code;
     }
+    if (is_number(call.row) &&
+        json_object_is_type(json_object_object_get(call.value, "ParamValue"), json_type_boolean) != 0) {
+        text = text == "true" ? "1" : "0";
+    }
     return to_stored(call.row, text, stored);
 }
 
@@ -207,10 +228,26 @@ u32 check_sense(const RowCall& call, std::string_view stored)
     return call.row.check != nullptr && !keeps_secret(call.row, stored) ? call.row.check(call, stored) : 0;
 }
 
+/// How a value or several are spoken, to everybody but MQTT.
+void speak(const Row& row, std::string_view stored, RowText& spoken)
+{
+    if (is_switch(row)) {
+        spoken.append(is_on(row, stored) ? "1" : "0");
+    } else if ((row.marks & kMany) == 0) {
+        to_spoken(row, stored, spoken);
+    } else {
+        (void)for_each_item(stored, [&](std::string_view item) -> u32 {
+            spoken.append(spoken.view().empty() ? "" : ",");
+            to_spoken(row, item, spoken);
+            return 0;
+        });
+    }
+}
+
 void record(const RowCall& call, std::string_view stored)
 {
     const Object& object = call.request.object;
-    Text<64> place;
+    Text<126> place;
     place.append(object.area != nullptr ? object.area : object.path);
     if (call.request.instance > 0) {
         place.append(" [").append_number(call.request.instance).append("]");
@@ -227,11 +264,7 @@ void record(const RowCall& call, std::string_view stored)
         return;
     }
     RowText spoken;
-    if (is_switch(call.row)) {
-        spoken.append(is_on(call.row, stored) ? "1" : "0");
-    } else {
-        to_spoken(call.row, stored, spoken);
-    }
+    speak(call.row, stored, spoken);
     QSC_EVENT(call, "set %s %s %s by %s", place.c_str(), call.row.name.text, shown(spoken.c_str()),
               commander(call));
 }
@@ -309,7 +342,17 @@ u32 judge(RowRequest& request, const char*& refused)
         return end(call, malformed != 0 ? malformed : check_sense(call, stored.view()));
     });
     request.is_checked = senseless == 0;
+    if (refused == nullptr && request.found != 0) {
+        return say_missing(request); // it names nothing that could be refused in its place
+    }
     return senseless;
+}
+
+/// What fails once every value is right is the result of one parameter all the same.
+u32 refuse_for(RowRequest& request, const char* name, u32 code)
+{
+    json_object* value = nullptr;
+    return name != nullptr && find_member(request.root, name, value) ? finish(value, code) : code;
 }
 
 } // namespace
@@ -358,8 +401,12 @@ u32 begin_set(RowRequest& request, const char*& refused)
     }
     request.found = begin_list_set(request);
     u32 code = judge(request, refused);
-    if (code == 0 && request.found == 0) {
+    if (code == 0) {
         code = add_or_delete(request);
+        if (code != 0) {
+            refused = request.is_new ? kAddRow.name.text : kDeleteRow.name.text;
+            (void)refuse_for(request, refused, code);
+        }
     }
     return code != 0 ? end_set(request, code, refused) : 0;
 }
@@ -376,7 +423,7 @@ u32 end_set(RowRequest& request, u32 code, const char*& refused)
                 return 0;
             });
         }
-        code = code != 0 ? code : ended;
+        code = code != 0 ? code : ended != 0 ? refuse_for(request, refused, ended) : 0;
     }
     return code;
 }
@@ -407,15 +454,7 @@ u32 answer_stored(const RowCall& call, std::string_view stored)
         return answer_number(call, number);
     }
     RowText spoken;
-    if ((call.row.marks & kMany) != 0) {
-        (void)for_each_item(stored, [&](std::string_view item) -> u32 {
-            spoken.append(spoken.view().empty() ? "" : ",");
-            to_spoken(call.row, item, spoken);
-            return 0;
-        });
-    } else {
-        to_spoken(call.row, stored, spoken);
-    }
+    speak(call.row, stored, spoken);
     return answer_text(call.value, spoken.c_str());
 }
 
@@ -477,14 +516,34 @@ u32 read_outcome(const RowCall& call, const char* name, RowText& stored)
     return read_stored(call.request, *row, stored);
 }
 
-u32 write_stored(const RowCall& call, std::string_view stored)
+namespace
+{
+
+/// Whether what is stored says the same, in whichever spelling.
+bool is_unchanged(const RowCall& call, const char* key, std::string_view stored)
 {
     RowText before;
-    if (read_stored(call.request, call.row, before) == 0 && before.view() == stored) {
-        return 0;
+    RowText was;
+    RowText is;
+    if (read_stored(call.request, call.row, before) != 0) {
+        return false;
     }
+    speak(call.row, before.view(), was);
+    speak(call.row, stored, is);
+    // A value that is too long to be read is another one.
+    const bool may_be_missing = before.view() == or_empty(call.row.fallback);
+    return was.view() == is.view() && (!may_be_missing || uci_peek(key, before) == 0 || uci_is_missing(key));
+}
+
+} // namespace
+
+u32 write_stored(const RowCall& call, std::string_view stored)
+{
     Text<254> key;
     append_key(call.request, call.row, key);
+    if (is_unchanged(call, key.c_str(), stored)) {
+        return 0;
+    }
     RowText value;
     if (!value.assign(stored)) {
         return EFAULT;

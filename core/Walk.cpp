@@ -6,7 +6,7 @@
 #include <json-c/json.h>
 
 #include "base/Json.h"
-#include "core/Request.h"
+#include "core/Refusal.h"
 
 namespace qsc
 {
@@ -17,6 +17,12 @@ namespace
 bool is_served(const Parameter& parameter)
 {
     return parameter.handler != nullptr || parameter.row != nullptr;
+}
+
+u32 serve(const Walk& walk, const Parameter& parameter, json_object* value)
+{
+    forget_refusal(); // what went wrong before this parameter is not why it is refused
+    return walk.serve(walk.context, parameter, value);
 }
 
 } // namespace
@@ -31,7 +37,7 @@ u32 walk_named(const Walk& walk, const char* verb, bool& any_named)
             continue;
         }
         any_named = true;
-        const u32 code = is_served(parameter) ? walk.serve(walk.context, parameter, value) : 0;
+        const u32 code = is_served(parameter) ? serve(walk, parameter, value) : 0;
         if (code != 0) {
             if (!walk.failed(walk.context, verb, parameter.name, code)) {
                 return code;
@@ -54,7 +60,7 @@ u32 walk_all(const Walk& walk, const char* verb)
         if (value == nullptr) {
             return ENOMEM;
         }
-        const u32 code = walk.serve(walk.context, parameter, value.get());
+        const u32 code = serve(walk, parameter, value.get());
         if (code != 0) {
             if (!walk.failed(walk.context, verb, parameter.name, code)) {
                 return code;

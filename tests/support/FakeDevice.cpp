@@ -333,6 +333,11 @@ uint32_t QrnUci_SetNewString(const char* key, const char* value, uint32_t reserv
         fault("a value is stored otherwise than with 0 and 1", key);
     }
     const uint32_t code = code_of(std::string{"set "} + key + "=" + value);
+    static auto* const next =
+        real<uint32_t(const char*, const char*, uint32_t, uint32_t)>("QrnUci_SetNewString");
+    if (code == 0 && outside().has_real_uci) {
+        return next(key, value, reserved, mark);
+    }
     if (code == 0) {
         outside().uci[key] = value;
     }
@@ -367,7 +372,52 @@ uint32_t QrnUci_RenewView(void)
 
 uint32_t QrnUci_CommitPackage(const char* package)
 {
-    return code_of(std::string{"commit "} + package);
+    static auto* const next = real<uint32_t(const char*)>("QrnUci_CommitPackage");
+    const uint32_t code = code_of(std::string{"commit "} + package);
+    return code == 0 && outside().has_real_uci ? next(package) : code;
+}
+
+// Lists are always those of the real library.
+uint32_t QrnUci_SetList(const char* key, const char* const* items, uint32_t count)
+{
+    static auto* const next = real<uint32_t(const char*, const char* const*, uint32_t)>("QrnUci_SetList");
+    std::string step = std::string{"set "} + key + "=";
+    for (uint32_t i = 0; i < count; ++i) {
+        step += std::string{"["} + items[i] + "]";
+    }
+    const uint32_t code = code_of(step);
+    return code == 0 ? next(key, items, count) : code;
+}
+
+uint32_t QrnUci_AddSection(const char* package, const char* type, const char* name, char* buffer,
+                           uint32_t size)
+{
+    static auto* const next =
+        real<uint32_t(const char*, const char*, const char*, char*, uint32_t)>("QrnUci_AddSection");
+    const uint32_t code = code_of(std::string{"add "} + package + " " + type);
+    return code == 0 ? next(package, type, name, buffer, size) : code;
+}
+
+uint32_t QrnUci_DeleteSection(const char* key)
+{
+    static auto* const next = real<uint32_t(const char*)>("QrnUci_DeleteSection");
+    const uint32_t code = code_of(std::string{"delete "} + key);
+    return code == 0 ? next(key) : code;
+}
+
+uint32_t QrnUci_BeginChange(const char* package)
+{
+    static auto* const next = real<uint32_t(const char*)>("QrnUci_BeginChange");
+    const uint32_t code = code_of(std::string{"begin "} + package);
+    return code == 0 ? next(package) : code;
+}
+
+uint32_t QrnUci_EndChange(uint32_t keep)
+{
+    static auto* const next = real<uint32_t(uint32_t)>("QrnUci_EndChange");
+    const uint32_t failure = code_of(keep != 0 ? "keep" : "forget");
+    const uint32_t code = next(failure == 0 ? keep : 0);
+    return failure != 0 ? failure : code;
 }
 
 } // extern "C"

@@ -59,7 +59,7 @@ struct Outside {
 
     bool keeps_records = true;      ///< whether anything is added to done, reads, logs and events
     bool has_real_commands = false; ///< popen() and pclose() are libc's
-    bool has_real_uci = false;      ///< reads are answered by the real configuration library
+    bool has_real_uci = false;      ///< reads and changes are the real configuration library's
 
     /// Only the commands that were run.
     [[nodiscard]] Lines commands() const;
