@@ -36,9 +36,7 @@ void take_word(std::string_view text, ValueText& word)
 {
     const auto begin = std::ranges::find_if_not(text, is_space);
     const auto end = std::find_if(begin, text.end(), is_space);
-    if (!word.assign({begin, end})) {
-        word.clear();
-    }
+    (void)word.assign({begin, end});
 }
 
 /// Answers with the status that the NTP service has written.

@@ -38,6 +38,8 @@ TEST_F(DhcpV4Client, ClientParameters)
                 R"("ReqOptionNumberOfEntries":{"ParamValue":"1","ParamId":0},)"
                 R"("XQrnPppoeUsername":{"ParamValue":"me","ParamId":0},)"
                 R"("XQrnPppoePassword":{"ParamValue":"","ParamId":0}})"));
+    outside().uci["network.wan.broadcast"] = "yes";
+    EXPECT_EQ(read("Device.DHCPv4.Client.1", "Broadcast"), Answers("\"yes\""));
     const struct {
         Qsc_Handler handler;
         const char* proto;
@@ -63,6 +65,7 @@ TEST_F(DhcpV4Client, ClientParameters)
          "set network.wan.username=you", "set wan client pppoe username you by CLI"},
         {Qsc_DhcpV4Client_Do_XQrnPppoePassword, "", R"({"ParamValue":"word"})", 0,
          "set network.wan.password=word", "set wan client pppoe password by CLI"},
+        {Qsc_DhcpV4Client_Do_XQrnPppoePassword, "", "{}", EINVAL, nullptr, nullptr},
         {Qsc_DhcpV4Client_Do_SentOptionNumberOfEntries, "", R"({"ParamValue":"3"})", EFAULT, nullptr,
          nullptr},
     };
@@ -87,24 +90,31 @@ TEST_F(DhcpV4Client, AllInstancesAnswerAsChildren)
 {
     const struct {
         const char* path;
-        Lines sections; // of its instances
+        const char* label; // in warnings
+        Lines sections;    // of its instances
         Lines tags;
         Lines parameters;
     } lists[] = {
-        {kSent, {"sent60", "sent61"}, {"60", "61"}, {"Tag", "Value", "Enable", "XQrnValueStr"}},
-        {"Device.DHCPv4.Client.1.ReqOption.", {"req43"}, {"43"}, {"Tag", "Value", "Enable"}},
+        {kSent,
+         "Sent Option",
+         {"sent60", "sent61"},
+         {"60", "61"},
+         {"Tag", "Value", "Enable", "XQrnValueStr"}},
+        {"Device.DHCPv4.Client.1.ReqOption.", "Req Option", {"req43"}, {"43"}, {"Tag", "Value", "Enable"}},
         {"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.",
+         "Relay Sent Option",
          {"relays82"},
          {"82"},
          {"Tag", "Enable", "Value", "XQrnValueStr"}},
         {"Device.DHCPv4.Client.1.X_QRN_RelaySentOption.1.Subcode.",
+         "Relay Sent Option Subcode",
          {"dorelay82sc1", "dorelay82sc2"},
          {"82", "82"},
          {"Subcode", "Tag", "Enable", "Value", "XQrnValueStr"}},
     };
     const std::map<std::string, std::string> options{
         {"Value", "input"}, {"Enable", "enable"}, {"XQrnValueStr", "instr"}};
-    for (const auto& [path, sections, tags, parameters] : lists) {
+    for (const auto& [path, label, sections, tags, parameters] : lists) {
         std::string all;
         for (size_t i = 0; i < sections.size(); ++i) {
             const std::string number = std::to_string(i + 1);
@@ -124,6 +134,10 @@ TEST_F(DhcpV4Client, AllInstancesAnswerAsChildren)
         }
         EXPECT_EQ(send(path, kGet, "{}"), Answers(all + "}"));
         EXPECT_EQ(send(std::string{path} + "*", kGet, "{}"), Answers(all + "}"));
+        outside().logs.clear();
+        EXPECT_EQ(set(std::string{path} + "1", "Tag", "\"1\""), Fails(EFAULT));
+        EXPECT_EQ(outside().logs.at(1), (LogLine{4, std::string{"[W] Device_DHCPv4 Client 1 "} + label +
+                                                        " 1 set Tag, error 14\n"}));
         const std::string beyond = path + std::to_string(sections.size() + 1);
         EXPECT_EQ(send(beyond, kGet, "{}"), Fails(EINVAL));
     }
