@@ -130,6 +130,32 @@ TEST_F(Tools, ThatHangInASetAreKilledAndTheNextOneIsServed)
     EXPECT_NE(client.receive().find(R"("id":2,"result")"), std::string::npos);
 }
 
+TEST_F(Tools, ASubscriberMayLeaveWhileHisValuesAreRead)
+{
+    ASSERT_EQ(stop(), 0);
+    ASSERT_TRUE(start({"--deadline", "1000"}));
+    write_tool("iwconfig", "echo $$ >>" + pids() + "\nwhile [ -e " + (folder_ / "hang") +
+                               " ]; do sleep 0.02; done\necho 'Access Point: 02:0C:43:26:60:00'\n");
+    Connection subscriber{path()};
+    EXPECT_NE(subscriber.call("subscribe", stuck_).find("\"values\""), std::string::npos);
+    Connection other{path()};
+    test::write_file(folder_ / "hang", "");
+    EXPECT_EQ(other.call("set", R"({"values":{"syslog.level":5}})"), R"("result":{"set":1})");
+    (void)wait_for_processes(2);
+    subscriber.close();
+    const auto wait_for = [&](const char* count) {
+        std::string stats;
+        while (stats.find(count) == std::string::npos) {
+            ASSERT_NE(stats, "(closed)") << count;
+            stats = other.call("stats", "{}");
+        }
+    };
+    wait_for(R"("subscriptions":0)");
+    unlink((folder_ / "hang").c_str());
+    wait_for(R"("running":0)");
+    EXPECT_EQ(other.call("get", R"({"path":"syslog.level"})"), R"("result":{"values":{"syslog.level":5}})");
+}
+
 TEST_F(Tools, ThatEndInTimeAnswer)
 {
     write_tool("iwconfig", "echo 'Access Point: 02:0C:43:26:60:00'\n");

@@ -166,7 +166,7 @@ bool Server::serve()
         const int count =
             epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), next_wait());
         for (int i = 0; i < count; ++i) {
-            const u64 mark = events[static_cast<std::size_t>(i)].data.u64;
+            const auto mark = static_cast<std::size_t>(events[static_cast<std::size_t>(i)].data.u64);
             const u32 what = events[static_cast<std::size_t>(i)].events;
             if (mark == kListenerMark) {
                 accept_all();

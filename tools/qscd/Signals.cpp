@@ -47,8 +47,8 @@ void catch_signals(int wake_fd)
         (void)sigaction(signal, &action, nullptr);
     }
     action.sa_handler = take_nothing;
-    for (const int signal : {SIGPIPE, SIGALRM, SIGUSR1, SIGUSR2, SIGQUIT, SIGVTALRM, SIGPROF, SIGIO, SIGPWR,
-                             SIGXCPU, SIGXFSZ, SIGSTKFLT}) {
+    for (const int signal :
+         {SIGPIPE, SIGALRM, SIGUSR1, SIGUSR2, SIGQUIT, SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGXCPU, SIGXFSZ}) {
         (void)sigaction(signal, &action, nullptr);
     }
     for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) {

@@ -267,6 +267,9 @@ void Watch::take_sample(Call& call)
 /// Tells what differs from the picture, and makes what was read the picture.
 void Watch::compare(json_object* now, const Call& call)
 {
+    if (values_ == nullptr) {
+        return; // the last subscriber has left while it was read
+    }
     JsonRef picture{json_object_new_object()};
     PathText instance;
     const auto is_new_instance = [&](std::string_view path) {
