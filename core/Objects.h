@@ -11,9 +11,9 @@ namespace qsc::objects
 extern const Object kHelp;
 extern const Object kVersion;
 extern const Object kSystemLog;
-extern const Object kRemoteLog;
 
 // handlers/system/
+extern const Object kRemoteLog;
 extern const Object kTime;
 extern const Object kSecondStaticIp;
 extern const Object kLeds;
