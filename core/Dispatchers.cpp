@@ -177,7 +177,8 @@ SUBTREE(QSysCmdHal_Do_Device_Routing_Router_1, .label = "Device_Routing Router 1
         .packages = "network", .scripts = "network")
 SUBTREE(QSysCmdHal_Do_Device_Routing_Rip_IfSetting_1, .label = "Device_Routing RIP interface setting 1",
         .object = &kRip)
-SUBTREE(QSysCmdHal_Do_Device_Users_User_1, .label = "Device Users User 1", .object = &kUser)
+SUBTREE(QSysCmdHal_Do_Device_Users_User_1, .label = "Device Users User 1", .object = &kUser,
+        .packages = "users", .service = system::serve_user)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_SiteSurvey, .labels = &kXQRNSiteSurveyLabels, .object = &kSiteSurvey)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_NetworkZone, .labels = &kXQRNNetworkZoneLabels, .object = &kUnserved,
         .choices = kNetworkZoneChoices, .after_service = kUpdateInformation)
@@ -186,14 +187,16 @@ SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteLog, .object = &kRemoteLog, .packages =
         .commit = Qsc_Dev_X_QRN_Remote_Log_Commit, .service = Qsc_Dev_X_QRN_Remote_Log_Service)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteAccess_Telnet, .object = &kTelnet, .packages = "telnetd",
         .scripts = "telnetd")
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteAccess_SSH, .object = &kUnserved)
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteAccess_SSH, .object = &kSsh, .packages = "dropbear firewall",
+        .service = system::serve_ssh)
 SUBTREE(QSysCmdHal_Do_PortForwarding, .label = "Port forwarding", .object = &kUnserved,
         .choices = kPortForwardingChoices)
 SUBTREE(QSysCmdHal_Do_PortTrigger, .label = "Port Trigger", .object = &kUnserved,
         .choices = kPortTriggerChoices)
 SUBTREE(QSysCmdHal_Do_Device_NewZone_Config, .label = "New zone", .object = &kUnserved,
         .choices = kNewZoneConfigChoices)
-SUBTREE(QSysCmdHal_Do_Device_AutoReboot, .labels = &kAutoRebootLabels, .object = &kAutoReboot)
+SUBTREE(QSysCmdHal_Do_Device_AutoReboot, .labels = &kAutoRebootLabels, .object = &kAutoReboot,
+        .packages = "autoreboot", .service = system::serve_auto_reboot)
 SUBTREE(QSysCmdHal_Do_Device_Speedtest, .label = "Speedtest", .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_1, .label = "X_QRN_VPN_1", .object = &kVpn1)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_2, .label = "X_QRN_VPN_2", .object = &kVpn2)

@@ -24,6 +24,7 @@ extern const Object kDeviceInfo;
 extern const Object kUser;
 extern const Object kAutoReboot;
 extern const Object kTelnet;
+extern const Object kSsh;
 
 // handlers/network/
 extern const Object kDhcpV4Client;

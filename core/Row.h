@@ -38,6 +38,7 @@ enum class Kind : u8 {
     kReference, ///< the path of another object
     kAction,    ///< an entry of an action table
     kJson,      ///< JSON text
+    kLines,     ///< a text of several lines, of any length: the row's functions take it from the call
     kAdd,       ///< 1 adds the instance; see GrowingList.h
     kDelete,    ///< 1 deletes it
 };

@@ -278,6 +278,8 @@ u32 store_one(const Row& row, std::string_view text, RowText& stored)
     case Kind::kAction:
     case Kind::kJson:
         return store_text(row, text, stored);
+    case Kind::kLines:
+        return 0;
     }
     return EFAULT;
 }
@@ -355,7 +357,7 @@ u32 to_stored(const Row& row, std::string_view text, RowText& stored)
 {
     const bool is_list = (row.marks & kMany) != 0;
     stored.clear();
-    if (std::ranges::any_of(text, is_control)) {
+    if (row.kind != Kind::kLines && std::ranges::any_of(text, is_control)) {
         return refuse_value(row, text, "a text with control characters");
     }
     const bool is_nothing = text.find_first_not_of(is_list ? ", " : "") == std::string_view::npos;

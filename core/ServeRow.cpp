@@ -259,7 +259,7 @@ void record(const RowCall& call, std::string_view stored)
         }
         return;
     }
-    if ((call.row.marks & kSecret) != 0 || stored.find('\n') != std::string_view::npos) {
+    if ((call.row.marks & kSecret) != 0 || call.row.kind == Kind::kLines) {
         QSC_EVENT(call, "set %s %s by %s", place.c_str(), call.row.name.text, commander(call));
         return;
     }

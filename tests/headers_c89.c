@@ -1,6 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /* Compiles only while every public header is plain C. */
 #include "bacl.h"
+#include "bacl_link_list.h"
 #include "qrnuci.h"
 #include "qsc_handlers.h"
 #include "qsc_types.h"

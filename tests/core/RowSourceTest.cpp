@@ -15,6 +15,12 @@ namespace
 class RowSource : public OutsideTest
 {
   protected:
+    void SetUp() override
+    {
+        OutsideTest::SetUp();
+        outside().has_real_commands = true;
+    }
+
     /// Makes a program that counts how often it is run.
     std::string make_tool(const std::string& name, const std::string& script)
     {

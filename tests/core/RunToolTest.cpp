@@ -23,6 +23,12 @@ namespace
 class RunTool : public OutsideTest
 {
   protected:
+    void SetUp() override
+    {
+        OutsideTest::SetUp();
+        outside().has_real_commands = true;
+    }
+
     struct Options {
         std::string input{};
         uint32_t deadline = 5000;

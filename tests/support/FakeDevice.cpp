@@ -11,6 +11,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <spawn.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -227,6 +228,29 @@ int pclose(FILE* stream)
 int system(const char* command)
 {
     return run("system ", command);
+}
+
+/// Programs of this machine are none of the device's: a test that sets everything must not change its
+/// passwords.
+int posix_spawnp(pid_t* pid, const char* file, const posix_spawn_file_actions_t* actions,
+                 const posix_spawnattr_t* attributes, char* const arguments[], char* const environment[])
+{
+    static auto* const next = real<decltype(posix_spawnp)>("posix_spawnp");
+    return outside().has_real_commands ? next(pid, file, actions, attributes, arguments, environment)
+                                       : ENOENT;
+}
+
+/// Nor are its accounts, its keys and what it does by the clock.
+int rename(const char* from, const char* to)
+{
+    static auto* const next = real<decltype(rename)>("rename");
+    for (const std::string_view place : {"/etc/passwd", "/etc/shadow", "/etc/crontabs/", "/etc/dropbear/"}) {
+        if (std::string_view{to}.starts_with(place)) {
+            errno = EROFS;
+            return -1;
+        }
+    }
+    return next(from, to);
 }
 
 void sync(void)

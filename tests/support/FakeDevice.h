@@ -58,7 +58,7 @@ struct Outside {
     bool zlog_has_category = true;
 
     bool keeps_records = true;      ///< whether anything is added to done, reads, logs and events
-    bool has_real_commands = false; ///< popen() and pclose() are libc's
+    bool has_real_commands = false; ///< popen(), pclose() and posix_spawnp() are libc's
     bool has_real_uci = false;      ///< reads and changes are the real configuration library's
 
     /// Only the commands that were run.

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "base/ReplaceFile.h"
+
+#include <cerrno>
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "base/FileDescriptor.h"
+#include "base/Text.h"
+
+namespace qsc
+{
+
+u32 replace_file(const char* path, std::string_view content, mode_t mode)
+{
+    Text<254> beside;
+    beside.append(path).append(".qrn-new");
+    if (!beside.fits()) {
+        return ENAMETOOLONG;
+    }
+    (void)unlink(beside.c_str()); // left by somebody who was killed
+    FileDescriptor file = open_file(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+    if (file.is_open() && write_all(file.get(), content) && fchmod(file.get(), mode) == 0 &&
+        fsync(file.get()) == 0 && file.close() && std::rename(beside.c_str(), path) == 0) {
+        return 0;
+    }
+    const auto error = static_cast<u32>(errno);
+    (void)unlink(beside.c_str());
+    return error;
+}
+
+} // namespace qsc
