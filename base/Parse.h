@@ -2,7 +2,6 @@
 // ASCII character classes, independent of the locale, and number parsing.
 #pragma once
 
-#include <charconv>
 #include <limits>
 #include <string_view>
 
@@ -61,39 +60,47 @@ constexpr int hex_value(char c)
                                     : -1;
 }
 
+/// How a number is written, and its range.
+struct NumberForm {
+    i64 least;
+    u64 most;
+    int base;
+};
+
+template <typename Number>
+constexpr NumberForm form_of(int base)
+{
+    using Limits = std::numeric_limits<Number>;
+    return {Limits::min(), static_cast<u64>(Limits::max()), base};
+}
+
+/// Parses the number that a text begins with; a negative one as its two's complement. Returns its length, or
+/// 0 if there is none or it is out of range, and then leaves `number` unchanged.
+[[nodiscard]] std::size_t parse_number(std::string_view text, const NumberForm& form, u64& number);
+
+/// Parses the decimal number that a text begins with. Returns false if there is none, or it is out of range,
+/// and leaves `number` unchanged.
+template <typename Number>
+[[nodiscard]] bool parse_leading(std::string_view text, Number& number)
+{
+    u64 parsed = 0;
+    const bool is_number = parse_number(text, form_of<Number>(10), parsed) != 0;
+    number = is_number ? static_cast<Number>(parsed) : number;
+    return is_number;
+}
+
 /// Parses a text that is a number as a whole. Returns false if it is not, or is out of range, and leaves
 /// `number` unchanged.
 template <typename Number>
 [[nodiscard]] bool parse_whole(std::string_view text, Number& number, int base = 10)
 {
-    Number parsed{};
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), parsed, base);
-    if (error != std::errc{} || end != text.data() + text.size()) {
-        return false;
-    }
-    number = parsed;
-    return true;
+    u64 parsed = 0;
+    const bool is_number = !text.empty() && parse_number(text, form_of<Number>(base), parsed) == text.size();
+    number = is_number ? static_cast<Number>(parsed) : number;
+    return is_number;
 }
 
 /// Parses a whole text as a number with an optional sign: hexadecimal after 0x, octal after 0, else decimal.
-[[nodiscard]] inline bool parse_any_base(std::string_view text, i32& number)
-{
-    const bool is_negative = text.starts_with('-');
-    if (is_negative || text.starts_with('+')) {
-        text.remove_prefix(1);
-    }
-    const bool is_hex = text.starts_with("0x") || text.starts_with("0X");
-    text.remove_prefix(is_hex ? 2 : 0);
-    u32 magnitude = 0;
-    if (!parse_whole(text, magnitude,
-                     is_hex                                     ? 16
-                     : text.size() > 1 && text.starts_with('0') ? 8
-                                                                : 10) ||
-        magnitude > u32{INT32_MAX} + (is_negative ? 1 : 0)) {
-        return false;
-    }
-    number = static_cast<i32>(is_negative ? -i64{magnitude} : i64{magnitude});
-    return true;
-}
+[[nodiscard]] bool parse_any_base(std::string_view text, i32& number);
 
 } // namespace qsc

@@ -23,7 +23,7 @@ namespace
 /// The subtree of an entry of the command table.
 const Subtree& subtree_of(const Qsc_CommandEntry& entry)
 {
-    return *subtrees()[static_cast<std::size_t>(&entry - g_QSysCmdHalCmd)];
+    return subtrees()[static_cast<std::size_t>(&entry - g_QSysCmdHalCmd)];
 }
 
 const Subtree* find_subtree(std::string_view path)
@@ -60,21 +60,22 @@ u32 count_parameters(const Object& object)
 Qsc_ObjectInfo describe(const Qsc_CommandEntry& entry, const Object& object)
 {
     const Subtree& subtree = subtree_of(entry);
-    const Subtree* const by = subtree.applied_by != nullptr ? find_subtree(subtree.applied_by) : &subtree;
-    const char* const by_path = subtree.applied_by != nullptr ? subtree.applied_by : entry.path;
-    const bool commits = by->commit != nullptr || by->packages != nullptr;
-    const bool restarts = by->service != nullptr || by->scripts != nullptr;
+    const char* const other = subtree.applied_by();
+    const Subtree* const by = other != nullptr ? find_subtree(other) : &subtree;
+    const char* const by_path = other != nullptr ? other : entry.path;
+    const bool commits = by->commit() != nullptr || by->packages() != nullptr;
+    const bool restarts = by->service() != nullptr || by->scripts() != nullptr;
     const bool has_own_path = *object.path != '\0';
     return {.path = has_own_path ? object.path : entry.path,
             .entry = &entry,
             .commit = commits ? by_path : "",
             .service = restarts ? by_path : "",
-            .packages = or_empty(by->packages),
+            .packages = or_empty(by->packages()),
             .parameters = count_parameters(object),
             .access = subtree.served,
             .flags = (has_instances(object) ? QSC_OBJECT_INSTANCES : 0) |
-                     (object.list != nullptr ? QSC_OBJECT_GROWS : 0) |
-                     (subtree.actions != nullptr ? QSC_OBJECT_ACTIONS : 0),
+                     (object.list() != nullptr ? QSC_OBJECT_GROWS : 0) |
+                     (subtree.actions() != nullptr ? QSC_OBJECT_ACTIONS : 0),
             .object = &object};
 }
 
@@ -91,7 +92,7 @@ uint32_t QSysCmdHal_DescribeObject(uint32_t number, Qsc_ObjectInfo* object)
             *object = describe(*entry, *subtree.object);
             return 0;
         }
-        for (const ObjectChoice& choice : subtree.choices) {
+        for (const ObjectChoice& choice : subtree.choices()) {
             if (choice.object != &objects::kUnserved && number-- == 0) {
                 *object = describe(*entry, *choice.object);
                 return 0;
@@ -128,17 +129,17 @@ uint32_t QSysCmdHal_DescribeParameter(const Qsc_ObjectInfo* object, uint32_t num
         *parameter = {found.name, "string", "", "", "", access_of(found), 0};
         return 0;
     }
-    const Row& row = *found.row;
+    const PackedRow& row = *found.row;
     *parameter = {.name = found.name,
                   .type = type_name(row),
                   .units = unit_name(row.unit),
-                  .values = or_empty(row.limits),
-                  .outside = or_empty(row.outside),
+                  .values = or_empty(row.limits()),
+                  .outside = or_empty(row.outside()),
                   .access = access_of(found),
                   .flags = ((row.marks & kMany) != 0 ? QSC_PARAM_LIST : 0) |
                            ((row.marks & kSecret) != 0 ? QSC_PARAM_SECRET : 0) |
                            ((row.marks & kNeeded) != 0 ? QSC_PARAM_NEEDED : 0) |
-                           (row.outside != nullptr ? QSC_PARAM_OUTSIDE : 0) |
+                           (row.outside() != nullptr ? QSC_PARAM_OUTSIDE : 0) |
                            ((row.marks & kFinal) != 0 ? QSC_PARAM_FINAL : 0)};
     return 0;
 }

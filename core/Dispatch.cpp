@@ -51,7 +51,8 @@ using Line = decltype(&Labels::get);
 /// The label of one kind of line.
 const char* label_of(const Subtree& subtree, Line line)
 {
-    return subtree.labels != nullptr ? subtree.labels->*line : subtree.label;
+    const Labels* const labels = subtree.labels();
+    return labels != nullptr ? labels->*line : subtree.label();
 }
 
 u32 log_parameter(const Request& request, const char* label, const char* verb, const char* parameter,
@@ -188,24 +189,25 @@ u32 serve_object(const Subtree& subtree, const Request& request, u32 oper)
 
 u32 commit(const Subtree& subtree, const Request& request)
 {
-    const u32 code = subtree.commit != nullptr
-                         ? subtree.commit(request.path, request.object, request.oper, request.argument,
+    const Qsc_Handler own = subtree.commit();
+    const u32 code = own != nullptr ? own(request.path, request.object, request.oper, request.argument,
                                           request.context, request.value)
-                         : serve_packages(request.object, subtree.packages);
+                                    : serve_packages(request.object, subtree.packages());
     return code == 0 ? 0 : log_step(request, label_of(subtree, &Labels::commit), "commit", code);
 }
 
 u32 service(const Subtree& subtree, const Request& request)
 {
-    const u32 code = subtree.service != nullptr ? subtree.service(request.path, request.object)
-                                                : serve_scripts(request.object, subtree.scripts);
+    const ServiceStep own = subtree.service();
+    const u32 code =
+        own != nullptr ? own(request.path, request.object) : serve_scripts(request.object, subtree.scripts());
     if (code != 0) {
         return log_step(request, label_of(subtree, &Labels::service), "service", code);
     }
     // It runs in the background by its own "&", so there is no result to wait for.
-    if (subtree.after_service != nullptr && std::system(subtree.after_service) != 0) {
-        Qslog_Log(kLogWarning, kModule, request.line, request.dispatcher, "%s not started, ignoring\n",
-                  subtree.after_service);
+    const char* const next = subtree.after_service();
+    if (next != nullptr && std::system(next) != 0) {
+        Qslog_Log(kLogWarning, kModule, request.line, request.dispatcher, "%s not started, ignoring\n", next);
     }
     return 0;
 }
@@ -232,14 +234,13 @@ u32 serve_rest(const Subtree& subtree, const Request& request, std::string_view 
         return refuse(EINVAL, "'%.*s' is no instance number",
                       static_cast<int>(std::min<std::size_t>(rest.size(), 40)), rest.data());
     }
-    if (subtree.routines != nullptr) {
-        const ListRoutines& routines = *subtree.routines;
-        return is_all ? routines.all(request.path, request.object, request.oper, request.argument,
-                                     request.context, request.value)
-                      : routines.index(request.path, request.object, request.oper, request.argument,
-                                       request.context, request.value, request.object, &record);
+    if (const ListRoutines* const routines = subtree.routines()) {
+        return is_all ? routines->all(request.path, request.object, request.oper, request.argument,
+                                      request.context, request.value)
+                      : routines->index(request.path, request.object, request.oper, request.argument,
+                                        request.context, request.value, request.object, &record);
     }
-    if (subtree.object->list == nullptr) {
+    if (subtree.object->list() == nullptr) {
         return 0; // nothing to answer
     }
     const Call call{kSource,        request.dispatcher, request.line,     request.path,
@@ -258,10 +259,11 @@ u32 serve_list(const Subtree& subtree, const Request& request)
         view.emplace();
     }
     const char* rest = or_empty(request.path);
-    const bool is_below = std::string_view{rest}.starts_with(subtree.list);
-    rest += is_below ? std::strlen(subtree.list) : 0;
-    const u32 code = is_below ? serve_rest(subtree, request, rest)
-                              : refuse(EINVAL, "it does not begin with %s", subtree.list);
+    const char* const list = subtree.list();
+    const bool is_below = std::string_view{rest}.starts_with(list);
+    rest += is_below ? std::strlen(list) : 0;
+    const u32 code =
+        is_below ? serve_rest(subtree, request, rest) : refuse(EINVAL, "it does not begin with %s", list);
     const char* const verb = (request.oper & QSC_OPER_GET) != 0 ? "get" : "set";
     return code != 0 ? log_parameter(request, nullptr, verb, rest, code) : 0;
 }
@@ -278,7 +280,7 @@ u32 run_action(const Subtree& subtree, const Request& request)
         LOG_REQUEST(request, "%s, get 1st action parameter failed.\n", or_empty(request.path));
         return EINVAL;
     }
-    Qsc_ParamEntry* entry = subtree.actions;
+    Qsc_ParamEntry* entry = subtree.actions();
     while (entry->id != QSC_TABLE_END && wanted != entry->name) {
         ++entry;
     }
@@ -296,10 +298,10 @@ u32 run_action(const Subtree& subtree, const Request& request)
 
 u32 serve(const Subtree& subtree, const Request& request)
 {
-    if (subtree.actions != nullptr) {
+    if (subtree.actions() != nullptr) {
         return run_action(subtree, request);
     }
-    if (subtree.list != nullptr) {
+    if (subtree.list() != nullptr) {
         return serve_list(subtree, request);
     }
     const auto asks_for = [&](u32 operation) { return (request.oper & operation) != 0; };
@@ -309,12 +311,13 @@ u32 serve(const Subtree& subtree, const Request& request)
     if (asks_for(subtree.served & QSC_OPER_SET)) {
         return serve_object(subtree, request, QSC_OPER_SET);
     }
-    const bool is_own = subtree.applied_by == nullptr;
-    if (asks_for(QSC_OPER_COMMIT) && (subtree.commit != nullptr || (is_own && subtree.packages != nullptr))) {
+    const bool is_own = subtree.applied_by() == nullptr;
+    if (asks_for(QSC_OPER_COMMIT) &&
+        (subtree.commit() != nullptr || (is_own && subtree.packages() != nullptr))) {
         return commit(subtree, request);
     }
     if (asks_for(QSC_OPER_SERVICE) &&
-        (subtree.service != nullptr || (is_own && subtree.scripts != nullptr))) {
+        (subtree.service() != nullptr || (is_own && subtree.scripts() != nullptr))) {
         return service(subtree, request);
     }
     return log_unsupported(request, label_of(subtree, &Labels::unsupported));
@@ -325,7 +328,7 @@ u32 serve(const Subtree& subtree, const Request& request)
 const Object& object_at(const Subtree& subtree, const char* path)
 {
     const std::string_view requested{or_empty(path)};
-    for (const ObjectChoice& choice : subtree.choices) {
+    for (const ObjectChoice& choice : subtree.choices()) {
         const bool fits = choice.rule == ObjectChoice::kPathIs
                               ? requested == choice.text
                               : requested.find(choice.text) != std::string_view::npos;
@@ -337,9 +340,10 @@ const Object& object_at(const Subtree& subtree, const char* path)
 }
 
 u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
-             const Subtree& subtree)
+             std::size_t number)
 {
     forget_refusal();
+    const Subtree& subtree = subtrees()[number];
     const Request request{subtree.name, subtree.line, path, object, oper, argument, context, value};
     const u32 code =
         is_request(request) ? serve(subtree, request) : refuse(EINVAL, "the request is not a JSON object");
@@ -356,24 +360,25 @@ u32 check_only(const Subtree& subtree, const char* path, json_object* object, u3
     if (!is_object(object)) {
         return refuse(EINVAL, "the request is not a JSON object");
     }
-    if (subtree.actions == nullptr && (subtree.served & QSC_OPER_SET) == 0) {
+    if (subtree.actions() == nullptr && (subtree.served & QSC_OPER_SET) == 0) {
         return refuse(EINVAL, "it cannot be set");
     }
     const Object& chosen = object_at(subtree, path);
     json_object_object_foreach(object, name, value)
     {
-        const Row* const row = find_row(chosen, name);
-        const char* const why = subtree.actions != nullptr ? nullptr
-                                : row == nullptr           ? "there is no such parameter"
-                                : row->handler != nullptr && row->access == Access::kRead ? "it cannot be set"
-                                                                                          : nullptr;
+        const PackedRow* const row = find_row(chosen, name);
+        const char* const why = subtree.actions() != nullptr ? nullptr
+                                : row == nullptr             ? "there is no such parameter"
+                                : row->place == Place::kHandler && row->access == Access::kRead
+                                    ? "it cannot be set"
+                                    : nullptr;
         if (why != nullptr) {
             const u32 code = refuse(row == nullptr ? EINVAL : EFAULT, "%s", why);
             name_refusal(path, name, code);
             return is_object(value) ? finish(value, code) : code;
         }
     }
-    if (!has_rows(chosen) || subtree.actions != nullptr) {
+    if (!has_rows(chosen) || subtree.actions() != nullptr) {
         return 0;
     }
     RowRequest rows{

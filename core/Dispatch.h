@@ -32,28 +32,42 @@ struct ObjectChoice {
     const Object* object;
 };
 
+/// Serves the service step of a subtree.
+using ServiceStep = u32 (*)(const char* path, json_object* request);
+
 /// The two routines of a list that has its own: one instance, and all of them.
 struct ListRoutines {
     Qsc_Handler all;
     Qsc_IndexFunction* index;
 };
 
-/// A row of the command table: all that its dispatcher differs in from the next. Which object serves a path,
-/// and who commits and restarts for it, is said here alone.
-struct Subtree {
+/// One of the members that a subtree may leave out.
+union SubtreeCell {
+    const char* text;
+    const Labels* labels;
+    const ObjectChoice* choices;
+    Qsc_Handler commit;
+    ServiceStep service;
+    const ListRoutines* routines;
+    Qsc_ParamEntry* actions;
+};
+
+/// A row of the command table as it is written down: all that its dispatcher differs in from the next. Which
+/// object serves a path, and who commits and restarts for it, is said here alone.
+struct SubtreeDescription {
     const char* name;               ///< the dispatcher's
-    i32 line;                       ///< where it is defined, for log lines
+    u16 line;                       ///< where it is defined, for log lines
     const char* label = nullptr;    ///< of every line; null: the path form
     const Labels* labels = nullptr; ///< where the lines differ in it
     const Object* object;
     /// The first that fits the path wins over `object`.
     // NOLINTNEXTLINE(readability-redundant-member-init): otherwise every row would have to name it
     std::span<const ObjectChoice> choices{};
-    u32 served = QSC_OPER_GET | QSC_OPER_SET;
+    u8 served = QSC_OPER_GET | QSC_OPER_SET;
     const char* packages = nullptr; ///< what a commit writes, in order, with blanks between them
     const char* scripts = nullptr;  ///< the init scripts of a service, in order, with blanks between them
     Qsc_Handler commit = nullptr;   ///< commits in place of the engine
-    u32 (*service)(const char* path, json_object* request) = nullptr; ///< serves in place of the engine
+    ServiceStep service = nullptr;  ///< serves in place of the engine
     const char* after_service = nullptr; ///< shell command started after a successful service
     const char* applied_by = nullptr;    ///< path of the subtree that commits and restarts in its place
 
@@ -65,15 +79,85 @@ struct Subtree {
     /// Of the action form: the table whose entry a request names in "Action". The entry's `param` is the only
     /// way to hand the request on to a handler of the common shape, so it is written there.
     Qsc_ParamEntry* actions = nullptr;
+
+    using Cell = SubtreeCell;
+    enum Part : u16 {
+        kLabel = 0x1,
+        kLabels = 0x2,
+        kChoices = 0x4,
+        kPackages = 0x8,
+        kScripts = 0x10,
+        kCommit = 0x20,
+        kService = 0x40,
+        kAfterService = 0x80,
+        kAppliedBy = 0x100,
+        kList = 0x200,
+        kRoutines = 0x400,
+        kActions = 0x800,
+    };
+    template <typename Use>
+    constexpr void for_each_cell(Use use) const
+    {
+        use_member(use, kLabel, label, Cell{.text = label});
+        use_member(use, kLabels, labels, Cell{.labels = labels});
+        use_member(use, kChoices, choices.data(), Cell{.choices = choices.data()});
+        use_member(use, kPackages, packages, Cell{.text = packages});
+        use_member(use, kScripts, scripts, Cell{.text = scripts});
+        use_member(use, kCommit, commit, Cell{.commit = commit});
+        use_member(use, kService, service, Cell{.service = service});
+        use_member(use, kAfterService, after_service, Cell{.text = after_service});
+        use_member(use, kAppliedBy, applied_by, Cell{.text = applied_by});
+        use_member(use, kList, list, Cell{.text = list});
+        use_member(use, kRoutines, routines, Cell{.routines = routines});
+        use_member(use, kActions, actions, Cell{.actions = actions});
+    }
 };
 
-/// Serves a request by a dispatcher's description. It comes last, so that the arguments of a dispatcher stay
+/// A subtree as the library keeps it.
+class Subtree : Sparse<SubtreeCell, u16>
+{
+    using Row = SubtreeDescription;
+
+    u8 choice_count_ = 0; // first, where it fits in
+
+  public:
+    constexpr Subtree() = default;
+    constexpr Subtree(const Row& row, const SubtreeCell* cells)
+        : Sparse(row, cells), choice_count_(static_cast<u8>(row.choices.size())), served(row.served),
+          line(row.line), name(row.name), object(row.object)
+    {
+    }
+
+    u8 served = 0;
+    u16 line = 0;
+    const char* name = nullptr;
+    const Object* object = nullptr;
+
+    [[nodiscard]] const char* label() const { return at<&SubtreeCell::text>(Row::kLabel); }
+    [[nodiscard]] const Labels* labels() const { return at<&SubtreeCell::labels>(Row::kLabels); }
+    [[nodiscard]] std::span<const ObjectChoice> choices() const
+    {
+        return {at<&SubtreeCell::choices>(Row::kChoices), choice_count_};
+    }
+    [[nodiscard]] const char* packages() const { return at<&SubtreeCell::text>(Row::kPackages); }
+    [[nodiscard]] const char* scripts() const { return at<&SubtreeCell::text>(Row::kScripts); }
+    [[nodiscard]] Qsc_Handler commit() const { return at<&SubtreeCell::commit>(Row::kCommit); }
+    [[nodiscard]] ServiceStep service() const { return at<&SubtreeCell::service>(Row::kService); }
+    [[nodiscard]] const char* after_service() const { return at<&SubtreeCell::text>(Row::kAfterService); }
+    [[nodiscard]] const char* applied_by() const { return at<&SubtreeCell::text>(Row::kAppliedBy); }
+    [[nodiscard]] const char* list() const { return at<&SubtreeCell::text>(Row::kList); }
+    [[nodiscard]] const ListRoutines* routines() const { return at<&SubtreeCell::routines>(Row::kRoutines); }
+    [[nodiscard]] Qsc_ParamEntry* actions() const { return at<&SubtreeCell::actions>(Row::kActions); }
+};
+static_assert(sizeof(Subtree) <= 4 * sizeof(void*));
+
+/// Serves a request to the subtree of that number. It comes last, so that the arguments of a dispatcher stay
 /// where they came in.
 u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
-             const Subtree& subtree);
+             std::size_t number);
 
 /// The subtrees, in the order of the command table.
-[[nodiscard]] std::span<const Subtree* const> subtrees();
+[[nodiscard]] std::span<const Subtree> subtrees();
 
 /// The object that a path of the subtree leads to.
 [[nodiscard]] const Object& object_at(const Subtree& subtree, const char* path);

@@ -18,19 +18,20 @@ namespace
 
 /// The subtrees by their place in this file, which is that in the command table.
 template <int Number>
-constexpr const Subtree* kSubtree = nullptr;
+constexpr SubtreeDescription kDescription{};
 
 constexpr int kFirst = __COUNTER__ + 1;
 
 } // namespace
 
 /// Defines an exported dispatcher from its description.
-#define SUBTREE(NAME, ...)                                                                                   \
+#define SUBTREE(NAME, ...) SUBTREE_NUMBER(NAME, __COUNTER__ - kFirst, __VA_ARGS__)
+#define SUBTREE_NUMBER(NAME, NUMBER, ...)                                                                    \
     namespace                                                                                                \
     {                                                                                                        \
-    constexpr Subtree k##NAME{.name = #NAME, .line = __LINE__, __VA_ARGS__};                                 \
+    constexpr int k##NAME = NUMBER;                                                                          \
     template <>                                                                                              \
-    constexpr const Subtree* kSubtree<__COUNTER__ - kFirst> = &k##NAME;                                      \
+    constexpr SubtreeDescription kDescription<k##NAME>{.name = #NAME, .line = __LINE__, __VA_ARGS__};        \
     }                                                                                                        \
     uint32_t NAME(const char* path, json_object* object, uint32_t oper, uint32_t argument, int64_t context,  \
                   uint64_t value)                                                                            \
@@ -216,16 +217,16 @@ namespace
 {
 
 template <int... Number>
-constexpr auto all_subtrees(std::integer_sequence<int, Number...>)
+constexpr auto all_descriptions(std::integer_sequence<int, Number...>)
 {
-    return std::array{kSubtree<Number>...};
+    return std::array{kDescription<Number>...};
 }
 
-constexpr auto kSubtrees = all_subtrees(std::make_integer_sequence<int, __COUNTER__ - kFirst>{});
+constexpr auto kDescriptions = all_descriptions(std::make_integer_sequence<int, __COUNTER__ - kFirst>{});
 
 } // namespace
 
-std::span<const Subtree* const> qsc::subtrees()
+std::span<const Subtree> qsc::subtrees()
 {
-    return kSubtrees;
+    return kPacked<Subtree, kDescriptions>;
 }

@@ -43,11 +43,12 @@ i32 stored_number(const SectionText& section)
 /// Whether the request sets X_QRN_Add or X_QRN_Delete to 1.
 bool is_asked(const RowRequest& request, Kind kind)
 {
-    const auto row = std::ranges::find(request.object.rows, kind, &Row::kind);
+    const auto rows = request.object.rows();
+    const auto row = std::ranges::find(rows, kind, &PackedRow::kind);
     json_object* value = nullptr;
     std::string_view text;
     // What it is otherwise, its own check says.
-    return row != request.object.rows.end() && find_member(request.root, row->name.text, value) &&
+    return row != rows.end() && find_member(request.root, row->name, value) &&
            find_member(value, "ParamValue", value) && text_of(value, text) == 0 &&
            (text == "1" || text == "true");
 }
@@ -58,16 +59,16 @@ u32 find_in(RowRequest& request, const ListedSections& sections)
     if (name == nullptr) {
         return EINVAL;
     }
-    request.section = section_of(*request.object.list, name);
+    request.section = section_of(*request.object.list(), name);
     return 0;
 }
 
 /// A new instance rests until its switch is set.
 u32 switch_off(RowRequest& request)
 {
-    const Row* const row = find_row(request.object, "Enable");
+    const PackedRow* const row = find_row(request.object, "Enable");
     json_object* value = nullptr;
-    if (row == nullptr || row->place != Place::kOption || find_member(request.root, row->name.text, value)) {
+    if (row == nullptr || row->place != Place::kOption || find_member(request.root, row->name, value)) {
         return 0;
     }
     Text<254> key;
@@ -77,7 +78,7 @@ u32 switch_off(RowRequest& request)
 
 u32 add(RowRequest& request)
 {
-    const GrowingList& list = *request.object.list;
+    const GrowingList& list = *request.object.list();
     Text<126> name;
     const u32 code = name.fill([&](char* buffer, std::size_t size) {
         return call_optional(QrnUci_AddSection, list.package, list.type, nullptr, buffer,
@@ -164,7 +165,7 @@ u32 ListedSections::store_numbers(const GrowingList& list) const
 u32 find_section(RowRequest& request)
 {
     ListedSections sections;
-    const u32 code = sections.read(*request.object.list);
+    const u32 code = sections.read(*request.object.list());
     return code != 0 ? code : find_in(request, sections);
 }
 
@@ -175,7 +176,7 @@ bool adds(const RowRequest& request)
 
 u32 begin_list_set(RowRequest& request)
 {
-    const GrowingList& list = *request.object.list;
+    const GrowingList& list = *request.object.list();
     if (request.instance < 1 || request.instance > kHighestInstance) {
         return EINVAL;
     }
@@ -211,18 +212,17 @@ u32 end_list_set(RowRequest& request, u32 code)
 {
     request.is_change = false;
     const u32 ended = call_optional(QrnUci_EndChange, code == 0 ? 1U : 0U);
-    return ended != 0 ? refuse(ended, "%s could not be changed", request.object.list->package) : 0;
+    return ended != 0 ? refuse(ended, "%s could not be changed", request.object.list()->package) : 0;
 }
 
 namespace
 {
 
 /// A secret may be sent empty, to stay what it is; a new one is nothing yet.
-bool lacks_secret(const RowCall& call, const Row& row)
+bool lacks_secret(const RowCall& call, const PackedRow& row)
 {
     RowText value;
-    return (row.marks & kSecret) != 0 && read_outcome(call, row.name.text, value) == 0 &&
-           value.view().empty();
+    return (row.marks & kSecret) != 0 && read_outcome(call, row.name, value) == 0 && value.view().empty();
 }
 
 } // namespace
@@ -237,14 +237,14 @@ u32 check_add(const RowCall& call, std::string_view stored)
         return refuse(EFAULT, "there is an instance %d already", request.instance);
     }
     ListedSections sections;
-    const GrowingList& list = *request.object.list;
+    const GrowingList& list = *request.object.list();
     if (sections.read(list) != 0 || sections.count() >= list.limit) {
         return refuse(EFAULT, "there are %u already, and no more are kept", list.limit);
     }
-    for (const Row& row : request.object.rows) {
+    for (const PackedRow& row : request.object.rows()) {
         const bool is_needed = (row.marks & kNeeded) != 0;
-        if (is_needed && (!is_named(call, row.name.text) || lacks_secret(call, row))) {
-            return refuse(EFAULT, "a new instance needs %s", row.name.text);
+        if (is_needed && (!is_named(call, row.name) || lacks_secret(call, row))) {
+            return refuse(EFAULT, "a new instance needs %s", row.name);
         }
     }
     return 0;
@@ -255,9 +255,9 @@ u32 check_delete(const RowCall& call, std::string_view stored)
     if (stored != "1") {
         return 0;
     }
-    for (const Row& row : call.request.object.rows) {
-        if (row.kind != Kind::kDelete && is_named(call, row.name.text)) {
-            return refuse(EFAULT, "it stands alone in its request, without %s", row.name.text);
+    for (const PackedRow& row : call.request.object.rows()) {
+        if (row.kind != Kind::kDelete && is_named(call, row.name)) {
+            return refuse(EFAULT, "it stands alone in its request, without %s", row.name);
         }
     }
     return 0;

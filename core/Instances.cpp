@@ -44,8 +44,8 @@ struct Instance {
         const bool goes_on = code == ENODATA && (call.oper & QSC_OPER_GET) != 0;
         name_refusal(call.name, parameter, code);
         if (verb != kFill || !goes_on) {
-            QSC_LOG_CALL(call, kLogWarning, "%s %d %s %s, error %d\n", or_empty(list.area), record->index[0],
-                         verb == kFill ? kGet : verb, parameter, static_cast<i32>(code));
+            QSC_LOG_CALL(call, kLogWarning, "%s %d %s %s, error %d\n", or_empty(list.area()),
+                         record->index[0], verb == kFill ? kGet : verb, parameter, static_cast<i32>(code));
         }
         return goes_on;
     }
@@ -95,7 +95,7 @@ u32 serve_instance(const Call& call, const Object& list, i64 context, QSCBase_Pa
     if (!is_object(call.value)) {
         return EINVAL;
     }
-    const bool grows = list.list != nullptr;
+    const bool grows = list.list() != nullptr;
     if (record == nullptr || record->index[0] < 1 || (!grows && record->index[0] > list.instances)) {
         return finish(call.value, refuse(EINVAL, "there is no such instance"));
     }

@@ -20,6 +20,7 @@ constexpr std::string_view kInstance = "{i}";
 
 bool parameter_at(const Object& object, std::size_t number, Parameter& parameter)
 {
+    const std::span<const PackedRow> rows = object.rows();
     if (object.table != nullptr) {
         // Exported tables can be replaced by a host; what is not ours there is no row of ours.
         const Qsc_ParamEntry& entry = object.table[number];
@@ -27,28 +28,26 @@ bool parameter_at(const Object& object, std::size_t number, Parameter& parameter
             return false;
         }
         const bool is_row =
-            entry.handler != nullptr && entry.handler == object.handler && entry.param < object.rows.size();
-        const bool is_known =
-            number < object.rows.size() && object.rows[number].name.text == std::string_view{entry.name};
+            entry.handler != nullptr && entry.handler == object.handler() && entry.param < rows.size();
+        const bool is_known = number < rows.size() && rows[number].name == std::string_view{entry.name};
         parameter = {entry.name, is_row ? nullptr : entry.handler, entry.param,
-                     is_row     ? &object.rows[entry.param]
-                     : is_known ? &object.rows[number]
+                     is_row     ? &rows[entry.param]
+                     : is_known ? &rows[number]
                                 : nullptr};
         return true;
     }
-    if (number >= object.rows.size()) {
+    if (number >= rows.size()) {
         return false;
     }
-    const Row& row = object.rows[number];
-    parameter = {row.name.text, row.handler, 0, &row};
+    parameter = {rows[number].name, nullptr, 0, &rows[number]};
     return true;
 }
 
-const Row* find_row(const Object& object, std::string_view name)
+const PackedRow* find_row(const Object& object, std::string_view name)
 {
-    const auto row =
-        std::ranges::find_if(object.rows, [&](const Row& each) { return name == each.name.text; });
-    return row != object.rows.end() ? &*row : nullptr;
+    const auto rows = object.rows();
+    const auto row = std::ranges::find_if(rows, [&](const auto& each) { return name == each.name; });
+    return row != rows.end() ? &*row : nullptr;
 }
 
 bool has_instances(const Object& object)
@@ -65,12 +64,18 @@ i32 instance_in_path(const Object& object, std::string_view path)
     return parse_whole(path.substr(0, path.find('.')), number) && number > 0 ? number : 0;
 }
 
+bool has_instance(const Object& object, i32 number)
+{
+    const HasInstance exists = object.exists();
+    return number >= 1 && number <= object.instances && (exists == nullptr || exists(number));
+}
+
 u32 find_instances(const Object& object, std::span<u32, kMostInstances> numbers, u32& count)
 {
     count = 0;
-    if (object.list != nullptr) {
+    if (const GrowingList* const list = object.list()) {
         ListedSections sections;
-        if (const u32 code = sections.read(*object.list)) {
+        if (const u32 code = sections.read(*list)) {
             return code;
         }
         for (i32 number = sections.next(0); number != 0; number = sections.next(number)) {
@@ -78,7 +83,7 @@ u32 find_instances(const Object& object, std::span<u32, kMostInstances> numbers,
         }
     }
     for (i32 number = 1; number <= object.instances; ++number) {
-        if (object.exists == nullptr || object.exists(number)) {
+        if (has_instance(object, number)) {
             numbers[count++] = static_cast<u32>(number);
         }
     }
@@ -89,15 +94,15 @@ u32 serve_entry(const Object& object, const char* name, json_object* value, u32 
                 u64 param)
 {
     forget_refusal();
-    if (param >= object.rows.size() || !is_object(value)) {
+    if (param >= object.rows().size() || !is_object(value)) {
         return EINVAL;
     }
     RowRequest request{
         .object = object, .path = or_empty(name), .root = nullptr, .oper = oper, .argument = argument};
     begin_get(request);
-    const u32 code = serve_row(request, object.rows[param], value);
+    const u32 code = serve_row(request, object.rows()[param], value);
     if (code != 0) {
-        name_refusal(name, object.rows[param].name.text, code);
+        name_refusal(name, object.rows()[param].name, code);
     }
     return code;
 }

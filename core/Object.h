@@ -3,10 +3,11 @@
 // the rows when the library is compiled.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <span>
 
-#include "core/Row.h"
+#include "core/PackedRow.h"
 #include "core/Tables.h"
 
 namespace qsc
@@ -16,41 +17,117 @@ struct GrowingList;
 struct Source;
 struct Tool;
 
-struct Object {
+/// Whether an instance exists.
+using HasInstance = bool (*)(i32 instance);
+
+/// One of the members that an object may leave out.
+union ObjectCell {
+    Qsc_Handler handler;
+    const Source* source;
+    const char* text;
+    const Tool* tool;
+    const GrowingList* list;
+    HasInstance exists;
+};
+
+/// An object as it is written down.
+struct ObjectDescription {
     const char* path; ///< as requests name it; "{i}" stands for an instance number
     // NOLINTNEXTLINE(readability-redundant-member-init): otherwise every object would have to name it
-    std::span<const Row> rows{};
-    const Qsc_ParamEntry* table = nullptr;  ///< exported; null: the rows alone are walked
-    Qsc_Handler handler = nullptr;          ///< that of the table's entries which are rows
-    const Source* source = nullptr;         ///< the file that defines it, for log lines
-    const char* area = nullptr;             ///< in event records: "set AREA NAME VALUE by WHO"
-    const char* section = nullptr;          ///< what relative keys begin with, such as "network.wan."
-    const char* section_type = nullptr;     ///< as which that section is made for the first value, if missing
-    const Tool* tool = nullptr;             ///< what kJsonPath rows read
-    const GrowingList* list = nullptr;      ///< its instances come and go
-    const GrowingList* counted = nullptr;   ///< the list that kCount rows count
-    i32 instances = 0;                      ///< instances 1 to this one exist
-    bool (*exists)(i32 instance) = nullptr; ///< where they have gaps; up to `instances`
+    std::span<const PackedRow> rows{};
+    const Qsc_ParamEntry* table = nullptr; ///< exported; null: the rows alone are walked
+    Qsc_Handler handler = nullptr;         ///< that of the table's entries which are rows
+    const Source* source = nullptr;        ///< the file that defines it, for log lines
+    const char* area = nullptr;            ///< in event records: "set AREA NAME VALUE by WHO"
+    const char* section = nullptr;         ///< what relative keys begin with, such as "network.wan."
+    const char* section_type = nullptr;    ///< as which that section is made for the first value, if missing
+    const Tool* tool = nullptr;            ///< what kJsonPath rows read
+    const GrowingList* list = nullptr;     ///< its instances come and go
+    const GrowingList* counted = nullptr;  ///< the list that kCount rows count
+    u16 instances = 0;                     ///< instances 1 to this one exist
+    HasInstance exists = nullptr;          ///< where they have gaps; up to `instances`
+
+    using Cell = ObjectCell;
+    enum Part : u16 {
+        kHandler = 0x1,
+        kSource = 0x2,
+        kArea = 0x4,
+        kSection = 0x8,
+        kSectionType = 0x10,
+        kTool = 0x20,
+        kList = 0x40,
+        kCounted = 0x80,
+        kExists = 0x100,
+    };
+    template <typename Use>
+    constexpr void for_each_cell(Use use) const
+    {
+        use_member(use, kHandler, handler, Cell{.handler = handler});
+        use_member(use, kSource, source, Cell{.source = source});
+        use_member(use, kArea, area, Cell{.text = area});
+        use_member(use, kSection, section, Cell{.text = section});
+        use_member(use, kSectionType, section_type, Cell{.text = section_type});
+        use_member(use, kTool, tool, Cell{.tool = tool});
+        use_member(use, kList, list, Cell{.list = list});
+        use_member(use, kCounted, counted, Cell{.list = counted});
+        use_member(use, kExists, exists, Cell{.exists = exists});
+    }
 };
+
+/// An object as the library keeps it.
+class Object : Sparse<ObjectCell, u16>
+{
+    using Plain = ObjectDescription;
+
+  public:
+    constexpr Object(const Plain& plain, const ObjectCell* cells)
+        : Sparse(plain, cells), row_count_(static_cast<u8>(plain.rows.size())), instances(plain.instances),
+          path(plain.path), table(plain.table), rows_(plain.rows.data())
+    {
+    }
+
+  private:
+    u8 row_count_; // here, where it leaves no gap
+
+  public:
+    u16 instances;
+    const char* path;
+    const Qsc_ParamEntry* table;
+
+    [[nodiscard]] std::span<const PackedRow> rows() const { return {rows_, row_count_}; }
+    [[nodiscard]] Qsc_Handler handler() const { return at<&ObjectCell::handler>(Plain::kHandler); }
+    [[nodiscard]] const Source* source() const { return at<&ObjectCell::source>(Plain::kSource); }
+    [[nodiscard]] const char* area() const { return at<&ObjectCell::text>(Plain::kArea); }
+    [[nodiscard]] const char* section() const { return at<&ObjectCell::text>(Plain::kSection); }
+    [[nodiscard]] const char* section_type() const { return at<&ObjectCell::text>(Plain::kSectionType); }
+    [[nodiscard]] const Tool* tool() const { return at<&ObjectCell::tool>(Plain::kTool); }
+    [[nodiscard]] const GrowingList* list() const { return at<&ObjectCell::list>(Plain::kList); }
+    [[nodiscard]] const GrowingList* counted() const { return at<&ObjectCell::list>(Plain::kCounted); }
+    [[nodiscard]] HasInstance exists() const { return at<&ObjectCell::exists>(Plain::kExists); }
+
+  private:
+    const PackedRow* rows_;
+};
+static_assert(sizeof(Object) <= 5 * sizeof(void*));
 
 /// One parameter in the walk of an object.
 struct Parameter {
     const char* name;
     Qsc_Handler handler; ///< null: the row serves it, or nothing does
     u64 param;
-    const Row* row; ///< null: a handler that no row describes
+    const PackedRow* row; ///< null: a handler that no row describes
 };
 
 /// Reads a parameter by its number. False: there are not so many.
 [[nodiscard]] bool parameter_at(const Object& object, std::size_t number, Parameter& parameter);
 
 /// The row of that name, or null.
-[[nodiscard]] const Row* find_row(const Object& object, std::string_view name);
+[[nodiscard]] const PackedRow* find_row(const Object& object, std::string_view name);
 
 /// Whether some of its parameters are rows that the engine serves.
 [[nodiscard]] inline bool has_rows(const Object& object)
 {
-    return object.table == nullptr || object.handler != nullptr;
+    return object.table == nullptr || object.handler() != nullptr;
 }
 
 /// Whether requests for the object choose one of several instances.
@@ -58,6 +135,9 @@ struct Parameter {
 
 /// The instance number that a path has where the object's has "{i}"; 0: none.
 [[nodiscard]] i32 instance_in_path(const Object& object, std::string_view path);
+
+/// Whether an object whose instances neither come nor go has this one.
+[[nodiscard]] bool has_instance(const Object& object, i32 number);
 
 /// The most instances that any object has.
 inline constexpr std::size_t kMostInstances = 256;
@@ -88,18 +168,11 @@ consteval ParameterTable<Count> make_table(const Row (&rows)[Count], Qsc_Handler
     return table;
 }
 
-/// Whether a row has a function. Where null pointers are sanitized, the address of a function that is defined
-/// elsewhere is no constant, but it is one of a function.
-template <typename Function>
-consteval bool is_given(Function* function)
-{
-    return __builtin_constant_p(function != nullptr) ? function != nullptr : true;
-}
-
 /// Names are unique, and every row has what its place and kind need.
 template <std::size_t Count>
 consteval bool is_sound(const Row (&rows)[Count])
 {
+    static_assert(Count <= UINT8_MAX);
     for (std::size_t i = 0; i < Count; ++i) {
         const Row& row = rows[i];
         for (std::size_t j = 0; j < i; ++j) {
@@ -126,21 +199,32 @@ consteval bool is_sound(const Row (&rows)[Count])
     return true;
 }
 
+/// Whether a row describes a handler of the plain shape. Only an exported table says which.
+template <std::size_t Count>
+consteval bool names_handlers(const Row (&rows)[Count])
+{
+    return std::ranges::find(rows, Place::kHandler, &Row::place) != std::end(rows);
+}
+
 } // namespace qsc
 
-/// Defines an object without an exported table: its name, path and rows, then what else it has. Objects are
-/// declared in core/Objects.h.
+/// Defines an object: its name, then what it has. Objects are declared in core/Objects.h.
+#define QSC_DEFINE_OBJECT(NAME, ...)                                                                         \
+    static constexpr qsc::ObjectDescription NAME##Plain[] = {{__VA_ARGS__}};                                 \
+    constinit const qsc::Object qsc::objects::NAME{NAME##Plain[0], qsc::kCells<NAME##Plain>.data()};
+
+/// Defines an object without an exported table: its name, path and rows, then what else it has.
 #define QSC_OBJECT(NAME, PATH, ROWS, ...)                                                                    \
-    static_assert(qsc::is_sound(ROWS));                                                                      \
-    constinit const qsc::Object qsc::objects::NAME{                                                          \
-        .path = (PATH), .rows = (ROWS), .source = &kSource __VA_OPT__(, ) __VA_ARGS__};
+    static_assert(qsc::is_sound(ROWS) && !qsc::names_handlers(ROWS));                                        \
+    QSC_DEFINE_OBJECT(NAME, .path = (PATH), .rows = qsc::kPacked<qsc::PackedRow, ROWS>,                      \
+                      .source = &kSource __VA_OPT__(, ) __VA_ARGS__)
 
 /// Defines an object whose rows describe handlers of the plain shape, and exports their table.
 #define QSC_DESCRIBED_OBJECT(NAME, PATH, TABLE, ROWS, ...)                                                   \
     static_assert(qsc::is_sound(ROWS));                                                                      \
     QSC_EXPORT_ROWS(TABLE, ROWS, nullptr)                                                                    \
-    constinit const qsc::Object qsc::objects::NAME{                                                          \
-        .path = (PATH), .rows = (ROWS), .table = (TABLE), .source = &kSource __VA_OPT__(, ) __VA_ARGS__};
+    QSC_DEFINE_OBJECT(NAME, .path = (PATH), .rows = qsc::kPacked<qsc::PackedRow, ROWS>, .table = (TABLE),    \
+                      .source = &kSource __VA_OPT__(, ) __VA_ARGS__)
 
 /// The header's array gets its length from the rows, so it is defined by its symbol.
 #define QSC_EXPORT_ROWS(TABLE, ROWS, HANDLER)                                                                \
@@ -156,8 +240,5 @@ consteval bool is_sound(const Row (&rows)[Count])
     }                                                                                                        \
     static_assert(qsc::is_sound(ROWS));                                                                      \
     QSC_EXPORT_ROWS(TABLE, ROWS, NAME##_Do)                                                                  \
-    constinit const qsc::Object qsc::objects::NAME{.path = (PATH),                                           \
-                                                   .rows = (ROWS),                                           \
-                                                   .table = (TABLE),                                         \
-                                                   .handler = NAME##_Do,                                     \
-                                                   .source = &kSource __VA_OPT__(, ) __VA_ARGS__};
+    QSC_DEFINE_OBJECT(NAME, .path = (PATH), .rows = qsc::kPacked<qsc::PackedRow, ROWS>, .table = (TABLE),    \
+                      .handler = NAME##_Do, .source = &kSource __VA_OPT__(, ) __VA_ARGS__)

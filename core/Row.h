@@ -6,13 +6,13 @@
 #include <cstddef>
 #include <string_view>
 
-#include "base/Types.h"
+#include "core/Sparse.h"
 #include "include/qsc_types.h"
 
 namespace qsc
 {
 
-struct Object;
+class Object;
 struct RowCall;
 
 /// What a value is: how it is spoken, and what a set takes.
@@ -92,10 +92,23 @@ struct RowName {
     consteval RowName(const char* name, u16 at = static_cast<u16>(__builtin_LINE())) : text(name), line(at) {}
 };
 
+/// Answers in place of a row.
+using RowGet = u32 (*)(const RowCall& call);
+/// Judges or stores a value, which is in the spelling in which it is stored.
+using RowTake = u32 (*)(const RowCall& call, std::string_view stored);
+
+/// One of the members that a row may leave out.
+union RowCell {
+    const char* text;
+    RowGet get;
+    RowTake take;
+};
+
 /// The id of a row that is known by its place in the table.
 inline constexpr u8 kOwnNumber = 0xFF;
 
-/// Every member but the name may be left out.
+/// A row as it is written down: every member but the name may be left out. See PackedRow.h for what the
+/// library keeps of it.
 struct Row {
     [[no_unique_address]] RowName name;
     Kind kind = Kind::kText;
@@ -116,11 +129,33 @@ struct Row {
     /// kHandler: serves the parameter.
     Qsc_Handler handler = nullptr;
     /// Answers in place of the row.
-    u32 (*get)(const RowCall& call) = nullptr;
-    /// Judges a value that is well formed, in the spelling in which it would be stored.
-    u32 (*check)(const RowCall& call, std::string_view stored) = nullptr;
+    RowGet get = nullptr;
+    /// Judges a value that is well formed.
+    RowTake check = nullptr;
     /// kFunction: stores it. Otherwise: what follows once it is stored, such as telling the driver.
-    u32 (*set)(const RowCall& call, std::string_view stored) = nullptr;
+    RowTake set = nullptr;
+
+    using Cell = RowCell;
+    enum Part : u8 {
+        kLimits = 0x1,
+        kKey = 0x2,
+        kFallback = 0x4,
+        kOutside = 0x8,
+        kGet = 0x10,
+        kCheck = 0x20,
+        kSet = 0x40,
+    };
+    template <typename Use>
+    constexpr void for_each_cell(Use use) const
+    {
+        use_member(use, kLimits, limits, Cell{.text = limits});
+        use_member(use, kKey, key, Cell{.text = key});
+        use_member(use, kFallback, fallback, Cell{.text = fallback});
+        use_member(use, kOutside, outside, Cell{.text = outside});
+        use_member(use, kGet, get, Cell{.get = get});
+        use_member(use, kCheck, check, Cell{.take = check});
+        use_member(use, kSet, set, Cell{.take = set});
+    }
 };
 
 /// A row for a handler of the plain shape.

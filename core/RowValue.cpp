@@ -25,7 +25,7 @@ constexpr int kShown = 64;
 #define SHOWN(text) std::min(static_cast<int>((text).size()), kShown), (text).data()
 
 /// A secret is never shown, whatever is wrong with it.
-u32 refuse_value(const Row& row, std::string_view text, const char* why, const char* wanted = "")
+u32 refuse_value(const PackedRow& row, std::string_view text, const char* why, const char* wanted = "")
 {
     return (row.marks & kSecret) != 0 ? refuse(EFAULT, "the value is %s%s", why, wanted)
                                       : refuse(EFAULT, "'%.*s' is %s%s", SHOWN(text), why, wanted);
@@ -78,7 +78,13 @@ void describe_limits(std::string_view limits, Text<126>& text)
     }
 }
 
-u32 store_number(const Row& row, std::string_view text, std::string_view limits, RowText& stored)
+const char* limits_of(const PackedRow& row, const char* usual)
+{
+    const char* const own = row.limits();
+    return own != nullptr ? own : usual;
+}
+
+u32 store_number(const PackedRow& row, std::string_view text, std::string_view limits, RowText& stored)
 {
     std::string_view digits = text;
     digits.remove_prefix(text.starts_with('-') || text.starts_with('+') ? 1 : 0);
@@ -101,10 +107,9 @@ u32 store_number(const Row& row, std::string_view text, std::string_view limits,
     return 0;
 }
 
-u32 store_text(const Row& row, std::string_view text, RowText& stored)
+u32 store_text(const PackedRow& row, std::string_view text, RowText& stored)
 {
-    constexpr const char* kUsual = ":126";
-    const char* const limits = row.limits != nullptr ? row.limits : kUsual;
+    const char* const limits = limits_of(row, ":126");
     if (!is_within(limits, static_cast<i64>(text.size())) || text.size() > 2000) {
         Text<126> wanted;
         describe_limits(limits, wanted);
@@ -135,17 +140,17 @@ std::string_view word_at(std::string_view words, int number)
 }
 
 /// The stored spellings follow the words; see QSC_STORED_WORDS.
-std::string_view stored_words(const Row& row)
+std::string_view stored_words(const PackedRow& row)
 {
-    const std::string_view words = row.limits;
+    const std::string_view words = row.limits();
     return row.kind == Kind::kStoredWord ? std::string_view{words.data() + words.size() + 1} : words;
 }
 
-u32 store_word(const Row& row, std::string_view text, RowText& stored)
+u32 store_word(const PackedRow& row, std::string_view text, RowText& stored)
 {
-    const int number = find_word(row.limits, text);
+    const int number = find_word(row.limits(), text);
     if (number < 0) {
-        return refuse_value(row, text, "not one of ", row.limits);
+        return refuse_value(row, text, "not one of ", row.limits());
     }
     stored.append(word_at(stored_words(row), number));
     return 0;
@@ -201,7 +206,7 @@ bool is_time_of_day(std::string_view text)
 }
 
 /// Takes a value whose form a function judges; an empty one takes it away, or back to its fallback.
-u32 store_form(const Row& row, std::string_view text, bool is_right, const char* why, RowText& stored)
+u32 store_form(const PackedRow& row, std::string_view text, bool is_right, const char* why, RowText& stored)
 {
     if (!text.empty() && !is_right) {
         return refuse_value(row, text, why);
@@ -210,7 +215,7 @@ u32 store_form(const Row& row, std::string_view text, bool is_right, const char*
     return 0;
 }
 
-u32 store_switch(const Row& row, std::string_view text, RowText& stored)
+u32 store_switch(const PackedRow& row, std::string_view text, RowText& stored)
 {
     const bool is_on = text == "1" || text == "true";
     if (!is_on && text != "0" && text != "false") {
@@ -220,7 +225,7 @@ u32 store_switch(const Row& row, std::string_view text, RowText& stored)
     return 0;
 }
 
-u32 store_mac_address(const Row& row, std::string_view text, RowText& stored)
+u32 store_mac_address(const PackedRow& row, std::string_view text, RowText& stored)
 {
     const bool is_right = is_mac_address(text);
     RowText upper;
@@ -228,23 +233,22 @@ u32 store_mac_address(const Row& row, std::string_view text, RowText& stored)
     return store_form(row, is_right ? upper.view() : text, is_right, "no MAC address of one device", stored);
 }
 
-u32 store_one(const Row& row, std::string_view text, RowText& stored)
+u32 store_one(const PackedRow& row, std::string_view text, RowText& stored)
 {
     u32 number = 0;
-    const char* const limits = row.limits;
     switch (row.kind) {
     case Kind::kBoolean:
     case Kind::kAdd:
     case Kind::kDelete:
         return store_switch(row, text, stored);
     case Kind::kInteger:
-        return store_number(row, text, limits != nullptr ? limits : "-2147483648:2147483647", stored);
+        return store_number(row, text, limits_of(row, "-2147483648:2147483647"), stored);
     case Kind::kUnsigned:
-        return store_number(row, text, limits != nullptr ? limits : "0:4294967295", stored);
+        return store_number(row, text, limits_of(row, "0:4294967295"), stored);
     case Kind::kUnsignedLong:
-        return store_number(row, text, limits != nullptr ? limits : "0:", stored);
+        return store_number(row, text, limits_of(row, "0:"), stored);
     case Kind::kPort:
-        return store_number(row, text, limits != nullptr ? limits : "1:65535", stored);
+        return store_number(row, text, limits_of(row, "1:65535"), stored);
     case Kind::kWord:
     case Kind::kStoredWord:
         return store_word(row, text, stored);
@@ -262,10 +266,9 @@ u32 store_one(const Row& row, std::string_view text, RowText& stored)
     case Kind::kMacAddress:
         return store_mac_address(row, text, stored);
     case Kind::kHostName:
-        return store_form(row, text,
-                          is_host_name(text) &&
-                              is_within(limits != nullptr ? limits : ":253", static_cast<i64>(text.size())),
-                          "no host name", stored);
+        return store_form(
+            row, text, is_host_name(text) && is_within(limits_of(row, ":253"), static_cast<i64>(text.size())),
+            "no host name", stored);
     case Kind::kHost:
         return store_form(row, text,
                           is_host_name(text) || is_address(AF_INET, text) || is_address(AF_INET6, text),
@@ -292,7 +295,7 @@ bool is_unique(Kind kind)
 }
 
 /// Appends one value of several.
-u32 store_item(const Row& row, std::string_view item, RowText& stored)
+u32 store_item(const PackedRow& row, std::string_view item, RowText& stored)
 {
     const std::string_view others = stored.view();
     stored.append(others.empty() ? "" : ",");
@@ -353,7 +356,7 @@ bool is_switched_on(std::string_view stored)
     return std::ranges::find(kSwitchedOn, stored) != std::end(kSwitchedOn);
 }
 
-u32 to_stored(const Row& row, std::string_view text, RowText& stored)
+u32 to_stored(const PackedRow& row, std::string_view text, RowText& stored)
 {
     const bool is_list = (row.marks & kMany) != 0;
     stored.clear();
@@ -361,7 +364,7 @@ u32 to_stored(const Row& row, std::string_view text, RowText& stored)
         return refuse_value(row, text, "a text with control characters");
     }
     const bool is_nothing = text.find_first_not_of(is_list ? ", " : "") == std::string_view::npos;
-    if (is_nothing && (row.marks & (kNeeded | kSecret)) == kNeeded && row.fallback == nullptr) {
+    if (is_nothing && (row.marks & (kNeeded | kSecret)) == kNeeded && row.fallback() == nullptr) {
         return refuse(EFAULT, "it is empty");
     }
     const u32 code = is_list ? for_each_item(text, [&](auto item) { return store_item(row, item, stored); })
@@ -369,12 +372,12 @@ u32 to_stored(const Row& row, std::string_view text, RowText& stored)
     return code != 0 ? code : stored.fits() ? 0 : refuse(EFAULT, "it is too long");
 }
 
-void to_spoken(const Row& row, std::string_view stored, RowText& spoken)
+void to_spoken(const PackedRow& row, std::string_view stored, RowText& spoken)
 {
     const int word = row.kind == Kind::kStoredWord ? find_word(stored_words(row), stored) : -1;
     u32 length = 0;
     if (word >= 0) {
-        spoken.append(word_at(row.limits, word));
+        spoken.append(word_at(row.limits(), word));
     } else if (row.kind == Kind::kMacAddress) {
         append_upper(spoken, stored);
     } else if (row.kind == Kind::kNetmask && parse_whole(stored, length) && length <= 32) {
@@ -386,7 +389,7 @@ void to_spoken(const Row& row, std::string_view stored, RowText& spoken)
     }
 }
 
-const char* type_name(const Row& row)
+const char* type_name(const PackedRow& row)
 {
     switch (row.kind) {
     case Kind::kBoolean:

@@ -7,7 +7,7 @@
 
 #include "base/Parse.h"
 #include "base/Text.h"
-#include "core/Row.h"
+#include "core/PackedRow.h"
 
 struct json_object;
 
@@ -19,16 +19,16 @@ using RowText = Text<2046>;
 
 /// Takes a caller's text as one value of a row, or as several with commas between them, in the spelling in
 /// which each is stored (several: still with commas). EFAULT: refused, and refuse() said why.
-[[nodiscard]] u32 to_stored(const Row& row, std::string_view text, RowText& stored);
+[[nodiscard]] u32 to_stored(const PackedRow& row, std::string_view text, RowText& stored);
 
 /// How a stored value, or one of several, is spoken.
-void to_spoken(const Row& row, std::string_view stored, RowText& spoken);
+void to_spoken(const PackedRow& row, std::string_view stored, RowText& spoken);
 
 /// Whether a stored switch is on, as the configuration's readers take it.
 [[nodiscard]] bool is_switched_on(std::string_view stored);
 
 /// What a value is called in listings.
-[[nodiscard]] const char* type_name(const Row& row);
+[[nodiscard]] const char* type_name(const PackedRow& row);
 [[nodiscard]] const char* unit_name(Unit unit);
 
 /// Reads an IPv4 address, in host byte order.

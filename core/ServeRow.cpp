@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 
 #include <json-c/json.h>
@@ -18,31 +17,31 @@ namespace qsc
 namespace
 {
 
-RowCall call_for(RowRequest& request, const Row& row, json_object* value)
+RowCall call_for(RowRequest& request, const PackedRow& row, json_object* value)
 {
-    return {{*request.object.source, row.name.text, row.name.line, request.path, value, request.oper,
+    return {{*request.object.source(), row.name, row.line, request.path, value, request.oper,
              request.argument, 0},
             request,
             row};
 }
 
-bool is_switch(const Row& row)
+bool is_switch(const PackedRow& row)
 {
     return row.kind == Kind::kBoolean || row.kind == Kind::kAdd || row.kind == Kind::kDelete;
 }
 
-bool is_number(const Row& row)
+bool is_number(const PackedRow& row)
 {
     return row.kind == Kind::kInteger || row.kind == Kind::kUnsigned || row.kind == Kind::kUnsignedLong ||
            row.kind == Kind::kPort;
 }
 
-bool is_in_configuration(const Row& row)
+bool is_in_configuration(const PackedRow& row)
 {
     return row.place == Place::kOption || row.place == Place::kList;
 }
 
-bool is_on(const Row& row, std::string_view stored)
+bool is_on(const PackedRow& row, std::string_view stored)
 {
     return is_switched_on(stored) != ((row.marks & kInverted) != 0);
 }
@@ -104,7 +103,7 @@ std::string_view section_name(std::string_view section)
 /// Makes an object's section of its own for its first value, if it has none yet.
 void add_missing_section(const RowRequest& request)
 {
-    if (request.object.section_type == nullptr) {
+    if (request.object.section_type() == nullptr) {
         return;
     }
     std::string_view rest = request.section.view();
@@ -113,7 +112,7 @@ void add_missing_section(const RowRequest& request)
     package.append(rest.substr(0, rest.find('.')));
     name.append(section_name(rest));
     // Where it is there already, nothing is added.
-    (void)call_optional(QrnUci_AddSection, package.c_str(), request.object.section_type, name.c_str(),
+    (void)call_optional(QrnUci_AddSection, package.c_str(), request.object.section_type(), name.c_str(),
                         static_cast<char*>(nullptr), 0U);
 }
 
@@ -121,7 +120,7 @@ void add_missing_section(const RowRequest& request)
 u32 read_numbers(const RowCall& call, RowText& text)
 {
     ListedSections sections;
-    if (const u32 code = sections.read(*call.request.object.counted)) {
+    if (const u32 code = sections.read(*call.request.object.counted())) {
         return refuse(code, "the list cannot be read");
     }
     if (call.row.place == Place::kCount) {
@@ -147,9 +146,9 @@ void append_items(json_object* array, RowText& text)
 
 u32 get(const RowCall& call)
 {
-    const Row& row = call.row;
-    if (row.get != nullptr) {
-        return row.get(call);
+    const PackedRow& row = call.row;
+    if (const RowGet own = row.get()) {
+        return own(call);
     }
     if (row.access == Access::kWrite) {
         return answer_stored(call, "");
@@ -157,26 +156,26 @@ u32 get(const RowCall& call)
     RowText stored;
     switch (row.place) {
     case Place::kSource:
-        if (!read_places(call.request.sources, row.key, call.source.module, stored)) {
-            (void)stored.assign(or_empty(row.fallback));
+        if (!read_places(call.request.sources, row.key(), call.source.module, stored)) {
+            (void)stored.assign(or_empty(row.fallback()));
         }
         break;
     case Place::kJsonPath: {
-        json_object* const root = call.request.sources.json(*call.request.object.tool, call.source.module);
+        json_object* const root = call.request.sources.json(*call.request.object.tool(), call.source.module);
         std::string_view text;
-        json_object* const member = find_in_json(root, row.key);
+        json_object* const member = find_in_json(root, row.key());
         if ((row.marks & kMany) != 0 && json_object_is_type(member, json_type_array) != 0) {
             append_items(member, stored);
         } else if (member != nullptr && text_of(member, text) == 0) {
             (void)stored.assign(text);
         }
         if (stored.view().empty()) {
-            (void)stored.assign(or_empty(row.fallback));
+            (void)stored.assign(or_empty(row.fallback()));
         }
         break;
     }
     case Place::kConstant:
-        (void)stored.assign(row.key);
+        (void)stored.assign(row.key());
         break;
     case Place::kCount:
     case Place::kNumbers:
@@ -211,7 +210,7 @@ u32 take_stored(const RowCall& call, RowText& stored)
 }
 
 /// A secret that is sent back as it was read stays what it is.
-bool keeps_secret(const Row& row, std::string_view stored)
+bool keeps_secret(const PackedRow& row, std::string_view stored)
 {
     return (row.marks & kSecret) != 0 && stored.empty();
 }
@@ -225,11 +224,12 @@ u32 check_form(const RowCall& call, RowText& stored)
 /// Whether it is right beside the object's other values.
 u32 check_sense(const RowCall& call, std::string_view stored)
 {
-    return call.row.check != nullptr && !keeps_secret(call.row, stored) ? call.row.check(call, stored) : 0;
+    const RowTake check = keeps_secret(call.row, stored) ? nullptr : call.row.check();
+    return check != nullptr ? check(call, stored) : 0;
 }
 
 /// How a value or several are spoken, to everybody but MQTT.
-void speak(const Row& row, std::string_view stored, RowText& spoken)
+void speak(const PackedRow& row, std::string_view stored, RowText& spoken)
 {
     if (is_switch(row)) {
         spoken.append(is_on(row, stored) ? "1" : "0");
@@ -248,7 +248,7 @@ void record(const RowCall& call, std::string_view stored)
 {
     const Object& object = call.request.object;
     Text<126> place;
-    place.append(object.area != nullptr ? object.area : object.path);
+    place.append(object.area() != nullptr ? object.area() : object.path);
     if (call.request.instance > 0) {
         place.append(" [").append_number(call.request.instance).append("]");
     }
@@ -260,12 +260,12 @@ void record(const RowCall& call, std::string_view stored)
         return;
     }
     if ((call.row.marks & kSecret) != 0 || call.row.kind == Kind::kLines) {
-        QSC_EVENT(call, "set %s %s by %s", place.c_str(), call.row.name.text, commander(call));
+        QSC_EVENT(call, "set %s %s by %s", place.c_str(), call.row.name, commander(call));
         return;
     }
     RowText spoken;
     speak(call.row, stored, spoken);
-    QSC_EVENT(call, "set %s %s %s by %s", place.c_str(), call.row.name.text, shown(spoken.c_str()),
+    QSC_EVENT(call, "set %s %s %s by %s", place.c_str(), call.row.name, shown(spoken.c_str()),
               commander(call));
 }
 
@@ -285,8 +285,8 @@ u32 set(const RowCall& call)
         if (code != 0) {
             return code;
         }
-        if (call.row.set != nullptr) {
-            if (const u32 failed = call.row.set(call, stored.view())) {
+        if (const RowTake follow = call.row.set()) {
+            if (const u32 failed = follow(call, stored.view())) {
                 return failed;
             }
         }
@@ -359,23 +359,21 @@ u32 refuse_for(RowRequest& request, const char* name, u32 code)
 
 void begin_get(RowRequest& request)
 {
-    (void)request.section.assign(or_empty(request.object.section));
+    (void)request.section.assign(or_empty(request.object.section()));
     if (!has_instances(request.object)) {
         return;
     }
     if (request.instance == 0) {
         request.instance = instance_in_path(request.object, request.path);
     }
-    if (request.object.list != nullptr) {
+    if (request.object.list() != nullptr) {
         request.found = find_section(request);
         return;
     }
-    const bool exists = request.instance >= 1 && request.instance <= request.object.instances &&
-                        (request.object.exists == nullptr || request.object.exists(request.instance));
-    request.found = exists ? 0 : EINVAL;
+    request.found = has_instance(request.object, request.instance) ? 0 : EINVAL;
 }
 
-u32 serve_row(RowRequest& request, const Row& row, json_object* value)
+u32 serve_row(RowRequest& request, const PackedRow& row, json_object* value)
 {
     if (!is_object(value)) {
         return refuse(EINVAL, "it is not a JSON object");
@@ -391,7 +389,7 @@ u32 serve_row(RowRequest& request, const Row& row, json_object* value)
 
 u32 begin_set(RowRequest& request, const char*& refused)
 {
-    if (request.object.list == nullptr) {
+    if (request.object.list() == nullptr) {
         begin_get(request);
         return judge(request, refused);
     }
@@ -431,7 +429,7 @@ u32 end_set(RowRequest& request, u32 code, const char*& refused)
 u32 check_set(RowRequest& request, const char*& refused)
 {
     begin_get(request);
-    if (request.object.list != nullptr) {
+    if (request.object.list() != nullptr) {
         request.is_new = request.found != 0;
         request.found = request.found == EINVAL && adds(request) ? 0 : request.found;
     }
@@ -450,7 +448,7 @@ u32 answer_stored(const RowCall& call, std::string_view stored)
     }
     if (is_number(call.row) && (call.row.marks & kMany) == 0) {
         i64 number = 0;
-        (void)std::from_chars(stored.data(), stored.data() + stored.size(), number);
+        (void)parse_leading(stored, number);
         return answer_number(call, number);
     }
     RowText spoken;
@@ -463,13 +461,13 @@ u32 answer_number(const RowCall& call, i64 number)
     return answer_int64(call.value, number);
 }
 
-void append_key(const RowRequest& request, const Row& row, Text<254>& key)
+void append_key(const RowRequest& request, const PackedRow& row, Text<254>& key)
 {
-    const bool is_whole = std::string_view{row.key}.find('.') != std::string_view::npos;
-    key.append(is_whole ? "" : request.section.view()).append(row.key);
+    const bool is_whole = std::string_view{row.key()}.find('.') != std::string_view::npos;
+    key.append(is_whole ? "" : request.section.view()).append(row.key());
 }
 
-u32 read_stored(RowRequest& request, const Row& row, RowText& stored)
+u32 read_stored(RowRequest& request, const PackedRow& row, RowText& stored)
 {
     stored.clear();
     Text<254> key;
@@ -483,8 +481,8 @@ u32 read_stored(RowRequest& request, const Row& row, RowText& stored)
             replace_all(stored, ' ', ',');
         }
     }
-    if (stored.view().empty() && row.fallback != nullptr) {
-        stored.append(row.fallback);
+    if (stored.view().empty()) {
+        stored.append(or_empty(row.fallback()));
     }
     return code == EFAULT ? 0 : code;
 }
@@ -497,7 +495,7 @@ bool is_named(const RowCall& call, const char* name)
 
 u32 read_outcome(const RowCall& call, const char* name, RowText& stored)
 {
-    const Row* const row = find_row(call.request.object, name);
+    const PackedRow* const row = find_row(call.request.object, name);
     json_object* value = nullptr;
     if (row == nullptr) {
         return EINVAL;
@@ -511,7 +509,7 @@ u32 read_outcome(const RowCall& call, const char* name, RowText& stored)
                    : 0;
     }
     if (call.request.is_new) {
-        return stored.assign(or_empty(row->fallback)) ? 0 : EFAULT;
+        return stored.assign(or_empty(row->fallback())) ? 0 : EFAULT;
     }
     return read_stored(call.request, *row, stored);
 }
@@ -531,7 +529,7 @@ bool is_unchanged(const RowCall& call, const char* key, std::string_view stored)
     speak(call.row, before.view(), was);
     speak(call.row, stored, is);
     // A value that is too long to be read is another one.
-    const bool may_be_missing = before.view() == or_empty(call.row.fallback);
+    const bool may_be_missing = before.view() == or_empty(call.row.fallback());
     return was.view() == is.view() && (!may_be_missing || uci_peek(key, before) == 0 || uci_is_missing(key));
 }
 
@@ -548,7 +546,7 @@ u32 write_stored(const RowCall& call, std::string_view stored)
     if (!value.assign(stored)) {
         return EFAULT;
     }
-    if ((call.row.marks & kOmitted) != 0 && stored == or_empty(call.row.fallback)) {
+    if ((call.row.marks & kOmitted) != 0 && stored == or_empty(call.row.fallback())) {
         value.clear();
     }
     u32 code = 0;

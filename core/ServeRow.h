@@ -36,14 +36,14 @@ struct RowRequest {
 /// A call for one row. Log lines about it name the object's module, the parameter, and the row's line.
 struct RowCall : Call {
     RowRequest& request;
-    const Row& row;
+    const PackedRow& row;
 };
 
 /// Finds the instance that a get is about.
 void begin_get(RowRequest& request);
 
 /// Serves one parameter, and ends the call as every handler ends.
-u32 serve_row(RowRequest& request, const Row& row, json_object* value);
+u32 serve_row(RowRequest& request, const PackedRow& row, json_object* value);
 
 /// Begins a set: judges it as a whole before its first write. `refused` is the parameter that it fails for;
 /// its object has the result, and the host has been told, as if the parameter's handler had refused it.
@@ -62,11 +62,11 @@ u32 serve_row(RowRequest& request, const Row& row, json_object* value);
 [[nodiscard]] u32 answer_number(const RowCall& call, i64 number);
 
 /// The full key of a row that is kept in the configuration.
-void append_key(const RowRequest& request, const Row& row, Text<254>& key);
+void append_key(const RowRequest& request, const PackedRow& row, Text<254>& key);
 
 /// Reads what a row of the request's object holds now, as it is stored, or its fallback. Items of lists have
 /// commas between them. @return 0, or what the configuration failed with other than for a missing option
-[[nodiscard]] u32 read_stored(RowRequest& request, const Row& row, RowText& stored);
+[[nodiscard]] u32 read_stored(RowRequest& request, const PackedRow& row, RowText& stored);
 
 /// Reads what a row of the same object will hold after the request: what it sets, else what is stored.
 /// EFAULT: what it sets is refused.

@@ -7,11 +7,11 @@
 
 using qsc::kTableEnd;
 
-constinit const qsc::Object qsc::objects::kUnserved{.path = ""};
+QSC_DEFINE_OBJECT(kUnserved, .path = "")
 
 #define UNSERVED(NAME, PATH, TABLE)                                                                          \
     const Qsc_ParamEntry TABLE[] = {kTableEnd};                                                              \
-    constinit const qsc::Object qsc::objects::NAME{.path = (PATH), .table = (TABLE)};
+    QSC_DEFINE_OBJECT(NAME, .path = (PATH), .table = (TABLE))
 
 Qsc_ParamEntry g_QscSysUpgCmd[] = {kTableEnd};
 

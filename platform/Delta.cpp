@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstdio>
 
 #include "base/Parse.h"
@@ -17,12 +16,6 @@ namespace
 {
 
 constexpr std::string_view kGroup = "qrnuci_group";
-
-/// Reads a number by its leading digits; false: there are none.
-bool leading_number(std::string_view text, i32& number)
-{
-    return std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc{};
-}
 
 /// Sets a section's type, or adds the section.
 bool set_section(Package& package, Section* section, const Change& change)
@@ -60,7 +53,7 @@ void remove(Package& package, Section& section, Option* option, const Change& ch
         return;
     }
     i32 index = 0;
-    if (leading_number(change.value, index)) {
+    if (qsc::parse_leading(change.value, index)) {
         option->items.remove_if([&](const Item&) { return index-- == 0; });
     }
 }
@@ -90,7 +83,7 @@ bool apply(Package& package, const Change& change)
         return true;
     case '^': {
         i32 position = 0; // without a number it is the front
-        (void)leading_number(change.value, position);
+        (void)qsc::parse_leading(change.value, position);
         if (change.key.option.empty()) {
             package.move_section(*section, position);
         }

@@ -14,12 +14,24 @@ namespace
 
 constexpr const char* kStates = QSC_STORED_WORDS("None|Open|WPA2-PSK", "|open|psk2");
 
+/// A row as the library keeps it.
+struct Packed {
+    std::vector<RowCell> cells;
+    PackedRow row;
+
+    explicit Packed(const Row& plain)
+    {
+        plain.for_each_cell([&](u32, RowCell cell) { cells.push_back(cell); });
+        row = {plain, cells.data()};
+    }
+};
+
 /// What the caller sent becomes, or "! SENTENCE".
 std::string stored(const Row& row, std::string_view sent)
 {
     RowText text;
     forget_refusal();
-    const u32 code = to_stored(row, sent, text);
+    const u32 code = to_stored(Packed{row}.row, sent, text);
     EXPECT_EQ(code, code == 0 ? 0u : u32{EFAULT}) << sent;
     EXPECT_EQ(std::string_view{refusal()}.empty(), code == 0) << sent;
     return code == 0 ? std::string{text.view()} : std::string{"! "} + refusal();
@@ -28,7 +40,7 @@ std::string stored(const Row& row, std::string_view sent)
 std::string spoken(const Row& row, std::string_view value)
 {
     RowText text;
-    to_spoken(row, value, text);
+    to_spoken(Packed{row}.row, value, text);
     return std::string{text.view()};
 }
 
