@@ -23,7 +23,7 @@ class Answers
     [[nodiscard]] bool put_back(u32 queue);
 
     const u32 patience_;
-    qsc::queue::Received message_;
+    qsc::queue::Received message_{};
     bool is_held_ = false; ///< message_ is to go back, but the queue was full
 };
 

@@ -110,7 +110,7 @@ bool add_item(Call& call, const Caller& caller, std::string_view path, json_obje
     if (!check_rights(call, caller, without_dot(path), call.method->right)) {
         return false;
     }
-    Item& item = *new (&call.items[call.item_count]) Item{};
+    Item& item = *std::construct_at(&call.items[call.item_count]);
     item.value = value;
     if (const char* const wrong = find_place(path, item.place)) {
         failures.add(path, kNoSuchParameter, wrong);
@@ -228,7 +228,7 @@ bool prepare_request(Call& call, const Caller& caller)
     if (!make_items(call, 1) || !check_rights(call, caller, without_dot(text_of(path)), rights)) {
         return false;
     }
-    Item& item = *new (&call.items[0]) Item{};
+    Item& item = *std::construct_at(&call.items[0]);
     item.place.entry = entry_for(text_of(path));
     if (item.place.entry == nullptr || !item.place.object.assign(text_of(path))) {
         Failures failures;

@@ -67,7 +67,7 @@ class ObjectWalk
     Qsc_ObjectInfo info_{};
     PathText object_;
     u32 number_ = 0; ///< of the next described object
-    u32 instances_[kMostInstances];
+    u32 instances_[kMostInstances]{};
     u32 instance_count_ = 0;
     u32 instance_ = 0; ///< the next
 };

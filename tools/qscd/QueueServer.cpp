@@ -162,7 +162,7 @@ void QueueServer::handle(const Received& message)
     call->message = message.parse();
     call->items.reset(static_cast<Item*>(std::malloc(sizeof(Item))));
     if (call->items != nullptr) {
-        new (&call->items[0]) Item{};
+        std::construct_at(&call->items[0]);
     }
     if (call->message == nullptr || call->items == nullptr || !understand(message, *call)) {
         drop("a malformed message");

@@ -497,7 +497,7 @@ void Watch::sample()
     };
     for (const Subscription& each : subscriptions_) {
         for (u32 i = 0; each.client != 0 && each.is_ready && i < each.path_count; ++i) {
-            Item& item = *new (&call->items[call->item_count]) Item{};
+            Item& item = *std::construct_at(&call->items[call->item_count]);
             if (find_place(each.paths[i].view(), item.place) == nullptr && !is_there(item.place)) {
                 ++call->item_count;
             }
