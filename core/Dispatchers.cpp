@@ -170,7 +170,7 @@ SUBTREE(QSysCmdHal_Do_Device_MQTT_Client, .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_ORVANE, .object = &kUnserved, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_CaptivePortal, .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_Ndsctl, .object = &kUnserved, .served = QSC_OPER_SET)
-SUBTREE(QSysCmdHal_Do_Device_Throughput, .label = "Device throughput", .object = &kUnserved,
+SUBTREE(QSysCmdHal_Do_Device_Throughput, .label = "Device throughput", .object = &kThroughput,
         .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_Device_Routing_Router_1_Ipv4Fwd, .object = &kIPv4Forwarding,
         .applied_by = "Device.Routing.Router.1", .list = "Device.Routing.Router.1.IPv4Forwarding.")
@@ -198,7 +198,7 @@ SUBTREE(QSysCmdHal_Do_Device_NewZone_Config, .label = "New zone", .object = &kUn
         .choices = kNewZoneConfigChoices)
 SUBTREE(QSysCmdHal_Do_Device_AutoReboot, .labels = &kAutoRebootLabels, .object = &kAutoReboot,
         .packages = "autoreboot", .service = system::serve_auto_reboot)
-SUBTREE(QSysCmdHal_Do_Device_Speedtest, .label = "Speedtest", .object = &kUnserved)
+SUBTREE(QSysCmdHal_Do_Device_Speedtest, .label = "Speedtest", .object = &kSpeedtest)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_1, .label = "X_QRN_VPN_1", .object = &kVpn1)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_2, .label = "X_QRN_VPN_2", .object = &kVpn2)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_3, .label = "X_QRN_VPN_3", .object = &kVpn3)

@@ -25,6 +25,8 @@ extern const Object kUser;
 extern const Object kAutoReboot;
 extern const Object kTelnet;
 extern const Object kSsh;
+extern const Object kThroughput;
+extern const Object kSpeedtest;
 
 // handlers/network/
 extern const Object kDhcpV4Client;

@@ -190,9 +190,12 @@ u32 run_tool(const ToolRun& run, const char* module)
     {
         const StdioReserve reserve;
         const FileDescriptor nothing{-1};
-        const FileDescriptor input = run.input.empty() ? FileDescriptor{-1} : hold(run.input);
-        const bool is_ready = (run.input.empty() || input.is_open()) &&
-                              (run.output == nullptr || pipe2(printed, O_CLOEXEC) == 0);
+        const bool is_fed = !run.input.empty() || run.standard_input >= 0;
+        const FileDescriptor input = !run.input.empty() ? hold(run.input)
+                                     : is_fed ? FileDescriptor{fcntl(run.standard_input, F_DUPFD_CLOEXEC, 3)}
+                                              : FileDescriptor{-1};
+        const bool is_ready =
+            (!is_fed || input.is_open()) && (run.output == nullptr || pipe2(printed, O_CLOEXEC) == 0);
         const FileDescriptor their_output{printed[1]};
         if (is_ready) {
             Start start;

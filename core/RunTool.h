@@ -20,6 +20,7 @@ struct ToolRun {
     const char* const* arguments; ///< the program first, null last
     u32 deadline = 5000;          ///< milliseconds; 0: none
     std::string_view input{};     ///< what it reads from its standard input
+    int standard_input = -1;      ///< a file that it gets as its standard input, without an input
     FileText* output = nullptr;   ///< gets what it prints, up to kToolOutput bytes; null: that is thrown away
     bool is_optional = false;     ///< not being installed is no error, is not logged, and gives kNotInstalled
 };

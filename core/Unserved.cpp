@@ -13,8 +13,6 @@ QSC_DEFINE_OBJECT(kUnserved, .path = "")
     const Qsc_ParamEntry TABLE[] = {kTableEnd};                                                              \
     QSC_DEFINE_OBJECT(NAME, .path = (PATH), .table = (TABLE))
 
-Qsc_ParamEntry g_QscSysUpgCmd[] = {kTableEnd};
-
 UNSERVED(kDhcpV4Pool, "Device.DHCPv4.Server.Pool.1", g_QscDhcpV4ServerPoolCmd)
 UNSERVED(kEthernetInterface, "Device.Ethernet.Interface.{i}", g_QscEthIfaceCmd)
 UNSERVED(kWan, "Device.IP.Interface.1", g_QscIpv4InterfaceCmd)
