@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: Apache-2.0
+// The names, types, access and words of objects that the public TR-181 model has, held against an extract of
+// it.
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "qsc_describe.h"
+#include "qsyscmdhal.h"
+#include "support/Outside.h"
+
+using namespace test;
+
+namespace
+{
+
+struct Standard {
+    std::string type;
+    std::string access;
+    std::string values;
+};
+
+std::map<std::pair<std::string, std::string>, Standard> read_standard()
+{
+    std::map<std::pair<std::string, std::string>, Standard> all;
+    std::ifstream file{QSC_SOURCE "/tests/data/tr181.tsv"};
+    std::string line;
+    std::getline(file, line);
+    while (std::getline(file, line)) {
+        std::istringstream columns{line};
+        std::string object;
+        std::string name;
+        Standard parameter;
+        std::getline(columns, object, '\t');
+        std::getline(columns, name, '\t');
+        std::getline(columns, parameter.type, '\t');
+        std::getline(columns, parameter.access, '\t');
+        std::getline(columns, parameter.values, '\t');
+        all[{object, name}] = parameter;
+    }
+    return all;
+}
+
+/// Our objects of rows, and the standard's that they mirror.
+const std::map<std::string, std::string> kMirrors = {
+    {"Device.DeviceInfo", "Device.DeviceInfo."},
+    {"Device.DeviceInfo.ProcessStatus", "Device.DeviceInfo.ProcessStatus."},
+    {"Device.DeviceInfo.MemoryStatus", "Device.DeviceInfo.MemoryStatus."},
+    {"Device.Routing.Router.1", "Device.Routing.Router.{i}."},
+    {"Device.Routing.Router.1.IPv4Forwarding.{i}", "Device.Routing.Router.{i}.IPv4Forwarding.{i}."},
+    {"Device.Users.User.1", "Device.Users.User.{i}."},
+    {"Device.LEDs", "Device.LEDs."},
+    {"Device.X_QRN_RemoteAccess.SSH", "Device.SSH.Server.{i}."},
+};
+
+/// Objects inside one of our own have their names bare; these are not the standard's.
+const std::set<std::string> kOurs = {"AuthorizedKeys", "WANAccess", "WANSourcePrefix"};
+
+std::string type_of(const Qsc_ParameterInfo& parameter)
+{
+    const std::string type = parameter.type;
+    const bool is_address = type == "IPv4Address" || type == "IPAddress";
+    return ((parameter.flags & QSC_PARAM_LIST) != 0 ? "list of " : "") + (is_address ? "IPv4Address" : type);
+}
+
+/// Every word of ours is one of theirs.
+bool are_words_of(const std::string& ours, const std::string& theirs)
+{
+    std::istringstream words{ours};
+    for (std::string word; std::getline(words, word, '|');) {
+        if (("|" + theirs + "|").find("|" + word + "|") == std::string::npos) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+TEST_F(OutsideTest, MirroredObjectsKeepTheStandardsNamesTypesAccessAndWords)
+{
+    const auto standard = read_standard();
+    ASSERT_GT(standard.size(), 100u);
+    size_t seen = 0;
+    Qsc_ObjectInfo object;
+    for (uint32_t i = 0; QSysCmdHal_DescribeObject(i, &object) == 0; ++i) {
+        const auto mirror = kMirrors.find(object.path);
+        if (mirror == kMirrors.end()) {
+            continue;
+        }
+        Qsc_ParameterInfo parameter;
+        for (uint32_t j = 0; QSysCmdHal_DescribeParameter(&object, j, &parameter) == 0; ++j) {
+            const std::string name = parameter.name;
+            if (name.starts_with("X_QRN_") || kOurs.contains(name)) {
+                continue;
+            }
+            const std::string place = mirror->second + name;
+            const auto found = standard.find({mirror->second, name});
+            ASSERT_NE(found, standard.end()) << place << " is not in the standard";
+            const Standard& theirs = found->second;
+            EXPECT_EQ(type_of(parameter), theirs.type) << place;
+            EXPECT_TRUE((parameter.access & kSet) == 0 || theirs.access == "rw")
+                << place << " offers more access";
+            const std::string values = parameter.values;
+            EXPECT_TRUE(theirs.values.empty() || values.find('|') == std::string::npos ||
+                        are_words_of(values, theirs.values))
+                << place << ": " << values << ", not " << theirs.values;
+            ++seen;
+        }
+    }
+    EXPECT_GE(seen, 30u);
+}
