@@ -38,6 +38,13 @@ Function* real(const char* name)
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+/// What the real configuration library answers; a fuzzer has none, as a device whose own is older.
+template <typename Function, typename... Arguments>
+uint32_t call_real(Function* next, Arguments... arguments)
+{
+    return next != nullptr ? next(arguments...) : uint32_t{EFAULT};
+}
+
 struct Pipe {
     FILE* stream;
     int status;
@@ -410,7 +417,7 @@ uint32_t QrnUci_SetList(const char* key, const char* const* items, uint32_t coun
         step += std::string{"["} + items[i] + "]";
     }
     const uint32_t code = code_of(step);
-    return code == 0 ? next(key, items, count) : code;
+    return code == 0 ? call_real(next, key, items, count) : code;
 }
 
 uint32_t QrnUci_AddSection(const char* package, const char* type, const char* name, char* buffer,
@@ -419,28 +426,28 @@ uint32_t QrnUci_AddSection(const char* package, const char* type, const char* na
     static auto* const next =
         real<uint32_t(const char*, const char*, const char*, char*, uint32_t)>("QrnUci_AddSection");
     const uint32_t code = code_of(std::string{"add "} + package + " " + type);
-    return code == 0 ? next(package, type, name, buffer, size) : code;
+    return code == 0 ? call_real(next, package, type, name, buffer, size) : code;
 }
 
 uint32_t QrnUci_DeleteSection(const char* key)
 {
     static auto* const next = real<uint32_t(const char*)>("QrnUci_DeleteSection");
     const uint32_t code = code_of(std::string{"delete "} + key);
-    return code == 0 ? next(key) : code;
+    return code == 0 ? call_real(next, key) : code;
 }
 
 uint32_t QrnUci_BeginChange(const char* package)
 {
     static auto* const next = real<uint32_t(const char*)>("QrnUci_BeginChange");
     const uint32_t code = code_of(std::string{"begin "} + package);
-    return code == 0 ? next(package) : code;
+    return code == 0 ? call_real(next, package) : code;
 }
 
 uint32_t QrnUci_EndChange(uint32_t keep)
 {
     static auto* const next = real<uint32_t(uint32_t)>("QrnUci_EndChange");
     const uint32_t failure = code_of(keep != 0 ? "keep" : "forget");
-    const uint32_t code = next(failure == 0 ? keep : 0);
+    const uint32_t code = call_real(next, failure == 0 ? keep : 0);
     return failure != 0 ? failure : code;
 }
 
