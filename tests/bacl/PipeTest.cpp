@@ -119,6 +119,7 @@ TEST_F(Pipe, CapturedOutputIsTruncatedToTheBuffer)
         {"a\nb\n", 8, "a\nb\n"},
         {"abcdefgh\nij", 8, "abcdefg"},
         {"abc\ndefgh", 8, "abc\ndef"},
+        {"ab\ncd", 5, "ab\nc"},
         {"abc", 1, ""},
         {"abc", 2, "a"},
     };

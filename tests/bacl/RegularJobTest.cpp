@@ -23,7 +23,7 @@ namespace
 struct Clock {
     bool is_fake = false;
     uint32_t now = 0;
-    Lines sleeps;                  ///< arguments of usleep(), in milliseconds
+    Lines sleeps;                  ///< arguments of usleep()
     std::function<void()> on_step; ///< called by each usleep()
 };
 
@@ -79,7 +79,7 @@ extern "C" int usleep(useconds_t time)
         return sched_yield();
     }
     g_clock.now += time / 1000;
-    g_clock.sleeps.push_back(std::to_string(time / 1000));
+    g_clock.sleeps.push_back(std::to_string(time));
     if (g_clock.on_step) {
         g_clock.on_step();
     }
@@ -163,14 +163,14 @@ TEST_F(RegularJob, WaitsInStepsUntilTheLimitHasPassed)
         BaCL_RegInfo_SetFlag(&info_, BACL_JOB_ACKNOWLEDGED | BACL_JOB_STOP); // of the previous thread
         g_clock.sleeps.clear();
         EXPECT_EQ(BaCL_RegInfo_CreateThread(&info_, silent, 0, limit), code) << limit;
-        EXPECT_EQ(g_clock.sleeps, Lines(steps, "50"));
+        EXPECT_EQ(g_clock.sleeps, Lines(steps, "50000"));
         EXPECT_EQ(BaCL_RegInfo_GetFlag(&info_),
                   code == 0 ? 2u : 0u + (steps == acknowledged_after ? 2u : 0u));
 
         BaCL_RegInfo_SetFlag(&info_, BACL_JOB_ACKNOWLEDGED | BACL_JOB_RUNNING);
         g_clock.sleeps.clear();
         EXPECT_EQ(BaCL_RegInfo_CloseThread(&info_, limit, 1), code) << limit;
-        EXPECT_EQ(g_clock.sleeps, Lines(steps, "50"));
+        EXPECT_EQ(g_clock.sleeps, Lines(steps, "50000"));
         EXPECT_EQ(BaCL_RegInfo_GetFlag(&info_) & ~2u, 4u) << "requested to stop, and no longer running";
     }
     g_clock.on_step = nullptr;

@@ -147,6 +147,7 @@ TEST_F(RingBuffer, PushesThatDoNotFitOverwriteOrFail)
               (std::vector<LogLine>{{3, "[E] DataSize (8) is too small for ouput size 9\n"}}));
     EXPECT_EQ(pop(8), "01234567");
     EXPECT_EQ(BaCL_RingBuf_ClearStateFlag(&ring_, 1), 0u);
+    EXPECT_EQ(BaCL_RingBuf_GetStateFlag(&ring_), 0u);
     EXPECT_EQ(BaCL_RingBuf_FreeBuffer(&ring_), 0u);
     EXPECT_EQ(push("x"), 14u) << "no storage, regardless of the flag";
     EXPECT_EQ(BaCL_RingBuf_GetBufferSize(&ring_), 0u);
@@ -460,12 +461,17 @@ TEST_F(RingBuffer, PrintsTheRecordAndItsBytes)
     ASSERT_GE(logs.size(), 9u);
     EXPECT_EQ(logs[0], (LogLine{7, "[D] mine (BaCL_RingBuffer):\n"}));
     EXPECT_EQ(logs[1].text, "[D] State 0x3\n");
+    EXPECT_EQ(logs[2].text.substr(0, 16), "[D] PtrBuffer 0x");
     EXPECT_EQ(logs[3].text, "[D] BufferSize 8\n");
     EXPECT_EQ(logs[4].text, "[D] DataSize 8\n");
     EXPECT_EQ(logs[5].text, "[D] StartLoc 4\n");
     EXPECT_EQ(logs[6].text, "[D] Threshold 0\n");
     EXPECT_NE(logs[7].text.find("Buffer"), std::string::npos);
     EXPECT_NE(logs.back().text.find("234567ab"), std::string::npos) << logs.back().text;
+    outside().logs.clear();
+    EXPECT_EQ(BaCL_RingBuf_Print(&ring_, nullptr), 0u);
+    EXPECT_EQ(BaCL_RingBuf_Print(&ring_, ""), 0u);
+    EXPECT_EQ(std::ranges::count(outside().logs, LogLine{7, "[D] BaCL_RingBuffer:\n"}), 2);
     outside().logs.clear();
     EXPECT_EQ(BaCL_RingBuf_Print(nullptr, nullptr), 22u);
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{{4, "[W] pointer is NULL\n"}}));

@@ -85,6 +85,10 @@ TEST_F(Log, ControlCharactersAreEscaped)
     for (const auto& [message, shown] : cases) {
         EXPECT_EQ(written(3, message), std::string{"[E] "} + shown);
     }
+    outside().logs.clear();
+    const wchar_t impossible[] = {0x110000, 0};
+    Qslog_Log(3, "M", 1, "f", "x%ls\n", impossible);
+    EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E] "}})) << "what cannot be formatted";
     const std::string many = written(3, std::string(4000, '\x01').c_str());
     EXPECT_EQ(many.size(), 4u + 4 * 1022);
     EXPECT_TRUE(many.ends_with("\\x01")) << "escapes are never split";
@@ -128,12 +132,9 @@ TEST_F(Log, DumpsStopAtTheLineCountOrTheEnd)
         size_t logged;
         const char* last;
     } cases[] = {
-        {3, data.data(), 40, 2, 4, "[E] 00000010:"},
-        {3, data.data(), 40, 9, 5, "[E] 00000020:"},
-        {3, data.data(), 32, 9, 4, "[E] 00000010:"},
-        {5, data.data(), 0, 0, 3, "[E] No data\\n\n"},
-        {5, nullptr, 4, 1, 3, "[E] No data\\n\n"},
-        {6, data.data(), 40, 0, 0, ""},
+        {3, data.data(), 40, 2, 4, "[E] 00000010:"}, {3, data.data(), 40, 9, 5, "[E] 00000020:"},
+        {3, data.data(), 32, 9, 4, "[E] 00000010:"}, {5, data.data(), 0, 0, 3, "[E] No data\\n\n"},
+        {5, nullptr, 4, 1, 3, "[E] No data\\n\n"},   {6, data.data(), 40, 0, 0, ""},
     };
     for (const auto& [level, bytes, length, lines, logged, last] : cases) {
         outside().logs.clear();
@@ -199,6 +200,9 @@ TEST_F(Log, EventRecordsAreAlwaysValidJson)
         {'n', "xyz" + repeat("\U0001F600", 2000), "n", "xyz" + repeat("\U0001F600", 1023)},
         {'n', std::string(4094, 'x') + "\xFFy", "n", std::string(4094, 'x') + "\uFFFD"},
     };
+    const wchar_t impossible[] = {0x110000, 0};
+    EXPECT_EQ(QEvtLog_Log("", 1, "", 1, 3, 'n', "x%ls", impossible), 0u);
+    EXPECT_EQ(outside().events, Lines{expected("n", "")}) << "what cannot be formatted";
     for (const auto& [status, message, status_shown, shown] : cases) {
         EXPECT_EQ(record(status, message), expected(status_shown, shown));
     }
@@ -215,6 +219,6 @@ TEST_F(Log, EventLogStartsOnceWithItsDefaults)
     EXPECT_EQ(outside().done, (Lines{"zlog_init /etc/zlog.conf", "zlog_get_category qrnevent",
                                      "zlog_put_mdc tag=QRN", "zlog_fini"}));
     EXPECT_EQ(g_PtrZlCategory, nullptr);
-    QEvtLog_Log(nullptr, 0, nullptr, 0, 0, 'n', "closed");
+    EXPECT_EQ(QEvtLog_Log(nullptr, 0, nullptr, 0, 0, 'n', "closed"), 0u);
     EXPECT_TRUE(outside().events.empty());
 }

@@ -272,6 +272,11 @@ TEST_F(FailingMemory, HostServicesAnswerACodeAndLeakNothing)
         EXPECT_TRUE(code == 0 ? text.view().size() > 256 : code == ENOMEM && text.view().empty()) << code;
         return code;
     });
+    with_every_allocation_failing("text", []() -> uint32_t {
+        const Armed armed;
+        qsc::FileText text;
+        return text.append("abc") && text.append("def") ? 0 : ENOMEM;
+    });
     with_every_allocation_failing("event", []() -> uint32_t {
         char message[4096] = {};
         std::memset(message, 1, sizeof message - 1);

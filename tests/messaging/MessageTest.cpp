@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "qscbase.h"
+#include "qslog.h"
 #include "support/Outside.h"
 
 using namespace test;
@@ -129,7 +130,7 @@ TEST_F(Message, IsLittleEndianOnEveryCpu)
     EXPECT_EQ(QSCBase_Send(0, 0, 1, 0, nullptr, 0, 0), 43u);
 }
 
-TEST_F(Message, BadArgumentsAreRejectedAndLoggedWithoutBlocking)
+TEST_F(Message, BadArgumentsAreRejectedAndLoggedByTheNonBlockingForm)
 {
     const struct {
         uint32_t queue;
@@ -150,6 +151,10 @@ TEST_F(Message, BadArgumentsAreRejectedAndLoggedWithoutBlocking)
         EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, log}}));
     }
     EXPECT_TRUE(g_calls.empty());
+    outside().logs.clear();
+    Qslog_SetProperty(QSLOG_LONG_PREFIX);
+    QSCBase_Send_NB(UINT32_MAX, 1, 0, nullptr, 0, 0, 1, 0);
+    EXPECT_EQ(outside().logs.at(0).text.substr(0, 12), "QSysCmdBase:");
 }
 
 TEST_F(Message, PausesBetweenAttempts)
