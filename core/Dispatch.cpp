@@ -340,10 +340,9 @@ const Object& object_at(const Subtree& subtree, const char* path)
 }
 
 u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
-             std::size_t number)
+             const Subtree& subtree)
 {
     forget_refusal();
-    const Subtree& subtree = subtrees()[number];
     const Request request{subtree.name, subtree.line, path, object, oper, argument, context, value};
     const u32 code =
         is_request(request) ? serve(subtree, request) : refuse(EINVAL, "the request is not a JSON object");
@@ -353,6 +352,12 @@ u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 
         forget_refusal();
     }
     return code;
+}
+
+u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
+             std::size_t number)
+{
+    return dispatch(path, object, oper, argument, context, value, subtrees()[number]);
 }
 
 u32 check_only(const Subtree& subtree, const char* path, json_object* object, u32 argument)

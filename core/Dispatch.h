@@ -151,8 +151,10 @@ class Subtree : Sparse<SubtreeCell, u16>
 };
 static_assert(sizeof(Subtree) <= 4 * sizeof(void*));
 
-/// Serves a request to the subtree of that number. It comes last, so that the arguments of a dispatcher stay
-/// where they came in.
+/// Serves a request to a subtree, or to the one of that number. It comes last, so that the arguments of a
+/// dispatcher stay where they came in.
+u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
+             const Subtree& subtree);
 u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
              std::size_t number);
 

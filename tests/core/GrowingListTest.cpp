@@ -48,12 +48,20 @@ constexpr Row kCountRows[] = {
 
 constexpr const char* kPath = "Device.Item.";
 
-constexpr qsc::Object kItem{
-    .path = "Device.Item.{i}", .rows = kItemRows, .source = &kSource, .area = "item", .list = &kItems};
-constexpr qsc::Object kCount{
-    .path = "Device.Count", .rows = kCountRows, .source = &kSource, .counted = &kItems};
-constexpr qsc::Subtree kList{.name = "Do_Item", .line = 7, .object = &kItem, .list = kPath};
-constexpr qsc::Subtree kCounting{.name = "Do_Count", .line = 8, .label = "Count", .object = &kCount};
+constexpr qsc::ObjectDescription kItemPlain[] = {{.path = "Device.Item.{i}",
+                                                  .rows = qsc::kPacked<qsc::PackedRow, kItemRows>,
+                                                  .source = &kSource,
+                                                  .area = "item",
+                                                  .list = &kItems}};
+constexpr qsc::ObjectDescription kCountPlain[] = {{.path = "Device.Count",
+                                                   .rows = qsc::kPacked<qsc::PackedRow, kCountRows>,
+                                                   .source = &kSource,
+                                                   .counted = &kItems}};
+constexpr qsc::SubtreeDescription kPlain[] = {
+    {.name = "Do_Item", .line = 7, .object = &kObject<kItemPlain>, .list = kPath},
+    {.name = "Do_Count", .line = 8, .label = "Count", .object = &kObject<kCountPlain>}};
+constexpr const qsc::Subtree& kList = qsc::kPacked<qsc::Subtree, kPlain>[0];
+constexpr const qsc::Subtree& kCounting = qsc::kPacked<qsc::Subtree, kPlain>[1];
 
 /// Two without a number, one with a number that is taken, one with a wrong one, and two that are not ours.
 constexpr const char* kStored = "config item 'first'\n\toption name 'a'\n\toption key 'ka'\n"

@@ -15,6 +15,10 @@ namespace test
 
 inline constexpr qsc::Source kSource{"Module", "File.cpp", sizeof "File.cpp"};
 
+/// An object from its description, which stands in an array of its own.
+template <const auto& Plain>
+inline constexpr qsc::Object kObject{Plain[0], qsc::kCells<Plain>.data()};
+
 class RowsTest : public OutsideTest
 {
   protected:
@@ -28,6 +32,7 @@ class RowsTest : public OutsideTest
         std::filesystem::remove_all("/tmp/.uci");
         std::filesystem::create_directories("/etc/config");
         outside().has_real_uci = true;
+        outside().has_real_commands = true;
         g_QSysCmdHalCb = [](uint64_t event, uint64_t) {
             outside().done.push_back("callback " + std::to_string(event));
             return uint64_t{0};

@@ -19,7 +19,7 @@ constexpr Access kReadWrite = Access::kReadWrite;
 /// Notes which checks are made when.
 uint32_t note(const RowCall& call, std::string_view stored)
 {
-    outside().done.push_back(std::string{"check "} + call.row.name.text + "=" + std::string{stored});
+    outside().done.push_back(std::string{"check "} + call.row.name + "=" + std::string{stored});
     return 0;
 }
 
@@ -121,13 +121,26 @@ constexpr Row kRows[] = {
 };
 static_assert(qsc::is_sound(kRows));
 
-constexpr qsc::Object kThing{.path = "Device.Thing",
-                             .rows = kRows,
-                             .source = &kSource,
-                             .area = "thing",
-                             .section = "thing.main.",
-                             .tool = &kCat};
-constexpr qsc::Subtree kSubtree{.name = "Do_Thing", .line = 7, .label = "Thing", .object = &kThing};
+/// Marks the rows of the table that the engine serves.
+uint32_t serve_row_of_thing(const char*, json_object*, uint32_t, uint32_t, int64_t, uint64_t)
+{
+    return EINVAL;
+}
+
+constexpr auto kTable = qsc::make_table(kRows, serve_row_of_thing);
+constexpr qsc::ObjectDescription kThing[] = {{.path = "Device.Thing",
+                                              .rows = qsc::kPacked<qsc::PackedRow, kRows>,
+                                              .table = kTable.entries,
+                                              .handler = serve_row_of_thing,
+                                              .source = &kSource,
+                                              .area = "thing",
+                                              .section = "thing.main.",
+                                              .tool = &kCat}};
+constexpr qsc::SubtreeDescription kPlain[] = {
+    {.name = "Do_Thing", .line = 7, .label = "Thing", .object = &kObject<kThing>},
+    {.name = "Do", .line = 1, .label = "L", .object = &kObject<kThing>, .served = QSC_OPER_SET}};
+constexpr const qsc::Subtree& kSubtree = qsc::kPacked<qsc::Subtree, kPlain>[0];
+constexpr const qsc::Subtree& kSetOnly = qsc::kPacked<qsc::Subtree, kPlain>[1];
 constexpr const char* kPath = "Device.Thing";
 
 constexpr const char* kStored = "config thing 'main'\n"
@@ -372,7 +385,6 @@ TEST_F(ServeRow, GetsStopAtAFailureAndFunctionsAnswerForThemselves)
     EXPECT_STREQ(QSysCmdHal_LastError(), "Device.Thing: Function: not for you");
     EXPECT_EQ(send(kSubtree, kPath, kGet, R"({"Function":null})"), Fails(EINVAL, R"({"Function":null})"));
     // Get wins where both are asked for, but not over what the subtree serves.
-    constexpr qsc::Subtree kSetOnly{.name = "Do", .line = 1, .label = "L", .object = &kThing, .served = kSet};
     EXPECT_EQ(send(kSubtree, kPath, kGet | kSet, R"({"Number":{"ParamValue":1}})").value("Number"), "42");
     EXPECT_EQ(send(kSetOnly, kPath, kGet | kSet, R"({"Number":{"ParamValue":1}})").value("Number"), "1");
     EXPECT_EQ(steps(), Lines{"set thing.main.number=1"});
@@ -397,13 +409,15 @@ TEST_F(ServeRow, InstancesAreThoseThatExist)
     static constexpr Row kPortRows[] = {
         {.name = "Number", .kind = Kind::kInteger, .access = kReadWrite, .key = "thing.main.number"}};
     constexpr auto is_odd = [](int32_t instance) { return instance % 2 != 0; };
-    static constexpr qsc::Object kPort{.path = "Device.Port.{i}",
-                                       .rows = kPortRows,
-                                       .source = &kSource,
-                                       .area = "port",
-                                       .instances = 4,
-                                       .exists = is_odd};
-    constexpr qsc::Subtree kPorts{.name = "Do_Port", .line = 1, .object = &kPort};
+    static constexpr qsc::ObjectDescription kPort[] = {{.path = "Device.Port.{i}",
+                                                        .rows = qsc::kPacked<qsc::PackedRow, kPortRows>,
+                                                        .source = &kSource,
+                                                        .area = "port",
+                                                        .instances = 4,
+                                                        .exists = is_odd}};
+    static constexpr qsc::SubtreeDescription kPortPlain[] = {
+        {.name = "Do_Port", .line = 1, .object = &kObject<kPort>}};
+    const qsc::Subtree& ports = qsc::kPacked<qsc::Subtree, kPortPlain>[0];
     const struct {
         const char* path;
         bool exists;
@@ -416,13 +430,13 @@ TEST_F(ServeRow, InstancesAreThoseThatExist)
     for (const auto& one : cases) {
         SCOPED_TRACE(one.path);
         const Code code = one.exists ? Succeeds() : Fails(EINVAL);
-        EXPECT_EQ(send(kPorts, one.path, kGet, "{}"), code);
-        EXPECT_EQ(send(kPorts, one.path, kGet, R"({"Number":{}})"), code);
-        EXPECT_EQ(send(kPorts, one.path, kSet, "{}"), code);
-        EXPECT_EQ(send(kPorts, one.path, kSet, R"({"Number":{"ParamValue":5}})"), code);
+        EXPECT_EQ(send(ports, one.path, kGet, "{}"), code);
+        EXPECT_EQ(send(ports, one.path, kGet, R"({"Number":{}})"), code);
+        EXPECT_EQ(send(ports, one.path, kSet, "{}"), code);
+        EXPECT_EQ(send(ports, one.path, kSet, R"({"Number":{"ParamValue":5}})"), code);
         EXPECT_EQ(messages().size(), one.exists ? 1u : 0u);
         EXPECT_EQ(std::string{QSysCmdHal_LastError()}.empty(), one.exists);
     }
-    EXPECT_EQ(send(kPorts, "Device.Port.3", kSet, R"({"Number":{"ParamValue":5}})"), Succeeds());
+    EXPECT_EQ(send(ports, "Device.Port.3", kSet, R"({"Number":{"ParamValue":5}})"), Succeeds());
     EXPECT_EQ(messages(), Lines{"set port [3] Number 5 by CLI"});
 }
