@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The linked list. Nodes are unlinked only when nobody is walking.
+// The linked list. Nodes are unlinked only while no thread walks it.
 #include "include/bacl_link_list.h"
 
 #include <cstdlib>
@@ -25,7 +25,7 @@ bool is_deleted(const BaCL_LinkNode& node)
     return (node.Flag & BACL_NODE_DELETED) != 0;
 }
 
-/// The node itself, or the first after it, that is not deleted.
+/// Returns the first node from here on that is not deleted, or null.
 BaCL_LinkNode* skip_deleted(BaCL_LinkNode* node)
 {
     while (node != nullptr && is_deleted(*node)) {
@@ -40,7 +40,7 @@ void unlink(BaCL_LinkList& list, const BaCL_LinkNode& node)
     (node.PtrNext != nullptr ? node.PtrNext->PtrPrevious : list.PtrLast) = node.PtrPrevious;
 }
 
-/// Frees the deleted nodes, if nobody is walking.
+/// Frees the deleted nodes unless a thread walks the list.
 void purge(BaCL_LinkList& list)
 {
     if (list.WalkerCount != 0) {
@@ -72,7 +72,7 @@ void delete_all(BaCL_LinkList& list)
     purge(list);
 }
 
-/// Adds before `next`; null: as the last.
+/// Adds a node before `next`, or at the end if it is null.
 u32 add(BaCL_LinkList& list, BaCL_LinkNode* next, void* data, BaCL_LinkNode** added)
 {
     auto* const node = list.Allocate != nullptr
@@ -93,7 +93,7 @@ u32 add(BaCL_LinkList& list, BaCL_LinkNode* next, void* data, BaCL_LinkNode** ad
     return 0;
 }
 
-/// Ends a function on a bad record, or calls use(*list) with the mutex held.
+/// Calls use(*list) with the mutex held, unless the arguments are bad or the lock fails.
 template <typename Result, typename Use>
 Result with_list(BaCL_LinkList* list, const Caller& caller, bool takes_mutex, bool is_right, Result wrong,
                  Use use)
@@ -223,7 +223,7 @@ BaCL_LinkNode* BaCL_LinkList_Find_WM(BaCL_LinkList* list, BaCL_NodeVisit match, 
     const auto visit = [&](BaCL_LinkList& it) {
         ++it.WalkerCount;
         found = skip_deleted(it.PtrFirst);
-        // What the callback deletes is no match.
+        // A node that the callback deletes does not match.
         while (found != nullptr && (match(found, argument) == 0 || is_deleted(*found))) {
             found = skip_deleted(found->PtrNext);
         }

@@ -23,7 +23,7 @@ bool is_past(const timespec& moment)
     return now.tv_sec > moment.tv_sec || (now.tv_sec == moment.tv_sec && now.tv_nsec > moment.tv_nsec);
 }
 
-/// Others may have put anything there, and who may open a file may lock it for ever.
+/// Whether nobody else can have created the file or can open it: whoever opens it could lock it for ever.
 bool is_ours(int descriptor)
 {
     struct stat status = {};
@@ -31,7 +31,7 @@ bool is_ours(int descriptor)
            (status.st_mode & 0077) == 0;
 }
 
-/// Locks a file for this process; the lock does not pass to children.
+/// Locks a file for this process; children do not inherit the lock.
 int lock_until(int descriptor, const timespec& deadline)
 {
     struct flock whole = {};
@@ -68,7 +68,8 @@ ProcessLock::ProcessLock(pthread_mutex_t& mutex, const char* path)
 
 ProcessLock::~ProcessLock()
 {
-    (void)file_.close(); // before the next thread opens it, because closing it gives up every lock on it
+    (void)file_
+        .close(); // before another thread opens it: closing releases all locks of the process on the file
     if (mutex_ != nullptr) {
         (void)pthread_mutex_unlock(mutex_);
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Keeps other threads and other processes out of what only one at a time may do.
+// Mutual exclusion between threads and processes.
 #pragma once
 
 #include <pthread.h>
@@ -10,20 +10,19 @@
 namespace qsc
 {
 
-/// Holds a mutex and the lock of a file of our own until it goes out of scope. The file is made when it is
-/// not there, and stays; one that somebody else has put in its place is no lock. A child that is forked
-/// meanwhile keeps nothing locked.
+/// Locks a mutex and a lock file for its lifetime. The file is created if necessary and not removed; a file
+/// of another user is not accepted. Forked children do not inherit the lock.
 class ProcessLock
 {
   public:
-    /// Waits up to five seconds.
+    /// Waits for at most five seconds.
     ProcessLock(pthread_mutex_t& mutex, const char* path);
     ProcessLock(const ProcessLock&) = delete;
     ProcessLock& operator=(const ProcessLock&) = delete;
     ~ProcessLock();
 
-    /// 0: it is held; ETIMEDOUT: others hold it; EPERM: the file is not ours, or no plain file; else an
-    /// errno.
+    /// 0 if locked, ETIMEDOUT if others hold the lock, EPERM if the file is not a regular file of our own
+    /// that nobody else may open, or another errno.
     [[nodiscard]] u32 code() const { return static_cast<u32>(error_); }
 
   private:

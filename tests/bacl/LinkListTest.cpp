@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The linked list, on one thread and on several.
+// The linked list, with one and several threads.
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -30,7 +30,7 @@ BaCL_LinkNode* allocate(void* data)
 void release(BaCL_LinkNode* node)
 {
     --g_nodes;
-    // Whoever reads it from now on is told by the sanitizers, and by this.
+    // So that using a freed node fails without sanitizers, too.
     std::memset(node, 0xA5, sizeof *node);
     std::free(node);
 }
@@ -42,7 +42,7 @@ char* text(const char* data)
 
 int32_t compare(const void* first, const void* second)
 {
-    // By the first letter alone, so that there are equal ones.
+    // Only the first letter, so that some are equal.
     return *static_cast<const char*>(first) - *static_cast<const char*>(second);
 }
 
@@ -75,7 +75,7 @@ class LinkList : public testing::Test
         if (list_.State != 0) {
             EXPECT_EQ(BaCL_LinkList_Close(&list_), 0u);
         }
-        EXPECT_EQ(g_nodes, 0) << "every node is freed, and once";
+        EXPECT_EQ(g_nodes, 0) << "every node is freed once";
     }
 
     std::string all()
@@ -90,7 +90,7 @@ class LinkList : public testing::Test
     BaCL_LinkList list_;
 };
 
-TEST_F(LinkList, NodesStandWhereTheyAreAdded)
+TEST_F(LinkList, AddsNodesInTheRightPlaces)
 {
     BaCL_LinkNode* b = nullptr;
     EXPECT_EQ(BaCL_LinkList_AddLast(&list_, text("b"), &b), 0u);
@@ -109,7 +109,7 @@ TEST_F(LinkList, NodesStandWhereTheyAreAdded)
     EXPECT_EQ(backwards, "edcb2babaA");
 }
 
-TEST_F(LinkList, WhatIsDeletedDuringAWalkKeepsItsPlaceUntilTheLastWalkerLeaves)
+TEST_F(LinkList, DeletedNodesAreFreedAfterTheLastWalk)
 {
     for (const char* name : {"a", "b", "c"}) {
         ASSERT_EQ(BaCL_LinkList_AddLast(&list_, text(name), nullptr), 0u);
@@ -126,14 +126,14 @@ TEST_F(LinkList, WhatIsDeletedDuringAWalkKeepsItsPlaceUntilTheLastWalkerLeaves)
     EXPECT_EQ(all(), "c ");
     EXPECT_EQ(BaCL_LinkList_GetCount(&list_), 1u);
     EXPECT_EQ(BaCL_LinkList_GetDeletedCount(&list_), 2u);
-    EXPECT_EQ(BaCL_LinkList_NextNode(&list_, a), list_.PtrLast) << "who stands on a deleted one goes on";
+    EXPECT_EQ(BaCL_LinkList_NextNode(&list_, a), list_.PtrLast) << "steps from a deleted node";
     EXPECT_EQ(BaCL_LinkList_AddSorted(&list_, text("b"), compare, nullptr), 0u);
     EXPECT_EQ(all(), "b c ");
-    EXPECT_EQ(BaCL_LinkList_Close(&list_), 14u) << "somebody is walking";
+    EXPECT_EQ(BaCL_LinkList_Close(&list_), 14u) << "a walk is not finished";
     EXPECT_EQ(BaCL_LinkList_LeaveWalk(&list_), 0u);
     EXPECT_EQ(g_nodes, 4);
     EXPECT_EQ(BaCL_LinkList_LeaveWalk(&list_), 0u);
-    EXPECT_EQ(g_nodes, 2) << "the last one has freed them";
+    EXPECT_EQ(g_nodes, 2) << "freed by the last one";
     EXPECT_EQ(BaCL_LinkList_LeaveWalk(&list_), 14u);
     EXPECT_EQ(all(), "b c ");
     EXPECT_EQ(BaCL_LinkList_DeleteAll(&list_), 0u);
@@ -157,16 +157,16 @@ TEST_F(LinkList, CallbacksMayChangeTheList)
     EXPECT_EQ(BaCL_LinkList_Walk(&list_, keep_last, &list_), 0u);
     EXPECT_EQ(all(), "c d ");
     EXPECT_EQ(g_nodes, 2);
-    EXPECT_EQ(BaCL_LinkList_Walk(&list_, is_named, text("c")), 7u) << "the visit that ended it";
+    EXPECT_EQ(BaCL_LinkList_Walk(&list_, is_named, text("c")), 7u) << "the result of the visit";
     const auto delete_it = [](BaCL_LinkNode* node, void* argument) -> uint32_t {
         EXPECT_EQ(BaCL_LinkList_Delete_WM(static_cast<BaCL_LinkList*>(argument), node, 0), 0u);
         return 1;
     };
-    EXPECT_EQ(BaCL_LinkList_Find(&list_, delete_it, &list_), nullptr) << "what is deleted is not found";
+    EXPECT_EQ(BaCL_LinkList_Find(&list_, delete_it, &list_), nullptr) << "deleted nodes are not found";
     EXPECT_EQ(g_nodes, 0);
 }
 
-TEST_F(LinkList, BadRecordsAndArgumentsAreRefused)
+TEST_F(LinkList, BadRecordsAndArgumentsAreRejected)
 {
     BaCL_LinkList cleared;
     std::memset(&cleared, 0, sizeof cleared);
@@ -179,7 +179,7 @@ TEST_F(LinkList, BadRecordsAndArgumentsAreRefused)
         EXPECT_EQ(BaCL_LinkList_Close(bad), 22u);
     }
     EXPECT_EQ(BaCL_LinkList_Init(nullptr, nullptr, nullptr), 22u);
-    EXPECT_EQ(BaCL_LinkList_Init(&cleared, allocate, nullptr), 22u) << "who allocates must free";
+    EXPECT_EQ(BaCL_LinkList_Init(&cleared, allocate, nullptr), 22u) << "both callbacks or none";
     EXPECT_EQ(BaCL_LinkList_Init(&cleared, nullptr, release), 22u);
     EXPECT_EQ(BaCL_LinkList_AddSorted(&list_, nullptr, nullptr, nullptr), 22u);
     EXPECT_EQ(BaCL_LinkList_AddBefore(&list_, nullptr, nullptr, nullptr), 22u);
@@ -190,8 +190,8 @@ TEST_F(LinkList, BadRecordsAndArgumentsAreRefused)
     EXPECT_EQ(BaCL_LinkList_GetCount(&list_), 0u);
 }
 
-// For the thread sanitizer: nobody meets a node that is freed, and none is lost.
-TEST_F(LinkList, WalkersFindersAddersAndDeletersAtOnce)
+// For the thread sanitizer: no thread sees a freed node, and none is lost.
+TEST_F(LinkList, ThreadsWalkFindAddAndDelete)
 {
     constexpr int kRounds = 300;
     static char names[26][2];
