@@ -5,7 +5,7 @@
 
 #include "core/Dispatch.h"
 #include "core/Objects.h"
-#include "handlers/system/Services.h"
+#include "core/ServiceSteps.h"
 #include "include/qsc_device_time.h"
 #include "include/qsc_dhcpv4_client.h"
 #include "include/qsc_handlers.h"

@@ -10,7 +10,7 @@
 #include "core/Objects.h"
 #include "core/ServeRow.h"
 #include "core/Service.h"
-#include "handlers/system/Services.h"
+#include "core/ServiceSteps.h"
 #include "handlers/system/ZoneRule.h"
 #include "include/qsc_handlers.h"
 

@@ -9,7 +9,7 @@
 #include "core/Objects.h"
 #include "core/ServeRow.h"
 #include "core/Service.h"
-#include "handlers/system/Services.h"
+#include "core/ServiceSteps.h"
 #include "include/qsc_handlers.h"
 
 using namespace qsc;

@@ -4,10 +4,10 @@
 #include "base/UciOptional.h"
 #include "core/Objects.h"
 #include "core/Service.h"
+#include "core/ServiceSteps.h"
 #include "handlers/system/Accounts.h"
 #include "handlers/system/AuthorizedKeys.h"
 #include "handlers/system/RemoteAccess.h"
-#include "handlers/system/Services.h"
 #include "include/qsc_handlers.h"
 
 using namespace qsc;

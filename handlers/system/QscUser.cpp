@@ -5,9 +5,9 @@
 #include "core/Objects.h"
 #include "core/RunTool.h"
 #include "core/Service.h"
+#include "core/ServiceSteps.h"
 #include "handlers/system/Accounts.h"
 #include "handlers/system/RemoteAccess.h"
-#include "handlers/system/Services.h"
 #include "include/qsc_handlers.h"
 
 using namespace qsc;

@@ -15,7 +15,7 @@ uint32_t QrnUci_Close(void)
     return 0;
 }
 
-uint32_t QrnUci_GetString(const char *key, char *buffer, uint32_t size)
+uint32_t QrnUci_GetString(const char* key, char* buffer, uint32_t size)
 {
     if (strcmp(key, "system.ntp.enabled") != 0) {
         return 14;
@@ -24,7 +24,7 @@ uint32_t QrnUci_GetString(const char *key, char *buffer, uint32_t size)
     return 0;
 }
 
-uint32_t QrnUci_SetNewString(const char *key, const char *value, uint32_t reserved, uint32_t mark)
+uint32_t QrnUci_SetNewString(const char* key, const char* value, uint32_t reserved, uint32_t mark)
 {
     (void)key;
     (void)value;
@@ -33,7 +33,7 @@ uint32_t QrnUci_SetNewString(const char *key, const char *value, uint32_t reserv
     return 14;
 }
 
-uint32_t QrnUci_GetListItem(const char *key, uint32_t index, char *buffer, uint32_t size)
+uint32_t QrnUci_GetListItem(const char* key, uint32_t index, char* buffer, uint32_t size)
 {
     (void)key;
     (void)index;
@@ -41,7 +41,7 @@ uint32_t QrnUci_GetListItem(const char *key, uint32_t index, char *buffer, uint3
     return 0;
 }
 
-uint32_t QrnUci_SetListItem(const char *key, uint32_t index, const char *value)
+uint32_t QrnUci_SetListItem(const char* key, uint32_t index, const char* value)
 {
     (void)key;
     (void)index;
@@ -49,7 +49,7 @@ uint32_t QrnUci_SetListItem(const char *key, uint32_t index, const char *value)
     return 14;
 }
 
-uint32_t QrnUci_CommitPackage(const char *package)
+uint32_t QrnUci_CommitPackage(const char* package)
 {
     (void)package;
     return 14;

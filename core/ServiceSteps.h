@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What the service step of a system object does besides running init scripts.
+// Service steps that do more than run init scripts, each defined beside its object.
 #pragma once
 
 #include "base/Types.h"
