@@ -62,7 +62,7 @@ Device.DHCPv4.Client.1.SentOption.2.XQrnValueStr = id"
     qsc set Device.DHCPv4.Client.1.ReqOption.1 Enable=1 # marked, for a commit in another process
     run qsc set Device.DHCPv4.Client.1.ReqOption.1 Value=x --apply
     same "$status" 1
-    [[ $output == *"code 14"* ]]
+    [[ $output == *"the list of requested options could not be read" ]]
     same "$(device uci get network.wan.reqopts)" "$long"
     device uci set "network.wan.reqopts=1 3"
     qsc set Device.DHCPv4.Client.1.ReqOption.1 Value=y --apply
