@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// The header-only parts of the standard library call this for a position past the end of a text, which is a fault of
-// ours. Without a definition here they would want the C++ runtime for it.
+// The header-only parts of the standard library call this for a position past the end of a text, which is a
+// fault of ours. Without a definition here they would want the C++ runtime for it.
 #include <cstdlib>
 #include <string_view>
 

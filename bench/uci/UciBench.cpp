@@ -22,7 +22,7 @@
 #ifdef QSC_BASELINE_LIBUCI
 #include <uci.h>
 #else
-#include "platform/Codec.h"
+#include "uci/Codec.h"
 #endif
 
 namespace

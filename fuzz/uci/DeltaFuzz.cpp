@@ -7,7 +7,7 @@
 #include <string>
 
 #include "fuzz/uci/Written.h"
-#include "platform/Delta.h"
+#include "uci/Delta.h"
 
 using namespace qrnuci;
 

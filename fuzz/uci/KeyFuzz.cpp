@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "platform/Key.h"
+#include "uci/Key.h"
 
 using namespace qrnuci;
 

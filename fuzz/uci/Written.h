@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/Codec.h"
+#include "uci/Codec.h"
 
 inline std::string written(const qrnuci::Package& package)
 {

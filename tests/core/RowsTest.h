@@ -6,9 +6,9 @@
 
 #include "core/Dispatch.h"
 #include "core/ServeRow.h"
-#include "platform/PrivateFolders.h"
 #include "support/Outside.h"
 #include "support/TemporaryFolder.h"
+#include "uci/PrivateFolders.h"
 
 namespace test
 {

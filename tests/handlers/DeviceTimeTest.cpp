@@ -7,10 +7,10 @@
 
 #include <sys/stat.h>
 
-#include "platform/PrivateFolders.h"
 #include "qsc_device_time.h"
 #include "support/Outside.h"
 #include "support/TemporaryFolder.h"
+#include "uci/PrivateFolders.h"
 
 using namespace test;
 

@@ -2,10 +2,10 @@
 // "Device.WiFi.SSID" on a fake device.
 #include <filesystem>
 
-#include "platform/PrivateFolders.h"
 #include "qsc_wifi.h"
 #include "support/Outside.h"
 #include "support/TemporaryFolder.h"
+#include "uci/PrivateFolders.h"
 
 using namespace test;
 

@@ -16,12 +16,12 @@
 
 #include "bacl_regular_job.h"
 #include "bacl_ring_buffer.h"
-#include "platform/PrivateFolders.h"
 #include "qrnuci.h"
 #include "qsc_handlers.h"
 #include "qslog.h"
 #include "qsyscmdhal.h"
 #include "support/TemporaryFolder.h"
+#include "uci/PrivateFolders.h"
 
 using namespace test;
 

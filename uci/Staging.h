@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: Apache-2.0
+// One change of a package: its files are locked, its lines collected and then staged whole or not at all.
+#pragma once
+
+#include <string_view>
+
+#include "uci/Growing.h"
+#include "uci/PackageFiles.h"
+
+namespace qrnuci
+{
+
+/// A package that is about to change.
+struct PackageChange {
+    qsc::Text<255> name;
+    PackageFiles files;
+    Package package; ///< with everything staged
+    Growing lines;   ///< what is to be staged
+};
+
+/// The change that this thread has begun for callers; null: none.
+[[nodiscard]] PackageChange* thread_change();
+
+/// The package as this thread is changing it; null: it is not.
+[[nodiscard]] const Package* changed_package(std::string_view name);
+
+/// Begins and ends the thread's change.
+[[nodiscard]] u32 begin_change(std::string_view name);
+[[nodiscard]] u32 end_change(bool is_kept);
+
+/// What one call writes: a part of the thread's change if that is of the same package, else a change of its
+/// own.
+class Staging
+{
+  public:
+    [[nodiscard]] u32 open(std::string_view name);
+    [[nodiscard]] Package& package() { return change_->package; }
+
+    /// Finds a section that is to change. EFAULT: there is none, which is logged.
+    [[nodiscard]] u32 find(const Key& key, const Section*& section);
+
+    /// Adds one line: "[MARK]PACKAGE.SECTION[.OPTION][='VALUE']".
+    void add(std::string_view mark, const Section& section, std::string_view option);
+    void add(std::string_view mark, std::string_view section, std::string_view option,
+             std::string_view value);
+
+    /// Stages the lines.
+    [[nodiscard]] u32 finish();
+
+  private:
+    PackageChange own_;
+    PackageChange* change_ = &own_;
+    Growing lines_;
+};
+
+} // namespace qrnuci
