@@ -12,6 +12,9 @@
 #include "core/ServiceSteps.h"
 #include "include/qsc_handlers.h"
 
+/// The client of the peripheral daemon, in hosts that link it.
+extern "C" [[gnu::weak]] uint32_t QPerCtlC_SendCmdByString(const char* command);
+
 using namespace qsc;
 
 namespace
@@ -78,6 +81,9 @@ u32 qsc::system::serve_leds(const char*, json_object* request)
     Sources sources;
     if (are_off && sources.file(kScript).find("leds_off") == std::string_view::npos) {
         (void)for_each_led(darken);
+    }
+    if (QPerCtlC_SendCmdByString != nullptr) {
+        (void)QPerCtlC_SendCmdByString(are_off ? "led off" : "led on");
     }
     return 0;
 }
