@@ -29,6 +29,7 @@ install(FILES ${PROJECT_BINARY_DIR}/qsyscmdhalConfig.cmake ${PROJECT_BINARY_DIR}
 install(EXPORT qsyscmdhalTargets NAMESPACE qsyscmdhal:: DESTINATION ${package} COMPONENT development)
 
 install(FILES packaging/man/qsc.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+install(FILES packaging/man/qsyscmdhal.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT tools)
 install(FILES packaging/man/qscd.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT tools)
 install(FILES packaging/man/libqsyscmdhal.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3 COMPONENT development)
 install(FILES packaging/completion/qsc.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME qsc

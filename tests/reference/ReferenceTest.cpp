@@ -125,11 +125,11 @@ Probe probe(const Qsc_ObjectInfo& object, const Qsc_ParameterInfo& parameter)
 }
 
 /// "boolean", "list of string, 0:3, seconds"
-std::string type_of(const Qsc_ParameterInfo& parameter)
+std::string type_of(const Qsc_ParameterInfo& parameter, const std::string& values)
 {
     std::string text = (parameter.flags & QSC_PARAM_LIST) != 0 ? "list of " : "";
     text += parameter.type;
-    text += (*parameter.values != '\0' ? " " : "") + escaped(parameter.values);
+    text += (values.empty() ? "" : " ") + values;
     text += (*parameter.units != '\0' ? ", " : "") + std::string{parameter.units};
     text += (parameter.flags & QSC_PARAM_SECRET) != 0 ? ", secret" : "";
     text += (parameter.flags & QSC_PARAM_NEEDED) != 0 ? ", needed" : "";
@@ -161,8 +161,8 @@ void write_table(std::ostream& out, const Qsc_ObjectInfo& object)
     for (uint32_t i = 0; QSysCmdHal_DescribeParameter(&object, i, &parameter) == 0; ++i) {
         const Probe found = probe(object, parameter);
         const uint32_t access = parameter.access & object.access;
-        out << "| " << id_of(object, parameter, i) << " | " << parameter.name << " | " << type_of(parameter)
-            << " | "
+        out << "| " << id_of(object, parameter, i) << " | " << parameter.name << " | "
+            << type_of(parameter, escaped(parameter.values)) << " | "
             << (access == (kGet | kSet) ? "get, set"
                 : access == kGet        ? "get"
                                         : "set")
@@ -281,16 +281,54 @@ std::string write_reference()
     return out.str();
 }
 
-} // namespace
-
-TEST_F(OutsideTest, TheReferenceIsCurrent)
+/// The same for the manual: each object with its parameters.
+std::string write_manual()
 {
-    constexpr const char* kFile = QSC_SOURCE "/docs/reference.md";
-    const std::string written = write_reference();
+    std::ostringstream out;
+    out << ".\\\" SPDX-License-Identifier: Apache-2.0\n"
+           ".\\\" Written by ./dev reference.\n"
+           ".TH QSYSCMDHAL 7 \"\" qsyscmdhal \"Device tree\"\n"
+           ".SH NAME\n"
+           "qsyscmdhal \\- objects and parameters of the system command layer\n"
+           ".SH DESCRIPTION\n"
+           "What\n.BR qsc (1)\nand other front ends can get and set. \"{i}\" stands for an instance number.\n"
+           ".SH OBJECTS\n";
+    Qsc_ObjectInfo object;
+    for (uint32_t i = 0; QSysCmdHal_DescribeObject(i, &object) == 0; ++i) {
+        if (object.parameters == 0) {
+            continue;
+        }
+        out << ".SS " << object.path << "\n";
+        Qsc_ParameterInfo parameter;
+        for (uint32_t j = 0; QSysCmdHal_DescribeParameter(&object, j, &parameter) == 0; ++j) {
+            const uint32_t access = parameter.access & object.access;
+            out << ".TP\n.B " << parameter.name << "\n"
+                << type_of(parameter, parameter.values)
+                << (access == (kGet | kSet) ? "; get, set"
+                    : access == kGet        ? "; get"
+                                            : "; set")
+                << "\n";
+        }
+    }
+    out << ".SH SEE ALSO\n.BR qsc (1),\n.BR qscd (8)\n";
+    return out.str();
+}
+
+/// Holds a file against what it should be, or writes it.
+void hold(const char* file, const std::string& written)
+{
     if (std::getenv("QSC_WRITE_REFERENCE") != nullptr) {
-        std::ofstream{kFile} << written;
+        std::ofstream{file} << written;
     }
     std::ostringstream stored;
-    stored << std::ifstream{kFile}.rdbuf();
-    EXPECT_TRUE(stored.str() == written) << "docs/reference.md is not current; run ./dev reference";
+    stored << std::ifstream{file}.rdbuf();
+    EXPECT_TRUE(stored.str() == written) << file << " is not current; run ./dev reference";
+}
+
+} // namespace
+
+TEST_F(OutsideTest, TheReferenceAndTheManualAreCurrent)
+{
+    hold(QSC_SOURCE "/docs/reference.md", write_reference());
+    hold(QSC_SOURCE "/packaging/man/qsyscmdhal.7", write_manual());
 }
