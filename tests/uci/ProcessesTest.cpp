@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <set>
 #include <vector>
 
 #include <sys/file.h>
@@ -71,6 +72,45 @@ TEST_F(Processes, NoUpdateIsLost)
     }
     EXPECT_EQ(get("p.s.l"), "x");
     EXPECT_EQ(staged("p"), "");
+}
+
+TEST_F(Processes, NoSectionIsAddedTwiceUnderOneNumber)
+{
+    constexpr int kWriters = 4;
+    put_config("p", "config t s\n");
+    const int most = rounds(25);
+    // Each takes the lowest number that is free, and then gives some of them back.
+    run_processes(kWriters, [&](int writer) {
+        for (int i = 0; i < most; ++i) {
+            if (QrnUci_BeginChange("p") != 0) {
+                return false;
+            }
+            std::array<char, 64> name{};
+            int number = 1;
+            while (QrnUci_FindSection("p", "rule", "number", std::to_string(number).c_str(), name.data(),
+                                      64) == 0) {
+                ++number;
+            }
+            const uint32_t code = QrnUci_AddSection("p", "rule", nullptr, name.data(), name.size());
+            const std::string section = std::string{"p."} + name.data();
+            if (code != 0 ||
+                QrnUci_SetNewString((section + ".number").c_str(), std::to_string(number).c_str(), 0, 1) !=
+                    0 ||
+                (i % 3 == 0 && QrnUci_DeleteSection("p.@rule[0]") != 0) || QrnUci_EndChange(1) != 0 ||
+                (i % 5 == writer && QrnUci_CommitPackage("p") != 0)) {
+                return false;
+            }
+        }
+        return true;
+    });
+    uint32_t count = 0;
+    EXPECT_EQ(QrnUci_CountSections("p", "rule", &count), 0u);
+    EXPECT_EQ(count, static_cast<uint32_t>(kWriters * (most - (most + 2) / 3)));
+    std::set<std::string> numbers;
+    for (uint32_t i = 0; i < count; ++i) {
+        numbers.insert(get("p.@rule[" + std::to_string(i) + "].number"));
+    }
+    EXPECT_EQ(numbers.size(), count);
 }
 
 TEST_F(Processes, AChildThatIsBornAmidAChangeHoldsNoLock)
@@ -249,6 +289,34 @@ TEST_F(KilledSteps, OfACommitShowEverybodyTheChangesOnceOrNotAtAll)
             ASSERT_EQ(std::distance(std::filesystem::directory_iterator{"/tmp/.uci"}, {}), 1) << step;
             ASSERT_EQ(std::distance(std::filesystem::directory_iterator{"/etc/config"}, {}), 1) << step;
         }
+    }
+}
+
+TEST_F(KilledSteps, OfAChangeOfManyPartsStageAllOfItOrNothing)
+{
+    bool is_over = false;
+    for (int step = 0; !is_over; ++step) {
+        SetUp();
+        put_config("p", "config t s\n\tlist l 'base'\nconfig u\n\toption n '1'\nconfig u\n\toption n '2'\n");
+        ASSERT_EQ(QrnUci_SetNewString("p.s.before", "1", 0, 1), 0u);
+        is_over = !is_killed(step, [] {
+            uint32_t code = QrnUci_BeginChange("p");
+            code |= QrnUci_DeleteSection("p.@u[0]");
+            code |= QrnUci_AddSection("p", "u", "added", nullptr, 0);
+            code |= QrnUci_SetNewString("p.added.n", "3", 0, 1);
+            code |= QrnUci_SetNewString("p.added.long", std::string(9000, 'x').c_str(), 0, 1);
+            code |= QrnUci_SetListItem("p.s.l", 1, "once");
+            return code | QrnUci_EndChange(1);
+        });
+        const std::string all = seen();
+        const std::string none_of_it = "base 1 2 code 14 code 14 code 14";
+        ASSERT_TRUE(all == "base once 2 3 code 14 code 14 code 14" || (all == none_of_it && !is_over))
+            << step << all;
+        ASSERT_EQ(get("p.s.before"), "1");
+        ASSERT_EQ(QrnUci_SetNewString("p.s.after", "1", 0, 1), 0u);
+        ASSERT_EQ(seen(), all) << step;
+        ASSERT_EQ(QrnUci_CommitPackage("p"), 0u);
+        ASSERT_EQ(seen(), all) << step;
     }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Sections that come, go and move, lists read and written whole, and changes of many parts.
 #include <array>
+#include <cstdlib>
 #include <vector>
 
 #include "qrnuci.h"
@@ -289,4 +290,28 @@ TEST_F(Sections, AChangeIsSeenByItsThreadAloneAndStagedWhole)
     EXPECT_EQ(QrnUci_BeginChange("a.b"), 22u);
     EXPECT_EQ(QrnUci_BeginChange(nullptr), 22u);
     EXPECT_EQ(QrnUci_CommitPackage("firewall"), 0u);
+}
+
+TEST_F(Sections, AChangeThatDoesNotFitIsNotStagedInPart)
+{
+    if (std::system("mkdir /tmp/.uci && mount -t tmpfs -o size=16k,mode=700 none /tmp/.uci") != 0) {
+        GTEST_SKIP() << "no mount tool";
+    }
+    EXPECT_EQ(set("firewall.lan.name", "before"), 0u);
+    const std::string before = staged("firewall");
+    ASSERT_EQ(QrnUci_BeginChange("firewall"), 0u);
+    EXPECT_EQ(add("rule", "fresh"), "fresh");
+    EXPECT_EQ(set("firewall.fresh.long", std::string(40000, 'x').c_str()), 0u);
+    EXPECT_EQ(QrnUci_EndChange(1), 14u);
+    EXPECT_EQ(staged("firewall"), before);
+    EXPECT_EQ(get("firewall.fresh"), "code 14");
+    EXPECT_EQ(add("rule", "fresh"), "fresh") << "what fits is staged again";
+
+    // Nothing is left for the copy that a commit makes, and it commits all the same.
+    put_staged("ballast", "");
+    (void)std::system("dd if=/dev/zero of=/tmp/.uci/ballast bs=4k 2>/dev/null");
+    EXPECT_EQ(set("firewall.lan.long", std::string(5000, 'x').c_str()), 14u);
+    EXPECT_EQ(QrnUci_CommitPackage("firewall"), 0u);
+    EXPECT_EQ(staged("firewall"), "");
+    EXPECT_NE(config("firewall").find("config rule 'fresh'"), std::string::npos);
 }
