@@ -51,6 +51,21 @@ constexpr bool is_space(char c)
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
+/// Takes the next word off a text, up to white space; empty: there is none.
+inline std::string_view take_word(std::string_view& rest)
+{
+    while (!rest.empty() && is_space(rest.front())) {
+        rest.remove_prefix(1);
+    }
+    std::size_t length = 0;
+    while (length < rest.size() && !is_space(rest[length])) {
+        ++length;
+    }
+    const std::string_view word{rest.data(), length};
+    rest.remove_prefix(length);
+    return word;
+}
+
 /// Returns the value of a hexadecimal digit, or -1 if it is not one.
 constexpr int hex_value(char c)
 {

@@ -29,6 +29,11 @@ struct Target {
     Target* next = nullptr; ///< with the same hash
 };
 
+/// Those that have the same hash.
+struct Bucket {
+    Target* first = nullptr;
+};
+
 /// Whether it deletes the option, whatever that holds.
 bool is_deletion(const Change& change)
 {
@@ -39,7 +44,7 @@ bool is_deletion(const Change& change)
 class Follower
 {
   public:
-    Follower(Target** buckets, std::size_t mask, Arena& arena) : buckets_(buckets), mask_(mask), arena_(arena)
+    Follower(Bucket* buckets, std::size_t mask, Arena& arena) : buckets_(buckets), mask_(mask), arena_(arena)
     {
     }
 
@@ -178,8 +183,8 @@ class Follower
     Target* target(std::string_view section, std::string_view option)
     {
         const u64 hash = hash_bytes(section) ^ std::rotl(hash_bytes(option), 1);
-        Target*& bucket = buckets_[static_cast<std::size_t>(hash) & mask_];
-        for (Target* each = bucket; each != nullptr; each = each->next) {
+        Bucket& bucket = buckets_[static_cast<std::size_t>(hash) & mask_];
+        for (Target* each = bucket.first; each != nullptr; each = each->next) {
             if (each->section == section && each->option == option) {
                 return each;
             }
@@ -188,8 +193,8 @@ class Follower
         if (made != nullptr) {
             made->section = section;
             made->option = option;
-            made->next = bucket;
-            bucket = made;
+            made->next = bucket.first;
+            bucket.first = made;
             if (Target* const owner = option.empty() ? nullptr : target(section, {})) {
                 made->next_option = owner->options;
                 owner->options = made;
@@ -198,7 +203,7 @@ class Follower
         return made;
     }
 
-    Target** buckets_;
+    Bucket* buckets_;
     std::size_t mask_;
     Arena& arena_;
     Change* last_added_ = nullptr;
@@ -248,7 +253,7 @@ bool mark_superseded(const List<Change>& changes, Arena& arena)
         ++count;
     }
     const std::size_t size = std::bit_ceil(count + 1);
-    Target** const buckets = arena.make<Target*>(size);
+    Bucket* const buckets = arena.make<Bucket>(size);
     bool is_done = buckets != nullptr;
     Follower follower{buckets, size - 1, arena};
     for (Change& change : changes) {

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 
 #include <fcntl.h>
@@ -63,11 +62,12 @@ bool is_writable(std::string_view process, const char* descriptor)
     path.append("/proc/").append(process).append("/fdinfo/").append(descriptor);
     const qsc::FileDescriptor info = qsc::open_file(path.c_str(), O_RDONLY);
     char text[128];
-    const ssize_t length = info.is_open() ? read(info.get(), text, sizeof text - 1) : 0;
-    text[length > 0 ? length : 0] = '\0';
-    unsigned flags = 0;
-    const char* const begin = std::strstr(text, "flags:");
-    return begin != nullptr && std::sscanf(begin, "flags: %o", &flags) == 1 && (flags & O_ACCMODE) == O_RDWR;
+    const ssize_t length = info.is_open() ? read(info.get(), text, sizeof text) : 0;
+    std::string_view rest{text, length > 0 ? static_cast<std::size_t>(length) : 0};
+    while (!rest.empty() && qsc::take_word(rest) != "flags:") {
+    }
+    u32 flags = 0;
+    return qsc::parse_whole(qsc::take_word(rest), flags, 8) && (flags & O_ACCMODE) == O_RDWR;
 }
 
 /// Whether a process has a file open for writing that stood at the path before it was replaced. Those that
@@ -86,14 +86,16 @@ bool has_replaced_file(std::string_view process, std::string_view path)
     });
 }
 
-/// The process of a line of /proc/locks that stands for a lock of a whole file, held or waited for; 0: none.
-long process_of(const char* line)
+/// The process of a line of /proc/locks that stands for a lock of a whole file, held or waited for ("->");
+/// empty: none.
+std::string_view process_of(std::string_view line)
 {
-    long process = 0;
-    return std::sscanf(line, "%*d: FLOCK ADVISORY WRITE %ld", &process) == 1 ||
-                   std::sscanf(line, "%*d: -> FLOCK ADVISORY WRITE %ld", &process) == 1
-               ? process
-               : 0;
+    (void)qsc::take_word(line); // its number
+    std::string_view word = qsc::take_word(line);
+    word = word == "->" ? qsc::take_word(line) : word;
+    const bool is_whole =
+        word == "FLOCK" && qsc::take_word(line) == "ADVISORY" && qsc::take_word(line) == "WRITE";
+    return is_whole ? qsc::take_word(line) : std::string_view{};
 }
 
 /// Whether somebody has the lock of a file that stood at the path, or waits for it.
@@ -101,13 +103,13 @@ bool has_late_locker(std::string_view path)
 {
     const qsc::StdioReserve reserve;
     std::FILE* const locks = std::fopen("/proc/locks", "re");
+    qsc::Text<24> own;
+    own.append_number(getpid());
     bool is_found = false;
     char line[256];
     while (locks != nullptr && !is_found && std::fgets(line, sizeof line, locks) != nullptr) {
-        const long process = process_of(line);
-        qsc::Text<24> text;
-        is_found =
-            process > 0 && process != getpid() && has_replaced_file(text.append_number(process).view(), path);
+        const std::string_view process = process_of(line);
+        is_found = !process.empty() && process != own.view() && has_replaced_file(process, path);
     }
     if (locks != nullptr) {
         (void)std::fclose(locks);

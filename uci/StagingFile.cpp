@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "uci/StagingFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "base/Parse.h"
 #include "base/SafeFile.h"
 #include "uci/ByteHash.h"
 
@@ -22,25 +24,24 @@ namespace
 constexpr std::size_t kPageSize = 4096;
 
 /// Far more than anybody stages.
-constexpr std::size_t kLongestCopy = 64 * 1024 * 1024;
+constexpr std::size_t kLongestCopy = std::size_t{64} * 1024 * 1024;
 
 /// A copy's first line.
 struct Head {
-    unsigned long long size = 0; ///< of the staging file before it was emptied
-    unsigned long long hash = 0; ///< of its bytes
-    unsigned long long inode = 0;
+    u64 size = 0; ///< of the staging file before it was emptied
+    u64 hash = 0; ///< of its bytes
+    u64 inode = 0;
 };
 
 /// Takes a copy's first line.
 bool take_head(std::string_view& copy, Head& head)
 {
-    const std::size_t end = copy.find('\n');
-    if (end == std::string_view::npos ||
-        std::sscanf(copy.data(), "%llu %llu %llu", &head.size, &head.hash, &head.inode) != 3) {
-        return false;
-    }
-    copy.remove_prefix(end + 1);
-    return true;
+    const std::size_t end = std::min(copy.find('\n'), copy.size());
+    std::string_view line{copy.data(), end};
+    copy.remove_prefix(std::min(end + 1, copy.size()));
+    return qsc::parse_whole(qsc::take_word(line), head.size) &&
+           qsc::parse_whole(qsc::take_word(line), head.hash) &&
+           qsc::parse_whole(qsc::take_word(line), head.inode);
 }
 
 /// How much of the text the file holds that was being filled with it, before what others have added.
