@@ -2,17 +2,30 @@
 // What a request asked of the device, to be asked for again without the library.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
+
+#include <json-c/json.h>
 
 #include "support/FakeDevice.h"
 
 namespace bench
 {
 
+/// One member of a parameter's object in an answer.
+struct Answered {
+    std::string parameter;
+    std::string member;
+    bool is_text;
+    std::string text;
+    std::int64_t number;
+};
+
 struct Recording {
     std::vector<test::Read> reads;
     std::vector<std::string> commands;
+    std::vector<Answered> answer;
 };
 
 /// Commands are faked and the configuration is real; nothing is recorded.
@@ -24,7 +37,7 @@ Recording record(Work work)
 {
     test::outside().keeps_records = true;
     work();
-    Recording recording{test::outside().reads, {}};
+    Recording recording{test::outside().reads, {}, {}};
     for (const std::string& step : test::outside().commands()) {
         recording.commands.push_back(step.substr(step.find(' ') + 1));
     }
@@ -32,7 +45,11 @@ Recording record(Work work)
     return recording;
 }
 
-/// Asks for it again: plain reads, and each command's pipe read to its end.
+/// Adds what a request was answered with.
+void add_answer(Recording& recording, json_object* request);
+
+/// Asks for it again: the reads as one view, each command's pipe read to its end, and the json-c calls that
+/// make the answer.
 void replay(const Recording& recording);
 
 } // namespace bench

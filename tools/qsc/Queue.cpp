@@ -59,7 +59,9 @@ struct Mark {
     [[nodiscard]] static Mark make()
     {
         u64 random[2] = {static_cast<u64>(getpid()), BaCL_GetTimestampMSHQ()};
-        (void)getentropy(random, sizeof random);
+        if (getentropy(random, sizeof random) != 0) {
+            random[1] ^= random[0] << 32; // still told apart from other processes
+        }
         return {queue::kFirstAnswerType +
                     static_cast<u32>(random[0] % (queue::kLastAnswerType - queue::kFirstAnswerType)),
                 static_cast<i64>(random[1] >> 1)};
