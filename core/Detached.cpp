@@ -71,7 +71,8 @@ u32 DetachedLock::start(const DetachedRun& run, const char* module)
     deadline.append_number(run.deadline);
     std::array<const char*, 7 + kMostArguments + 1> arguments{"sh",  "-c",          kScript,         "sh",
                                                               path_, delay.c_str(), deadline.c_str()};
-    for (std::size_t i = 0; run.arguments[i] != nullptr && i < kMostArguments; ++i) {
+    for (std::size_t i = 0; i < kMostArguments && run.arguments[i] != nullptr; ++i) {
+        // cppcheck-suppress containerOutOfBounds ; the array is longer than its initializers
         arguments[7 + i] = run.arguments[i];
     }
     FileText group;
