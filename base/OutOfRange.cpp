@@ -4,10 +4,11 @@
 #include <cstdlib>
 #include <string_view>
 
+// NOLINTNEXTLINE(cert-dcl58-cpp): it is theirs, declared and called by their headers
 namespace std
 {
 
-// NOLINTNEXTLINE(cert-dcl58-cpp,cert-dcl50-cpp,bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
+// NOLINTNEXTLINE(cert-dcl50-cpp,bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
 void __throw_out_of_range_fmt(const char*, ...)
 {
     std::abort();

@@ -189,7 +189,7 @@ u32 serve_object(const Subtree& subtree, const Request& request, u32 oper)
 
 u32 commit(const Subtree& subtree, const Request& request)
 {
-    const Qsc_Handler own = subtree.commit();
+    auto* const own = subtree.commit();
     const u32 code = own != nullptr ? own(request.path, request.object, request.oper, request.argument,
                                           request.context, request.value)
                                     : serve_packages(request.object, subtree.packages());

@@ -11,7 +11,7 @@
 namespace qsc
 {
 
-inline constexpr std::size_t kToolOutput = 256 * 1024;
+inline constexpr std::size_t kToolOutput = std::size_t{256} * 1024;
 
 /// No program ends with this code.
 inline constexpr u32 kNotInstalled = 256;

@@ -17,9 +17,12 @@ namespace qsc
 namespace
 {
 
+QSC_MODULE("QscRows");
+
 RowCall call_for(RowRequest& request, const PackedRow& row, json_object* value)
 {
-    return {{*request.object.source(), row.name, row.line, request.path, value, request.oper,
+    const Source* const source = request.object.source();
+    return {{source != nullptr ? *source : kSource, row.name, row.line, request.path, value, request.oper,
              request.argument, 0},
             request,
             row};
@@ -156,14 +159,14 @@ u32 get(const RowCall& call)
     RowText stored;
     switch (row.place) {
     case Place::kSource:
-        if (!read_places(call.request.sources, row.key(), call.source.module, stored)) {
+        if (!read_places(call.request.sources, or_empty(row.key()), call.source.module, stored)) {
             (void)stored.assign(or_empty(row.fallback()));
         }
         break;
     case Place::kJsonPath: {
         json_object* const root = call.request.sources.json(*call.request.object.tool(), call.source.module);
         std::string_view text;
-        json_object* const member = find_in_json(root, row.key());
+        json_object* const member = find_in_json(root, or_empty(row.key()));
         if ((row.marks & kMany) != 0 && json_object_is_type(member, json_type_array) != 0) {
             append_items(member, stored);
         } else if (member != nullptr && text_of(member, text) == 0) {
@@ -175,7 +178,7 @@ u32 get(const RowCall& call)
         break;
     }
     case Place::kConstant:
-        (void)stored.assign(row.key());
+        (void)stored.assign(or_empty(row.key()));
         break;
     case Place::kCount:
     case Place::kNumbers:

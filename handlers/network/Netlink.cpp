@@ -94,7 +94,7 @@ bool has_route(const Route& wanted)
             return is_found;
         }
         auto rest = static_cast<u32>(received);
-        for (const auto* header = reinterpret_cast<const nlmsghdr*>(buffer); NLMSG_OK(header, rest);
+        for (auto* header = reinterpret_cast<nlmsghdr*>(buffer); NLMSG_OK(header, rest);
              header = NLMSG_NEXT(header, rest)) {
             if (header->nlmsg_type == NLMSG_DONE || header->nlmsg_type == NLMSG_ERROR) {
                 return is_found;

@@ -18,7 +18,7 @@ u32 answer_oui(const RowCall& call)
     (void)read_places(call.request.sources, "env ethaddr", call.source.module, address);
     Text<6, 8> digits;
     if (is_mac_address(address.view())) {
-        for (const std::size_t part : {0, 3, 6}) {
+        for (const std::size_t part : {0U, 3U, 6U}) {
             append_upper(digits, address.view().substr(part, 2));
         }
     }

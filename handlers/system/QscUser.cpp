@@ -184,7 +184,8 @@ u32 qsc::system::serve_user(const char*, json_object* request)
     return serve_action(request, [](std::string_view) -> u32 {
         const u32 code = apply();
         if (code != 0) {
-            QSC_LOG(kLogError, "the account is not changed, error %u\n", code);
+            Qslog_Log(kLogError, kModule, __LINE__, "serve_user", "the account is not changed, error %u\n",
+                      code);
             return refuse(EFAULT, "the account could not be changed");
         }
         return 0;

@@ -22,7 +22,7 @@ namespace qsc::access
 namespace
 {
 
-constexpr std::size_t kLongestFile = 32 * 1024;
+constexpr std::size_t kLongestFile = std::size_t{32} * 1024;
 
 constexpr struct {
     std::string_view name;

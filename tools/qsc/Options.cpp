@@ -65,7 +65,7 @@ bool parse_options(int count, char** arguments, Options& options)
             options.as_json = true;
             break;
         case kAs:
-            if (!parse_commander(optarg, options.commander)) {
+            if (!parse_commander(or_empty(optarg), options.commander)) {
                 return false;
             }
             break;
@@ -86,7 +86,7 @@ bool parse_options(int count, char** arguments, Options& options)
                                  : QSC_CLIENT_SOCKET;
             break;
         case kCount:
-            if (!parse_number(optarg, options.count)) {
+            if (!parse_number(or_empty(optarg), options.count)) {
                 wrong_usage("'%s' is no number of events", optarg);
                 return false;
             }

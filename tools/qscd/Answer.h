@@ -12,7 +12,7 @@ namespace qscd
 {
 
 /// The longest line in either direction, with its end.
-inline constexpr std::size_t kLongestLine = 1024 * 1024;
+inline constexpr std::size_t kLongestLine = std::size_t{1024} * 1024;
 
 /// The "code" of an error. The first are JSON-RPC's own.
 enum ErrorCode : int {

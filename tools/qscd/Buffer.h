@@ -86,7 +86,7 @@ class Buffer
 
   private:
     static constexpr std::size_t kLeast = 512;
-    static constexpr std::size_t kKept = 16 * 1024;
+    static constexpr std::size_t kKept = std::size_t{16} * 1024;
 
     const std::size_t limit_;
     char* text_ = nullptr;

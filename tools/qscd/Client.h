@@ -15,7 +15,7 @@ class Client
     /// Requests of one client that are being served or wait for it. More stay unread in his socket.
     static constexpr u32 kMostInFlight = 16;
     /// With so many bytes unread by a client, nothing more is read from him.
-    static constexpr std::size_t kHighWater = 64 * 1024;
+    static constexpr std::size_t kHighWater = std::size_t{64} * 1024;
 
     enum class Line {
         kNone, ///< not whole yet

@@ -180,10 +180,11 @@ bool Server::serve()
             } else if (mark == kUbusMark) {
                 ubus_.handle((what & (EPOLLHUP | EPOLLERR)) != 0);
             } else if (clients_[mark].is_open()) {
-                if ((what & EPOLLOUT) != 0 && !clients_[mark].flush(BaCL_GetTimestampMSHQ())) {
-                    close_client(mark, nullptr);
-                } else if ((what & (EPOLLHUP | EPOLLERR)) != 0 &&
-                           (clients_[mark].has_ended || !clients_[mark].is_welcome())) {
+                const bool is_stuck =
+                    (what & EPOLLOUT) != 0 && !clients_[mark].flush(BaCL_GetTimestampMSHQ());
+                const bool is_gone = (what & (EPOLLHUP | EPOLLERR)) != 0 &&
+                                     (clients_[mark].has_ended || !clients_[mark].is_welcome());
+                if (is_stuck || is_gone) {
                     close_client(mark, nullptr);
                 } else if ((what & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0) {
                     read_client(mark);

@@ -117,6 +117,7 @@ class Victims
         int group = 0;
         return name_end != std::string_view::npos && stat.size() < 512 &&
                (text_[stat.size()] = '\0',
+                // NOLINTNEXTLINE(cert-err34-c): the kernel writes numbers there
                 std::sscanf(stat.data() + name_end + 1, " %*c %d %d", &parent, &group) == 2) &&
                (has(parent) || has(group));
     }
@@ -130,7 +131,7 @@ class Victims
     MarkText mark_;
     std::array<pid_t, kMostProcesses> pids_{};
     std::size_t count_ = 0;
-    std::array<char, 16 * 1024> text_;
+    std::array<char, std::size_t{16} * 1024> text_;
 };
 
 } // namespace

@@ -24,7 +24,7 @@ namespace
 {
 
 /// What a message on ubus may have.
-constexpr std::size_t kLongestMessage = 1024 * 1024;
+constexpr std::size_t kLongestMessage = std::size_t{1024} * 1024;
 constexpr std::size_t kEnvelope = 256;
 constexpr u64 kPause = 1000;
 

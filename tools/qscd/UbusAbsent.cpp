@@ -5,6 +5,7 @@
 namespace qscd
 {
 
+// NOLINTNEXTLINE(performance-trivially-destructible): with ubus it is not
 Ubus::~Ubus() = default;
 void Ubus::open(const char*) {}
 int Ubus::descriptor() const

@@ -21,7 +21,7 @@ namespace qscd
 namespace
 {
 
-constexpr std::size_t kStack = 512 * 1024;
+constexpr std::size_t kStack = std::size_t{512} * 1024;
 constexpr u64 kIdleMs = 10'000;
 
 /// A call whose tools have been killed comes back at once, unless something else holds it.
