@@ -24,7 +24,7 @@ class Ubus
     Ubus(void* owner, Take taker) : owner_(owner), take_(taker) {}
     Ubus(const Ubus&) = delete;
     Ubus& operator=(const Ubus&) = delete;
-    ~Ubus();
+    ~Ubus(); // NOLINT(performance-trivially-destructible): with ubus it is not
 
     /// Joins the bus where there is one; it is tried again by look(). Null path: ubus's own.
     void open(const char* path);

@@ -5,7 +5,6 @@
 namespace qscd
 {
 
-// NOLINTNEXTLINE(performance-trivially-destructible): with ubus it is not
 Ubus::~Ubus() = default;
 void Ubus::open(const char*) {}
 int Ubus::descriptor() const
