@@ -19,7 +19,7 @@ namespace
 /// Calls use(network) for each address of a section: as "a.b.c.d" with a mask of its own, or as items
 /// "a.b.c.d/length".
 template <typename Use>
-void for_each_network(const char* section, Use use)
+void for_each_network(std::string_view section, Use use)
 {
     const auto read = [&](const char* option, RowText& value) {
         Text<254> key;
@@ -46,6 +46,22 @@ void for_each_network(const char* section, Use use)
     });
 }
 
+/// Calls use(name) for each interface of the configuration.
+template <typename Use>
+void for_each_interface(Use use)
+{
+    std::array<char, 2048> names;
+    u32 count = 0;
+    if (call_optional(QrnUci_ListSections, "network", "interface", names.data(),
+                      static_cast<u32>(names.size()), &count) != 0) {
+        return;
+    }
+    const char* each = names.data();
+    for (u32 i = 0; i < count; ++i, each += std::strlen(each) + 1) {
+        use(std::string_view{each});
+    }
+}
+
 } // namespace
 
 bool is_host_address(const Network& network)
@@ -58,26 +74,38 @@ bool is_host_address(const Network& network)
     return is_usual && (network.mask >= UINT32_MAX - 1 || (host != 0 && host != ~network.mask));
 }
 
+bool read_network(std::string_view interface, Network& network)
+{
+    bool is_found = false;
+    for_each_network(interface, [&](const Network& each) {
+        network = is_found ? network : each;
+        is_found = true;
+    });
+    return is_found;
+}
+
 bool overlaps_interface(const Network& network, std::string_view except, RowText& name)
 {
-    std::array<char, 2048> names;
-    u32 count = 0;
-    if (call_optional(QrnUci_ListSections, "network", "interface", names.data(),
-                      static_cast<u32>(names.size()), &count) != 0) {
-        return false;
-    }
     bool is_found = false;
-    const char* each = names.data();
-    for (u32 i = 0; i < count; ++i, each += std::strlen(each) + 1) {
+    for_each_interface([&](std::string_view each) {
         if (each == except) {
-            continue;
+            return;
         }
         for_each_network(each, [&](const Network& other) {
             if (!is_found && overlap(network, other)) {
                 is_found = name.assign(each);
             }
         });
-    }
+    });
+    return is_found;
+}
+
+bool is_router_address(u32 address)
+{
+    bool is_found = false;
+    for_each_interface([&](std::string_view each) {
+        for_each_network(each, [&](const Network& own) { is_found = is_found || own.address == address; });
+    });
     return is_found;
 }
 

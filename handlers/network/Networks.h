@@ -23,6 +23,33 @@ struct Network {
     return ((one.address ^ other.address) & one.mask & other.mask) == 0;
 }
 
+/// Whether the address is one of the network.
+[[nodiscard]] inline bool is_within(u32 address, const Network& network)
+{
+    return ((address ^ network.address) & network.mask) == 0;
+}
+
+/// The last address of the network.
+[[nodiscard]] inline u32 broadcast_of(const Network& network)
+{
+    return network.address | ~network.mask;
+}
+
+/// Reads the first address that an interface is given by hand, with its mask. False: it has none.
+[[nodiscard]] bool read_network(std::string_view interface, Network& network);
+
+/// Whether one of the interfaces is given this address by hand.
+[[nodiscard]] bool is_router_address(u32 address);
+
+/// Appends an address such as "192.168.1.1".
+template <typename Text>
+void append_ipv4(Text& text, u32 address)
+{
+    for (u32 shift = 32; shift > 0; shift -= 8) {
+        text.append_number(address >> (shift - 8) & 0xFF).append(shift > 8 ? "." : "");
+    }
+}
+
 /// Whether the network shares an address with one of the interfaces that are configured by hand, but for the
 /// interface `except`; `name` is that interface then.
 [[nodiscard]] bool overlaps_interface(const Network& network, std::string_view except, RowText& name);

@@ -2,7 +2,7 @@
 #include "handlers/network/References.h"
 
 #include "base/Parse.h"
-#include "core/GrowingList.h"
+#include "handlers/network/Zones.h"
 
 namespace qsc::network
 {
@@ -11,9 +11,7 @@ namespace
 {
 
 constexpr std::string_view kWan = "Device.IP.Interface.1";
-constexpr std::string_view kZones = "Device.X_QRN_NetworkZone.";
-
-constexpr GrowingList kZoneList{.package = "qrnnetworkzone", .type = "zone"};
+constexpr std::string_view kZonePath = "Device.X_QRN_NetworkZone.";
 
 } // namespace
 
@@ -27,8 +25,8 @@ bool find_interface(std::string_view reference, RowText& name)
     }
     i32 number = 0;
     ListedSections zones;
-    if (!reference.starts_with(kZones) || !parse_whole(reference.substr(kZones.size()), number) ||
-        zones.read(kZoneList) != 0) {
+    if (!reference.starts_with(kZonePath) || !parse_whole(reference.substr(kZonePath.size()), number) ||
+        zones.read(kZones) != 0) {
         return false;
     }
     const char* const zone = zones.find(number);
@@ -43,12 +41,12 @@ void refer_to_interface(std::string_view name, RowText& reference)
         return;
     }
     ListedSections zones;
-    if (name.empty() || zones.read(kZoneList) != 0) {
+    if (name.empty() || zones.read(kZones) != 0) {
         return;
     }
     for (i32 number = zones.next(0); number != 0; number = zones.next(number)) {
         if (name == zones.find(number)) {
-            reference.append(kZones).append_number(number);
+            reference.append(kZonePath).append_number(number);
             return;
         }
     }

@@ -7,6 +7,7 @@
 
 #include "base/ReplaceFile.h"
 #include "base/SafeFile.h"
+#include "core/DateTime.h"
 #include "core/Objects.h"
 #include "core/ServeRow.h"
 #include "core/Service.h"
@@ -27,7 +28,6 @@ constexpr const char* kCrontab = "/etc/crontabs/root";
 constexpr std::string_view kMarker = "# qrn_autoreboot";
 constexpr const char* kEveryDay = "*";
 constexpr const char* kUsualTime = "03:00";
-constexpr const char* kNever = "0001-01-01T00:00:00Z";
 
 struct Plan {
     bool is_on;
@@ -128,13 +128,7 @@ u32 answer_next(const RowCall& call)
     (void)uci_peek("system.@system[0].timezone", zone);
     const std::time_t now = std::time(nullptr);
     const std::time_t next = now < kClockIsSet ? 0 : find_next(read_plan(), read_zone_rule(zone.view()), now);
-    std::tm parts{};
-    char text[32];
-    if (next == 0 || gmtime_r(&next, &parts) == nullptr ||
-        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0) {
-        return answer_stored(call, kNever);
-    }
-    return answer_stored(call, text);
+    return answer_stored(call, date_time_of(next).view());
 }
 
 /// The reboot waits until its minute is over and leaves a trace of the time: a device without a clock of its

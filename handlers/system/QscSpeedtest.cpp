@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "base/ReplaceFile.h"
+#include "core/DateTime.h"
 #include "core/Detached.h"
 #include "core/Objects.h"
 #include "core/ServeRow.h"
@@ -26,7 +27,6 @@ constexpr const char* kFolder = "/tmp/qrn_speedtest";
 constexpr const char* kLock = "/tmp/qrn_speedtest/lock";
 constexpr const char* kServer = "/tmp/qrn_speedtest/server";
 constexpr const char* kResult = "/tmp/qrn_speedtest/result";
-constexpr const char* kNever = "0001-01-01T00:00:00Z";
 
 /// Makes the folder; false: what is there is not ours alone.
 bool has_folder(bool makes_it)
@@ -139,14 +139,8 @@ u32 answer_time(const RowCall& call)
 {
     struct stat status {
     };
-    std::tm parts{};
-    char text[32];
-    if (std::string_view{read_state(call)} != "Complete" || lstat(kResult, &status) != 0 ||
-        gmtime_r(&status.st_mtime, &parts) == nullptr ||
-        std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0) {
-        return answer_stored(call, kNever);
-    }
-    return answer_stored(call, text);
+    const bool is_complete = std::string_view{read_state(call)} == "Complete" && lstat(kResult, &status) == 0;
+    return answer_stored(call, date_time_of(is_complete ? status.st_mtime : 0).view());
 }
 
 constexpr Access kReadWrite = Access::kReadWrite;
