@@ -59,7 +59,7 @@ void serve(std::string_view line, bool is_root)
         json_object_is_type(call->message.get(), json_type_object) == 0) {
         return;
     }
-    call->answer.begin("1");
+    call->answer.begin();
     if (!prepare(*call, {table, peer})) {
         check_answer(call->answer.line());
         return;

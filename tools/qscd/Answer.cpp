@@ -2,6 +2,7 @@
 #include "tools/qscd/Answer.h"
 
 #include <charconv>
+#include <cstdint>
 
 #include <json-c/json.h>
 
@@ -10,11 +11,26 @@ using namespace qsc;
 namespace qscd
 {
 
-void Answer::begin(std::string_view id)
+const char* sentence_of(ErrorCode code)
 {
+    return code == kEnding ? "the daemon is being ended" : "the daemon has too many clients; come again";
+}
+
+bool Answer::begin(json_object* id)
+{
+    const bool is_number = json_object_is_type(id, json_type_int) != 0;
+    const i64 number = json_object_get_int64(id);
+    // Larger numbers are not read as they are, so they could not be given back.
+    const bool is_exact = !is_number || (number < INT64_MAX && number > INT64_MIN);
+    const bool is_id =
+        id == nullptr || (is_exact && (is_number || json_object_is_type(id, json_type_string) != 0 ||
+                                       json_object_is_type(id, json_type_double) != 0));
     text_.cut(0);
-    text_.append(R"({"jsonrpc":"2.0","id":)").append(id).append(",");
+    text_.append(R"({"jsonrpc":"2.0","id":)");
+    append_value(is_id ? id : nullptr);
+    text_.append(",");
     start_ = text_.size();
+    return is_id;
 }
 
 void Answer::append_text(std::string_view text)

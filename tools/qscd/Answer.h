@@ -28,11 +28,15 @@ enum ErrorCode : int {
     kEnding = -32005,   ///< the daemon is being ended
 };
 
+/// What an error of the daemon itself says.
+[[nodiscard]] const char* sentence_of(ErrorCode code);
+
 class Answer
 {
   public:
-    /// Starts with the id, as JSON text.
-    void begin(std::string_view id);
+    /// Starts with the id of a request; null: JSON's null. False: it is nothing that can be an id, and null
+    /// is in its place.
+    bool begin(json_object* id = nullptr);
 
     /// The text so far; results are appended to it.
     [[nodiscard]] Buffer& text() { return text_; }

@@ -14,12 +14,6 @@ namespace qscd
 namespace
 {
 
-json_object* member(json_object* object, const char* name)
-{
-    json_object* value = nullptr;
-    return json_object_object_get_ex(object, name, &value) != 0 ? value : nullptr;
-}
-
 PathText full_path(const Place& place)
 {
     PathText path;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "tools/qscd/Methods.h"
+#include "tools/qscd/Parameters.h"
 #include "tools/qscd/Values.h"
 
 using namespace qsc;

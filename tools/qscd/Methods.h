@@ -39,11 +39,7 @@ struct Method {
 
 [[nodiscard]] Lane lane_of(const Call& call);
 
-/// Reads "path" or "paths" into the items, and checks them. Needed tells whether there must be one.
-[[nodiscard]] bool take_paths(Call& call, const Caller& caller, bool is_needed);
-
-/// A number of the parameters; the default where there is none. False: the answer is written.
-[[nodiscard]] bool take_number(Call& call, const char* name, u32 most, u32& number);
+[[nodiscard]] bool prepare_list(Call& call, const Caller& caller);
 
 void execute_get(Call& call);
 void execute_sample(Call& call);

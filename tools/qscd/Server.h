@@ -105,9 +105,9 @@ class Server
     qsc::FileDescriptor wake_{-1};
     json_tokener* tokener_ = nullptr;
     Counters counters_{};
-    u64 numbers_ = 0;   ///< of connections
-    u64 started_ = 0;   ///< in milliseconds of the monotonic clock, like the others
-    u64 slow_until = 0; ///< gets go to workers, because the configuration has made one wait
+    u64 numbers_ = 0;    ///< of connections
+    u64 started_ = 0;    ///< in milliseconds of the monotonic clock, like the others
+    u64 slow_until_ = 0; ///< gets go to workers, because the configuration has made one wait
     u64 next_tick_ = 0;
     u64 next_report_ = 0;
     bool is_ending_ = false;

@@ -14,6 +14,7 @@ extern "C" {
 
 #include "base/Json.h"
 #include "tools/qscd/Answer.h"
+#include "tools/qscd/Values.h"
 
 using namespace qsc;
 
@@ -27,12 +28,6 @@ namespace
 constexpr std::size_t kLongestMessage = std::size_t{1024} * 1024;
 constexpr std::size_t kEnvelope = 256;
 constexpr u64 kPause = 1000;
-
-json_object* member(json_object* object, const char* name)
-{
-    json_object* value = nullptr;
-    return json_object_object_get_ex(object, name, &value) != 0 ? value : nullptr;
-}
 
 /// The status that goes with an error, for those who look at nothing else.
 int status_of(json_object* error)

@@ -11,6 +11,19 @@
 namespace qscd
 {
 
+/// A member of an object; null: there is none.
+inline json_object* member(json_object* object, const char* name)
+{
+    json_object* value = nullptr;
+    return json_object_object_get_ex(object, name, &value) != 0 ? value : nullptr;
+}
+
+/// A text of a message, or what json-c makes of another type.
+inline std::string_view text_of(json_object* value)
+{
+    return {json_object_get_string(value), static_cast<std::size_t>(json_object_get_string_len(value))};
+}
+
 /// What the answer to one parameter is, out of its object; null: nothing.
 inline json_object* value_of(json_object* parameter)
 {

@@ -9,9 +9,9 @@
 
 #include <array>
 
-#include "base/FileDescriptor.h"
 #include "tools/access/Access.h"
 #include "tools/qscd/Call.h"
+#include "tools/qscd/Sources.h"
 
 namespace qscd
 {
@@ -67,14 +67,14 @@ class Watch
     [[nodiscard]] int look(u64 now, bool is_changing);
 
     /// Descriptors that tell of changes by others; -1: not open. Readable ones are given to drain().
-    [[nodiscard]] int files() const { return files_.get(); }
-    [[nodiscard]] int network() const { return network_.get(); }
+    [[nodiscard]] int files() const { return sources_.files(); }
+    [[nodiscard]] int network() const { return sources_.network(); }
     void drain(int descriptor, u64 now);
 
     [[nodiscard]] u32 count() const { return count_; }
 
-    /// Whether descriptors have been opened or closed since the last call.
-    [[nodiscard]] bool take_descriptors_changed() { return std::exchange(descriptors_changed_, false); }
+    /// Whether these descriptors are new since the last call.
+    [[nodiscard]] bool take_new_descriptors() { return sources_.take_new(); }
 
   private:
     /// Who did what, until the next sample shows it.
@@ -86,9 +86,7 @@ class Watch
 
     [[nodiscard]] Subscription* find(const Call& call);
     void release(Subscription& subscription);
-    void open_sources();
-    void close_sources();
-    void watch_folders();
+    void look_for_folders();
     void sample();
     void compare(json_object* now, const Call& call);
     void tell_value(std::string_view path, json_object* before, json_object* after);
@@ -102,15 +100,12 @@ class Watch
     std::array<Hint, 64> hints_;
     u32 hint_count_ = 0;
     qsc::JsonRef values_; ///< path to value, of all that is watched
-    qsc::FileDescriptor files_{-1};
-    qsc::FileDescriptor network_{-1};
-    std::array<int, 2> folders_{-1, -1};
+    Sources sources_;
     u32 count_ = 0; ///< of subscriptions
     u32 last_number_ = 0;
     u64 due_ = 0;        ///< when to sample; 0: nothing has happened
     u64 next_round_ = 0; ///< of the sampling that somebody asked for
     bool is_sampling_ = false;
-    bool descriptors_changed_ = false;
 };
 
 } // namespace qscd
