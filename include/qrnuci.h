@@ -131,22 +131,25 @@ QSC_API uint32_t QrnUci_RenewView(void);
 /*
  * One change of many parts. Between QrnUci_BeginChange() and QrnUci_EndChange() the calling thread has the
  * package to itself: nobody else stages or commits there, what the thread writes is collected, seen by its
- * own reads alone, and then staged whole or not at all, whatever is killed when.
+ * own reads alone, and then staged whole or not at all, whatever is killed when. A change may be of several
+ * packages, each begun on its own and all ended at once: they are staged together or not at all, unless the
+ * process is killed in between. Whoever changes the same ones begins them in the same order, or both wait
+ * until one gives up.
  */
 
 /**
- * Begins a change of a package. A thread changes one package at a time.
+ * Begins a change of a package, beside those that the thread has begun already.
  *
  * @param[in] package  the package's name
  * @retval 0  begun
  * @retval 14 no such package, it cannot be read, somebody else has held it for five seconds, or the thread is
- *            in a change already
+ *            in a change of it already
  * @retval 22 null, or not a package name
  */
 QSC_API uint32_t QrnUci_BeginChange(const char *package);
 
 /**
- * Ends the calling thread's change.
+ * Ends the calling thread's change, of all packages that it was begun for.
  *
  * @param[in] keep  0: forgets what was written; else stages it, durably and visibly to every process
  * @retval 0  ended, and staged if it was to be kept

@@ -47,8 +47,8 @@ void compact(PackageChange& change, std::size_t size)
     }
 }
 
-/// Writes lines to the staging file, in a form that is read whole or not at all.
-u32 write_lines(PackageChange& change, const Growing& lines)
+/// Appends lines to the staging file, in a form that is read whole or not at all.
+u32 append_lines(PackageChange& change, const Growing& lines)
 {
     if (lines.view().empty()) {
         return lines.failed() ? ENOMEM : 0;
@@ -60,14 +60,19 @@ u32 write_lines(PackageChange& change, const Growing& lines)
     if (lines.failed() || group.failed()) {
         return ENOMEM;
     }
-    if (const u32 code = change.files.staging.append(state.sound, group.view())) {
-        return code;
-    }
-    const std::size_t size = state.sound + group.view().size();
-    if (is_long_delta(state.sound) && size > 2 * (state.needed + lines.view().size())) {
+    const u32 code = change.files.staging.append(state.sound, group.view());
+    change.written = code == 0 ? group.view().size() : 0;
+    return code;
+}
+
+/// Once everything is staged, a file that has grown too long is written anew.
+void finish_lines(PackageChange& change)
+{
+    const DeltaState& state = change.files.state;
+    const std::size_t size = state.sound + change.written;
+    if (change.written != 0 && is_long_delta(state.sound) && size > 2 * (state.needed + change.written)) {
         compact(change, size);
     }
-    return 0;
 }
 
 /// Makes lines part of the thread's change, whose reads see them from now on.
@@ -85,24 +90,51 @@ u32 collect_lines(PackageChange& change, const Growing& lines)
 
 } // namespace
 
+namespace
+{
+
+/// The thread's change of that package; null: there is none.
+PackageChange* find_change(std::string_view name)
+{
+    PackageChange* change = t_change;
+    while (change != nullptr && change->name.view() != name) {
+        change = change->before;
+    }
+    return change;
+}
+
+/// Forgets the last change that was begun.
+void drop_change()
+{
+    PackageChange* const dropped = t_change;
+    t_change = dropped->before;
+    dropped->~PackageChange();
+    std::free(dropped);
+}
+
+} // namespace
+
 const Package* changed_package(std::string_view name)
 {
-    return t_change != nullptr && t_change->name.view() == name ? &t_change->package : nullptr;
+    const PackageChange* const change = find_change(name);
+    return change != nullptr ? &change->package : nullptr;
 }
 
 u32 begin_change(std::string_view name)
 {
-    if (t_change != nullptr) {
+    if (find_change(name) != nullptr) {
         return EFAULT;
     }
     void* const place = std::malloc(sizeof(PackageChange));
     if (place == nullptr) {
         return ENOMEM;
     }
+    PackageChange* const before = t_change;
     t_change = new (place) PackageChange;
+    t_change->before = before;
     const u32 code = begin(name, *t_change);
     if (code != 0) {
-        (void)end_change(false);
+        drop_change();
     }
     return code;
 }
@@ -112,20 +144,26 @@ u32 end_change(bool is_kept)
     if (t_change == nullptr) {
         return EFAULT;
     }
-    const u32 code = is_kept ? write_lines(*t_change, t_change->lines) : 0;
-    t_change->~PackageChange();
-    std::free(t_change);
-    t_change = nullptr;
+    u32 code = 0;
+    for (PackageChange* each = t_change; is_kept && code == 0 && each != nullptr; each = each->before) {
+        code = append_lines(*each, each->lines);
+    }
+    while (t_change != nullptr) {
+        if (code == 0) {
+            finish_lines(*t_change);
+        } else if (t_change->written != 0) {
+            t_change->files.staging.take_back(t_change->files.state.sound);
+        }
+        drop_change();
+    }
     return code;
 }
 
 u32 Staging::open(std::string_view name)
 {
-    if (changed_package(name) != nullptr) {
-        change_ = t_change;
-        return 0;
-    }
-    return begin(name, own_);
+    PackageChange* const begun = find_change(name);
+    change_ = begun != nullptr ? begun : &own_;
+    return begun != nullptr ? 0 : begin(name, own_);
 }
 
 u32 Staging::find(const Key& key, const Section*& section)
@@ -151,7 +189,14 @@ void Staging::add(std::string_view mark, std::string_view section, std::string_v
 
 u32 Staging::finish()
 {
-    return change_ == &own_ ? write_lines(own_, lines_) : collect_lines(*change_, lines_);
+    if (change_ != &own_) {
+        return collect_lines(*change_, lines_);
+    }
+    const u32 code = append_lines(own_, lines_);
+    if (code == 0) {
+        finish_lines(own_);
+    }
+    return code;
 }
 
 } // namespace qrnuci

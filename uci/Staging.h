@@ -14,17 +14,16 @@ namespace qrnuci
 struct PackageChange {
     qsc::Text<255> name;
     PackageFiles files;
-    Package package; ///< with everything staged
-    Growing lines;   ///< what is to be staged
+    Package package;                 ///< with everything staged
+    Growing lines;                   ///< what is to be staged
+    std::size_t written = 0;         ///< bytes that were appended for it
+    PackageChange* before = nullptr; ///< that the thread has begun before this one
 };
-
-/// The change that this thread has begun for callers; null: none.
-[[nodiscard]] PackageChange* thread_change();
 
 /// The package as this thread is changing it; null: it is not.
 [[nodiscard]] const Package* changed_package(std::string_view name);
 
-/// Begins and ends the thread's change.
+/// Begins the thread's change of a package, and ends those of all that it has begun.
 [[nodiscard]] u32 begin_change(std::string_view name);
 [[nodiscard]] u32 end_change(bool is_kept);
 

@@ -177,6 +177,13 @@ u32 StagingFile::append(std::size_t end, std::string_view text)
     return log_failure("write", path_.c_str());
 }
 
+void StagingFile::take_back(std::size_t end)
+{
+    if (ftruncate(file_.get(), static_cast<off_t>(end)) != 0) {
+        (void)log_failure("write", path_.c_str());
+    }
+}
+
 /// Reads the file as it is now.
 u32 StagingFile::read_again(Growing& text) const
 {

@@ -64,6 +64,9 @@ class StagingFile
     /// Appends to the first `end` bytes. What does not fit is taken back.
     [[nodiscard]] u32 append(std::size_t end, std::string_view text);
 
+    /// Takes everything after the first `end` bytes back.
+    void take_back(std::size_t end);
+
     /// Holds another text from then on, or the same as before.
     [[nodiscard]] u32 replace(std::string_view text);
 

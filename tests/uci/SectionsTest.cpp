@@ -292,6 +292,48 @@ TEST_F(Sections, AChangeIsSeenByItsThreadAloneAndStagedWhole)
     EXPECT_EQ(QrnUci_CommitPackage("firewall"), 0u);
 }
 
+TEST_F(Sections, AChangeOfSeveralPackagesIsStagedTogetherOrNotAtAll)
+{
+    const auto begin = [&] {
+        const std::string before = staged("network") + staged("firewall");
+        put_config("network", "config interface 'lan'\n");
+        EXPECT_EQ(QrnUci_BeginChange("network"), 0u);
+        EXPECT_EQ(QrnUci_BeginChange("firewall"), 0u);
+        EXPECT_EQ(QrnUci_BeginChange("network"), 14u) << "once each";
+        EXPECT_EQ(set("network.lan.proto", "static"), 0u);
+        EXPECT_EQ(set("firewall.lan.name", "two"), 0u);
+        EXPECT_EQ(get("network.lan.proto"), "static");
+        EXPECT_EQ(staged("network") + staged("firewall"), before);
+    };
+    begin();
+    EXPECT_EQ(QrnUci_BeginChange("missing"), 14u);
+    EXPECT_EQ(QrnUci_EndChange(1), 0u) << "what could not be begun leaves the others";
+    EXPECT_EQ(staged("network"), "network.lan.proto='static'\n");
+    EXPECT_EQ(staged("firewall"), "firewall.lan.name='two'\n");
+    EXPECT_EQ(QrnUci_EndChange(1), 14u) << "all were ended";
+    EXPECT_EQ(QrnUci_CommitPackage("network"), 0u);
+    EXPECT_EQ(QrnUci_CommitPackage("firewall"), 0u);
+
+    put_config("firewall", kFirewall);
+    begin();
+    EXPECT_EQ(QrnUci_EndChange(0), 0u);
+    EXPECT_EQ(staged("network") + staged("firewall"), "");
+
+    if (std::system("mount -t tmpfs -o size=16k,mode=700 none /tmp/.uci") != 0) {
+        GTEST_SKIP() << "no mount tool";
+    }
+    // Whichever is staged first is taken back.
+    for (const char* const key : {"network.lan.long", "firewall.lan.long"}) {
+        EXPECT_EQ(set("firewall.lan.before", key), 0u);
+        const std::string before = staged("firewall");
+        begin();
+        EXPECT_EQ(set(key, std::string(40000, 'x').c_str()), 0u);
+        EXPECT_EQ(QrnUci_EndChange(1), 14u);
+        EXPECT_EQ(staged("network") + staged("firewall"), before) << key;
+        EXPECT_EQ(get("network.lan.proto") + get("firewall.lan.name"), "code 14one");
+    }
+}
+
 TEST_F(Sections, AChangeThatDoesNotFitIsNotStagedInPart)
 {
     if (std::system("mkdir /tmp/.uci && mount -t tmpfs -o size=16k,mode=700 none /tmp/.uci") != 0) {
