@@ -115,6 +115,43 @@ qscd ended with 0"
     same "$(journal)" "$journal"
 }
 
+# python SCRIPT: runs a script on the device with a client of the daemon, "router".
+python() {
+    cp "$root/tools/python/qsc.py" "$state/tmp/"
+    printf 'import sys\nsys.path.insert(0, "/tmp")\nsys.dont_write_bytecode = True\nimport qsc\nrouter = qsc.Client(timeout=60)\n%s\n' \
+        "$1" >"$state/tmp/script.py"
+    with_daemon 'PATH=$PATH:/host/usr/bin python3 /tmp/script.py'
+}
+
+@test "of an object or a branch all is answered but what cannot be read, which is listed" {
+    [ -x /usr/bin/python3 ] || skip "python3 is not installed"
+    sed -i "s/option country.*/option country 'XX'/" "$state/etc/config/mtkwireless"
+    run python '
+for path in "Device.WiFi.Radio.2", "Device.WiFi.Radio.", "Device.":
+    values = router.get(path)
+    for failed in values.failed:
+        if failed["path"] == "Device.WiFi.Radio.2.PossibleChannels":
+            print(path, values["Device.WiFi.Radio.2.Channel"], failed["message"], failed["code"], failed["cwmp"], failed["usp"])
+start, pages = None, []
+while not pages or start:
+    pages.append(router.call("get", path="Device.WiFi.Radio.", limit=100, **{"from": start}))
+    start = pages[-1].get("next")
+print(len(pages) > 3, [failed["path"] for page in pages for failed in page.get("failed", [])])
+for paths in ["Device.WiFi.Radio.2.Channel", "Device.WiFi.Radio.2.PossibleChannels"], ["Device.WiFi.Radio.2.", "Device.WiFi.Radio.9"]:
+    try:
+        print(router.get(*paths))
+    except qsc.Error as error:
+        print([(failed["path"], failed["usp"]) for failed in error.failed])'
+    sentence="Device.WiFi.Radio.2: PossibleChannels: no channels are known for the country 'XX' 14 9002 7003"
+    same "$output" "Device.WiFi.Radio.2 36 $sentence
+Device.WiFi.Radio. 36 $sentence
+Device. 36 $sentence
+True ['Device.WiFi.Radio.1.PossibleChannels', 'Device.WiFi.Radio.2.PossibleChannels']
+[('Device.WiFi.Radio.2.PossibleChannels', 7003)]
+[('Device.WiFi.Radio.2.PossibleChannels', 7003), ('Device.WiFi.Radio.9', 7016)]
+qscd ended with 0"
+}
+
 @test "what is wrong with the socket is said" {
     run device qsc --socket /nowhere get syslog
     same "$status $output" "1 qsc: /nowhere: no qscd serves there; start it, or name its socket"

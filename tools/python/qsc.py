@@ -31,6 +31,15 @@ class Error(Exception):
         return self.data.get("failed", [])
 
 
+class Values(dict):
+    """Full paths and their values. `failed` lists the parameters of an object or a branch that cannot be read, as
+    Error.failed does."""
+
+    def __init__(self):
+        super().__init__()
+        self.failed = []
+
+
 class Client:
     """A connection. Whatever waits is for at most `timeout` seconds; None: for ever."""
 
@@ -78,12 +87,13 @@ class Client:
                 return answer["result"]
 
     def get(self, *paths, depth=None):
-        """Returns a dictionary of full paths and values, however many answers they take."""
-        values = {}
+        """Returns full paths and values as Values, however many answers they take."""
+        values = Values()
         start = None
         while True:
             result = self.call("get", paths=list(paths), depth=depth, **{"from": start})
             values.update(result["values"])
+            values.failed += result.get("failed", [])
             start = result.get("next")
             if start is None:
                 return values

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tools/qscd/Answer.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 
@@ -83,8 +84,12 @@ void Failures::add(std::string_view path, const Fault& fault, std::string_view s
 {
     sentence = sentence.empty() ? std::string_view{fault.sentence} : sentence;
     if (count_++ == 0) {
-        first_.append(path).append(": ").append(sentence);
-        list_.text().append(R"({"failed":[)");
+        // The library's own sentences begin with the object.
+        const std::string_view object{path.data(), std::min(path.rfind('.'), path.size())};
+        if (!sentence.starts_with(object)) {
+            first_.append(path).append(": ");
+        }
+        first_.append(sentence);
     } else {
         list_.text().append(",");
     }
@@ -105,13 +110,14 @@ void Failures::add(std::string_view path, const Fault& fault, std::string_view s
 
 void Failures::tell(Answer& answer)
 {
-    list_.text().append("]}");
+    Answer data;
+    data.text().append(R"({"failed":[)").append(list()).append("]}");
     Text<510> sentence;
     if (count_ > 1) {
         sentence.append_number(count_).append(" failed, the first is ");
     }
     sentence.append(first_.view());
-    answer.fail(kFailed, sentence.view(), list_.line());
+    answer.fail(kFailed, sentence.view(), data.line());
 }
 
 } // namespace qscd

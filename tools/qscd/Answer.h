@@ -79,6 +79,9 @@ class Failures
     void add(std::string_view path, const Fault& fault, std::string_view sentence = {});
     [[nodiscard]] u32 count() const { return count_; }
 
+    /// The failures as JSON objects, with commas between them.
+    [[nodiscard]] std::string_view list() const { return list_.line(); }
+
     /// Writes the error that lists them.
     void tell(Answer& answer);
 

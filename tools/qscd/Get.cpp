@@ -87,12 +87,13 @@ class Get
             i64 code = code_of(parameter);
             const char* sentence = last_sentence();
             if (code == -1 && call_.code != 0) {
-                code = ask_alone(*place.entry, place.object, name);
+                code = ask_alone(*place.entry, place.object, name, request);
                 sentence = last_sentence();
             }
             if (call_.run.was_refused) {
                 return false;
             }
+            is_named_missing_ = is_named_missing_ || code != 0;
             if (code == -1) {
                 add_failure(place.object, name, kNoSuchParameter, {});
             } else if (code != 0) {
@@ -102,13 +103,18 @@ class Get
         return true;
     }
 
-    i64 ask_alone(const Qsc_CommandEntry& entry, const PathText& object, const char* name)
+    /// Asks for one parameter, and puts what it has answered among those of the object. @return its code
+    i64 ask_alone(const Qsc_CommandEntry& entry, const PathText& object, const char* name, json_object* all)
     {
         const JsonRef request{json_object_new_object()};
         json_object* const parameter = json_object_new_object();
         json_object_object_add(request.get(), name, parameter);
         const u32 code = dispatch(call_, entry, object, QSC_OPER_GET, request.get());
-        return code != 0 ? code : code_of(parameter);
+        const i64 own = code != 0 ? code : code_of(parameter);
+        if (own == 0) {
+            json_object_object_add(all, name, json_object_get(parameter));
+        }
+        return own;
     }
 
     /// Reads all of an object. Below a partial path, an instance that does not exist is none.
@@ -135,8 +141,11 @@ class Get
     bool find_failed(const Qsc_CommandEntry& entry, const PathText& object, json_object* request, u32 code)
     {
         const u32 before = failures_.count();
+        // What failed of an object that is answered in two parts is in the first.
+        const bool is_continued = !from_.empty();
         if (code == EINVAL || code == ENODATA) {
             // The object itself is not there, so neither is anything of it.
+            is_named_missing_ = true;
             failures_.add(object.view(), fault_of(ENODATA, false), last_sentence());
             return true;
         }
@@ -150,15 +159,15 @@ class Get
                 json_object_object_get_ex(request, parameter.name, nullptr) != 0) {
                 continue;
             }
-            const i64 own = ask_alone(entry, object, parameter.name);
+            const i64 own = ask_alone(entry, object, parameter.name, request);
             if (call_.run.was_refused) {
                 return false;
             }
-            if (own > 0) {
+            if (own > 0 && !is_continued) {
                 add_failure(object, parameter.name, fault_of(static_cast<u32>(own), false), last_sentence());
             }
         }
-        if (failures_.count() == before) {
+        if (failures_.count() == before && !is_continued) {
             failures_.add(object.view(), fault_of(code, false), last_sentence());
         }
         return true;
@@ -204,7 +213,8 @@ class Get
         const std::size_t before = text().size();
         text().append(before != start_ ? ",\"" : "\"").append(path.view()).append("\":");
         call_.answer.append_value(value);
-        if (!text().fits() || text().size() - start_ > limit_ || text().size() + kReserve > kLongestLine) {
+        const std::size_t line = text().size() + types_.line().size() + failures_.list().size();
+        if (!text().fits() || text().size() - start_ > limit_ || line + kReserve > kLongestLine) {
             // The first one is answered whatever the limit, or nobody would get past it.
             if (before != start_ || !text().fits()) {
                 text().cut(before);
@@ -240,7 +250,7 @@ class Get
         if (call_.run.was_refused) {
             return;
         }
-        if (failures_.count() != 0) {
+        if (is_named_missing_ || (failures_.count() != 0 && text().size() == start_)) {
             failures_.tell(call_.answer);
             return;
         }
@@ -251,6 +261,9 @@ class Get
         text().append("}");
         if (wants_types_) {
             text().append(R"(,"types":{)").append(types_.line()).append("}");
+        }
+        if (failures_.count() != 0) {
+            text().append(R"(,"failed":[)").append(failures_.list()).append("]");
         }
         if (!next_.view().empty()) {
             text().append(R"(,"next":")").append(next_.view()).append("\"");
@@ -272,6 +285,7 @@ class Get
     std::size_t start_ = 0;
     u32 depth_ = 0;
     bool wants_types_ = false;
+    bool is_named_missing_ = false; ///< a path of the request itself cannot be answered
 };
 
 } // namespace
