@@ -34,13 +34,13 @@ class Sources
     /// What a tool prints; empty: it failed.
     std::string_view output(const Tool& tool, const char* module);
 
-    /// A device without the tool is asked once a request.
     /// Whether a file was missing since it was last asked.
     [[nodiscard]] bool take_missing() { return std::exchange(has_missing_, false); }
 
     /// Whether this is the first that the request has to say of what is missing.
     [[nodiscard]] bool warns() { return !std::exchange(has_warned_, true); }
 
+    /// A device without the boot loader's tool is asked once a request.
     [[nodiscard]] bool lacks_boot_environment() const { return lacks_boot_environment_; }
     void set_lacks_boot_environment() { lacks_boot_environment_ = true; }
 

@@ -122,12 +122,15 @@ u32 store_text(const PackedRow& row, std::string_view text, RowText& stored)
 /// Which of the words between "|" this is, from 0; -1: none.
 int find_word(std::string_view words, std::string_view word)
 {
-    for (int i = 0; !words.empty(); ++i) {
+    for (int i = 0;; ++i) {
+        const bool is_last = words.find('|') == std::string_view::npos;
         if (take_part(words, '|') == word) {
             return i;
         }
+        if (is_last) {
+            return -1;
+        }
     }
-    return -1;
 }
 
 std::string_view word_at(std::string_view words, int number)
