@@ -380,7 +380,7 @@ u32 check_only(const Subtree& subtree, const char* path, json_object* object, u3
         if (why != nullptr) {
             const u32 code = refuse(row == nullptr ? EINVAL : EFAULT, "%s", why);
             name_refusal(path, name, code);
-            return is_object(value) ? finish(value, code) : code;
+            return is_object(value) ? record_result(value, code) : code;
         }
     }
     if (!has_rows(chosen) || subtree.actions() != nullptr) {

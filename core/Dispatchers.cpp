@@ -127,7 +127,7 @@ SUBTREE(QSysCmdHal_Do_Device_Time, .label = "Device_Time", .object = &kTime, .pa
         .commit = Qsc_DevTime_Commit, .service = Qsc_DevTime_Service)
 SUBTREE(QSysCmdHal_Do_Device_Leds, .label = "Device_Leds", .object = &kLeds, .packages = "system",
         .service = system::serve_leds)
-SUBTREE(QSysCmdHal_Do_SysUpg, .object = &kUnserved, .actions = g_QscSysUpgCmd)
+SUBTREE(QSysCmdHal_Do_SysUpg, .object = &kSysUpg, .served = QSC_OPER_SET, .actions = g_QscSysUpgCmd)
 SUBTREE(QSysCmdHal_Do_DevInfo_CPU, .object = &kProcessStatus, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_DevInfo_Mem, .object = &kMemoryStatus, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_DevInfo_Flash, .object = &kFlashStatus, .served = QSC_OPER_GET)

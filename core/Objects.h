@@ -14,6 +14,7 @@ extern const Object kSystemLog;
 
 // handlers/system/
 extern const Object kRemoteLog;
+extern const Object kSysUpg;
 extern const Object kTime;
 extern const Object kSecondStaticIp;
 extern const Object kLeds;

@@ -329,7 +329,11 @@ u32 for_each_named(RowRequest& request, const char*& name, Use use)
 /// Judges every value that a set names, the first refused one as its handler would.
 u32 judge(RowRequest& request, const char*& refused)
 {
-    const auto end = [](const RowCall& call, u32 code) { return code != 0 ? finish(call.value, code) : 0; };
+    const auto end = [](const RowCall& call, u32 code) {
+        return code == 0               ? 0
+               : call.request.is_trial ? record_result(call.value, code)
+                                       : finish(call.value, code);
+    };
     // The sense of a value may depend on others, so first each is known to be well formed.
     const u32 code = for_each_named(request, refused, [&](const RowCall& call, RowText& stored) -> u32 {
         if (!is_object(call.value)) {
@@ -431,6 +435,7 @@ u32 end_set(RowRequest& request, u32 code, const char*& refused)
 
 u32 check_set(RowRequest& request, const char*& refused)
 {
+    request.is_trial = true;
     begin_get(request);
     if (request.object.list() != nullptr) {
         request.is_new = request.found != 0;

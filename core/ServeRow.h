@@ -29,6 +29,7 @@ struct RowRequest {
     u32 found = 0;           ///< EINVAL: there is no such instance
     bool is_new = false;     ///< the instance is added by this request
     bool is_checked = false; ///< every named value is known to be right
+    bool is_trial = false;   ///< judged, not done
     bool is_change = false;  ///< what is written is staged at the end, and recorded then
     Sources sources{};
 };

@@ -104,7 +104,8 @@ bool has_route(const Route& wanted)
             }
             auto& message = *static_cast<rtmsg*>(NLMSG_DATA(header));
             if (message.rtm_table == RT_TABLE_MAIN && message.rtm_dst_len <= 32) {
-                is_found = is_found || is_same(wanted, read_route(message, RTM_PAYLOAD(header)));
+                is_found =
+                    is_found || is_same(wanted, read_route(message, static_cast<u32>(RTM_PAYLOAD(header))));
             }
         }
     }
