@@ -81,7 +81,7 @@ Qsc_ObjectInfo describe(const Qsc_CommandEntry& entry, const Object& object)
             .service = restarts ? by_path : "",
             .packages = or_empty(by->packages()),
             .parameters = count_parameters(object),
-            .access = subtree.served,
+            .access = subtree.served & u32{QSC_OPER_GET | QSC_OPER_SET},
             .flags = (has_instances(object) ? QSC_OBJECT_INSTANCES : 0) |
                      (object.list() != nullptr ? QSC_OBJECT_GROWS : 0) |
                      (subtree.actions() != nullptr ? QSC_OBJECT_ACTIONS : 0),

@@ -44,6 +44,7 @@ namespace
 
 constexpr const char* kUpdateInformation = "/etc/init.d/qrnmsgupd updinfo > /dev/null 2>&1 &";
 
+constexpr const char* kWanPath = "Device.IP.Interface.1";
 constexpr const char* kDhcpV4ClientPath = "Device.DHCPv4.Client.1";
 
 constexpr ListRoutines kSentOptionRoutines{Qsc_DhcpV4ClientSentOption_Do_All,
@@ -69,7 +70,7 @@ constexpr Labels kAutoRebootLabels{.get = "AutoReboot",
                                    .unsupported = "AutoReboot"};
 
 constexpr ObjectChoice kETHIfaceChoices[] = {
-    {ObjectChoice::kPathHolds, "Stats", &kUnserved},
+    {ObjectChoice::kPathHolds, "Stats", &kEthernetStats},
 };
 constexpr ObjectChoice kWiFiSSIDChoices[] = {
     {ObjectChoice::kPathHolds, "Stats", &kWiFiSsidStats},
@@ -152,7 +153,7 @@ SUBTREE(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1_StaticAddr, .object = &kUnserve
 SUBTREE(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1, .labels = &kDHCPv4ServerPool1Labels, .object = &kDhcpV4Pool)
 SUBTREE(QSysCmdHal_Do_Device_DNS_Cli_Server, .label = "DNS_Client_Server", .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_ETH_Iface, .labels = &kETHIfaceLabels, .object = &kEthernetInterface,
-        .choices = kETHIfaceChoices)
+        .choices = kETHIfaceChoices, .served = QSC_OPER_GET | QSC_OPER_SET | kGetsAll, .applied_by = kWanPath)
 SUBTREE(QSysCmdHal_Do_Device_ETH_CustomMac, .label = "Ethernet.CustomMac", .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_WiFi_Radio, .label = "Device_WiFi_Radio", .object = &kWiFiRadio)
 SUBTREE(QSysCmdHal_Do_Device_WiFi_SSID, .label = "Device_WiFi_SSID", .object = &kWiFiSsid,
@@ -164,7 +165,8 @@ SUBTREE(QSysCmdHal_Do_Device_WiFi_MultiAP, .label = "Device_WiFi_MultiAP", .obje
         .choices = kWiFiMultiAPChoices)
 SUBTREE(QSysCmdHal_Do_Device_WiFi, .label = "Device_WiFi", .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_IP_Interface, .label = "IP_Interface", .object = &kWan,
-        .choices = kIPInterfaceChoices, .after_service = kUpdateInformation)
+        .choices = kIPInterfaceChoices, .packages = "network", .scripts = "network",
+        .after_service = kUpdateInformation)
 SUBTREE(QSysCmdHal_Do_Device_LLDP, .labels = &kLLDPLabels, .object = &kLldp)
 SUBTREE(QSysCmdHal_Do_Device_MQTT_Client, .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_ORVANE, .object = &kUnserved, .served = QSC_OPER_GET)

@@ -14,11 +14,14 @@ namespace qsc
 {
 
 struct GrowingList;
+struct RowRequest;
 struct Source;
 struct Tool;
 
 /// Whether an instance exists.
 using HasInstance = bool (*)(i32 instance);
+/// Finds the section of what a request is about.
+using FindSection = void (*)(RowRequest& request);
 
 /// One of the members that an object may leave out.
 union ObjectCell {
@@ -28,6 +31,7 @@ union ObjectCell {
     const Tool* tool;
     const GrowingList* list;
     HasInstance exists;
+    FindSection find;
 };
 
 /// An object as it is written down.
@@ -46,6 +50,8 @@ struct ObjectDescription {
     const GrowingList* counted = nullptr;  ///< the list that kCount rows count
     u16 instances = 0;                     ///< instances 1 to this one exist
     HasInstance exists = nullptr;          ///< where they have gaps; up to `instances`
+    const char* package = nullptr;         ///< what a set writes in it is staged whole or not at all
+    FindSection find = nullptr;            ///< where `section` cannot say it
 
     using Cell = ObjectCell;
     enum Part : u16 {
@@ -58,6 +64,8 @@ struct ObjectDescription {
         kList = 0x40,
         kCounted = 0x80,
         kExists = 0x100,
+        kPackage = 0x200,
+        kFind = 0x400,
     };
     template <typename Use>
     constexpr void for_each_cell(Use use) const
@@ -71,6 +79,8 @@ struct ObjectDescription {
         use_member(use, kList, list, Cell{.list = list});
         use_member(use, kCounted, counted, Cell{.list = counted});
         use_member(use, kExists, exists, Cell{.exists = exists});
+        use_member(use, kPackage, package, Cell{.text = package});
+        use_member(use, kFind, find, Cell{.find = find});
     }
 };
 
@@ -104,6 +114,8 @@ class Object : Sparse<ObjectCell, u16>
     [[nodiscard]] const GrowingList* list() const { return at<&ObjectCell::list>(Plain::kList); }
     [[nodiscard]] const GrowingList* counted() const { return at<&ObjectCell::list>(Plain::kCounted); }
     [[nodiscard]] HasInstance exists() const { return at<&ObjectCell::exists>(Plain::kExists); }
+    [[nodiscard]] const char* package() const { return at<&ObjectCell::text>(Plain::kPackage); }
+    [[nodiscard]] FindSection find() const { return at<&ObjectCell::find>(Plain::kFind); }
 
   private:
     const PackedRow* rows_;

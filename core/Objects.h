@@ -37,6 +37,7 @@ extern const Object kDhcpV4RelaySentOption;
 extern const Object kDhcpV4RelaySentOptionSubcode;
 extern const Object kDhcpV4Pool;
 extern const Object kEthernetInterface;
+extern const Object kEthernetStats;
 extern const Object kWan;
 extern const Object kLldp;
 extern const Object kRouter;

@@ -27,6 +27,9 @@ class Sources
     /// The content of a file, of at most 1 MiB; empty: there is none, which take_missing() then knows.
     std::string_view file(const char* path);
 
+    /// What a function makes of the device's state, under a name that is no file's.
+    std::string_view made(const char* name, void (*make)(FileText& text));
+
     /// What a tool prints, as JSON; null: it failed, or printed something else, which is logged once, in the
     /// module's name.
     json_object* json(const Tool& tool, const char* module);

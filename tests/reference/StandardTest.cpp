@@ -52,6 +52,12 @@ const std::map<std::string, std::string> kMirrors = {
     {"Device.Routing.Router.1.IPv4Forwarding.{i}", "Device.Routing.Router.{i}.IPv4Forwarding.{i}."},
     {"Device.Users.User.1", "Device.Users.User.{i}."},
     {"Device.LEDs", "Device.LEDs."},
+    {"Device.IP.Interface.1", "Device.IP.Interface.{i}."},
+    {"Device.IP.Interface.1.IPv6", "Device.IP.Interface.{i}."},
+    {"Device.DNS.Client.Server.", "Device.DNS.Client.Server.{i}."},
+    {"Device.Routing.Rip.InterfaceSetting.1", "Device.Routing.RIP.InterfaceSetting.{i}."},
+    {"Device.Ethernet.Interface.{i}", "Device.Ethernet.Interface.{i}."},
+    {"Device.Ethernet.Interface.{i}.Stats", "Device.Ethernet.Interface.{i}.Stats."},
     {"Device.X_QRN_RemoteAccess.SSH", "Device.SSH.Server.{i}."},
 };
 
