@@ -52,10 +52,6 @@ union SubtreeCell {
     Qsc_ParamEntry* actions;
 };
 
-/// In `served`: without an instance number in the path, a get answers all instances, as children of the
-/// request, named by their paths.
-inline constexpr u8 kGetsAll = 0x80;
-
 /// A row of the command table as it is written down: all that its dispatcher differs in from the next. Which
 /// object serves a path, and who commits and restarts for it, is said here alone.
 struct SubtreeDescription {
@@ -68,10 +64,11 @@ struct SubtreeDescription {
     // NOLINTNEXTLINE(readability-redundant-member-init): otherwise every row would have to name it
     std::span<const ObjectChoice> choices{};
     u8 served = QSC_OPER_GET | QSC_OPER_SET;
-    const char* packages = nullptr; ///< what a commit writes, in order, with blanks between them
-    const char* scripts = nullptr;  ///< the init scripts of a service, in order, with blanks between them
-    Qsc_Handler commit = nullptr;   ///< commits in place of the engine
-    ServiceStep service = nullptr;  ///< serves in place of the engine
+    /// What a commit writes, in order, with blanks between them; with `applied_by`: what that commits for it.
+    const char* packages = nullptr;
+    const char* scripts = nullptr; ///< the init scripts of a service, in order, with blanks between them
+    Qsc_Handler commit = nullptr;  ///< commits in place of the engine
+    ServiceStep service = nullptr; ///< serves in place of the engine
     const char* after_service = nullptr; ///< shell command started after a successful service
     const char* applied_by = nullptr;    ///< path of the subtree that commits and restarts in its place
 

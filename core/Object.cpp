@@ -29,9 +29,7 @@ bool parameter_at(const Object& object, std::size_t number, Parameter& parameter
         }
         const bool is_row =
             entry.handler != nullptr && entry.handler == object.handler() && entry.param < rows.size();
-        // Its name is the row's own, unless a host has put another table in its place.
-        const bool is_known = number < rows.size() && (rows[number].name == entry.name ||
-                                                       rows[number].name == std::string_view{entry.name});
+        const bool is_known = number < rows.size() && rows[number].name == std::string_view{entry.name};
         parameter = {entry.name, is_row ? nullptr : entry.handler, entry.param,
                      is_row     ? &rows[entry.param]
                      : is_known ? &rows[number]
@@ -64,6 +62,17 @@ i32 instance_in_path(const Object& object, std::string_view path)
     path.remove_prefix(place);
     i32 number = 0;
     return parse_whole(path.substr(0, path.find('.')), number) && number > 0 ? number : 0;
+}
+
+std::string_view rest_of_path(const Object& object, std::string_view path)
+{
+    std::string_view own = object.path;
+    const std::size_t number = own.find(kInstance);
+    own.remove_prefix(number != std::string_view::npos ? number + kInstance.size() : 0);
+    const std::size_t place = path.find(own);
+    path.remove_prefix(place != std::string_view::npos ? place + own.size() : path.size());
+    path.remove_prefix(path.starts_with('.') ? 1 : 0);
+    return path;
 }
 
 bool has_instance(const Object& object, i32 number)

@@ -20,8 +20,9 @@ struct Tool;
 
 /// Whether an instance exists.
 using HasInstance = bool (*)(i32 instance);
-/// Finds the section of what a request is about.
-using FindSection = void (*)(RowRequest& request);
+
+/// Says where the values of the request's instance are: in `section`, and `suffix` at the end of their keys.
+using LocateInstance = void (*)(RowRequest& request);
 
 /// One of the members that an object may leave out.
 union ObjectCell {
@@ -31,7 +32,7 @@ union ObjectCell {
     const Tool* tool;
     const GrowingList* list;
     HasInstance exists;
-    FindSection find;
+    LocateInstance locate;
 };
 
 /// An object as it is written down.
@@ -50,8 +51,7 @@ struct ObjectDescription {
     const GrowingList* counted = nullptr;  ///< the list that kCount rows count
     u16 instances = 0;                     ///< instances 1 to this one exist
     HasInstance exists = nullptr;          ///< where they have gaps; up to `instances`
-    const char* package = nullptr;         ///< what a set writes in it is staged whole or not at all
-    FindSection find = nullptr;            ///< where `section` cannot say it
+    LocateInstance locate = nullptr;       ///< where their values are not all in `section`
 
     using Cell = ObjectCell;
     enum Part : u16 {
@@ -64,8 +64,7 @@ struct ObjectDescription {
         kList = 0x40,
         kCounted = 0x80,
         kExists = 0x100,
-        kPackage = 0x200,
-        kFind = 0x400,
+        kLocate = 0x200,
     };
     template <typename Use>
     constexpr void for_each_cell(Use use) const
@@ -79,8 +78,7 @@ struct ObjectDescription {
         use_member(use, kList, list, Cell{.list = list});
         use_member(use, kCounted, counted, Cell{.list = counted});
         use_member(use, kExists, exists, Cell{.exists = exists});
-        use_member(use, kPackage, package, Cell{.text = package});
-        use_member(use, kFind, find, Cell{.find = find});
+        use_member(use, kLocate, locate, Cell{.locate = locate});
     }
 };
 
@@ -114,8 +112,7 @@ class Object : Sparse<ObjectCell, u16>
     [[nodiscard]] const GrowingList* list() const { return at<&ObjectCell::list>(Plain::kList); }
     [[nodiscard]] const GrowingList* counted() const { return at<&ObjectCell::list>(Plain::kCounted); }
     [[nodiscard]] HasInstance exists() const { return at<&ObjectCell::exists>(Plain::kExists); }
-    [[nodiscard]] const char* package() const { return at<&ObjectCell::text>(Plain::kPackage); }
-    [[nodiscard]] FindSection find() const { return at<&ObjectCell::find>(Plain::kFind); }
+    [[nodiscard]] LocateInstance locate() const { return at<&ObjectCell::locate>(Plain::kLocate); }
 
   private:
     const PackedRow* rows_;
@@ -147,6 +144,9 @@ struct Parameter {
 
 /// The instance number that a path has where the object's has "{i}"; 0: none.
 [[nodiscard]] i32 instance_in_path(const Object& object, std::string_view path);
+
+/// What a path has behind the object's own, without the dot between them; empty: nothing.
+[[nodiscard]] std::string_view rest_of_path(const Object& object, std::string_view path);
 
 /// Whether an object whose instances neither come nor go has this one.
 [[nodiscard]] bool has_instance(const Object& object, i32 number);

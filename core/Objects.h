@@ -14,7 +14,6 @@ extern const Object kSystemLog;
 
 // handlers/system/
 extern const Object kRemoteLog;
-extern const Object kSysUpg;
 extern const Object kTime;
 extern const Object kSecondStaticIp;
 extern const Object kLeds;
@@ -37,7 +36,6 @@ extern const Object kDhcpV4RelaySentOption;
 extern const Object kDhcpV4RelaySentOptionSubcode;
 extern const Object kDhcpV4Pool;
 extern const Object kEthernetInterface;
-extern const Object kEthernetStats;
 extern const Object kWan;
 extern const Object kLldp;
 extern const Object kRouter;
@@ -48,6 +46,12 @@ extern const Object kRip;
 extern const Object kWiFiRadio;
 extern const Object kWiFiSsid;
 extern const Object kWiFiSsidStats;
+extern const Object kWiFi;
+extern const Object kWiFiAccessPoint;
+extern const Object kWiFiSecurity;
+extern const Object kWiFiAccounting;
+extern const Object kWiFiWps;
+extern const Object kWiFiAclNotes;
 extern const Object kSiteSurvey;
 
 // handlers/services/

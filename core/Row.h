@@ -33,10 +33,11 @@ enum class Kind : u8 {
     kPort,
     kHostName,  ///< RFC 1123
     kHost,      ///< a host's name or address
+    kHexBinary, ///< hexadecimal digits; limits count bytes
     kTimeOfDay, ///< "HH:MM"
     kDateTime,  ///< "2026-11-21T05:48:39Z"
     kReference, ///< the path of another object
-    kAction,    ///< an entry of an action table; `limits` are the members that go with it
+    kAction,    ///< an entry of an action table
     kJson,      ///< JSON text
     kLines,     ///< a text of several lines, of any length: the row's functions take it from the call
     kAdd,       ///< 1 adds the instance; see GrowingList.h
@@ -82,6 +83,7 @@ inline constexpr Marks kInverted = 0x4; ///< a boolean that is stored as its opp
 inline constexpr Marks kMany = 0x8;     ///< several values, with commas between them
 inline constexpr Marks kOmitted = 0x20; ///< the fallback is stored by leaving the option out
 inline constexpr Marks kFinal = 0x10;   ///< what a set does cannot be undone
+inline constexpr Marks kCommas = 0x40;  ///< several values in an option have commas between them, not blanks
 
 /// A row's name, and the line of the source file that log lines about it show.
 struct RowName {

@@ -78,9 +78,14 @@ void describe_limits(std::string_view limits, Text<126>& text)
     }
 }
 
-u32 store_number(const PackedRow& row, std::string_view text, RowText& stored)
+const char* limits_of(const PackedRow& row, const char* usual)
 {
-    const std::string_view limits = limits_of(row);
+    const char* const own = row.limits();
+    return own != nullptr ? own : usual;
+}
+
+u32 store_number(const PackedRow& row, std::string_view text, std::string_view limits, RowText& stored)
+{
     std::string_view digits = text;
     digits.remove_prefix(text.starts_with('-') || text.starts_with('+') ? 1 : 0);
     std::string_view decimal = text;
@@ -104,7 +109,7 @@ u32 store_number(const PackedRow& row, std::string_view text, RowText& stored)
 
 u32 store_text(const PackedRow& row, std::string_view text, RowText& stored)
 {
-    const char* const limits = limits_of(row);
+    const char* const limits = limits_of(row, ":126");
     if (!is_within(limits, static_cast<i64>(text.size())) || text.size() > 2000) {
         Text<126> wanted;
         describe_limits(limits, wanted);
@@ -112,20 +117,6 @@ u32 store_text(const PackedRow& row, std::string_view text, RowText& stored)
     }
     stored.append(text);
     return 0;
-}
-
-/// Which of the words between "|" this is, from 0; -1: none.
-int find_word(std::string_view words, std::string_view word)
-{
-    for (int i = 0;; ++i) {
-        const bool is_last = words.find('|') == std::string_view::npos;
-        if (take_part(words, '|') == word) {
-            return i;
-        }
-        if (is_last) {
-            return -1;
-        }
-    }
 }
 
 std::string_view word_at(std::string_view words, int number)
@@ -195,6 +186,12 @@ bool is_host_name(std::string_view text)
     return true;
 }
 
+bool is_hex_binary(const PackedRow& row, std::string_view text)
+{
+    return text.size() % 2 == 0 && is_within(limits_of(row, ":63"), static_cast<i64>(text.size() / 2)) &&
+           std::ranges::all_of(text, [](char c) { return hex_value(c) >= 0; });
+}
+
 bool is_time_of_day(std::string_view text)
 {
     u32 hour = 0;
@@ -240,10 +237,13 @@ u32 store_one(const PackedRow& row, std::string_view text, RowText& stored)
     case Kind::kDelete:
         return store_switch(row, text, stored);
     case Kind::kInteger:
+        return store_number(row, text, limits_of(row, "-2147483648:2147483647"), stored);
     case Kind::kUnsigned:
+        return store_number(row, text, limits_of(row, "0:4294967295"), stored);
     case Kind::kUnsignedLong:
+        return store_number(row, text, limits_of(row, "0:"), stored);
     case Kind::kPort:
-        return store_number(row, text, stored);
+        return store_number(row, text, limits_of(row, "1:65535"), stored);
     case Kind::kWord:
     case Kind::kStoredWord:
         return store_word(row, text, stored);
@@ -261,24 +261,26 @@ u32 store_one(const PackedRow& row, std::string_view text, RowText& stored)
     case Kind::kMacAddress:
         return store_mac_address(row, text, stored);
     case Kind::kHostName:
-        return store_form(row, text,
-                          is_host_name(text) && is_within(limits_of(row), static_cast<i64>(text.size())),
-                          "no host name", stored);
+        return store_form(
+            row, text, is_host_name(text) && is_within(limits_of(row, ":253"), static_cast<i64>(text.size())),
+            "no host name", stored);
     case Kind::kHost:
         return store_form(row, text,
                           is_host_name(text) || is_address(AF_INET, text) || is_address(AF_INET6, text),
                           "neither a host name nor an address", stored);
+    case Kind::kHexBinary:
+        return store_form(row, text, is_hex_binary(row, text), "not the wanted number of hexadecimal digits",
+                          stored);
     case Kind::kTimeOfDay:
         return store_form(row, text, is_time_of_day(text), "no time of day, such as 03:30", stored);
     case Kind::kText:
     case Kind::kDateTime:
     case Kind::kReference:
+    case Kind::kAction:
     case Kind::kJson:
         return store_text(row, text, stored);
     case Kind::kLines:
         return 0;
-    case Kind::kAction:
-        break; // its table serves it
     }
     return EFAULT;
 }
@@ -310,30 +312,14 @@ u32 store_item(const PackedRow& row, std::string_view item, RowText& stored)
 
 } // namespace
 
-const char* limits_of(const PackedRow& row)
+int find_word(std::string_view words, std::string_view word)
 {
-    if (const char* const own = row.limits()) {
-        return own;
+    for (int i = 0; !words.empty(); ++i) {
+        if (take_part(words, '|') == word) {
+            return i;
+        }
     }
-    switch (row.kind) {
-    case Kind::kInteger:
-        return "-2147483648:2147483647";
-    case Kind::kUnsigned:
-        return "0:4294967295";
-    case Kind::kUnsignedLong:
-        return "0:";
-    case Kind::kPort:
-        return "1:65535";
-    case Kind::kHostName:
-        return ":253";
-    case Kind::kText:
-    case Kind::kDateTime:
-    case Kind::kReference:
-    case Kind::kJson:
-        return ":126";
-    default:
-        return nullptr;
-    }
+    return -1;
 }
 
 bool is_mac_address(std::string_view text)
@@ -385,8 +371,11 @@ u32 to_stored(const PackedRow& row, std::string_view text, RowText& stored)
     if (row.kind != Kind::kLines && std::ranges::any_of(text, is_control)) {
         return refuse_value(row, text, "a text with control characters");
     }
+    if (text.empty() && (row.marks & kSecret) != 0) {
+        return 0; // it stays what it is
+    }
     const bool is_nothing = text.find_first_not_of(is_list ? ", " : "") == std::string_view::npos;
-    if (is_nothing && (row.marks & (kNeeded | kSecret)) == kNeeded && row.fallback() == nullptr) {
+    if (is_nothing && (row.marks & kNeeded) != 0 && row.fallback() == nullptr) {
         return refuse(EFAULT, "it is empty");
     }
     const u32 code = is_list ? for_each_item(text, [&](auto item) { return store_item(row, item, stored); })
@@ -436,6 +425,8 @@ const char* type_name(const PackedRow& row)
         return "IPPrefix";
     case Kind::kMacAddress:
         return "MACAddress";
+    case Kind::kHexBinary:
+        return "hexBinary";
     case Kind::kDateTime:
         return "dateTime";
     case Kind::kAction:

@@ -24,11 +24,11 @@ using RowText = Text<2046>;
 /// How a stored value, or one of several, is spoken.
 void to_spoken(const PackedRow& row, std::string_view stored, RowText& spoken);
 
+/// Which of the words between "|" this is, from 0; -1: none.
+[[nodiscard]] int find_word(std::string_view words, std::string_view word);
+
 /// Whether a stored switch is on, as the configuration's readers take it.
 [[nodiscard]] bool is_switched_on(std::string_view stored);
-
-/// What a set of a row takes: its own limits, or those that its kind has; null: none.
-[[nodiscard]] const char* limits_of(const PackedRow& row);
 
 /// What a value is called in listings.
 [[nodiscard]] const char* type_name(const PackedRow& row);

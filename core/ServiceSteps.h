@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Service steps that do more than run init scripts, each defined beside its object.
+// Commits and services that do more than write packages and run init scripts, each defined beside its object.
 #pragma once
 
 #include "base/Types.h"
@@ -15,3 +15,12 @@ u32 serve_ssh(const char* path, json_object* request);
 u32 serve_user(const char* path, json_object* request);
 
 } // namespace qsc::system
+
+namespace qsc::wifi
+{
+
+/// Commits nothing while an enabled access point has no whole security.
+u32 commit(const char* path, json_object* request, u32 oper, u32 argument, i64 context, u64 value);
+u32 serve_wifi(const char* path, json_object* request);
+
+} // namespace qsc::wifi
