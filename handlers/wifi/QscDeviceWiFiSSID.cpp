@@ -16,35 +16,14 @@ namespace
 
 QSC_MODULE("QscDeviceWiFiSSID");
 
-/// A virtual access point: its radio, and its number on it, from 1.
-struct Vap {
-    const Radio& radio;
-    i32 number;
-
-    [[nodiscard]] Key key(const char* option) const { return option_key(radio, option, number); }
-    [[nodiscard]] Key interface() const { return vap_interface(radio, number); }
-};
-
-/// The first instance on the second radio; instances 1 to 8 are on the first.
-constexpr i32 kSecondRadio = 11;
-
-constexpr i32 vap_number(i32 instance)
-{
-    return instance < kSecondRadio ? instance : instance - kSecondRadio + 1;
-}
-
 /// The access point in a call's path; empty: there is none.
 std::optional<Vap> find_vap(const Call& call)
 {
-    const auto is_vap = [](i32 instance) {
-        const i32 number = vap_number(instance);
-        return number >= 1 && number <= kVapsPerRadio;
-    };
-    const i32 instance = instance_of_path(call, "Device.WiFi.SSID.", is_vap);
+    const i32 instance = instance_of_path(call, "Device.WiFi.SSID.", has_vap);
     if (instance == 0) {
         return std::nullopt;
     }
-    return Vap{kRadios[instance < kSecondRadio ? 0 : 1], vap_number(instance)};
+    return vap_of(instance);
 }
 
 /// Serves an access point's parameter with its get and set.
@@ -326,15 +305,10 @@ constexpr Row kRows[] = {
     handled("X_QRN_VLANID", Kind::kInteger, Access::kReadWrite, Qsc_DevWiFiSSID_Do_X_QRN_VLANID),
 };
 
-bool has_ssid(i32 instance)
-{
-    return instance <= kVapsPerRadio || instance > 10;
-}
-
 } // namespace
 
-QSC_DESCRIBED_OBJECT(kWiFiSsid, "Device.WiFi.SSID.{i}", g_QscDeviceWiFiSSIDCmd, kRows,
-                     .instances = 10 + kVapsPerRadio, .exists = has_ssid)
+QSC_DESCRIBED_OBJECT(kWiFiSsid, "Device.WiFi.SSID.{i}", g_QscDeviceWiFiSSIDCmd, kRows, .instances = kLastVap,
+                     .exists = has_vap)
 
 namespace
 {
@@ -347,4 +321,4 @@ constexpr Row kStatsRows[] = {
 } // namespace
 
 QSC_DESCRIBED_OBJECT(kWiFiSsidStats, "Device.WiFi.SSID.{i}.Stats", g_QscDeviceWiFiSSIDStatsCmd, kStatsRows,
-                     .instances = 10 + kVapsPerRadio, .exists = has_ssid)
+                     .instances = kLastVap, .exists = has_vap)

@@ -34,6 +34,19 @@ Key vap_interface(const Radio& radio, i32 vap)
     return interface;
 }
 
+bool has_vap(i32 instance)
+{
+    return (instance >= 1 && instance <= kVapsPerRadio) ||
+           (instance > kLastVap - kVapsPerRadio && instance <= kLastVap);
+}
+
+Vap vap_of(i32 instance)
+{
+    constexpr i32 kSecondRadio = kLastVap - kVapsPerRadio;
+    const bool is_first = instance <= kSecondRadio;
+    return {kRadios[is_first ? 0 : 1], is_first ? instance : instance - kSecondRadio};
+}
+
 i32 instance_in_path(const char* path, std::size_t prefix_length)
 {
     return std::string_view{path}.size() > prefix_length ? to_number(path + prefix_length) : 0;

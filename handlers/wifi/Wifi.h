@@ -61,6 +61,24 @@ inline constexpr Radio kRadios[] = {
 /// The interface of a virtual access point, numbered from 1.
 [[nodiscard]] Key vap_interface(const Radio& radio, i32 vap);
 
+/// A virtual access point: its radio, and its number on it, from 1.
+struct Vap {
+    const Radio& radio;
+    i32 number;
+
+    [[nodiscard]] Key key(const char* option) const { return option_key(radio, option, number); }
+    [[nodiscard]] Key interface() const { return vap_interface(radio, number); }
+};
+
+/// The last instance of objects that belong to access points: 1 to 8 are on the first radio, 11 to 18 on the
+/// second.
+inline constexpr i32 kLastVap = 10 + kVapsPerRadio;
+
+[[nodiscard]] bool has_vap(i32 instance);
+
+/// The access point of an instance that exists.
+[[nodiscard]] Vap vap_of(i32 instance);
+
 /// The instance number after a path's prefix; 0: the path ends before it.
 [[nodiscard]] i32 instance_in_path(const char* path, std::size_t prefix_length);
 

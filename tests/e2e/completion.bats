@@ -33,7 +33,7 @@ de>delete
 --as WEB get sys>syslog
 get De>Device.
 get Device.Ti>Device.Time
-get Device.WiFi.>Device.WiFi.Radio. Device.WiFi.SSID.
+get Device.WiFi.R>Device.WiFi.Radio. Device.WiFi.RadioNumberOfEntries
 get Device.WiFi.Radio.>Device.WiFi.Radio.1 Device.WiFi.Radio.2
 get Device.WiFi.SSID.3.S>Device.WiFi.SSID.3.Stats Device.WiFi.SSID.3.Status Device.WiFi.SSID.3.SSID
 get Device.WiFi.SSID.3 BS>BSSID

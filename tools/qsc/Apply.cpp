@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "include/qrnuci.h"
 #include "tools/qsc/Json.h"
 #include "tools/qsc/Report.h"
 #include "tools/qsc/Requests.h"
@@ -23,19 +22,6 @@ bool take_word(std::string_view& words, PathText& word)
     const bool is_taken = length != 0 && word.assign({words.data(), length});
     words.remove_prefix(length);
     return is_taken;
-}
-
-/// Commits what was set on an object that no subtree commits for.
-ExitCode commit_packages(const Target& target)
-{
-    PathText package;
-    for (std::string_view packages = packages_of(target.object); take_word(packages, package);) {
-        if (const u32 code = QrnUci_CommitPackage(package.c_str())) {
-            return failure("%s: commit of %s failed: code %u (%s)", target.path.c_str(), package.c_str(),
-                           code, meaning_of(code));
-        }
-    }
-    return kDone;
 }
 
 /// Commits through a subtree. `who` is its path, and after that the packages unless the subtree knows them.
@@ -83,7 +69,7 @@ ExitCode commit_all(const Options& options, json_object* plan)
         PathText who;
         who.append(target.object.commit).append(" ").append(target.object.packages);
         if (is_empty(target.object.commit)) {
-            return commit_packages(target);
+            return kDone; // it keeps nothing in the configuration
         }
         if (json_object_object_get_ex(done.get(), who.c_str(), nullptr) != 0) {
             return kDone;

@@ -36,7 +36,4 @@ void for_each_parameter(const Object& object, Visit visit)
     }
 }
 
-/// The packages that hold an object's values, with blanks between them, where no subtree commits them.
-[[nodiscard]] std::string_view packages_of(const Object& object);
-
 } // namespace qsc
