@@ -20,6 +20,15 @@ using namespace qsc;
 namespace
 {
 
+/// The limits of what can be set, where the type alone does not say them.
+const char* shown_limits(const PackedRow& row)
+{
+    const bool is_implied = row.kind == Kind::kInteger || row.kind == Kind::kUnsigned ||
+                            row.kind == Kind::kUnsignedLong || row.access == Access::kRead ||
+                            row.place == Place::kHandler;
+    return or_empty(is_implied ? row.limits() : limits_of(row));
+}
+
 /// The subtree of an entry of the command table.
 const Subtree& subtree_of(const Qsc_CommandEntry& entry)
 {
@@ -73,7 +82,7 @@ Qsc_ObjectInfo describe(const Qsc_CommandEntry& entry, const Object& object)
             .service = restarts ? by_path : "",
             .packages = or_empty(packages),
             .parameters = count_parameters(object),
-            .access = subtree.served,
+            .access = subtree.served & u32{QSC_OPER_GET | QSC_OPER_SET},
             .flags = (has_instances(object) ? QSC_OBJECT_INSTANCES : 0) |
                      (object.list() != nullptr ? QSC_OBJECT_GROWS : 0) |
                      (subtree.actions() != nullptr ? QSC_OBJECT_ACTIONS : 0),
@@ -134,7 +143,7 @@ uint32_t QSysCmdHal_DescribeParameter(const Qsc_ObjectInfo* object, uint32_t num
     *parameter = {.name = found.name,
                   .type = type_name(row),
                   .units = unit_name(row.unit),
-                  .values = or_empty(row.limits()),
+                  .values = shown_limits(row),
                   .outside = or_empty(row.outside()),
                   .access = access_of(found),
                   .flags = ((row.marks & kMany) != 0 ? QSC_PARAM_LIST : 0) |

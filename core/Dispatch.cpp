@@ -163,6 +163,21 @@ u32 set(const Subtree& subtree, const Request& request, const Object& object, Ro
     return code != 0 ? log_parameter(request, label, "set", or_empty(refused), code) : 0;
 }
 
+/// Whether a path has a digit where the object's has its instance number.
+bool names_instance(const Object& object, std::string_view path)
+{
+    const std::size_t place = std::string_view{object.path}.find('{');
+    return place < path.size() && is_digit(path[place]);
+}
+
+u32 get_all(const Request& request, const Object& object)
+{
+    const Call call{kSource,        request.dispatcher, request.line,     request.path,
+                    request.object, request.oper,       request.argument, request.value};
+    const u32 code = serve_instances(call, object, request.context, nullptr);
+    return code != 0 ? log_parameter(request, nullptr, "get", "", code) : 0;
+}
+
 /// Serves a get or a set of the object that the path leads to.
 u32 serve_object(const Subtree& subtree, const Request& request, u32 oper)
 {
@@ -172,6 +187,10 @@ u32 serve_object(const Subtree& subtree, const Request& request, u32 oper)
         view.emplace();
     }
     const Object& object = object_at(subtree, request.path);
+    if (oper == QSC_OPER_GET && (subtree.served & kGetsAll) != 0 &&
+        !names_instance(object, or_empty(request.path))) {
+        return get_all(request, object);
+    }
     const auto serve_with = [&](RowRequest* rows) {
         return oper == QSC_OPER_GET ? get(subtree, request, object, rows)
                                     : set(subtree, request, object, rows);
@@ -380,7 +399,7 @@ u32 check_only(const Subtree& subtree, const char* path, json_object* object, u3
         if (why != nullptr) {
             const u32 code = refuse(row == nullptr ? EINVAL : EFAULT, "%s", why);
             name_refusal(path, name, code);
-            return is_object(value) ? finish(value, code) : code;
+            return is_object(value) ? record_result(value, code) : code;
         }
     }
     if (!has_rows(chosen) || subtree.actions() != nullptr) {

@@ -52,6 +52,10 @@ union SubtreeCell {
     Qsc_ParamEntry* actions;
 };
 
+/// In `served`: without an instance number in the path, a get answers all instances, as children of the
+/// request, named by their paths.
+inline constexpr u8 kGetsAll = 0x80;
+
 /// A row of the command table as it is written down: all that its dispatcher differs in from the next. Which
 /// object serves a path, and who commits and restarts for it, is said here alone.
 struct SubtreeDescription {

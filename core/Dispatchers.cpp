@@ -44,6 +44,7 @@ namespace
 
 constexpr const char* kUpdateInformation = "/etc/init.d/qrnmsgupd updinfo > /dev/null 2>&1 &";
 
+constexpr const char* kWanPath = "Device.IP.Interface.1";
 constexpr const char* kDhcpV4ClientPath = "Device.DHCPv4.Client.1";
 constexpr const char* kWiFiPath = "Device.WiFi";
 
@@ -70,7 +71,7 @@ constexpr Labels kAutoRebootLabels{.get = "AutoReboot",
                                    .unsupported = "AutoReboot"};
 
 constexpr ObjectChoice kETHIfaceChoices[] = {
-    {ObjectChoice::kPathHolds, "Stats", &kUnserved},
+    {ObjectChoice::kPathHolds, "Stats", &kEthernetStats},
 };
 constexpr ObjectChoice kWiFiSSIDChoices[] = {
     {ObjectChoice::kPathHolds, "Stats", &kWiFiSsidStats},
@@ -128,7 +129,7 @@ SUBTREE(QSysCmdHal_Do_Device_Time, .label = "Device_Time", .object = &kTime, .pa
         .commit = Qsc_DevTime_Commit, .service = Qsc_DevTime_Service)
 SUBTREE(QSysCmdHal_Do_Device_Leds, .label = "Device_Leds", .object = &kLeds, .packages = "system",
         .service = system::serve_leds)
-SUBTREE(QSysCmdHal_Do_SysUpg, .object = &kUnserved, .actions = g_QscSysUpgCmd)
+SUBTREE(QSysCmdHal_Do_SysUpg, .object = &kSysUpg, .served = QSC_OPER_SET, .actions = g_QscSysUpgCmd)
 SUBTREE(QSysCmdHal_Do_DevInfo_CPU, .object = &kProcessStatus, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_DevInfo_Mem, .object = &kMemoryStatus, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_DevInfo_Flash, .object = &kFlashStatus, .served = QSC_OPER_GET)
@@ -153,7 +154,7 @@ SUBTREE(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1_StaticAddr, .object = &kUnserve
 SUBTREE(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1, .labels = &kDHCPv4ServerPool1Labels, .object = &kDhcpV4Pool)
 SUBTREE(QSysCmdHal_Do_Device_DNS_Cli_Server, .label = "DNS_Client_Server", .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_ETH_Iface, .labels = &kETHIfaceLabels, .object = &kEthernetInterface,
-        .choices = kETHIfaceChoices)
+        .choices = kETHIfaceChoices, .served = QSC_OPER_GET | QSC_OPER_SET | kGetsAll, .applied_by = kWanPath)
 SUBTREE(QSysCmdHal_Do_Device_ETH_CustomMac, .label = "Ethernet.CustomMac", .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_WiFi_Radio, .label = "Device_WiFi_Radio", .object = &kWiFiRadio,
         .applied_by = kWiFiPath)
@@ -167,7 +168,8 @@ SUBTREE(QSysCmdHal_Do_Device_WiFi_MultiAP, .label = "Device_WiFi_MultiAP", .obje
 SUBTREE(QSysCmdHal_Do_Device_WiFi, .label = "Device_WiFi", .object = &kWiFi, .packages = "mtkwireless",
         .commit = wifi::commit, .service = wifi::serve_wifi)
 SUBTREE(QSysCmdHal_Do_Device_IP_Interface, .label = "IP_Interface", .object = &kWan,
-        .choices = kIPInterfaceChoices, .after_service = kUpdateInformation)
+        .choices = kIPInterfaceChoices, .packages = "network", .scripts = "network",
+        .after_service = kUpdateInformation)
 SUBTREE(QSysCmdHal_Do_Device_LLDP, .labels = &kLLDPLabels, .object = &kLldp)
 SUBTREE(QSysCmdHal_Do_Device_MQTT_Client, .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_ORVANE, .object = &kUnserved, .served = QSC_OPER_GET)

@@ -180,10 +180,9 @@ u32 begin_list_set(RowRequest& request)
     if (request.instance < 1 || request.instance > kHighestInstance) {
         return EINVAL;
     }
-    if (const u32 code = call_optional(QrnUci_BeginChange, list.package)) {
-        return is_installed(list.package) ? code : refuse(code, "%s is not installed", list.package);
+    if (const u32 code = begin_change(request, list.package)) {
+        return code;
     }
-    request.is_change = true;
     ListedSections sections;
     if (sections.read(list) != 0 || sections.store_numbers(list) != 0) {
         return EFAULT;
@@ -206,13 +205,6 @@ u32 add_or_delete(RowRequest& request)
     key.append(request.section.view().substr(0, request.section.view().size() - 1));
     const u32 code = call_optional(QrnUci_DeleteSection, key.c_str());
     return code != 0 ? refuse(code, "%s could not be deleted", key.c_str()) : 0;
-}
-
-u32 end_list_set(RowRequest& request, u32 code)
-{
-    request.is_change = false;
-    const u32 ended = call_optional(QrnUci_EndChange, code == 0 ? 1U : 0U);
-    return ended != 0 ? refuse(ended, "%s could not be changed", request.object.list()->package) : 0;
 }
 
 namespace

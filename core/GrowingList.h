@@ -76,7 +76,4 @@ class ListedSections
 /// Adds or deletes the instance where the request, which is right, says so.
 [[nodiscard]] u32 add_or_delete(RowRequest& request);
 
-/// Ends what begin_list_set() began: the changes are staged together, or not at all.
-[[nodiscard]] u32 end_list_set(RowRequest& request, u32 code);
-
 } // namespace qsc

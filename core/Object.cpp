@@ -29,7 +29,9 @@ bool parameter_at(const Object& object, std::size_t number, Parameter& parameter
         }
         const bool is_row =
             entry.handler != nullptr && entry.handler == object.handler() && entry.param < rows.size();
-        const bool is_known = number < rows.size() && rows[number].name == std::string_view{entry.name};
+        // Its name is the row's own, unless a host has put another table in its place.
+        const bool is_known = number < rows.size() && (rows[number].name == entry.name ||
+                                                       rows[number].name == std::string_view{entry.name});
         parameter = {entry.name, is_row ? nullptr : entry.handler, entry.param,
                      is_row     ? &rows[entry.param]
                      : is_known ? &rows[number]

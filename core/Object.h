@@ -51,6 +51,7 @@ struct ObjectDescription {
     const GrowingList* counted = nullptr;  ///< the list that kCount rows count
     u16 instances = 0;                     ///< instances 1 to this one exist
     HasInstance exists = nullptr;          ///< where they have gaps; up to `instances`
+    const char* package = nullptr;         ///< what a set writes in it is staged whole or not at all
     LocateInstance locate = nullptr;       ///< where their values are not all in `section`
 
     using Cell = ObjectCell;
@@ -64,7 +65,8 @@ struct ObjectDescription {
         kList = 0x40,
         kCounted = 0x80,
         kExists = 0x100,
-        kLocate = 0x200,
+        kPackage = 0x200,
+        kLocate = 0x400,
     };
     template <typename Use>
     constexpr void for_each_cell(Use use) const
@@ -78,6 +80,7 @@ struct ObjectDescription {
         use_member(use, kList, list, Cell{.list = list});
         use_member(use, kCounted, counted, Cell{.list = counted});
         use_member(use, kExists, exists, Cell{.exists = exists});
+        use_member(use, kPackage, package, Cell{.text = package});
         use_member(use, kLocate, locate, Cell{.locate = locate});
     }
 };
@@ -112,6 +115,7 @@ class Object : Sparse<ObjectCell, u16>
     [[nodiscard]] const GrowingList* list() const { return at<&ObjectCell::list>(Plain::kList); }
     [[nodiscard]] const GrowingList* counted() const { return at<&ObjectCell::list>(Plain::kCounted); }
     [[nodiscard]] HasInstance exists() const { return at<&ObjectCell::exists>(Plain::kExists); }
+    [[nodiscard]] const char* package() const { return at<&ObjectCell::text>(Plain::kPackage); }
     [[nodiscard]] LocateInstance locate() const { return at<&ObjectCell::locate>(Plain::kLocate); }
 
   private:

@@ -14,6 +14,7 @@ extern const Object kSystemLog;
 
 // handlers/system/
 extern const Object kRemoteLog;
+extern const Object kSysUpg;
 extern const Object kTime;
 extern const Object kSecondStaticIp;
 extern const Object kLeds;
@@ -36,6 +37,7 @@ extern const Object kDhcpV4RelaySentOption;
 extern const Object kDhcpV4RelaySentOptionSubcode;
 extern const Object kDhcpV4Pool;
 extern const Object kEthernetInterface;
+extern const Object kEthernetStats;
 extern const Object kWan;
 extern const Object kLldp;
 extern const Object kRouter;

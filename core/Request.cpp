@@ -141,7 +141,7 @@ u32 finish_get(const Call& call, u32 code)
     return ENOMEM;
 }
 
-u32 finish(json_object* value, u32 code)
+u32 record_result(json_object* value, u32 code)
 {
     t_is_starved = false;
     // An object whose "ParamId" is not a number cannot carry the code; the caller still gets it.
@@ -149,6 +149,12 @@ u32 finish(json_object* value, u32 code)
     if (code != 0) {
         add_refusal(value, code);
     }
+    return code;
+}
+
+u32 finish(json_object* value, u32 code)
+{
+    (void)record_result(value, code);
     tell_host();
     return code;
 }

@@ -65,6 +65,9 @@ void tell_host();
 /// Records the result and tells the host; returns it.
 u32 finish(json_object* value, u32 code);
 
+/// The same without telling the host: of what has only been looked at.
+u32 record_result(json_object* value, u32 code);
+
 /// Remembers for the get that is under way that it could not read what is stored, for want of memory or
 /// descriptors (ENOMEM). A missing option is no error of a get, but of this it knows nothing.
 void note_read(u32 code);

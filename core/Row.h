@@ -37,7 +37,7 @@ enum class Kind : u8 {
     kTimeOfDay, ///< "HH:MM"
     kDateTime,  ///< "2026-11-21T05:48:39Z"
     kReference, ///< the path of another object
-    kAction,    ///< an entry of an action table
+    kAction,    ///< an entry of an action table; `limits` are the members that go with it
     kJson,      ///< JSON text
     kLines,     ///< a text of several lines, of any length: the row's functions take it from the call
     kAdd,       ///< 1 adds the instance; see GrowingList.h

@@ -111,6 +111,16 @@ std::string_view Sources::file(const char* path)
     return slot.text.view();
 }
 
+std::string_view Sources::made(const char* name, void (*make)(FileText& text))
+{
+    bool is_new = false;
+    Slot& slot = slot_for(name, nullptr, is_new);
+    if (is_new) {
+        make(slot.text);
+    }
+    return slot.text.view();
+}
+
 Sources::Slot& Sources::run(const Tool& tool, const char* module)
 {
     bool is_new = false;

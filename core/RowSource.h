@@ -27,6 +27,9 @@ class Sources
     /// The content of a file, of at most 1 MiB; empty: there is none, which take_missing() then knows.
     std::string_view file(const char* path);
 
+    /// What a function makes of the device's state, under a name that is no file's.
+    std::string_view made(const char* name, void (*make)(FileText& text));
+
     /// What a tool prints, as JSON; null: it failed, or printed something else, which is logged once, in the
     /// module's name.
     json_object* json(const Tool& tool, const char* module);
@@ -34,13 +37,13 @@ class Sources
     /// What a tool prints; empty: it failed.
     std::string_view output(const Tool& tool, const char* module);
 
-    /// A device without the tool is asked once a request.
     /// Whether a file was missing since it was last asked.
     [[nodiscard]] bool take_missing() { return std::exchange(has_missing_, false); }
 
     /// Whether this is the first that the request has to say of what is missing.
     [[nodiscard]] bool warns() { return !std::exchange(has_warned_, true); }
 
+    /// A device without the boot loader's tool is asked once a request.
     [[nodiscard]] bool lacks_boot_environment() const { return lacks_boot_environment_; }
     void set_lacks_boot_environment() { lacks_boot_environment_ = true; }
 

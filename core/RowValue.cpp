@@ -78,14 +78,9 @@ void describe_limits(std::string_view limits, Text<126>& text)
     }
 }
 
-const char* limits_of(const PackedRow& row, const char* usual)
+u32 store_number(const PackedRow& row, std::string_view text, RowText& stored)
 {
-    const char* const own = row.limits();
-    return own != nullptr ? own : usual;
-}
-
-u32 store_number(const PackedRow& row, std::string_view text, std::string_view limits, RowText& stored)
-{
+    const std::string_view limits = limits_of(row);
     std::string_view digits = text;
     digits.remove_prefix(text.starts_with('-') || text.starts_with('+') ? 1 : 0);
     std::string_view decimal = text;
@@ -109,7 +104,7 @@ u32 store_number(const PackedRow& row, std::string_view text, std::string_view l
 
 u32 store_text(const PackedRow& row, std::string_view text, RowText& stored)
 {
-    const char* const limits = limits_of(row, ":126");
+    const char* const limits = limits_of(row);
     if (!is_within(limits, static_cast<i64>(text.size())) || text.size() > 2000) {
         Text<126> wanted;
         describe_limits(limits, wanted);
@@ -188,7 +183,7 @@ bool is_host_name(std::string_view text)
 
 bool is_hex_binary(const PackedRow& row, std::string_view text)
 {
-    return text.size() % 2 == 0 && is_within(limits_of(row, ":63"), static_cast<i64>(text.size() / 2)) &&
+    return text.size() % 2 == 0 && is_within(limits_of(row), static_cast<i64>(text.size() / 2)) &&
            std::ranges::all_of(text, [](char c) { return hex_value(c) >= 0; });
 }
 
@@ -237,13 +232,10 @@ u32 store_one(const PackedRow& row, std::string_view text, RowText& stored)
     case Kind::kDelete:
         return store_switch(row, text, stored);
     case Kind::kInteger:
-        return store_number(row, text, limits_of(row, "-2147483648:2147483647"), stored);
     case Kind::kUnsigned:
-        return store_number(row, text, limits_of(row, "0:4294967295"), stored);
     case Kind::kUnsignedLong:
-        return store_number(row, text, limits_of(row, "0:"), stored);
     case Kind::kPort:
-        return store_number(row, text, limits_of(row, "1:65535"), stored);
+        return store_number(row, text, stored);
     case Kind::kWord:
     case Kind::kStoredWord:
         return store_word(row, text, stored);
@@ -261,9 +253,9 @@ u32 store_one(const PackedRow& row, std::string_view text, RowText& stored)
     case Kind::kMacAddress:
         return store_mac_address(row, text, stored);
     case Kind::kHostName:
-        return store_form(
-            row, text, is_host_name(text) && is_within(limits_of(row, ":253"), static_cast<i64>(text.size())),
-            "no host name", stored);
+        return store_form(row, text,
+                          is_host_name(text) && is_within(limits_of(row), static_cast<i64>(text.size())),
+                          "no host name", stored);
     case Kind::kHost:
         return store_form(row, text,
                           is_host_name(text) || is_address(AF_INET, text) || is_address(AF_INET6, text),
@@ -276,11 +268,12 @@ u32 store_one(const PackedRow& row, std::string_view text, RowText& stored)
     case Kind::kText:
     case Kind::kDateTime:
     case Kind::kReference:
-    case Kind::kAction:
     case Kind::kJson:
         return store_text(row, text, stored);
     case Kind::kLines:
         return 0;
+    case Kind::kAction:
+        break; // its table serves it
     }
     return EFAULT;
 }
@@ -312,14 +305,45 @@ u32 store_item(const PackedRow& row, std::string_view item, RowText& stored)
 
 } // namespace
 
+const char* limits_of(const PackedRow& row)
+{
+    if (const char* const own = row.limits()) {
+        return own;
+    }
+    switch (row.kind) {
+    case Kind::kInteger:
+        return "-2147483648:2147483647";
+    case Kind::kUnsigned:
+        return "0:4294967295";
+    case Kind::kUnsignedLong:
+        return "0:";
+    case Kind::kPort:
+        return "1:65535";
+    case Kind::kHostName:
+        return ":253";
+    case Kind::kHexBinary:
+        return ":63";
+    case Kind::kText:
+    case Kind::kDateTime:
+    case Kind::kReference:
+    case Kind::kJson:
+        return ":126";
+    default:
+        return nullptr;
+    }
+}
+
 int find_word(std::string_view words, std::string_view word)
 {
-    for (int i = 0; !words.empty(); ++i) {
+    for (int i = 0;; ++i) {
+        const bool is_last = words.find('|') == std::string_view::npos;
         if (take_part(words, '|') == word) {
             return i;
         }
+        if (is_last) {
+            return -1;
+        }
     }
-    return -1;
 }
 
 bool is_mac_address(std::string_view text)

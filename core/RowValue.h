@@ -30,6 +30,9 @@ void to_spoken(const PackedRow& row, std::string_view stored, RowText& spoken);
 /// Whether a stored switch is on, as the configuration's readers take it.
 [[nodiscard]] bool is_switched_on(std::string_view stored);
 
+/// What a set of a row takes: its own limits, or those that its kind has; null: none.
+[[nodiscard]] const char* limits_of(const PackedRow& row);
+
 /// What a value is called in listings.
 [[nodiscard]] const char* type_name(const PackedRow& row);
 [[nodiscard]] const char* unit_name(Unit unit);

@@ -329,7 +329,11 @@ u32 for_each_named(RowRequest& request, const char*& name, Use use)
 /// Judges every value that a set names, the first refused one as its handler would.
 u32 judge(RowRequest& request, const char*& refused)
 {
-    const auto end = [](const RowCall& call, u32 code) { return code != 0 ? finish(call.value, code) : 0; };
+    const auto end = [](const RowCall& call, u32 code) {
+        return code == 0               ? 0
+               : call.request.is_trial ? record_result(call.value, code)
+                                       : finish(call.value, code);
+    };
     // The sense of a value may depend on others, so first each is known to be well formed.
     const u32 code = for_each_named(request, refused, [&](const RowCall& call, RowText& stored) -> u32 {
         if (!is_object(call.value)) {
@@ -358,22 +362,26 @@ u32 refuse_for(RowRequest& request, const char* name, u32 code)
     return name != nullptr && find_member(request.root, name, value) ? finish(value, code) : code;
 }
 
+/// Finds the instance. @return EINVAL: there is none
+u32 find_instance(RowRequest& request)
+{
+    if (!has_instances(request.object)) {
+        return 0;
+    }
+    if (request.instance == 0) {
+        request.instance = instance_in_path(request.object, request.path);
+    }
+    return request.object.list() != nullptr                 ? find_section(request)
+           : has_instance(request.object, request.instance) ? 0
+                                                            : EINVAL;
+}
+
 } // namespace
 
 void begin_get(RowRequest& request)
 {
     (void)request.section.assign(or_empty(request.object.section()));
-    if (!has_instances(request.object)) {
-        return;
-    }
-    if (request.instance == 0) {
-        request.instance = instance_in_path(request.object, request.path);
-    }
-    if (request.object.list() != nullptr) {
-        request.found = find_section(request);
-        return;
-    }
-    request.found = has_instance(request.object, request.instance) ? 0 : EINVAL;
+    request.found = find_instance(request);
     const LocateInstance locate = request.object.locate();
     if (request.found == 0 && locate != nullptr) {
         locate(request);
@@ -394,11 +402,37 @@ u32 serve_row(RowRequest& request, const PackedRow& row, json_object* value)
     return finish(value, is_get ? get(call) : is_set ? set(call) : refuse_operation(call));
 }
 
+u32 begin_change(RowRequest& request, const char* package)
+{
+    const u32 code = call_optional(QrnUci_BeginChange, package);
+    request.is_change = code == 0;
+    return code == 0 || is_installed(package) ? code : refuse(code, "%s is not installed", package);
+}
+
+namespace
+{
+
+u32 end_change(RowRequest& request, u32 code)
+{
+    request.is_change = false;
+    const GrowingList* const list = request.object.list();
+    const u32 ended = call_optional(QrnUci_EndChange, code == 0 ? 1U : 0U);
+    return ended == 0 ? 0
+                      : refuse(ended, "%s could not be changed",
+                               list != nullptr ? list->package : request.object.package());
+}
+
+} // namespace
+
 u32 begin_set(RowRequest& request, const char*& refused)
 {
     if (request.object.list() == nullptr) {
+        const char* const package = request.object.package();
+        const u32 begun = package != nullptr ? begin_change(request, package) : 0;
         begin_get(request);
-        return judge(request, refused);
+        request.found = request.found != 0 ? request.found : begun;
+        const u32 code = judge(request, refused);
+        return code != 0 ? end_set(request, code, refused) : 0;
     }
     (void)request.section.assign("");
     if (request.instance == 0) {
@@ -419,7 +453,7 @@ u32 begin_set(RowRequest& request, const char*& refused)
 u32 end_set(RowRequest& request, u32 code, const char*& refused)
 {
     if (request.is_change) {
-        const u32 ended = end_list_set(request, code);
+        const u32 ended = end_change(request, code);
         if (code == 0 && ended == 0) {
             (void)for_each_named(request, refused, [](const RowCall& call, RowText& stored) -> u32 {
                 if (take_stored(call, stored) == 0) {
@@ -435,6 +469,7 @@ u32 end_set(RowRequest& request, u32 code, const char*& refused)
 
 u32 check_set(RowRequest& request, const char*& refused)
 {
+    request.is_trial = true;
     begin_get(request);
     if (request.object.list() != nullptr) {
         request.is_new = request.found != 0;

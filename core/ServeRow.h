@@ -30,6 +30,7 @@ struct RowRequest {
     u32 found = 0;           ///< EINVAL: there is no such instance
     bool is_new = false;     ///< the instance is added by this request
     bool is_checked = false; ///< every named value is known to be right
+    bool is_trial = false;   ///< judged, not done
     bool is_change = false;  ///< what is written is staged at the end, and recorded then
     Sources sources{};
 };
@@ -45,6 +46,9 @@ void begin_get(RowRequest& request);
 
 /// Serves one parameter, and ends the call as every handler ends.
 u32 serve_row(RowRequest& request, const PackedRow& row, json_object* value);
+
+/// Has a package to itself until the set ends, which stages what is written in it whole or not at all.
+[[nodiscard]] u32 begin_change(RowRequest& request, const char* package);
 
 /// Begins a set: judges it as a whole before its first write. `refused` is the parameter that it fails for;
 /// its object has the result, and the host has been told, as if the parameter's handler had refused it.

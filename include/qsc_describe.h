@@ -29,7 +29,8 @@ typedef struct {
     const char *name;
     const char *type;    /**< as TR-181 names it, such as "boolean", "unsignedInt", "IPv4Address" */
     const char *units;   /**< such as "seconds"; empty: none */
-    const char *values;  /**< "One|Two", or "least:most" of a number or a text's length; empty: any */
+    const char *values;  /**< "One|Two", or "least:most" of a number or a text's length; empty: any. Of an
+                            action:  the members that may stand beside "Action" */
     const char *outside; /**< the file that a set changes beside the configuration; empty: none */
     uint32_t access;     /**< QSC_OPER_GET and QSC_OPER_SET bits */
     uint32_t flags;      /**< QSC_PARAM_ bits */

@@ -3,8 +3,11 @@
 
 #include <array>
 #include <cstdio>
+#include <ctime>
 
 #include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "include/qrnuci.h"
@@ -54,26 +57,65 @@ void make_answer(const std::vector<Answered>& answer)
     json_object_put(request);
 }
 
+void run(const std::string& command)
+{
+    std::array<char, 4096> text;
+    FILE* const pipe = popen(command.c_str(), "r");
+    while (std::fgets(text.data(), text.size(), pipe) != nullptr) {
+    }
+    benchmark::DoNotOptimize(pclose(pipe));
+    sync();
+}
+
+void read_file(const char* path)
+{
+    std::array<char, 256> text;
+    struct stat status {
+    };
+    const int file = open(path, O_RDONLY | O_CLOEXEC);
+    if (fstat(file, &status) == 0) {
+        while (read(file, text.data(), text.size()) > 0) {
+        }
+    }
+    close(file);
+}
+
+void read_clock()
+{
+    const time_t now = time(nullptr);
+    std::tm local{};
+    tzset();
+    benchmark::DoNotOptimize(localtime_r(&now, &local));
+}
+
 } // namespace
 
 void replay(const Recording& recording)
 {
     std::array<char, 4096> text;
+    std::size_t done = 0;
+    const auto run_up_to = [&](std::size_t count) {
+        for (; done < count; ++done) {
+            run(recording.commands[done]);
+            QrnUci_RenewView();
+        }
+    };
     QrnUci_BeginView();
     for (const test::Read& read : recording.reads) {
+        run_up_to(read.commands_before);
         benchmark::DoNotOptimize(
             read.is_item ? QrnUci_GetListItem(read.key.c_str(), read.index, text.data(), read.size)
                          : QrnUci_GetString(read.key.c_str(), text.data(), read.size));
     }
+    run_up_to(recording.commands.size());
     QrnUci_EndView();
-    make_answer(recording.answer);
-    for (const std::string& command : recording.commands) {
-        FILE* const pipe = popen(command.c_str(), "r");
-        while (std::fgets(text.data(), text.size(), pipe) != nullptr) {
-        }
-        benchmark::DoNotOptimize(pclose(pipe));
-        sync();
+    if (!recording.file.empty()) {
+        read_file(recording.file.c_str());
     }
+    if (recording.has_clock) {
+        read_clock();
+    }
+    make_answer(recording.answer);
 }
 
 } // namespace bench

@@ -26,6 +26,8 @@ struct Recording {
     std::vector<test::Read> reads;
     std::vector<std::string> commands;
     std::vector<Answered> answer;
+    std::string file = {};  ///< that it reads besides; empty: none
+    bool has_clock = false; ///< it needs the local time
 };
 
 /// Commands are faked and the configuration is real; nothing is recorded.
@@ -48,8 +50,8 @@ Recording record(Work work)
 /// Adds what a request was answered with.
 void add_answer(Recording& recording, json_object* request);
 
-/// Asks for it again: the reads as one view, each command's pipe read to its end, and the json-c calls that
-/// make the answer.
+/// Asks for it again: the reads in views that end with each command, whose pipe is read to its end, then the
+/// file and the clock, and the json-c calls that make the answer.
 void replay(const Recording& recording);
 
 } // namespace bench

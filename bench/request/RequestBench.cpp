@@ -24,8 +24,9 @@ uint32_t get_all(Qsc_Handler dispatcher, const char* path)
     return code;
 }
 
-/// Registers a get of all parameters, and the reads, commands and json-c calls that it consists of.
-void add_all_get(const std::string& name, Qsc_Handler dispatcher, const char* path)
+/// Registers a get of all parameters, and the reads, commands and json-c calls that it consists of. `file` is
+/// one that it reads for the time.
+void add_all_get(const std::string& name, Qsc_Handler dispatcher, const char* path, const char* file = "")
 {
     benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
         for (auto _ : state) {
@@ -38,6 +39,8 @@ void add_all_get(const std::string& name, Qsc_Handler dispatcher, const char* pa
     json_object* const request = json_object_new_object();
     auto parts = bench::record([&] { dispatcher(path, request, QSC_OPER_GET, QSC_COMMANDER_CLI, 0, 0); });
     bench::add_answer(parts, request);
+    parts.file = file;
+    parts.has_clock = *file != '\0';
     json_object_put(request);
     benchmark::RegisterBenchmark((name + "_parts").c_str(), [parts](benchmark::State& state) {
         for (auto _ : state) {
@@ -103,7 +106,7 @@ int main(int count, char** arguments)
 
     benchmark::RegisterBenchmark("dispatch_level", dispatch_level);
     benchmark::RegisterBenchmark("bare_level", bare_level);
-    add_all_get("time", QSysCmdHal_Do_Device_Time, "Device.Time.");
+    add_all_get("time", QSysCmdHal_Do_Device_Time, "Device.Time.", "/tmp/.ntpstatus");
     add_all_get("radio", QSysCmdHal_Do_Device_WiFi_Radio, "Device.WiFi.Radio.2.");
     add_all_get("ssid", QSysCmdHal_Do_Device_WiFi_SSID, "Device.WiFi.SSID.1.");
     add_all_get("stats", QSysCmdHal_Do_Device_WiFi_SSID, "Device.WiFi.SSID.1.Stats.");

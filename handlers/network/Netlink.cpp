@@ -19,10 +19,10 @@ namespace
 {
 
 /// Every attribute that a route may have and we compare.
-Route read_route(const rtmsg& message, u32 length)
+Route read_route(rtmsg& message, u32 length)
 {
     Route route{0, message.rtm_dst_len == 0 ? 0 : ~u32{0} << (32 - message.rtm_dst_len), 0, 0};
-    const auto* attribute = RTM_RTA(&message);
+    auto* attribute = RTM_RTA(&message);
     for (auto rest = static_cast<int>(length); RTA_OK(attribute, rest);
          attribute = RTA_NEXT(attribute, rest)) {
         u32 value = 0;
@@ -102,12 +102,10 @@ bool has_route(const Route& wanted)
             if (header->nlmsg_type != RTM_NEWROUTE || header->nlmsg_len < NLMSG_LENGTH(sizeof(rtmsg))) {
                 continue;
             }
-            rtmsg message{};
-            const auto* const data = static_cast<const char*>(NLMSG_DATA(header));
-            std::memcpy(&message, data, sizeof message);
+            auto& message = *static_cast<rtmsg*>(NLMSG_DATA(header));
             if (message.rtm_table == RT_TABLE_MAIN && message.rtm_dst_len <= 32) {
-                is_found = is_found || is_same(wanted, read_route(*reinterpret_cast<const rtmsg*>(data),
-                                                                  static_cast<u32>(RTM_PAYLOAD(header))));
+                is_found =
+                    is_found || is_same(wanted, read_route(message, static_cast<u32>(RTM_PAYLOAD(header))));
             }
         }
     }

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "core/Detached.h"
+#include "core/Objects.h"
 #include "core/Refusal.h"
 #include "core/Request.h"
 #include "core/RowSource.h"
@@ -266,7 +267,29 @@ u32 act(const char* name, json_object* value, u32 oper, u32 argument, i64, u64 p
     return finish(value, kRun({call, request, lock}));
 }
 
+constexpr Row action(RowName name, const char* members, Marks marks = 0)
+{
+    Row row{.name = name};
+    row.kind = Kind::kAction;
+    row.access = Access::kWrite;
+    row.limits = members;
+    row.marks = marks;
+    return row;
+}
+
+constexpr Row kRows[] = {
+    action("Check", "FileName"),
+    action("Upgrade", "FileName|KeepSettings", kFinal),
+    action("Backup", "FileName"),
+    action("Restore", "FileName", kFinal),
+    action("FactoryReset", nullptr, kFinal),
+    action("Reboot", "Delay", kFinal),
+};
+
 } // namespace
+
+// What tools show; the table has the actions themselves.
+QSC_DEFINE_OBJECT(kSysUpg, .path = "SysUpg", .rows = qsc::kPacked<qsc::PackedRow, kRows>)
 
 Qsc_ParamEntry g_QscSysUpgCmd[] = {{0, "Check", act<check>, 0, 0},
                                    {1, "Upgrade", act<upgrade>, 0, 0},

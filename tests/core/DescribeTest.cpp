@@ -103,6 +103,8 @@ TEST_F(OutsideTest, EveryRefusalHasASentenceThatBeginsWithItsPath)
 
 TEST_F(OutsideTest, ASetIsCheckedWithoutBeingDone)
 {
+    static int events = 0;
+    g_QSysCmdHalCb = [](uint64_t, uint64_t) -> uint64_t { return static_cast<uint64_t>(++events); };
     const auto check = [](const char* path, const char* request) {
         const Json sent{request};
         const uint32_t code = QSysCmdHal_Check(path, sent.get(), QSC_COMMANDER_CLI);
@@ -121,6 +123,7 @@ TEST_F(OutsideTest, ASetIsCheckedWithoutBeingDone)
     for (const std::string& step : outside().done) {
         EXPECT_FALSE(step.starts_with("set ") || step.starts_with("popen ")) << step;
     }
+    EXPECT_EQ(events, 0) << "nothing has happened that a host should hear of";
 }
 
 TEST_F(OutsideTest, InstancesAreTold)

@@ -265,14 +265,15 @@ TEST_F(Dispatch, LabelsDifferByOperationWhereTheyMust)
     EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kGet, object.get()), Fails(ENODATA));
     EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kSet, object.get()), Fails(ENODATA));
     EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kCommit, object.get()), Fails(EINVAL));
-    EXPECT_EQ(request("Device.Ethernet.Interface.1", kGet, object.get()), Fails(ENODATA));
-    EXPECT_EQ(request("Device.Ethernet.Interface.1", kSet, object.get()), Fails(ENODATA));
+    // There is no such port.
+    EXPECT_EQ(request("Device.Ethernet.Interface.99", kGet, object.get()), Fails(ENODATA));
+    EXPECT_EQ(request("Device.Ethernet.Interface.99", kSet, object.get()), Fails(EINVAL));
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{
                                   {3, "[E] SiteUurvey get One, error 61\n"},
                                   {3, "[E] Site Survey set One, error 61\n"},
                                   {3, "[E] Site Survey operation not support (0x40000)\n"},
-                                  {3, "[E] Device.Ethernet.Interface.1 get One failed, error 61.\n"},
-                                  {3, "[E] Ethernet.Interface set One, error 61\n"},
+                                  {3, "[E] Device.Ethernet.Interface.99 get One failed, error 61.\n"},
+                                  {3, "[E] Ethernet.Interface set , error 22\n"},
                               }));
 }
 

@@ -440,3 +440,52 @@ TEST_F(ServeRow, InstancesAreThoseThatExist)
     EXPECT_EQ(send(ports, "Device.Port.3", kSet, R"({"Number":{"ParamValue":5}})"), Succeeds());
     EXPECT_EQ(messages(), Lines{"set port [3] Number 5 by CLI"});
 }
+
+TEST_F(ServeRow, ASetOfOnePackageIsStagedWholeOrNotAtAll)
+{
+    // Each instance has a section of its own, and cannot keep the word "fails".
+    constexpr auto fails = [](const qsc::RowCall&, std::string_view stored) -> uint32_t {
+        return stored == "fails" ? EIO : 0;
+    };
+    constexpr auto find = [](qsc::RowRequest& request) {
+        request.section.append("thing.port").append_number(request.instance).append(".");
+    };
+    static constexpr Row kPortRows[] = {
+        {.name = "First", .access = kReadWrite, .key = "first", .fallback = "none"},
+        {.name = "Second", .access = kReadWrite, .key = "second", .set = fails},
+    };
+    static constexpr qsc::ObjectDescription kPort[] = {{.path = "Device.Port.{i}",
+                                                        .rows = qsc::kPacked<qsc::PackedRow, kPortRows>,
+                                                        .source = &kSource,
+                                                        .area = "port",
+                                                        .section_type = "port",
+                                                        .instances = 2,
+                                                        .package = "thing",
+                                                        .locate = find}};
+    static constexpr qsc::SubtreeDescription kPortPlain[] = {
+        {.name = "Do_Port", .line = 1, .object = &kObject<kPort>, .served = kGet | kSet | qsc::kGetsAll}};
+    const qsc::Subtree& ports = qsc::kPacked<qsc::Subtree, kPortPlain>[0];
+    put("thing", "config port 'port1'\n\toption first 'a'\n");
+
+    EXPECT_EQ(
+        send(ports, "Device.Port.2", kSet, R"({"First":{"ParamValue":"b"},"Second":{"ParamValue":"fails"}})"),
+        Fails(EIO));
+    EXPECT_EQ(messages(), Lines{});
+    EXPECT_EQ(committed("thing"), (Lines{"config port 'port1'", "option first 'a'"}));
+    EXPECT_EQ(
+        send(ports, "Device.Port.2", kSet, R"({"First":{"ParamValue":"b"},"Second":{"ParamValue":"c"}})"),
+        Succeeds());
+    EXPECT_EQ(messages(), (Lines{"set port [2] First b by CLI", "set port [2] Second c by CLI"}));
+    EXPECT_EQ(committed("thing"), (Lines{"config port 'port1'", "option first 'a'", "config port 'port2'",
+                                         "option first 'b'", "option second 'c'"}));
+    for (const char* all : {"Device.Port", "Device.Port.", "Device.Port.x"}) {
+        const Answer answer = send(ports, all, kGet, "{}");
+        EXPECT_EQ(answer, Succeeds());
+        EXPECT_EQ(
+            answer.member("Device.Port.1"),
+            R"({"First":{"ParamValue":"a","ParamId":0},"Second":{"ParamValue":"","ParamId":0},"ParamId":0})");
+    }
+    std::filesystem::remove("/etc/config/thing");
+    EXPECT_EQ(send(ports, "Device.Port.1", kSet, R"({"First":{"ParamValue":"x"}})"), Fails(EFAULT));
+    EXPECT_STREQ(QSysCmdHal_LastError(), "Device.Port.1: First: thing is not installed");
+}

@@ -130,7 +130,7 @@ FILE* hold(const std::string& text, const char* mode)
 void record_read(const char* key, bool is_item, uint32_t index, uint32_t size)
 {
     if (outside().keeps_records) {
-        outside().reads.push_back({key, is_item, index, size});
+        outside().reads.push_back({key, is_item, index, size, outside().commands().size()});
     }
 }
 

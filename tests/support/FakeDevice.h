@@ -34,6 +34,7 @@ struct Read {
     bool is_item; ///< of a list
     uint32_t index;
     uint32_t size;
+    std::size_t commands_before; ///< it
 };
 
 struct Outside {

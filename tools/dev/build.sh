@@ -89,7 +89,7 @@ bench() {
 fuzz() {
     setup
     need clang libclang-rt-dev
-    CC=clang CXX=clang++ configure_and_build build/fuzz all -DQSC_FUZZ=ON -DBUILD_TESTING=OFF
+    CC=clang CXX=clang++ configure_and_build build/fuzz fuzzers -DQSC_FUZZ=ON -DBUILD_TESTING=OFF
     local program name count=0
     for program in build/fuzz/fuzz/fuzz_"${1:-}"*; do
         [ -x "$program" ] || die "there is no fuzzer '$1'; there are: $(cd build/fuzz/fuzz && echo fuzz_*)"

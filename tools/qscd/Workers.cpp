@@ -93,7 +93,8 @@ bool Workers::start_thread(void* (*run)(void*))
     pthread_attr_t attributes;
     pthread_t thread;
     (void)pthread_attr_init(&attributes);
-    (void)pthread_attr_setstacksize(&attributes, std::max<std::size_t>(kStack, PTHREAD_STACK_MIN));
+    (void)pthread_attr_setstacksize(&attributes,
+                                    std::max(kStack, static_cast<std::size_t>(PTHREAD_STACK_MIN)));
     (void)pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
     const bool is_started = pthread_create(&thread, &attributes, run, this) == 0;
     (void)pthread_attr_destroy(&attributes);
