@@ -70,18 +70,26 @@ bool is_writable(std::string_view process, const char* descriptor)
     return qsc::parse_whole(qsc::take_word(rest), flags, 8) && (flags & O_ACCMODE) == O_RDWR;
 }
 
-/// Whether a process has a file open for writing that stood at the path before it was replaced. Those that
+/// The place of a file, as /proc has it: its path, and the file system, as containers have the same paths.
+struct Place {
+    std::string_view path;
+    dev_t device;
+};
+
+/// Whether a process has a file open for writing that stood at the place before it was replaced. Those that
 /// only read do no harm, and we keep such files open ourselves.
-bool has_replaced_file(std::string_view process, std::string_view path)
+bool has_replaced_file(std::string_view process, const Place& place)
 {
     Path folder;
     folder.append("/proc/").append(process).append("/fd");
     Path wanted;
-    wanted.append(path).append(" (deleted)");
+    wanted.append(place.path).append(" (deleted)");
     return find_entry(folder, "", [&](int descriptors, const char* entry) {
         char target[512];
+        struct stat status = {};
         const ssize_t length = readlinkat(descriptors, entry, target, sizeof target);
         return length > 0 && std::string_view{target, static_cast<std::size_t>(length)} == wanted.view() &&
+               fstatat(descriptors, entry, &status, 0) == 0 && status.st_dev == place.device &&
                is_writable(process, entry);
     });
 }
@@ -98,8 +106,8 @@ std::string_view process_of(std::string_view line)
     return is_whole ? qsc::take_word(line) : std::string_view{};
 }
 
-/// Whether somebody has the lock of a file that stood at the path, or waits for it.
-bool has_late_locker(std::string_view path)
+/// Whether somebody has the lock of a file that stood at the place, or waits for it.
+bool has_late_locker(const Place& place)
 {
     const qsc::StdioReserve reserve;
     std::FILE* const locks = std::fopen("/proc/locks", "re");
@@ -109,7 +117,7 @@ bool has_late_locker(std::string_view path)
     char line[256];
     while (locks != nullptr && !is_found && std::fgets(line, sizeof line, locks) != nullptr) {
         const std::string_view process = process_of(line);
-        is_found = !process.empty() && process != own.view() && has_replaced_file(process, path);
+        is_found = !process.empty() && process != own.view() && has_replaced_file(process, place);
     }
     if (locks != nullptr) {
         (void)std::fclose(locks);
@@ -119,14 +127,14 @@ bool has_late_locker(std::string_view path)
 
 /// Whether somebody is about to be. Who has waited for a lock that has just been given up is in no list until
 /// it gets the processor, so every process is looked at.
-bool has_late_opener(std::string_view path)
+bool has_late_opener(const Place& place)
 {
     Path processes;
     processes.append("/proc");
     qsc::Text<24> own;
     own.append_number(getpid());
     return find_entry(processes, "", [&](int, const char* entry) {
-        return qsc::is_digit(*entry) && entry != own.view() && has_replaced_file(entry, path);
+        return qsc::is_digit(*entry) && entry != own.view() && has_replaced_file(entry, place);
     });
 }
 
@@ -135,8 +143,11 @@ bool has_late_writer(const Path& path, const struct stat& status)
 {
     const i64 age = age_in_milliseconds(status.st_ctim);
     char* const resolved = age <= kLongMilliseconds ? realpath(path.c_str(), nullptr) : nullptr;
-    const bool is_found = resolved != nullptr &&
-                          (age <= kShortMilliseconds ? has_late_opener(resolved) : has_late_locker(resolved));
+    bool is_found = false;
+    if (resolved != nullptr) {
+        const Place place{resolved, status.st_dev};
+        is_found = age <= kShortMilliseconds ? has_late_opener(place) : has_late_locker(place);
+    }
     std::free(resolved);
     return is_found;
 }

@@ -9,8 +9,10 @@
 #include <set>
 #include <vector>
 
+#include <sched.h>
 #include <sys/file.h>
 #include <sys/mman.h>
+#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -361,11 +363,14 @@ TEST_F(Processes, AChildOutlivesAKilledCommitWithoutItsLock)
     if (committer == 0) {
         SystemCalls calls;
         calls.on("rename", 0, [&] {
-            const pid_t child = fork();
-            if (child == 0) {
-                pause();
+            if (fork() == 0) {
+                // Once fork() has returned here, the child has given up what it inherited.
+                const pid_t child = getpid();
+                (void)!write(born[1], &child, sizeof child);
+                for (;;) {
+                    pause();
+                }
             }
-            (void)!write(born[1], &child, sizeof child);
             return kill(getpid(), SIGKILL);
         });
         (void)QrnUci_CommitPackage("p");
@@ -383,6 +388,37 @@ TEST_F(Processes, AChildOutlivesAKilledCommitWithoutItsLock)
     kill(child, SIGKILL);
     close(born[0]);
     close(born[1]);
+}
+
+TEST_F(Processes, ACommitWaitsForNobodyWhoseFileOnlyHasTheSameName)
+{
+    std::array<int, 2> ready{};
+    ASSERT_EQ(pipe(ready.data()), 0);
+    const pid_t other = fork();
+    if (other == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        bool is_ready = unshare(CLONE_NEWNS) == 0 && mount("none", "/etc/config", "tmpfs", 0, nullptr) == 0;
+        put_config("p", "");
+        is_ready = is_ready && open("/etc/config/p", O_RDWR) >= 0 && unlink("/etc/config/p") == 0;
+        (void)!write(ready[1], &is_ready, sizeof is_ready);
+        for (;;) {
+            pause();
+        }
+    }
+    bool is_ready = false;
+    ASSERT_EQ(read(ready[0], &is_ready, sizeof is_ready), static_cast<ssize_t>(sizeof is_ready));
+    EXPECT_TRUE(is_ready);
+    put_config("p", "config t s\n");
+    put_staged("p", "p.s.a='1'\n");
+    {
+        const SystemCalls calls;
+        EXPECT_EQ(QrnUci_CommitPackage("p"), 0u);
+        EXPECT_EQ(calls.paused_milliseconds(), 0);
+    }
+    kill(other, SIGKILL);
+    waitpid(other, nullptr, 0);
+    close(ready[0]);
+    close(ready[1]);
 }
 
 TEST_F(Processes, AReaderWaitsForALockOnlySoLongAndReadsWithoutIt)
