@@ -42,11 +42,6 @@ class Interchange : public UciTest
         return output;
     }
 
-    static uint32_t set(const std::string& key, const char* value)
-    {
-        return QrnUci_SetNewString(key.c_str(), value, 0, 1);
-    }
-
     /// Every key that the tool shows reads the same with both.
     static void expect_same_view(const std::string& package)
     {

@@ -60,6 +60,11 @@ std::string UciTest::get(const std::string& key)
     return code == 0 ? buffer.data() : "code " + std::to_string(code);
 }
 
+uint32_t UciTest::set(const std::string& key, const char* value)
+{
+    return QrnUci_SetNewString(key.c_str(), value, 0, 1);
+}
+
 std::string UciTest::item(const std::string& key, uint32_t index)
 {
     std::array<char, 256> buffer{};

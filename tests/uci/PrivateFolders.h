@@ -3,6 +3,7 @@
 // configuration library works on its real paths, and the machine's files are never touched.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -20,6 +21,7 @@ class UciTest : public testing::Test
     void SetUp() override;
 
     static std::string get(const std::string& key);
+    static uint32_t set(const std::string& key, const char* value);
     static std::string item(const std::string& key, uint32_t index);
     static std::string config(const std::string& package);
     static std::string staged(const std::string& package);

@@ -95,11 +95,6 @@ class Sections : public UciTest
     {
         return QrnUci_SetList(key, items.data(), static_cast<uint32_t>(items.size()));
     }
-
-    static uint32_t set(const std::string& key, const char* value)
-    {
-        return QrnUci_SetNewString(key.c_str(), value, 0, 1);
-    }
 };
 
 TEST_F(Sections, AreCountedListedAndFoundInTheFilesOrder)
