@@ -98,19 +98,6 @@ class Growing : public RowsTest
         const Answer answer = send(kCounting, "Device.Count", kGet, "{}");
         return answer.value("ItemNumberOfEntries") + " " + answer.value("X_QRN_Instances");
     }
-
-    /// The values of a request: "Name=x Enable=1".
-    static std::string named(const std::string& words)
-    {
-        std::istringstream in{words};
-        std::string request;
-        for (std::string word; in >> word;) {
-            const size_t at = word.find('=');
-            request += (request.empty() ? "\"" : ",\"") + word.substr(0, at) +
-                       "\":" + value_of("\"" + word.substr(at + 1) + "\"");
-        }
-        return "{" + request + "}";
-    }
 };
 
 } // namespace

@@ -39,7 +39,7 @@ struct Read {
 
 struct Outside {
     /// What was done, in order: "popen COMMAND", "system COMMAND", "sync", "set KEY=VALUE", "commit PACKAGE",
-    /// "openlog ...", "callback EVENT", ...
+    /// "openlog ...", "callback EVENT", "run PROGRAM ARGUMENT...", ...
     Lines done;
     int views = 0;           ///< of the configuration, under way
     int renewals = 0;        ///< of such views
@@ -55,11 +55,13 @@ struct Outside {
     std::map<std::string, int, std::less<>> wait_statuses; ///< how a command ends; -1: it cannot be started
     bool loses_children = false;                           ///< pclose() fails, as where SIGCHLD is ignored
     std::function<void(const std::string&)> on_command;    ///< does what a command would do
+    Texts programs;                 ///< those that posix_spawnp() finds, each as a script of the shell
+    bool has_private_files = false; ///< /etc is the test's own
     int zlog_init_result = 0;
     bool zlog_has_category = true;
 
     bool keeps_records = true;      ///< whether anything is added to done, reads, logs and events
-    bool has_real_commands = false; ///< popen(), pclose() and posix_spawnp() are libc's
+    bool has_real_commands = false; ///< popen(), pclose(), posix_spawnp() are libc's
     bool has_real_uci = false;      ///< reads and changes are the real configuration library's
 
     /// Only the commands that were run.

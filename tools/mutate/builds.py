@@ -19,6 +19,7 @@ class Unit:
     name: str      # --gtest_filter
     cases: list
     folder: str    # what its source's folder is called
+    loads: set     # the program and its libraries: of other mutants it sees nothing
     seconds: float = 0.0
     skipped: int = 0
 
@@ -143,6 +144,7 @@ class Build:
         """Lists the tests and runs each once; a suite that fails as one process is run test by test."""
         listing = os.path.join(folder, 'tests.json')
         for program in self.programs():
+            loads = {program, *re.findall(r'=> (\S+)', run(['ldd', program]))}
             run([program, '--gtest_list_tests', '--gtest_output=json:' + listing])
             with open(listing, encoding='utf-8') as file:
                 suites = json.load(file)['testsuites']
@@ -152,9 +154,9 @@ class Build:
                 place = path[path.index('tests') + 1] if 'tests' in path[:-2] else ''
                 if place and os.path.isdir(os.path.join(self.source, 'tools', place)):
                     continue  # a tool's tests; what the libraries do is for their own to say
-                together = Unit(program, ':'.join(names), names, place)
+                together = Unit(program, ':'.join(names), names, place, loads)
                 self.units += self.tried(together) or [
-                    unit for name in names for unit in self.tried(Unit(program, name, [name], place)) or [Unit(
+                    unit for name in names for unit in self.tried(Unit(program, name, [name], place, loads)) or [Unit(
                         program, name, [], place)]]
         return [unit.name for unit in self.units if not unit.cases]
 
@@ -194,7 +196,8 @@ class Worker:
             return 'invalid'
         counts = self.caught_by.setdefault(file, Counter())
         place = file.split('/')[0]
-        for unit in sorted(self.build.units, key=lambda unit: (-counts[unit.name], unit.folder != place, unit.seconds)):
+        units = [unit for unit in self.build.units if not unit.loads.isdisjoint(libraries)]
+        for unit in sorted(units, key=lambda unit: (-counts[unit.name], unit.folder != place, unit.seconds)):
             if not self.build.passes(unit, libraries, 10 + 4 * unit.seconds):
                 counts[unit.name] += 1
                 return 'caught'
