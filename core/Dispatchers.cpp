@@ -149,9 +149,10 @@ SUBTREE(QSysCmdHal_Do_Device_DHCPv4_Client_1_XQrnRelaySentOption, .object = &kDh
 SUBTREE(QSysCmdHal_Do_Device_DHCPv4_Client_1, .label = "DHCPv4.Client.1", .object = &kDhcpV4Client,
         .packages = "qrndhcpopts network", .commit = Qsc_DhcpV4Client_Commit,
         .service = Qsc_DhcpV4Client_Service)
-SUBTREE(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1_StaticAddr, .object = &kUnserved,
-        .list = "Device.DHCPv4.Server.Pool.1.StaticAddress.")
-SUBTREE(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1, .labels = &kDHCPv4ServerPool1Labels, .object = &kDhcpV4Pool)
+SUBTREE(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1_StaticAddr, .object = &kDhcpV4StaticAddress,
+        .applied_by = "Device.DHCPv4.Server.Pool.1", .list = "Device.DHCPv4.Server.Pool.1.StaticAddress.")
+SUBTREE(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1, .labels = &kDHCPv4ServerPool1Labels, .object = &kDhcpV4Pool,
+        .packages = "dhcp", .scripts = "dnsmasq")
 SUBTREE(QSysCmdHal_Do_Device_DNS_Cli_Server, .label = "DNS_Client_Server", .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_ETH_Iface, .labels = &kETHIfaceLabels, .object = &kEthernetInterface,
         .choices = kETHIfaceChoices, .served = QSC_OPER_GET | QSC_OPER_SET | kGetsAll, .applied_by = kWanPath)

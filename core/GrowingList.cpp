@@ -80,8 +80,15 @@ u32 add(RowRequest& request)
 {
     const GrowingList& list = *request.object.list();
     Text<126> name;
+    json_object* value = nullptr;
+    std::string_view own;
+    if (list.named_by != nullptr && find_member(request.root, list.named_by, value)) {
+        (void)take_text(value, own);
+    }
+    Text<126> wanted;
+    wanted.append(own);
     const u32 code = name.fill([&](char* buffer, std::size_t size) {
-        return call_optional(QrnUci_AddSection, list.package, list.type, nullptr, buffer,
+        return call_optional(QrnUci_AddSection, list.package, list.type, wanted.c_str(), buffer,
                              static_cast<u32>(size));
     });
     if (code != 0) {
@@ -174,15 +181,9 @@ bool adds(const RowRequest& request)
     return is_asked(request, Kind::kAdd);
 }
 
-u32 begin_list_set(RowRequest& request)
+u32 find_or_begin(RowRequest& request)
 {
     const GrowingList& list = *request.object.list();
-    if (request.instance < 1 || request.instance > kHighestInstance) {
-        return EINVAL;
-    }
-    if (const u32 code = begin_change(request, list.package)) {
-        return code;
-    }
     ListedSections sections;
     if (sections.read(list) != 0 || sections.store_numbers(list) != 0) {
         return EFAULT;

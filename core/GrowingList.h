@@ -14,6 +14,8 @@ struct GrowingList {
     u32 limit = 64;
     /// Whether a section of the type belongs to the list, by what its keys begin with; null: all do.
     bool (*is_ours)(const char* section) = nullptr;
+    /// The parameter of a new instance that its section is named after; null: sections have no names.
+    const char* named_by = nullptr;
 };
 
 inline constexpr i32 kHighestInstance = 65535;
@@ -70,8 +72,8 @@ class ListedSections
 /// Whether a set adds its instance.
 [[nodiscard]] bool adds(const RowRequest& request);
 
-/// Begins a set of one instance: has the package to itself, and knows the section or that it is new.
-[[nodiscard]] u32 begin_list_set(RowRequest& request);
+/// Finds the section of a set's instance, in a list that the request has to itself, or that it is new.
+[[nodiscard]] u32 find_or_begin(RowRequest& request);
 
 /// Adds or deletes the instance where the request, which is right, says so.
 [[nodiscard]] u32 add_or_delete(RowRequest& request);

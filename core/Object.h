@@ -18,6 +18,10 @@ struct RowRequest;
 struct Source;
 struct Tool;
 
+/// Makes what a set that is right needs before its values are written, or brings in line what depends on
+/// them afterwards.
+using Arrange = u32 (*)(RowRequest& request, bool is_written);
+
 /// Whether an instance exists.
 using HasInstance = bool (*)(i32 instance);
 
@@ -33,6 +37,7 @@ union ObjectCell {
     const GrowingList* list;
     HasInstance exists;
     LocateInstance locate;
+    Arrange arrange;
 };
 
 /// An object as it is written down.
@@ -51,8 +56,11 @@ struct ObjectDescription {
     const GrowingList* counted = nullptr;  ///< the list that kCount rows count
     u16 instances = 0;                     ///< instances 1 to this one exist
     HasInstance exists = nullptr;          ///< where they have gaps; up to `instances`
-    const char* package = nullptr;         ///< what a set writes in it is staged whole or not at all
-    LocateInstance locate = nullptr;       ///< where their values are not all in `section`
+    /// The packages that a set has to itself, in order, with blanks between them: what it writes in them is
+    /// staged together or not at all. Null: that of its list, if it has one.
+    const char* package = nullptr;
+    Arrange arrange = nullptr;       ///< where it changes packages as a whole
+    LocateInstance locate = nullptr; ///< where their values are not all in `section`
 
     using Cell = ObjectCell;
     enum Part : u16 {
@@ -67,6 +75,7 @@ struct ObjectDescription {
         kExists = 0x100,
         kPackage = 0x200,
         kLocate = 0x400,
+        kArrange = 0x800,
     };
     template <typename Use>
     constexpr void for_each_cell(Use use) const
@@ -82,6 +91,7 @@ struct ObjectDescription {
         use_member(use, kExists, exists, Cell{.exists = exists});
         use_member(use, kPackage, package, Cell{.text = package});
         use_member(use, kLocate, locate, Cell{.locate = locate});
+        use_member(use, kArrange, arrange, Cell{.arrange = arrange});
     }
 };
 
@@ -117,6 +127,7 @@ class Object : Sparse<ObjectCell, u16>
     [[nodiscard]] HasInstance exists() const { return at<&ObjectCell::exists>(Plain::kExists); }
     [[nodiscard]] const char* package() const { return at<&ObjectCell::text>(Plain::kPackage); }
     [[nodiscard]] LocateInstance locate() const { return at<&ObjectCell::locate>(Plain::kLocate); }
+    [[nodiscard]] Arrange arrange() const { return at<&ObjectCell::arrange>(Plain::kArrange); }
 
   private:
     const PackedRow* rows_;

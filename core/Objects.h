@@ -36,6 +36,7 @@ extern const Object kDhcpV4ReqOption;
 extern const Object kDhcpV4RelaySentOption;
 extern const Object kDhcpV4RelaySentOptionSubcode;
 extern const Object kDhcpV4Pool;
+extern const Object kDhcpV4StaticAddress;
 extern const Object kEthernetInterface;
 extern const Object kEthernetStats;
 extern const Object kWan;

@@ -303,7 +303,7 @@ u32 set(const RowCall& call)
 u32 say_missing(const RowRequest& request)
 {
     return request.found == EINVAL ? refuse(EINVAL, "there is no instance %d", request.instance)
-                                   : refuse(request.found, "the list cannot be read or changed");
+                                   : refuse(request.found, "the configuration cannot be changed");
 }
 
 /// Calls use(call, scratch) for each row that a set names, up to the first that answers with a code.
@@ -349,7 +349,7 @@ u32 judge(RowRequest& request, const char*& refused)
         return end(call, malformed != 0 ? malformed : check_sense(call, stored.view()));
     });
     request.is_checked = senseless == 0;
-    if (refused == nullptr && request.found != 0) {
+    if (refused == nullptr && request.found != 0 && has_instances(request.object)) {
         return say_missing(request); // it names nothing that could be refused in its place
     }
     return senseless;
@@ -359,7 +359,8 @@ u32 judge(RowRequest& request, const char*& refused)
 u32 refuse_for(RowRequest& request, const char* name, u32 code)
 {
     json_object* value = nullptr;
-    return name != nullptr && find_member(request.root, name, value) ? finish(value, code) : code;
+    return code != 0 && name != nullptr && find_member(request.root, name, value) ? finish(value, code)
+                                                                                  : code;
 }
 
 /// Finds the instance. @return EINVAL: there is none
@@ -402,50 +403,76 @@ u32 serve_row(RowRequest& request, const PackedRow& row, json_object* value)
     return finish(value, is_get ? get(call) : is_set ? set(call) : refuse_operation(call));
 }
 
-u32 begin_change(RowRequest& request, const char* package)
-{
-    const u32 code = call_optional(QrnUci_BeginChange, package);
-    request.is_change = code == 0;
-    return code == 0 || is_installed(package) ? code : refuse(code, "%s is not installed", package);
-}
-
 namespace
 {
 
+/// The packages that a set of the object has to itself; empty: none.
+const char* packages_of(const Object& object)
+{
+    return object.package() != nullptr ? object.package()
+           : object.list() != nullptr  ? object.list()->package
+                                       : "";
+}
+
+/// Has the object's packages to itself.
+u32 begin_change(RowRequest& request)
+{
+    return for_each_word(packages_of(request.object), [&](std::string_view word) -> u32 {
+        Text<126> package;
+        package.append(word);
+        if (const u32 code = call_optional(QrnUci_BeginChange, package.c_str())) {
+            return is_installed(word) ? code : refuse(code, "%s is not installed", package.c_str());
+        }
+        request.is_change = true;
+        return 0;
+    });
+}
+
+u32 arrange(RowRequest& request, bool is_written)
+{
+    const Arrange own = request.object.arrange();
+    return own != nullptr && request.is_change ? own(request, is_written) : 0;
+}
+
+/// The changes are staged together, or not at all.
 u32 end_change(RowRequest& request, u32 code)
 {
+    const u32 arranged = code == 0 ? arrange(request, true) : 0;
     request.is_change = false;
-    const GrowingList* const list = request.object.list();
-    const u32 ended = call_optional(QrnUci_EndChange, code == 0 ? 1U : 0U);
-    return ended == 0 ? 0
-                      : refuse(ended, "%s could not be changed",
-                               list != nullptr ? list->package : request.object.package());
+    const u32 ended = call_optional(QrnUci_EndChange, code == 0 && arranged == 0 ? 1U : 0U);
+    return arranged != 0 ? arranged
+           : ended != 0  ? refuse(ended, "%s could not be changed", packages_of(request.object))
+                         : 0;
 }
 
 } // namespace
 
 u32 begin_set(RowRequest& request, const char*& refused)
 {
-    if (request.object.list() == nullptr) {
-        const char* const package = request.object.package();
-        const u32 begun = package != nullptr ? begin_change(request, package) : 0;
+    const bool is_list = request.object.list() != nullptr;
+    if (!is_list) {
+        const u32 begun = begin_change(request);
         begin_get(request);
         request.found = request.found != 0 ? request.found : begun;
-        const u32 code = judge(request, refused);
-        return code != 0 ? end_set(request, code, refused) : 0;
+    } else {
+        (void)request.section.assign("");
+        if (request.instance == 0) {
+            request.instance = instance_in_path(request.object, request.path);
+        }
+        const bool may_be = request.instance >= 1 && request.instance <= kHighestInstance;
+        request.found = may_be ? begin_change(request) : u32{EINVAL};
+        request.found = request.found != 0 ? request.found : find_or_begin(request);
     }
-    (void)request.section.assign("");
-    if (request.instance == 0) {
-        request.instance = instance_in_path(request.object, request.path);
-    }
-    request.found = begin_list_set(request);
     u32 code = judge(request, refused);
-    if (code == 0) {
+    if (code == 0 && is_list) {
         code = add_or_delete(request);
         if (code != 0) {
             refused = request.is_new ? kAddRow.name.text : kDeleteRow.name.text;
             (void)refuse_for(request, refused, code);
         }
+    }
+    if (code == 0) {
+        code = refuse_for(request, refused, arrange(request, false));
     }
     return code != 0 ? end_set(request, code, refused) : 0;
 }
@@ -505,8 +532,13 @@ u32 answer_number(const RowCall& call, i64 number)
 
 void append_key(const RowRequest& request, const PackedRow& row, Text<254>& key)
 {
-    const bool is_whole = std::string_view{row.key()}.find('.') != std::string_view::npos;
-    key.append(is_whole ? "" : request.section.view()).append(row.key());
+    const std::string_view written = or_empty(row.key());
+    const bool is_whole = written.find('.') != std::string_view::npos;
+    const std::size_t star = std::min(written.find('*'), written.size());
+    key.append(is_whole ? "" : request.section.view()).append(written.substr(0, star));
+    if (star < written.size()) {
+        key.append(section_name(request.section.view())).append(written.substr(star + 1));
+    }
     key.append(is_whole ? "" : request.suffix.view());
 }
 

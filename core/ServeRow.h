@@ -47,9 +47,6 @@ void begin_get(RowRequest& request);
 /// Serves one parameter, and ends the call as every handler ends.
 u32 serve_row(RowRequest& request, const PackedRow& row, json_object* value);
 
-/// Has a package to itself until the set ends, which stages what is written in it whole or not at all.
-[[nodiscard]] u32 begin_change(RowRequest& request, const char* package);
-
 /// Begins a set: judges it as a whole before its first write. `refused` is the parameter that it fails for;
 /// its object has the result, and the host has been told, as if the parameter's handler had refused it.
 [[nodiscard]] u32 begin_set(RowRequest& request, const char*& refused);

@@ -48,6 +48,8 @@ const std::map<std::string, std::string> kMirrors = {
     {"Device.DeviceInfo", "Device.DeviceInfo."},
     {"Device.DeviceInfo.ProcessStatus", "Device.DeviceInfo.ProcessStatus."},
     {"Device.DeviceInfo.MemoryStatus", "Device.DeviceInfo.MemoryStatus."},
+    {"Device.DHCPv4.Server.Pool.1", "Device.DHCPv4.Server.Pool.{i}."},
+    {"Device.DHCPv4.Server.Pool.1.StaticAddress.{i}", "Device.DHCPv4.Server.Pool.{i}.StaticAddress.{i}."},
     {"Device.Routing.Router.1", "Device.Routing.Router.{i}."},
     {"Device.Routing.Router.1.IPv4Forwarding.{i}", "Device.Routing.Router.{i}.IPv4Forwarding.{i}."},
     {"Device.Users.User.1", "Device.Users.User.{i}."},
@@ -72,7 +74,9 @@ const std::set<std::string> kOurs = {"AuthorizedKeys", "WANAccess", "WANSourcePr
 /// Which kinds of addresses there are is ours to say.
 std::string general(const std::string& type)
 {
-    return type == "IPv4Address" ? "IPAddress" : type;
+    const std::string_view kAddress = "IPv4Address";
+    const bool is_address = type.ends_with(kAddress);
+    return is_address ? type.substr(0, type.size() - kAddress.size()) + "IPAddress" : type;
 }
 
 std::string type_of(const Qsc_ParameterInfo& parameter)

@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # Installing what the other verbs need. Nothing is asked of the network when everything is there.
 
-build_packages=(cmake dpkg-dev file ninja-build g++ pkgconf libjson-c-dev libgtest-dev bubblewrap bats python3)
+build_packages=(cmake dpkg-dev file ninja-build g++ pkgconf libjson-c-dev libgtest-dev bubblewrap bats python3 dnsmasq-base)
 # shellcheck disable=SC2034  # lint.sh uses it
 lint_packages=(abigail-tools clang-format clang-tidy cppcheck shellcheck binutils)
 
