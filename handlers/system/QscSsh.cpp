@@ -131,8 +131,11 @@ u32 answer_row(const RowCall& call)
 u32 answer_keys(const RowCall& call)
 {
     FileText keys;
+    FileText answer;
     (void)read_keys(keys);
-    return answer_text(call.value, keys.c_str());
+    std::string_view text = keys.view();
+    text.remove_suffix(text.ends_with('\n') ? 1 : 0); // the last line's end belongs to the file
+    return answer.append(text) ? answer_text(call.value, answer.c_str()) : u32{ENOMEM};
 }
 
 /// Takes the sent keys. What is sent back as it was read is taken as it is, whoever wrote it.

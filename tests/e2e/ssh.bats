@@ -41,7 +41,7 @@ rule() {
     echo "# by hand" >"$state/$keys"
     qsc set $path AuthorizedKeys="$key"$'\n\n'"$key"
     same "$(cat "$state/$keys")" "# by hand"
-    same "$(qsc -q get $path AuthorizedKeys)" "$key\n$key\n"
+    same "$(qsc -q get $path AuthorizedKeys)" "$key\n$key"
     qsc commit $path
     qsc service $path reload
     same "$(cat "$state/$keys")" "$key

@@ -189,13 +189,22 @@ bool find_described(std::string_view path, Target& target)
            (instance.fits() && find_object(instance.view(), target) && target.object.parameters != 0);
 }
 
+/// Whether this, dot and all, is an object's own path.
+bool is_path_of_object(std::string_view path)
+{
+    bool is_own = false;
+    for_each_object(
+        [&](const Object& object) { is_own = is_own || (object.path == path && object.parameters != 0); });
+    return is_own;
+}
+
 } // namespace
 
 ExitCode list(const Options& options, Words words)
 {
     const char* const path = words.empty() ? "" : words[0];
     Target target;
-    if (std::string_view{path}.ends_with('.')) {
+    if (std::string_view{path}.ends_with('.') && !is_path_of_object(path)) {
         return list_below(options, path);
     }
     return find_described(path, target) ? list_parameters(options, target.object)
