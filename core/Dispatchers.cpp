@@ -87,7 +87,7 @@ constexpr ObjectChoice kWiFiMultiAPChoices[] = {
     {ObjectChoice::kPathHolds, "X_QRN_MeshTopo", &kUnserved},
 };
 constexpr ObjectChoice kIPInterfaceChoices[] = {
-    {ObjectChoice::kPathHolds, "IPv6", &kUnserved},
+    {ObjectChoice::kPathHolds, "IPv6", &kWanIPv6},
 };
 constexpr ObjectChoice kNetworkZoneChoices[] = {
     {ObjectChoice::kPathIs, "Device.X_QRN_NetworkZone", &kUnserved},

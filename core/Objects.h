@@ -40,6 +40,7 @@ extern const Object kDhcpV4StaticAddress;
 extern const Object kEthernetInterface;
 extern const Object kEthernetStats;
 extern const Object kWan;
+extern const Object kWanIPv6;
 extern const Object kLldp;
 extern const Object kRouter;
 extern const Object kIPv4Forwarding;

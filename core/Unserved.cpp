@@ -13,7 +13,6 @@ QSC_DEFINE_OBJECT(kUnserved, .path = "")
     const Qsc_ParamEntry TABLE[] = {kTableEnd};                                                              \
     QSC_DEFINE_OBJECT(NAME, .path = (PATH), .table = (TABLE))
 
-UNSERVED(kWan, "Device.IP.Interface.1", g_QscIpv4InterfaceCmd)
 UNSERVED(kLldp, "Device.LLDP", g_QscDevLLDPCmd)
 UNSERVED(kRip, "Device.Routing.Rip.InterfaceSetting.1", g_QscDevRtingRipIfSetting1Cmd)
 UNSERVED(kSiteSurvey, "Device.X_QRN_SiteSurvey", g_QscSiteSurveyNumcmd)

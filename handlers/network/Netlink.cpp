@@ -7,6 +7,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <linux/rtnetlink.h>
+#include <net/if.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 
@@ -40,6 +41,9 @@ Route read_route(rtmsg& message, u32 length)
         case RTA_PRIORITY:
             route.metric = value;
             break;
+        case RTA_OIF:
+            route.device = value;
+            break;
         default:
             break;
         }
@@ -51,7 +55,8 @@ bool is_same(const Route& wanted, const Route& route)
 {
     return wanted.destination == route.destination && wanted.mask == route.mask &&
            (wanted.gateway == 0 || wanted.gateway == route.gateway) &&
-           (wanted.metric < 0 || wanted.metric == route.metric);
+           (wanted.metric < 0 || wanted.metric == route.metric) &&
+           (wanted.device == 0 || wanted.device == route.device);
 }
 
 FileDescriptor ask_for_routes()
@@ -77,7 +82,7 @@ FileDescriptor ask_for_routes()
 
 } // namespace
 
-bool has_route(const Route& wanted)
+bool find_route(const Route& wanted, Route& found)
 {
     const FileDescriptor kernel = ask_for_routes();
     if (!kernel.is_open()) {
@@ -104,11 +109,24 @@ bool has_route(const Route& wanted)
             }
             auto& message = *static_cast<rtmsg*>(NLMSG_DATA(header));
             if (message.rtm_table == RT_TABLE_MAIN && message.rtm_dst_len <= 32) {
-                is_found =
-                    is_found || is_same(wanted, read_route(message, static_cast<u32>(RTM_PAYLOAD(header))));
+                const Route route = read_route(message, static_cast<u32>(RTM_PAYLOAD(header)));
+                found = !is_found && is_same(wanted, route) ? route : found;
+                is_found = is_found || is_same(wanted, route);
             }
         }
     }
+}
+
+bool find_default_gateway(const char* device, u32& gateway)
+{
+    const Route wanted{
+        .destination = 0, .mask = 0, .gateway = 0, .metric = -1, .device = if_nametoindex(device)};
+    Route found{};
+    if (wanted.device == 0 || !find_route(wanted, found) || found.gateway == 0) {
+        return false;
+    }
+    gateway = found.gateway;
+    return true;
 }
 
 } // namespace qsc::network

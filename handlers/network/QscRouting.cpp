@@ -195,7 +195,8 @@ u32 answer_status(const RowCall& call)
         return answer_stored(call, "Disabled");
     }
     code = code != 0 ? code : read_route(call.request, route);
-    return code != 0 ? code : answer_stored(call, has_route(route) ? "Enabled" : "Error");
+    Route found{};
+    return code != 0 ? code : answer_stored(call, find_route(route, found) ? "Enabled" : "Error");
 }
 
 constexpr Access kReadWrite = Access::kReadWrite;

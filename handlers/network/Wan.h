@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the two halves of the interface to the provider have in common: the address, its length or mask, and
+// the gateway that one is given by hand, which wait in options of their own ("qrn_ipaddr") while they come
+// from elsewhere; and the size of packets.
+#pragma once
+
+#include "handlers/network/LiveInterface.h"
+
+namespace qsc::network
+{
+
+/// Whether the uplink's address is given by hand.
+[[nodiscard]] bool is_static(Uplink uplink);
+
+/// Reads a part as it is stored, in use or waiting. The length is that of a prefix for IPv6, for IPv4 a mask
+/// or a length.
+void read_stored_part(Uplink uplink, Part part, RowText& text);
+
+/// Stores a part where it belongs now.
+[[nodiscard]] u32 write_part(Uplink uplink, Part part, const char* value);
+
+/// Has the parts wait, or uses what waits.
+[[nodiscard]] u32 move_parts(Uplink uplink, bool is_to_wait);
+
+/// What rows of parts have as their keys.
+inline constexpr const char* kAddressKey = "address";
+inline constexpr const char* kLengthKey = "length";
+inline constexpr const char* kGatewayKey = "gateway";
+
+/// Serve a row of a part: what is configured where the address is given by hand, else what is live.
+[[nodiscard]] u32 answer_uplink_part(const RowCall& call, Uplink uplink);
+[[nodiscard]] u32 store_uplink_part(const RowCall& call, Uplink uplink, std::string_view stored);
+
+/// Stores how the uplink gets its address, in a row with the key "proto". What is given by hand stays for the
+/// way back.
+[[nodiscard]] u32 store_uplink_type(const RowCall& call, Uplink uplink, std::string_view stored);
+
+/// Reads what a part will be after the request, which names it `name`; it is judged elsewhere.
+void read_next_part(const RowCall& call, Uplink uplink, const char* name, Part part, RowText& text);
+
+/// Reads a mask, in the form of an address or as a number of bits.
+[[nodiscard]] bool read_mask(std::string_view text, u32& mask);
+
+/// PPPoE, and the most that it carries in a packet.
+inline constexpr const char* kDialled = "pppoe";
+inline constexpr i32 kMostDialled = 1492;
+/// The least that IPv6 needs.
+inline constexpr i32 kLeastSix = 1280;
+
+/// The key of the WAN's MTU, which depends on how the interface gets its address: PPPoE has its own.
+/// Otherwise the section that names the interface's device comes before the interface's own.
+void append_mtu_key(std::string_view type, Text<126>& key);
+
+/// The MTU, or its default.
+[[nodiscard]] i64 read_mtu(std::string_view type);
+
+} // namespace qsc::network
