@@ -118,7 +118,7 @@ class Running : public testing::Test
     bool start(const std::vector<std::string>& more = {})
     {
         int out[2];
-        if (pipe(out) != 0) {
+        if (pipe2(out, O_CLOEXEC) != 0) {
             return false;
         }
         std::vector<std::string> words = {QSC_DAEMON,   "--socket",         path(),
@@ -132,9 +132,9 @@ class Running : public testing::Test
                 arguments.push_back(word.data());
             }
             arguments.push_back(nullptr);
-            prepare_child();
             dup2(out[1], STDOUT_FILENO);
-            dup2(open(log_path().c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
+            dup2(open(log_path().c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600), STDERR_FILENO);
+            prepare_child();
             execv(QSC_DAEMON, arguments.data());
             _exit(127);
         }

@@ -299,6 +299,52 @@ TEST_F(Socket, TakesASocketThatSomebodyElseHasMade)
     EXPECT_EQ(Connection{path()}.ask(kGood), kGoodAnswer);
 }
 
+/// A supervisor that has made the socket hands it over as its first descriptor.
+class Supervised : public Socket
+{
+  protected:
+    void SetUp() override
+    {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        (folder_ / "theirs").copy(address.sun_path, sizeof address.sun_path - 1);
+        listening_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        ASSERT_EQ(bind(listening_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        ASSERT_EQ(listen(listening_, 5), 0);
+    }
+
+    void TearDown() override
+    {
+        Socket::TearDown();
+        close(listening_);
+    }
+
+    void prepare_child() override
+    {
+        dup2(listening_, 3);
+        fcntl(3, F_SETFD, 0);
+        setenv("LISTEN_PID", std::to_string(is_meant_ ? getpid() : getppid()).c_str(), 1);
+        setenv("LISTEN_FDS", "1", 1);
+    }
+
+    int listening_ = -1;
+    bool is_meant_ = true;
+};
+
+TEST_F(Supervised, TakesTheSocketThatIsMeantForIt)
+{
+    struct stat status {
+    };
+    ASSERT_TRUE(start());
+    EXPECT_EQ(Connection{folder_ / "theirs"}.ask(kGood), kGoodAnswer);
+    EXPECT_NE(stat(path().c_str(), &status), 0) << "it makes none of its own";
+    EXPECT_EQ(stop(), 0);
+    EXPECT_EQ(stat((folder_ / "theirs").c_str(), &status), 0) << "nor does it remove that of the supervisor";
+    is_meant_ = false;
+    ASSERT_TRUE(start());
+    EXPECT_EQ(Connection{path()}.ask(kGood), kGoodAnswer) << "what is meant for another process is not taken";
+}
+
 TEST_F(Socket, OnlySigtermAndSigintEndIt)
 {
     for (const int signal : {SIGPIPE, SIGUSR1, SIGUSR2, SIGALRM, SIGQUIT, SIGXFSZ, SIGRTMIN, SIGHUP}) {

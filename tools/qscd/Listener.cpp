@@ -80,7 +80,6 @@ bool Listener::open(const char* path)
         return say(path, std::strerror(errno));
     }
     (void)path_.assign(path);
-    spare_.replace(FileDescriptor{::open("/dev/null", O_RDONLY | O_CLOEXEC)});
     return true;
 }
 
@@ -99,12 +98,20 @@ bool Listener::inherit(int descriptor)
     (void)fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     (void)fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK);
     socket_.replace(FileDescriptor{descriptor});
-    spare_.replace(FileDescriptor{::open("/dev/null", O_RDONLY | O_CLOEXEC)});
     return true;
+}
+
+/// Keeps a descriptor for the time when there is no other.
+void Listener::reserve()
+{
+    spare_.replace(FileDescriptor{::open("/dev/null", O_RDONLY | O_CLOEXEC)});
 }
 
 int Listener::accept()
 {
+    if (!spare_.is_open()) {
+        reserve();
+    }
     const int client = accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (client < 0 && (errno == EMFILE || errno == ENFILE)) {
         // Left in the backlog it would wake us for ever.
@@ -113,7 +120,7 @@ int Listener::accept()
         FileDescriptor surplus{accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC)};
         const int code = surplus.is_open() ? EMFILE : EAGAIN;
         (void)surplus.close();
-        spare_.replace(FileDescriptor{::open("/dev/null", O_RDONLY | O_CLOEXEC)});
+        reserve();
         errno = code;
     }
     return client;

@@ -46,6 +46,8 @@ class Listener
     void close();
 
   private:
+    void reserve();
+
     LockFile lock_;
     qsc::FileDescriptor socket_{-1};
     qsc::FileDescriptor spare_{-1};

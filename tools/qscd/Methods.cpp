@@ -2,11 +2,13 @@
 #include "tools/qscd/Methods.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 #include <json-c/json.h>
 #include <strings.h>
 
+#include "include/bacl.h"
 #include "include/qsyscmdhal.h"
 #include "tools/qscd/Parameters.h"
 #include "tools/qscd/Values.h"
@@ -272,6 +274,10 @@ bool prepare(Call& call, const Caller& caller)
 u32 dispatch(Call& call, const Qsc_CommandEntry& entry, const PathText& object, u32 operation,
              json_object* request)
 {
+    if (!call.run.may_start && BaCL_GetTimestampMSHQ() > call.came + kAttemptMs) {
+        call.run.was_refused = true;
+        return call.code = EAGAIN;
+    }
     call.code = entry.dispatcher(object.c_str(), request, operation, call.commander, 0, 0);
     return call.code;
 }

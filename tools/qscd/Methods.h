@@ -48,7 +48,12 @@ void execute_commit(Call& call);
 void execute_service(Call& call);
 void execute_request(Call& call);
 
-/// A dispatcher's call in the request's name, and its code.
+/// A get that took so long has waited for a lock. The attempt to serve it at once is given up then, in
+/// milliseconds.
+inline constexpr u64 kAttemptMs = 20;
+
+/// A dispatcher's call in the request's name, and its code. In an attempt that has taken too long it is
+/// refused, as a tool would be.
 u32 dispatch(Call& call, const Qsc_CommandEntry& entry, const PathText& object, u32 operation,
              json_object* request);
 

@@ -60,10 +60,12 @@ u32 OutboundLog::stop()
         BaCL_RingBuf_ThreadCondSignal(&ring_);
         BaCL_RingBuf_ThreadMuxLock(&ring_, 0);
     }
-    const u32 code = BaCL_RegInfo_CloseThread(&job_, kStopLimitMs, 1);
+    if (const u32 code = BaCL_RegInfo_CloseThread(&job_, kStopLimitMs, 1)) {
+        return code; // it still uses what would be freed
+    }
     BaCL_RegInfo_Close(&job_);
     BaCL_RingBuf_Close(&ring_, 0);
-    return code;
+    return 0;
 }
 
 /// Waits until there is something to write; false: nothing will come any more.

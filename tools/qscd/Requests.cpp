@@ -19,8 +19,7 @@ namespace
 /// Requests of ubus that may wait for workers.
 constexpr u32 kMostOfUbus = 64;
 
-/// A get that took so long has waited for a lock. Then workers wait, not the thread that reads the sockets.
-constexpr u64 kSlowMs = 20;
+/// While the configuration makes gets wait, workers wait, not the thread that reads the sockets.
 constexpr u64 kSlowFor = 5000;
 
 /// A place in the table of what needs tools; equal ones only make a worker serve what needed none.
@@ -151,12 +150,12 @@ bool Server::serve_at_once(Call& call)
     }
     const bool is_served = attempt(call);
     const u64 now = BaCL_GetTimestampMSHQ();
-    slow_until_ = now - call.came > kSlowMs ? now + kSlowFor : slow_until_;
+    slow_until_ = now - call.came > kAttemptMs ? now + kSlowFor : slow_until_;
     counters_.direct += is_served ? 1 : 0;
     if (is_served && call.subscription != 0) {
         watch_.finish_subscribe(call);
     }
-    if (!is_served && items.size() == 1) {
+    if (!is_served && items.size() == 1 && now - call.came <= kAttemptMs) {
         wants_tool_[hash_of(items[0].place)] = true;
     }
     return is_served;
@@ -198,7 +197,9 @@ void Server::take_done()
         }
         log_call(done);
         if (lane_of(done) == Lane::kOrdered) {
-            watch_.note_change(done);
+            if (done.started != 0) {
+                watch_.note_change(done);
+            }
         } else if (done.subscription != 0) {
             watch_.finish_subscribe(done);
         }

@@ -74,9 +74,18 @@ int spawn(const char* function, pid_t* pid, const char* file, const posix_spawn_
     }
     const Spawn real = real_spawn(function);
     const MarkedEnvironment marked{environment};
-    return real == nullptr               ? ENOSYS
-           : marked.entries() == nullptr ? ENOMEM
-                                         : real(pid, file, actions, attributes, arguments, marked.entries());
+    if (real == nullptr || marked.entries() == nullptr) {
+        return real == nullptr ? ENOSYS : ENOMEM;
+    }
+    pid_t process = -1;
+    const int code = real(&process, file, actions, attributes, arguments, marked.entries());
+    if (code == 0) {
+        end_if_late(process);
+        if (pid != nullptr) {
+            *pid = process;
+        }
+    }
+    return code;
 }
 
 /// Starts the shell on a command, with one of its standard streams on a descriptor; -1: with ours.

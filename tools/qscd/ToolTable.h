@@ -33,6 +33,9 @@ class MarkText
 /// Notes a process of the calling thread's run. One that came too late is ended at once.
 void note_tool(pid_t pid, std::FILE* stream);
 
+/// Ends a process of the calling thread's run that has started although the run is over.
+void end_if_late(pid_t pid);
+
 /// Forgets the process that a stream belongs to, before it is waited for. @return it; -1: none
 [[nodiscard]] pid_t forget_stream(std::FILE* stream);
 void forget_tool(pid_t pid);

@@ -51,11 +51,17 @@ u64 mark_of_daemon()
     return mark;
 }
 
-/// The processes that belong to a run.
+void kill_group(pid_t leader)
+{
+    (void)kill(-leader, SIGKILL);
+    (void)kill(leader, SIGKILL);
+}
+
+/// The processes that belong to runs.
 class Victims
 {
   public:
-    explicit Victims(const ToolRun& run) : mark_(&run) {}
+    explicit Victims(std::span<ToolRun* const> runs) : runs_(runs) {}
 
     void add(pid_t pid)
     {
@@ -65,12 +71,11 @@ class Victims
         }
     }
 
-    [[nodiscard]] u32 count() const { return static_cast<u32>(count_); }
-
-    /// Looks at every process once; true: another one was found.
+    /// Looks at every process once; true: there may be more, so look again.
     bool search()
     {
         const std::size_t before = count_;
+        is_unsure_ = false;
         DIR* const folder = opendir("/proc");
         if (folder == nullptr) {
             return false;
@@ -78,12 +83,12 @@ class Victims
         while (const dirent* const entry = readdir(folder)) {
             pid_t pid = 0;
             if (parse_whole(std::string_view{entry->d_name}, pid) && pid != getpid() && !has(pid) &&
-                (has_kin(pid) || is_marked(pid))) {
+                belongs(pid)) {
                 add(pid);
             }
         }
         (void)closedir(folder);
-        return count_ != before;
+        return count_ != before || is_unsure_;
     }
 
   private:
@@ -108,27 +113,45 @@ class Victims
         return {text, length};
     }
 
-    /// Whether its parent or the leader of its group is one of them.
-    bool has_kin(pid_t pid)
+    /// Whether its parent or the leader of its group is one of them, or it bears the mark of a run.
+    bool belongs(pid_t pid)
     {
+        constexpr unsigned kKernelThread = 0x0020'0000;
         const std::string_view stat = read_part(pid, "stat", text_.data(), 512);
         const std::size_t name_end = stat.rfind(')'); // a name may hold anything
+        char state = 0;
         int parent = 0;
         int group = 0;
-        return name_end != std::string_view::npos && stat.size() < 512 &&
-               (text_[stat.size()] = '\0',
-                // NOLINTNEXTLINE(cert-err34-c): the kernel writes numbers there
-                std::sscanf(stat.data() + name_end + 1, " %*c %d %d", &parent, &group) == 2) &&
-               (has(parent) || has(group));
+        unsigned flags = 0;
+        text_[stat.size()] = '\0';
+        if (name_end == std::string_view::npos ||
+            // NOLINTNEXTLINE(cert-err34-c): the kernel writes numbers there
+            std::sscanf(stat.data() + name_end + 1, " %c %d %d %*d %*d %*d %u", &state, &parent, &group,
+                        &flags) != 4 ||
+            (flags & kKernelThread) != 0 || state == 'Z' || state == 'X') {
+            return false;
+        }
+        if (has(parent) || has(group)) {
+            return true;
+        }
+        const std::string_view environment = read_part(pid, "environ", text_.data(), text_.size());
+        // Between two programs a process has none: what it is about to run may be ours.
+        is_unsure_ = is_unsure_ || (environment.empty() && may_read(pid));
+        return std::ranges::any_of(runs_, [&](const ToolRun* run) {
+            return environment.find(MarkText{run}.text()) != std::string_view::npos;
+        });
     }
 
-    bool is_marked(pid_t pid)
+    /// Whether a process is one whose environment we may read.
+    static bool may_read(pid_t pid)
     {
-        return read_part(pid, "environ", text_.data(), text_.size()).find(mark_.text()) !=
-               std::string_view::npos;
+        char path[64];
+        (void)std::snprintf(path, sizeof path, "/proc/%d/environ", static_cast<int>(pid));
+        return FileDescriptor{open(path, O_RDONLY | O_CLOEXEC)}.is_open();
     }
 
-    MarkText mark_;
+    std::span<ToolRun* const> runs_;
+    bool is_unsure_ = false;
     std::array<pid_t, kMostProcesses> pids_{};
     std::size_t count_ = 0;
     std::array<char, std::size_t{16} * 1024> text_;
@@ -192,8 +215,14 @@ void note_tool(pid_t pid, std::FILE* stream)
         *free = {pid, stream, t_run};
     }
     if (free == g_tools.end() || (t_run != nullptr && t_run->is_over)) {
-        (void)kill(-pid, SIGKILL);
-        (void)kill(pid, SIGKILL);
+        kill_group(pid);
+    }
+}
+
+void end_if_late(pid_t pid)
+{
+    if (t_run != nullptr && t_run->is_over) {
+        kill_group(pid);
     }
 }
 
@@ -212,25 +241,28 @@ void forget_tool(pid_t pid)
     }
 }
 
-u32 end_tools(ToolRun& run, char (&tool)[64])
+void end_tools(std::span<ToolRun* const> runs)
 {
-    Victims victims{run};
+    Victims victims{runs};
     {
-        // While the table is held, nobody has waited for one of these yet: their numbers are theirs.
+        // While the table is locked, no one has waited for one of these yet: their numbers are theirs.
         const Locked locked{g_mutex};
-        run.is_over = true;
-        std::memcpy(tool, run.tool, sizeof tool);
+        for (ToolRun* const run : runs) {
+            run->is_over = true;
+        }
         for (const Tool& each : g_tools) {
-            if (each.pid != 0 && each.run == &run) {
-                (void)kill(-each.pid, SIGKILL);
+            if (each.pid != 0 && std::ranges::find(runs, each.run) != runs.end()) {
+                kill_group(each.pid);
                 victims.add(each.pid);
             }
         }
     }
     // What starts others while it dies is found when one looks again.
-    for (u32 round = 0; round < 8 && victims.search(); ++round) {
+    constexpr u32 kMostRounds = 8;
+    constexpr useconds_t kPause = 1'000;
+    for (u32 round = 0; round < kMostRounds && victims.search(); ++round) {
+        (void)usleep(kPause);
     }
-    return victims.count();
 }
 
 } // namespace qscd

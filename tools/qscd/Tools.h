@@ -6,6 +6,7 @@
 #pragma once
 
 #include <atomic>
+#include <span>
 
 #include "base/Types.h"
 
@@ -40,9 +41,8 @@ class ToolScope
 /// The run of the calling thread; null: it serves no request.
 [[nodiscard]] ToolRun* current_run();
 
-/// Kills every process that a run has started and that still runs, with its group and its descendants, also
-/// those that have left the group. Any thread. The name of the tool that ran is copied to `tool`.
-/// @return how many were killed
-u32 end_tools(ToolRun& run, char (&tool)[64]);
+/// Kills every process that these runs have started and that still runs, with its group and its descendants,
+/// also those that have left the group. They start none any more. Any thread.
+void end_tools(std::span<ToolRun* const> runs);
 
 } // namespace qscd

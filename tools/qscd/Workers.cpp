@@ -27,6 +27,9 @@ constexpr u64 kIdleMs = 10'000;
 /// A call whose tools have been killed comes back at once, unless something else holds it.
 constexpr u64 kGraceMs = 1000;
 
+/// Until a thread is tried again that could not be started.
+constexpr int kRetry = 1000;
+
 timespec after_ms(u64 wait)
 {
     timespec time{};
@@ -44,6 +47,7 @@ void CallList::push(Call* call)
     call->next = nullptr;
     (last_ != nullptr ? last_->next : first_) = call;
     last_ = call;
+    ++count_;
 }
 
 void CallList::remove(Call* call)
@@ -53,6 +57,7 @@ void CallList::remove(Call* call)
         if (each == call) {
             (before != nullptr ? before->next : first_) = call->next;
             last_ = last_ == call ? before : last_;
+            --count_;
             return;
         }
     }
@@ -61,6 +66,7 @@ void CallList::remove(Call* call)
 Call* CallList::take()
 {
     last_ = nullptr;
+    count_ = 0;
     return std::exchange(first_, nullptr);
 }
 
@@ -111,12 +117,19 @@ void Workers::submit(Call* call, bool is_ordered)
         return;
     }
     gets_.push(call);
-    if (idle_ != 0) {
-        (void)pthread_cond_signal(&gets_wake_);
-    } else if (getters_ < kMost && start_thread(run_get)) {
+    (void)pthread_cond_signal(&gets_wake_);
+    // A thread that has been woken still counts as idle, and takes one call only.
+    if (gets_.count() > idle_) {
+        start_getter();
+    }
+}
+
+/// Without a new thread, what waits is served when another one is free.
+void Workers::start_getter()
+{
+    if (getters_ < kMost && start_thread(run_get)) {
         ++getters_;
     }
-    // Without a thread it waits until another one is free.
 }
 
 /// The first get whose client has not more than his share of the workers. While half of them are free, that
@@ -247,11 +260,15 @@ void Workers::judge(Call& call, u64 now, const Supervision& supervision, int& wa
     }
     if (!call.is_late && now >= call.deadline) {
         call.is_late = true;
-        (void)end_tools(call.run, call.late_tool);
+        copy_tool(call.run, call.late_tool);
+        ToolRun* const run = &call.run;
+        end_tools({&run, 1});
         supervision.late(supervision.owner, call);
     }
     if (call.is_late && !call.is_answered && now >= call.deadline + kGraceMs) {
         call.is_answered = true;
+        ToolRun* const run = &call.run;
+        end_tools({&run, 1}); // whatever has been missed
         supervision.lost(supervision.owner, call);
     }
     if (!call.is_answered) {
@@ -269,6 +286,10 @@ int Workers::supervise(const Supervision& supervision)
             judge(*call, now, supervision, wait);
         }
     }
+    if (!gets_.is_empty() && getters_ == 0) {
+        start_getter(); // there was no memory for one before
+        wait = wait < 0 ? kRetry : std::min(wait, kRetry);
+    }
     // What begins after this look is not overdue before the half of its time.
     if (!ordered_.is_empty() || !gets_.is_empty()) {
         const int half = static_cast<int>(std::min(deadlines_.request, deadlines_.service) / 2);
@@ -279,11 +300,8 @@ int Workers::supervise(const Supervision& supervision)
         for (Call* call = ordered_.first(); call != nullptr;) {
             Call* const each = std::exchange(call, call->next);
             if (now >= each->came + deadlines_.request) {
-                ordered_.remove(each);
-                each->is_late = true;
                 std::memcpy(each->late_tool, running_[0]->late_tool, sizeof each->late_tool);
-                done_.push(each);
-                wake();
+                give_up(ordered_, each, ETIMEDOUT);
             }
         }
         wait = wait < 0 ? 1000 : std::min(wait, 1000);
@@ -291,15 +309,37 @@ int Workers::supervise(const Supervision& supervision)
     return wait;
 }
 
+/// Takes a call that has not begun out of a list, and is done with it.
+void Workers::give_up(CallList& list, Call* call, u32 code)
+{
+    list.remove(call);
+    call->is_late = true;
+    call->code = code;
+    if (done_.is_empty()) {
+        wake();
+    }
+    done_.push(call);
+}
+
 bool Workers::stop(u32 limit_ms)
 {
     const timespec until = after_ms(limit_ms);
     const Locked locked{mutex_};
     is_ending_ = true;
+    std::array<ToolRun*, kMost + 1> runs{};
+    std::size_t count = 0;
     for (Call* call : running_) {
         if (call != nullptr) {
             call->is_late = true;
-            (void)end_tools(call->run, call->late_tool);
+            runs[count++] = &call->run;
+        }
+    }
+    if (count != 0) {
+        end_tools({runs.data(), count});
+    }
+    for (CallList* list : {&ordered_, &gets_}) {
+        while (!list->is_empty()) {
+            give_up(*list, list->first(), ECANCELED);
         }
     }
     (void)pthread_cond_broadcast(&ordered_wakes_);
@@ -318,13 +358,7 @@ bool Workers::is_changing()
 u32 Workers::waiting()
 {
     const Locked locked{mutex_};
-    u32 count = 0;
-    for (const CallList* list : {&ordered_, &gets_}) {
-        for (const Call* call = list->first(); call != nullptr; call = call->next) {
-            ++count;
-        }
-    }
-    return count;
+    return ordered_.count() + gets_.count();
 }
 
 u32 Workers::running()

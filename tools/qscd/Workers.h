@@ -22,10 +22,12 @@ class CallList
     void remove(Call* call);
     /// Takes all of them.
     [[nodiscard]] Call* take();
+    [[nodiscard]] u32 count() const { return count_; }
 
   private:
     Call* first_ = nullptr;
     Call* last_ = nullptr;
+    u32 count_ = 0;
 };
 
 /// How long requests may run, in milliseconds.
@@ -64,7 +66,8 @@ class Workers
     /// Looks after what runs. @return milliseconds until it has to look again; -1: nothing runs
     [[nodiscard]] int supervise(const Supervision& supervision);
 
-    /// Kills all tools and waits for the threads, but not long. False: one has not ended.
+    /// Kills all tools and waits for the threads, but not long; what has not begun is done without. False: a
+    /// thread has not ended.
     [[nodiscard]] bool stop(u32 limit_ms);
 
     /// Whether something is being set, or waits to be.
@@ -83,6 +86,8 @@ class Workers
     [[nodiscard]] Call* next_get();
     void finish(Call* call, std::size_t slot);
     [[nodiscard]] bool start_thread(void* (*run)(void*));
+    void start_getter();
+    void give_up(CallList& list, Call* call, u32 code);
     void judge(Call& call, u64 now, const Supervision& supervision, int& wait);
 
     Deadlines deadlines_;
