@@ -11,7 +11,10 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <spawn.h>
+#include <sys/stat.h>
+#include <sys/vfs.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -23,6 +26,27 @@ using test::outside;
 
 namespace
 {
+
+/// Whether the program has folders of its own in the place of the host's.
+bool has_private_files()
+{
+    struct statfs status {
+    };
+    return outside().has_private_files || (statfs("/etc", &status) == 0 && status.f_type == TMPFS_MAGIC);
+}
+
+/// Whether a path is one of this host, which tests do not change.
+bool is_kept_from_tests(std::string_view path)
+{
+    for (const std::string_view place :
+         {"/etc/", "/overlay/", "/root/", "/sys/", "/tmp/qrn_", "/usr/", "/var/"}) {
+        if (path.starts_with(place) && !has_private_files()) {
+            errno = EROFS;
+            return true;
+        }
+    }
+    return false;
+}
 
 /// Ends the program: the library did what it must never do.
 [[noreturn]] void fault(const char* what, const char* text)
@@ -271,17 +295,28 @@ int access(const char* path, int mode)
                : next(path, mode);
 }
 
-/// Nor are its accounts, its keys and what it does by the clock.
+/// Nor are its files: accounts, keys, lights, what it does by the clock.
 int rename(const char* from, const char* to)
 {
     static auto* const next = real<decltype(rename)>("rename");
-    for (const std::string_view place : {"/etc/passwd", "/etc/shadow", "/etc/crontabs/", "/etc/dropbear/"}) {
-        if (!outside().has_private_files && std::string_view{to}.starts_with(place)) {
-            errno = EROFS;
-            return -1;
-        }
-    }
-    return next(from, to);
+    return is_kept_from_tests(to) ? -1 : next(from, to);
+}
+
+int mkdir(const char* path, mode_t mode)
+{
+    static auto* const next = real<decltype(mkdir)>("mkdir");
+    return is_kept_from_tests(path) ? -1 : next(path, mode);
+}
+
+int open(const char* path, int flags, ...)
+{
+    static auto* const next = real<int(const char*, int, mode_t)>("open64");
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    const bool is_written = (flags & (O_CREAT | O_WRONLY | O_RDWR)) != 0;
+    return is_written && is_kept_from_tests(path) ? -1 : next(path, flags, mode);
 }
 
 void sync(void)

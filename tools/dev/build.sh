@@ -88,7 +88,7 @@ bench() {
 # fuzz [NAME]: runs the fuzzers whose names begin so, or all, each for QSC_FUZZ_SECONDS (30).
 fuzz() {
     setup
-    need clang libclang-rt-dev
+    need clang libclang-rt-dev bubblewrap
     CC=clang CXX=clang++ configure_and_build build/fuzz fuzzers -DQSC_FUZZ=ON -DBUILD_TESTING=OFF
     local program name count=0
     for program in build/fuzz/fuzz/fuzz_"${1:-}"*; do
@@ -96,7 +96,9 @@ fuzz() {
         name=${program##*/fuzz_}
         mkdir -p "build/fuzz/corpus/$name"
         say "== $name"
-        "$program" -max_total_time="${QSC_FUZZ_SECONDS:-30}" -max_len=4096 -artifact_prefix="build/fuzz/$name-" \
+        # What the library writes is not for this machine.
+        bwrap --ro-bind / / --dev /dev --tmpfs /tmp --bind "$PWD" "$PWD" \
+            "$program" -max_total_time="${QSC_FUZZ_SECONDS:-30}" -max_len=4096 -artifact_prefix="build/fuzz/$name-" \
             "build/fuzz/corpus/$name" "fuzz/corpus/$name" 2>&1 | tail -n 2 || die "fuzz: $name found a fault"
         count=$((count + 1))
     done
