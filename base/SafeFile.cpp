@@ -83,4 +83,14 @@ u32 read_safe_file(const char* path, FileText& text, std::size_t limit)
     }
 }
 
+bool has_own_folder(const char* path, bool makes_it)
+{
+    struct stat status = {};
+    if (makes_it) {
+        (void)mkdir(path, 0700);
+    }
+    return lstat(path, &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
+           (status.st_mode & 0077) == 0;
+}
+
 } // namespace qsc

@@ -81,10 +81,10 @@ constexpr ObjectChoice kWiFiAPChoices[] = {
     {ObjectChoice::kPathHolds, "Accounting", &kWiFiAccounting},
     {ObjectChoice::kPathHolds, "WPS", &kWiFiWps},
     {ObjectChoice::kPathHolds, "X_QRN_ACLNotes", &kWiFiAclNotes},
-    {ObjectChoice::kPathHolds, "AssociatedDevice", &kUnserved},
+    {ObjectChoice::kPathHolds, "AssociatedDevice", &kWiFiStations},
 };
 constexpr ObjectChoice kWiFiMultiAPChoices[] = {
-    {ObjectChoice::kPathHolds, "X_QRN_MeshTopo", &kUnserved},
+    {ObjectChoice::kPathHolds, "X_QRN_MeshTopo", &kWiFiMeshTopology},
 };
 constexpr ObjectChoice kIPInterfaceChoices[] = {
     {ObjectChoice::kPathHolds, "IPv6", &kWanIPv6},
@@ -163,9 +163,10 @@ SUBTREE(QSysCmdHal_Do_Device_WiFi_SSID, .label = "Device_WiFi_SSID", .object = &
         .choices = kWiFiSSIDChoices, .packages = "mtkwireless qrnnetworkzone", .applied_by = kWiFiPath)
 SUBTREE(QSysCmdHal_Do_Device_WiFi_AP, .label = "Device_WiFi_AP", .object = &kWiFiAccessPoint,
         .choices = kWiFiAPChoices, .applied_by = kWiFiPath)
-SUBTREE(QSysCmdHal_Do_Device_WiFi_EP, .label = "Device_WiFi_EP", .object = &kUnserved)
-SUBTREE(QSysCmdHal_Do_Device_WiFi_MultiAP, .label = "Device_WiFi_MultiAP", .object = &kUnserved,
-        .choices = kWiFiMultiAPChoices)
+SUBTREE(QSysCmdHal_Do_Device_WiFi_EP, .label = "Device_WiFi_EP", .object = &kWiFiEndPoint,
+        .applied_by = kWiFiPath)
+SUBTREE(QSysCmdHal_Do_Device_WiFi_MultiAP, .label = "Device_WiFi_MultiAP", .object = &kWiFiMultiAp,
+        .choices = kWiFiMultiAPChoices, .applied_by = kWiFiPath)
 SUBTREE(QSysCmdHal_Do_Device_WiFi, .label = "Device_WiFi", .object = &kWiFi, .packages = "mtkwireless",
         .commit = wifi::commit, .service = wifi::serve_wifi)
 SUBTREE(QSysCmdHal_Do_Device_IP_Interface, .label = "IP_Interface", .object = &kWan,

@@ -16,19 +16,33 @@ namespace
 
 constexpr int kForm = JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE;
 
+/// Whether a text is UTF-8 as it is, as nearly all are.
+bool is_utf8(std::string_view text)
+{
+    while (!text.empty()) {
+        const std::size_t size = first_character(text).size;
+        if (size == 0) {
+            return false;
+        }
+        text.remove_prefix(size);
+    }
+    return true;
+}
+
 } // namespace
 
 JsonRow& JsonRow::add(const char* name, std::string_view text)
 {
     FileText valid;
     bool fits = true;
-    while (!text.empty()) {
-        const std::size_t size = first_character(text).size;
-        fits = fits && valid.append(size != 0 ? text.substr(0, size) : "\uFFFD");
-        text.remove_prefix(std::max<std::size_t>(size, 1));
+    std::string_view rest = is_utf8(text) ? std::string_view{} : text;
+    while (!rest.empty()) {
+        const std::size_t size = first_character(rest).size;
+        fits = fits && valid.append(size != 0 ? rest.substr(0, size) : "\uFFFD");
+        rest.remove_prefix(std::max<std::size_t>(size, 1));
     }
-    json_object* const value =
-        json_object_new_string_len(valid.c_str(), static_cast<int>(valid.view().size()));
+    const std::string_view result = valid.view().empty() && !text.empty() ? text : valid.view();
+    json_object* const value = json_object_new_string_len(result.data(), static_cast<int>(result.size()));
     (void)(fits && add_named_member(object_.get(), name, value) == 0);
     return *this;
 }

@@ -56,6 +56,10 @@ extern const Object kWiFiSecurity;
 extern const Object kWiFiAccounting;
 extern const Object kWiFiWps;
 extern const Object kWiFiAclNotes;
+extern const Object kWiFiStations;
+extern const Object kWiFiEndPoint;
+extern const Object kWiFiMultiAp;
+extern const Object kWiFiMeshTopology;
 extern const Object kSiteSurvey;
 
 // handlers/services/

@@ -15,7 +15,6 @@ QSC_DEFINE_OBJECT(kUnserved, .path = "")
 
 UNSERVED(kLldp, "Device.LLDP", g_QscDevLLDPCmd)
 UNSERVED(kRip, "Device.Routing.Rip.InterfaceSetting.1", g_QscDevRtingRipIfSetting1Cmd)
-UNSERVED(kSiteSurvey, "Device.X_QRN_SiteSurvey", g_QscSiteSurveyNumcmd)
 UNSERVED(kVpn, "Device.X_QRN_VPN", g_QscVpnMainCmd)
 UNSERVED(kDmz, "Device.X_QRN_DMZ", g_QscDMZCmd)
 UNSERVED(kNdpi, "Device.X_QRN_nDPI", g_QscnDPICmd)

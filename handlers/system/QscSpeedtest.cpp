@@ -28,16 +28,9 @@ constexpr const char* kLock = "/tmp/qrn_speedtest/lock";
 constexpr const char* kServer = "/tmp/qrn_speedtest/server";
 constexpr const char* kResult = "/tmp/qrn_speedtest/result";
 
-/// Makes the folder; false: what is there is not ours alone.
 bool has_folder(bool makes_it)
 {
-    struct stat status {
-    };
-    if (makes_it) {
-        (void)mkdir(kFolder, 0700);
-    }
-    return lstat(kFolder, &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
-           (status.st_mode & 0077) == 0;
+    return has_own_folder(kFolder, makes_it);
 }
 
 std::string_view result_of(const RowCall& call)

@@ -18,28 +18,16 @@ namespace
 
 QSC_MODULE("QscDeviceWiFi");
 
-bool read_base(Sources& sources, MacAddress& base)
-{
-    RowText text;
-    if (!read_places(sources, "env ethaddr", kModule, text) || !is_mac_address(text.view())) {
-        return false;
-    }
-    for (std::size_t i = 0; i < base.size(); ++i) {
-        const char* const digits = text.c_str() + 3 * i;
-        base[i] = static_cast<u8>(hex_value(digits[0]) << 4 | hex_value(digits[1]));
-    }
-    return true;
-}
-
 u32 answer_addresses(const RowCall& call)
 {
     constexpr const char* kDigits = "0123456789ABCDEF";
-    MacAddress base{};
+    RowText base;
     RowText list;
-    const u32 count = read_base(call.request.sources, base) ? kMadeAddresses : 0;
-    for (u32 number = 0; number < count; ++number) {
+    const bool has_base =
+        read_places(call.request.sources, "env ethaddr", kModule, base) && is_mac_address(base.view());
+    for (u32 number = 0; has_base && number < kMadeAddresses; ++number) {
         const char* separator = number == 0 ? "" : ",";
-        for (const u8 byte : make_address(base, number)) {
+        for (const u8 byte : make_address(parse_address(base.view()), number)) {
             list.append(separator).append({kDigits + (byte >> 4), 1}).append({kDigits + (byte & 0xF), 1});
             separator = ":";
         }

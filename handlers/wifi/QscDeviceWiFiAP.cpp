@@ -3,6 +3,7 @@
 #include "core/Objects.h"
 #include "handlers/wifi/AccessPoint.h"
 #include "handlers/wifi/Security.h"
+#include "handlers/wifi/Stations.h"
 
 using namespace qsc;
 using namespace qsc::wifi;
@@ -66,6 +67,13 @@ u32 answer_status(const RowCall& call)
                                : find_security_fault(call.request.instance) != nullptr ? "Error_Misconfigured"
                                : is_up(call.request.sources, vap.interface().c_str())  ? "Enabled"
                                                                                        : "Error");
+}
+
+u32 answer_stations(const RowCall& call)
+{
+    const Vap vap = vap_of(call);
+    const Stations stations{read_stations(call.request.sources, is_switched_on(vap)), vap.interface().view()};
+    return answer_number(call, static_cast<i64>(stations.all().size()));
 }
 
 u32 answer_reference(const RowCall& call)
@@ -137,6 +145,10 @@ constexpr Row kRows[] = {
     {.name = "SSIDReference", .kind = Kind::kReference, .place = kFunction, .get = answer_reference},
     {.name = "WMMCapability", .kind = kBoolean, .place = Place::kConstant, .key = "1"},
     {.name = "UAPSDCapability", .kind = kBoolean, .place = Place::kConstant, .key = "1"},
+    {.name = "AssociatedDeviceNumberOfEntries",
+     .kind = kUnsigned,
+     .place = kFunction,
+     .get = answer_stations},
 };
 
 } // namespace

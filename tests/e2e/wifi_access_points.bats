@@ -21,18 +21,8 @@ refused() {
 ask() { device sh -c 'printf %s "$3" | qsc request "$1" "$2"' ask "$@" | tr -d ' \n'; }
 
 @test "an access point shows how it is" {
-    same "$(qsc get $ap.1)" "SSIDAdvertisementEnabled = 1
-IsolationEnable          = 0
-MaxAllowedAssociations   = 0
-WMMEnable                = 1
-UAPSDEnable              = 1
-AllowedMACAddress        = 
-MACAddressControlEnabled = 0
-Enable                   = 1
-Status                   = Enabled
-SSIDReference            = Device.WiFi.SSID.1
-WMMCapability            = 1
-UAPSDCapability          = 1"
+    same "$(qsc -q get $ap.1 | tr '\n' ' ')" \
+        "1 0 0 1 1  0 1 Enabled Device.WiFi.SSID.1 1 1 2 "
     same "$(qsc -q get $ap.18 Enable Status SSIDReference | tr '\n' ' ')" "0 Disabled Device.WiFi.SSID.18 "
     same "$(qsc get Device.WiFi.AccessPoint. | grep -c "\.Security.ModeEnabled *= None")" 16
     for instance in 0 9 10 19; do

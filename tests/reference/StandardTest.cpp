@@ -64,6 +64,9 @@ const std::map<std::string, std::string> kMirrors = {
     {"Device.WiFi.AccessPoint.{i}", "Device.WiFi.AccessPoint.{i}."},
     {"Device.WiFi.AccessPoint.{i}.Security", "Device.WiFi.AccessPoint.{i}.Security."},
     {"Device.WiFi.AccessPoint.{i}.Accounting", "Device.WiFi.AccessPoint.{i}.Accounting."},
+    {"Device.WiFi.AccessPoint.{i}.AssociatedDevice", "Device.WiFi.AccessPoint.{i}.AssociatedDevice.{i}."},
+    {"Device.WiFi.EndPoint.", "Device.WiFi.EndPoint.{i}."},
+    {"Device.WiFi.MultiAP", "Device.WiFi.MultiAP."},
     {"Device.WiFi.AccessPoint.{i}.WPS", "Device.WiFi.AccessPoint.{i}.WPS."},
     {"Device.X_QRN_RemoteAccess.SSH", "Device.SSH.Server.{i}."},
 };
