@@ -34,14 +34,3 @@ crontab=etc/crontabs/root
     next=$(qsc -q get $path NextReboot)
     same "$(date -ud "${next/T/ } 5 hours 30 minutes" +%w)" "$(qsc -q get $path Days)"
 }
-
-@test "days and times that there are not are refused" {
-    for bad in 7 1,x '*,1' ',' ' ' 0-6; do
-        run qsc set $path Days="$bad"
-        same "$status $output" "1 qsc: $path: Days: it is neither * nor days from 0, Sunday, to 6"
-    done
-    run qsc set $path Time=24:00
-    same "$output" "qsc: $path: Time: '24:00' is no time of day, such as 03:30"
-    run qsc set $path NextReboot=2026-01-01T00:00:00Z
-    [ "$status" -ne 0 ]
-}

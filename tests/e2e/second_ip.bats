@@ -20,30 +20,3 @@ stored() {
     same "$(journal)" "/etc/init.d/network restart
 /etc/init.d/network restart"
 }
-
-@test "an enabled address comes whole in one request" {
-    qsc set $path Enable=1 SubnetMask=255.255.255.0 IPAddress=10.0.0.1 --apply
-    same "$(stored)" "ipaddr=10.0.0.1 proto=static device=@lan disabled=0 netmask=255.255.255.0 "
-    same "$(events)" "set second static ip IPAddress 10.0.0.1 by CLI
-set second static ip SubnetMask 255.255.255.0 by CLI
-set second static ip Enable 1 by CLI"
-}
-
-@test "addresses that the router cannot have are refused, and nothing is written" {
-    while IFS='|' read -r arguments sentence; do
-        # shellcheck disable=SC2086  # words are what is meant
-        run qsc set $path $arguments
-        same "$status $output" "1 qsc: $path: $sentence"
-    done <<'REFUSED'
-Enable=1|Enable: it needs an address and a mask
-Enable=1 IPAddress=10.0.0.1|IPAddress: it needs an address and a mask
-IPAddress=10.0.0.0 SubnetMask=255.255.255.0|IPAddress: the address is none of a host in its network
-IPAddress=10.0.0.255 SubnetMask=255.255.255.0|IPAddress: the address is none of a host in its network
-IPAddress=224.0.0.1 SubnetMask=255.0.0.0|IPAddress: the address is none of a host in its network
-IPAddress=192.168.1.77 SubnetMask=255.255.255.252|IPAddress: the network overlaps that of lan
-IPAddress=192.168.9.1 SubnetMask=255.255.0.0|IPAddress: the network overlaps that of lan
-SubnetMask=255.0.255.0|SubnetMask: '255.0.255.0' is no contiguous netmask
-Status=Enabled|Status: it cannot be set
-REFUSED
-    [ ! -e "$state/tmp/.uci/network" ]
-}

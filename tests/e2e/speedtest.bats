@@ -35,13 +35,3 @@ Requested
 Canceled
 0"
 }
-
-@test "a device that cannot measure says so" {
-    rm "$state/usr/bin/qrn_speedtest.sh"
-    qsc set $path DiagnosticsState=Requested
-    same "$(qsc -q get $path DiagnosticsState)" Error_Internal
-    run qsc set $path DiagnosticsState=Complete
-    same "$output" "qsc: $path: DiagnosticsState: only Requested and Canceled can be set"
-    run qsc set $path Server='a b'
-    [ "$status" -eq 1 ]
-}

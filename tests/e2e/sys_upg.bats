@@ -30,31 +30,6 @@ SysUpg: another action is under way'
     same "$(events)" "upgrade without settings by CLI"
 }
 
-@test "nothing follows a check that fails" {
-    make rubbish a.bin
-    same "$(device sh -c "$(action Upgrade FileName=/tmp/a.bin); sleep 4")" "SysUpg: it is no image for this device"
-    same "$(journal)" "/usr/sbin/sysupgrade -T COPY"
-    same "$(events)$(ls -d "$state"/tmp/qrn_sysupg.?????? 2>/dev/null)" ""
-}
-
-@test "files that others could have put there are refused" {
-    make image-1 a.bin
-    ln -s a.bin "$state/tmp/link"
-    mkdir "$state/tmp/folder"
-    ln -s folder "$state/tmp/way"
-    cp "$state/tmp/a.bin" "$state/tmp/folder/"
-    make image-1 open.bin && chmod 0622 "$state/tmp/open.bin"
-    : >"$state/tmp/empty" && mkfifo "$state/tmp/pipe"
-    for name in /etc/passwd tmp/a.bin /tmp/link /tmp/way/a.bin /tmp/folder /tmp/../tmp/a.bin /tmp//a.bin /tmp/open.bin \
-        /tmp/empty /tmp/pipe /tmp/none /tmp/; do
-        same "$(act Check FileName="$name")" "SysUpg: FileName is no file below /tmp that root alone may write to"
-    done
-    same "$(act Check FileName=/tmp/folder/a.bin)" '"the image is right for this device"'
-    same "$(act Check)" "SysUpg: FileName is missing"
-    same "$(device sh -c "echo '{\"Action\":{\"ParamValue\":\"Reboot\"}}' | qsc request SysUpg get 2>&1; sleep 3" | grep -c 'cannot be read')" 1
-    same "$(journal)" "/usr/sbin/sysupgrade -T COPY"
-}
-
 @test "settings are saved to a new file and restored from a right one" {
     same "$(act Backup FileName=/tmp/b.tgz)" '"the settings are saved"'
     same "$(stat -c %a "$state/tmp/b.tgz") $(cat "$state/tmp/b.tgz")" "600 saved"

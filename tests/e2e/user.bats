@@ -6,12 +6,6 @@ path=Device.Users.User.1
 
 shadow() { awk -F: -v name="$1" '$1 == name { print $2 }' "$state/etc/shadow"; }
 
-@test "the account is shown as the device has it" {
-    same "$(qsc -q get $path | tr '\n' ';')" "root;;/bin/ash;1;0;1;1;"
-    qsc set $path Username=anna --apply
-    same "$(qsc -q get $path | tr '\n' ';')" "anna;;/bin/ash;1;1000;1;0;"
-}
-
 @test "a password reaches passwd alone" {
     qsc set $path Username=anna Password='S3cret "$x`\' --apply
     [ "$(shadow anna)" = "\$9\$$(printf '%s' 'S3cret "$x`\' | cksum | cut -d ' ' -f 1)" ]
@@ -47,39 +41,4 @@ set user Password by CLI"
     same "$(shadow anna)" "$hash"
     same "$(stat -c %a "$state/etc/shadow") $(stat -c %a "$state/etc/passwd")" "600 644"
     same "$(head -1 "$state/etc/shadow")" 'root:$1$Yg$hash:20000:0:99999:7:::'
-}
-
-@test "an account without a password does not open when it is unlocked" {
-    qsc set $path Username=anna Enable=0 --apply
-    same "$(shadow anna)" "!"
-    qsc set $path Enable=1 --apply
-    same "$(shadow anna)" "!"
-}
-
-@test "the shell of one account is not given to the next" {
-    qsc set $path Username=anna Shell=/bin/sh --apply
-    qsc set $path Username=root --apply
-    same "$(grep root "$state/etc/passwd")" "root:x:0:0:root:/root:/bin/ash"
-}
-
-@test "what would lock everybody out is refused, and nothing is written" {
-    while IFS='|' read -r arguments sentence; do
-        # shellcheck disable=SC2086  # words are what is meant
-        run qsc set $path $arguments
-        same "$status $output" "1 qsc: $path: $sentence"
-    done <<'REFUSED'
-Enable=0|Enable: root cannot be disabled
-Username=nobody|Username: there is no such account
-Username=-d|Username: there is no such account
-Shell=/bin/zsh|Shell: /etc/shells does not list it
-UserID=5|UserID: it cannot be set
-REFUSED
-    [ ! -e "$state/tmp/.uci/users" ]
-    qsc set $path Username=anna Enable=0 --apply
-    run qsc set $path Username=root
-    same "$output" "qsc: $path: Username: root cannot be disabled"
-    sed -i "/option PasswordAuth/a\\	option RootLogin '0'" "$state/etc/config/dropbear"
-    qsc set $path Enable=1 Password=anna1 --apply
-    run qsc set $path Enable=0
-    same "$output" "qsc: $path: Enable: it is the last account that can log in"
 }
