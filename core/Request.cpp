@@ -116,8 +116,8 @@ u32 answer_int64(json_object* value, i64 number)
 u32 refuse_operation(const Call& call, u32 code)
 {
     QSC_LOG_CALL(call, kLogError, "operation not support (0x%X)\n", call.oper);
-    const bool is_set = (call.oper & QSC_OPER_SET) != 0 && (call.oper & QSC_OPER_GET) == 0;
-    return refuse(code, "%s", is_set ? "it cannot be set" : "the operation is not served");
+    return refuse(code, "%s",
+                  (call.oper & QSC_OPER_SET) != 0 ? "it cannot be set" : "the operation is not served");
 }
 
 void tell_host()

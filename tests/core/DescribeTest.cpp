@@ -3,11 +3,13 @@
 // with a sentence.
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <set>
 
 #include <json-c/json.h>
 
 #include "qsc_describe.h"
+#include "qslog.h"
 #include "qsyscmdhal.h"
 #include "support/Outside.h"
 
@@ -101,25 +103,65 @@ TEST_F(OutsideTest, EveryRefusalHasASentenceThatBeginsWithItsPath)
     }
 }
 
+TEST_F(OutsideTest, LinesAboutAParameterNameTheFileThatServesIt)
+{
+    std::set<std::string> files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator{QSC_SOURCE "/handlers"}) {
+        files.insert(entry.path().stem());
+    }
+    Qslog_SetProperty(QSLOG_LONG_PREFIX);
+    for (const Qsc_ObjectInfo& object : objects()) {
+        for (const Qsc_ParameterInfo& parameter : parameters(object)) {
+            if (parameter.access == kGet && std::string_view{object.path}.starts_with("Device.")) {
+                outside().logs.clear();
+                (void)set(path_of(object), parameter.name, "1");
+                for (const LogLine& line : outside().logs) {
+                    const std::string module = line.text.substr(0, line.text.find(':'));
+                    EXPECT_TRUE(files.contains(module) || module == "QSysCmdHal") << line.text;
+                }
+            }
+        }
+    }
+}
+
 TEST_F(OutsideTest, ASetIsCheckedWithoutBeingDone)
 {
     static int events = 0;
     g_QSysCmdHalCb = [](uint64_t, uint64_t) -> uint64_t { return static_cast<uint64_t>(++events); };
-    const auto check = [](const char* path, const char* request) {
-        const Json sent{request};
-        const uint32_t code = QSysCmdHal_Check(path, sent.get(), QSC_COMMANDER_CLI);
-        EXPECT_EQ(code == 0, *QSysCmdHal_LastError() == '\0');
-        return code;
+    const struct {
+        const char* path;
+        const char* request;
+        uint32_t code;
+        const char* sentence;
+        const char* after = nullptr; ///< the request, where it is changed
+    } cases[] = {
+        {"Device.DeviceInfo", R"({"HostName":{"ParamValue":"gate"}})", 0, ""},
+        {"Device.DeviceInfo", R"({"HostName":{"ParamValue":"a b"}})", 14,
+         "Device.DeviceInfo: HostName: 'a b' is no host name",
+         R"({"HostName":{"ParamValue":"a b","ParamId":14}})"},
+        {"Device.DeviceInfo", R"({"SerialNumber":{"ParamValue":"1"}})", 14,
+         "Device.DeviceInfo: SerialNumber: it cannot be set",
+         R"({"SerialNumber":{"ParamValue":"1","ParamId":14}})"},
+        {"Device.DeviceInfo", R"({"Nothing":{}})", 22,
+         "Device.DeviceInfo: Nothing: there is no such parameter", R"({"Nothing":{"ParamId":22}})"},
+        {"Device.DeviceInfo", R"({"Nothing":1})", 22,
+         "Device.DeviceInfo: Nothing: there is no such parameter"},
+        {"Device.DeviceInfo.MemoryStatus", R"({"Free":{}})", 22,
+         "Device.DeviceInfo.MemoryStatus: it cannot be set"},
+        {"Device.Time", R"({"Status":{"ParamValue":"1"}})", 14, "Device.Time: Status: it cannot be set",
+         R"({"Status":{"ParamValue":"1","ParamId":14}})"},
+        {"Device.Time", R"({"Enable":{"ParamValue":"anything"}})", 0, ""}, // its handler judges it
+        {"SysUpg", R"({"Action":{"ParamValue":"Reboot"}})", 0, ""},
+        {"Nothing", "{}", 22, "Nothing: nothing serves this path"},
+        {"Device.DeviceInfo", "[]", 22, "Device.DeviceInfo: the request is not a JSON object"},
     };
-    EXPECT_EQ(check("Device.DeviceInfo", R"({"HostName":{"ParamValue":"gate"}})"), 0u);
-    EXPECT_EQ(check("Device.DeviceInfo", R"({"HostName":{"ParamValue":"a b"}})"), 14u);
-    EXPECT_EQ(check("Device.DeviceInfo", R"({"SerialNumber":{"ParamValue":"1"}})"), 14u);
-    EXPECT_EQ(check("Device.DeviceInfo", R"({"Nothing":{"ParamValue":"1"}})"), 22u);
-    EXPECT_EQ(check("Device.DeviceInfo.MemoryStatus", R"({"Free":{"ParamValue":"1"}})"), 22u);
-    EXPECT_EQ(check("Device.Time", R"({"Status":{"ParamValue":"1"}})"), 14u);
-    EXPECT_EQ(check("Device.Time", R"({"Enable":{"ParamValue":"anything"}})"), 0u) << "its handler judges it";
-    EXPECT_EQ(check("Nothing", "{}"), 22u);
-    EXPECT_EQ(check("Device.DeviceInfo", "[]"), 22u);
+    for (const auto& one : cases) {
+        const Json sent{one.request};
+        EXPECT_EQ(QSysCmdHal_Check(one.path, sent.get(), QSC_COMMANDER_CLI), one.code) << one.request;
+        EXPECT_STREQ(QSysCmdHal_LastError(), one.sentence);
+        EXPECT_EQ(sent.text(), one.after != nullptr ? one.after : one.request);
+    }
+    EXPECT_EQ(QSysCmdHal_Check(nullptr, nullptr, QSC_COMMANDER_CLI), Fails(EINVAL));
     for (const std::string& step : outside().done) {
         EXPECT_FALSE(step.starts_with("set ") || step.starts_with("popen ")) << step;
     }

@@ -7,6 +7,7 @@
 #include <dlfcn.h>
 #include <json-c/json.h>
 
+#include "qsc_describe.h"
 #include "qsc_handlers.h"
 #include "qslog.h"
 #include "qsyscmdhal.h"
@@ -304,6 +305,142 @@ TEST_F(Dispatch, UnsupportedOperations)
         EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, line}}));
         EXPECT_EQ(object.text(), "{}");
     }
+}
+
+TEST_F(Dispatch, EverySubtreeHasItsLabelOrItsPathInItsLines)
+{
+    // Those that are not named say their path.
+    const std::map<std::string_view, const char*> labels = {
+        {"help", ""},
+        {"version", "Version"},
+        {"syslog", "SysLog"},
+        {"Device.X_QRN_2ndStaticIp", "X_QRN_2ndStaticIp"},
+        {"Device.Time", "Device_Time"},
+        {"Device.LEDs", "Device_Leds"},
+        {"Device.DHCPv4.Client.1", "DHCPv4.Client.1"},
+        {"Device.DHCPv4.Server.Pool.1", "DHCPv4.Server.Pool.1"},
+        {"Device.DNS.Client.Server.", "DNS_Client_Server"},
+        {"Device.Ethernet.X_QRN_Custommac.", "Ethernet.CustomMac"},
+        {"Device.WiFi.Radio", "Device_WiFi_Radio"},
+        {"Device.WiFi.SSID", "Device_WiFi_SSID"},
+        {"Device.WiFi.AccessPoint", "Device_WiFi_AP"},
+        {"Device.WiFi.EndPoint.", "Device_WiFi_EP"},
+        {"Device.WiFi.MultiAP", "Device_WiFi_MultiAP"},
+        {"Device.WiFi", "Device_WiFi"},
+        {"Device.IP.Interface.1", "IP_Interface"},
+        {"Device.X_QRN_Throughput.", "Device throughput"},
+        {"Device.Routing.Router.1", "Device_Routing Router 1"},
+        {"Device.Routing.Rip.InterfaceSetting.1", "Device_Routing RIP interface setting 1"},
+        {"Device.Users.User.1", "Device Users User 1"},
+        {"Device.X_QRN_SiteSurvey", "Site Survey"},
+        {"Device.X_QRN_NetworkZone", "X_QRN_NetworkZone"},
+        {"Device.DynamicDNS.Client.1.", "DDNS"},
+        {"Device.X_QRN_Firewall.PortForwarding.", "Port forwarding"},
+        {"Device.X_QRN_Firewall.PortTriggering.", "Port Trigger"},
+        {"Device.X_QRN_NewZone.", "New zone"},
+        {"Device.X_QRN_AutoReboot", "AutoReboot"},
+        {"Device.IP.Diagnostics.X_QRN_Speedtest.", "Speedtest"},
+        {"Device.X_QRN_VPN.1", "X_QRN_VPN_1"},
+        {"Device.X_QRN_VPN.2", "X_QRN_VPN_2"},
+        {"Device.X_QRN_VPN.3", "X_QRN_VPN_3"},
+        {"Device.X_QRN_VPN.4", "X_QRN_VPN_4"},
+        {"Device.X_QRN_VPN.5", "X_QRN_VPN_5"},
+        {"Device.X_QRN_VPN.6", "X_QRN_VPN_6"},
+        {"Device.X_QRN_VPN", "X_QRN_VPN"},
+        {"Device.QoS", "Device_QoS"},
+        {"Device.X_QRN_Firewall.ParentalControl.", "Parental control"},
+        {"Device.X_QRN_SNMP", "SNMP"},
+        {"Device.X_QRN_DMZ", "DMZ"},
+        {"Device.X_QRN_nDPI", "nDPI"},
+    };
+    for (const Qsc_CommandEntry* entry = g_QSysCmdHalCmd; entry->id != QSC_TABLE_END; ++entry) {
+        const Json object{"{}"};
+        const auto label = labels.find(entry->path);
+        const bool is_path = label == labels.end();
+        const std::string begin = is_path ? entry->path : label->second;
+        outside().logs.clear();
+        EXPECT_EQ(entry->dispatcher(entry->path, object.get(), 0x4, 8, 0, 0), Fails(EINVAL));
+        if (std::strcmp(entry->path, "SysUpg") != 0) {
+            EXPECT_EQ(outside().logs, (std::vector<LogLine>{{3, "[E] " + begin + (begin.empty() ? "" : " ") +
+                                                                    "operation not support (0x4)" +
+                                                                    (is_path ? ".\n" : "\n")}}));
+        }
+    }
+}
+
+TEST_F(Dispatch, PackagesAndScriptsAreThoseOfTheSubtree)
+{
+    const struct {
+        const char* path;
+        Lines packages;
+        Lines scripts; ///< none: it serves by itself
+    } cases[] = {
+        {"Device.X_QRN_2ndStaticIp", {"network"}, {"network"}},
+        {"Device.LEDs", {"system"}, {"led"}},
+        {"Device.DeviceInfo", {"system"}, {"system"}},
+        {"Device.IP.Interface.1", {"network"}, {"network"}},
+        {"Device.Routing.Router.1", {"network"}, {"network"}},
+        {"Device.Users.User.1", {"users"}, {}},
+        {"Device.X_QRN_RemoteAccess.Telnet", {"telnetd"}, {"telnetd"}},
+        {"Device.X_QRN_RemoteAccess.SSH", {"dropbear", "firewall"}, {"dropbear", "firewall"}},
+        {"Device.X_QRN_AutoReboot", {"autoreboot"}, {}},
+    };
+    for (const auto& one : cases) {
+        SCOPED_TRACE(one.path);
+        const auto steps = [&](uint32_t oper) {
+            outside().done.clear();
+            EXPECT_EQ(send(one.path, oper, R"({"action":"go"})"), Succeeds());
+            std::erase(outside().done, "sync");
+            return outside().done;
+        };
+        Lines commits;
+        Lines runs;
+        for (const std::string& package : one.packages) {
+            commits.push_back("commit " + package);
+        }
+        EXPECT_EQ(steps(kCommit), commits);
+        if (one.scripts.empty()) {
+            continue;
+        }
+        for (const std::string& script : one.scripts) {
+            outside().programs["/etc/init.d/" + script] = "";
+            runs.push_back("run /etc/init.d/" + script + " go");
+        }
+        Lines done = steps(kService);
+        std::erase(done, "system /etc/init.d/qrnmsgupd updinfo > /dev/null 2>&1 &");
+        std::erase(done, "peripherals led on");
+        EXPECT_EQ(done, runs);
+    }
+    outside().uci_codes["commit autoreboot"] = EIO;
+    EXPECT_EQ(send("Device.X_QRN_AutoReboot", kCommit, "{}"), Fails(EIO));
+    EXPECT_EQ(outside().logs.back(), (LogLine{3, "[E] Autoreboot commit, error 5\n"}));
+}
+
+TEST_F(Dispatch, WhatFollowsAServiceStartsOnceItHasSucceeded)
+{
+    constexpr const char* kUpdate = "/etc/init.d/qrnmsgupd updinfo > /dev/null 2>&1 &";
+    const auto serve = [] { return send("Device.IP.Interface.1", kService, R"({"action":"restart"})"); };
+    EXPECT_EQ(serve(), Fails(EFAULT)) << "there is no script";
+    EXPECT_EQ(outside().commands(), Lines{});
+    outside().programs["/etc/init.d/network"] = "";
+    outside().logs.clear();
+    EXPECT_EQ(serve(), Succeeds());
+    EXPECT_EQ(outside().commands(), Lines{std::string{"system "} + kUpdate});
+    EXPECT_EQ(outside().logs, std::vector<LogLine>{});
+    outside().wait_statuses[kUpdate] = -1;
+    EXPECT_EQ(serve(), Succeeds());
+    EXPECT_EQ(outside().logs,
+              (std::vector<LogLine>{{4, std::string{"[W] "} + kUpdate + " not started, ignoring\n"}}));
+}
+
+TEST_F(Dispatch, SentencesAreTextThatNoTerminalObeys)
+{
+    EXPECT_EQ(send("Device.LEDs\x1b[2J\xc3", 0x4, "{}"), Fails(EINVAL));
+    EXPECT_STREQ(QSysCmdHal_LastError(), "Device.LEDs?[2J?: the operation 0x4 is not served");
+    const std::string list = "Device.DHCPv4.Server.Pool.1.StaticAddress.";
+    EXPECT_EQ(send(list + std::string(60, 'x'), kGet, "{}"), Fails(EINVAL));
+    EXPECT_EQ(QSysCmdHal_LastError(), list + std::string(60, 'x') + ": " + std::string(60, 'x') + ": '" +
+                                          std::string(40, 'x') + "' is no instance number");
 }
 
 TEST_F(Dispatch, WhatIsNoObjectIsRefused)

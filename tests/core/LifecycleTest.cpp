@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <cstring>
 
+#include "bacl.h"
 #include "qslog.h"
 #include "qsyscmdhal.h"
 #include "support/Outside.h"
@@ -25,6 +26,19 @@ uint64_t second_host(uint64_t event, uint64_t)
 
 } // namespace
 
+// The library reaches its foundation through the dynamic linker, as it does everything that it exports.
+uint32_t BaCL_Init(void)
+{
+    outside().done.emplace_back("foundation init");
+    return 0;
+}
+
+uint32_t BaCL_Close(void)
+{
+    outside().done.emplace_back("foundation close");
+    return 0;
+}
+
 class Lifecycle : public OutsideTest
 {
   protected:
@@ -39,21 +53,28 @@ class Lifecycle : public OutsideTest
 TEST_F(Lifecycle, OpensInOrderAndClosesInReverse)
 {
     EXPECT_EQ(QSysCmdHal_Init(first_host, 0xF), 0u);
-    EXPECT_EQ(outside().done,
-              (Lines{"openlog QSCH 11 8", "setlogmask 63", "uci init", "zlog_init /etc/zlog.conf",
-                     "zlog_get_category qrnevent", "zlog_put_mdc tag=QSCD", "first 0"}));
+    EXPECT_EQ(outside().done, (Lines{"openlog QSCH 11 8", "setlogmask 63", "foundation init", "uci init",
+                                     "zlog_init /etc/zlog.conf", "zlog_get_category qrnevent",
+                                     "zlog_put_mdc tag=QSCD", "first 0"}));
     outside().done.clear();
     EXPECT_EQ(QSysCmdHal_Close(), 0u);
-    EXPECT_EQ(outside().done, (Lines{"first 1", "zlog_fini", "uci close", "closelog"}));
+    EXPECT_EQ(outside().done, (Lines{"first 1", "zlog_fini", "uci close", "foundation close", "closelog"}));
     EXPECT_EQ(g_QSysCmdHalCb, first_host) << "the callback outlives Close";
 }
 
 TEST_F(Lifecycle, OpensOnlyWhatTheOptionsAsk)
 {
-    QSysCmdHal_Init(nullptr, 0x4);
-    QSysCmdHal_Close();
-    EXPECT_EQ(outside().done, (Lines{"uci init", "uci close"}));
-    outside().done.clear();
+    const std::pair<uint32_t, Lines> cases[] = {
+        {QSC_INIT_LOG, {"openlog QSCH 11 8", "setlogmask 63", "closelog"}},
+        {QSC_INIT_FOUNDATION, {"foundation init", "foundation close"}},
+        {QSC_INIT_UCI, {"uci init", "uci close"}},
+        {0, {}}};
+    for (const auto& [options, done] : cases) {
+        QSysCmdHal_Init(nullptr, options);
+        QSysCmdHal_Close();
+        EXPECT_EQ(outside().done, done);
+        outside().done.clear();
+    }
     QSysCmdHal_Init(first_host, 0x8);
     EXPECT_EQ(outside().done.back(), "first 0") << "a second start may ask for something else";
 }

@@ -214,3 +214,36 @@ TEST(RowValue, RefusalsSayWhatIsWantedButNeverASecret)
         EXPECT_EQ(stored(one.row, one.sent), std::string{"! "} + one.sentence);
     }
 }
+
+TEST(RowValue, KindsAndUnitsHaveTheirNames)
+{
+    using K = Kind;
+    const std::pair<const char*, std::vector<Kind>> types[] = {
+        {"boolean", {K::kBoolean, K::kAdd, K::kDelete}},
+        {"int", {K::kInteger}},
+        {"unsignedInt", {K::kUnsigned, K::kPort}},
+        {"unsignedLong", {K::kUnsignedLong}},
+        {"IPv4Address", {K::kIPv4, K::kNetmask}},
+        {"IPv6Address", {K::kIPv6}},
+        {"IPAddress", {K::kIPAddress}},
+        {"IPPrefix", {K::kIPPrefix}},
+        {"MACAddress", {K::kMacAddress}},
+        {"dateTime", {K::kDateTime}},
+        {"action", {K::kAction}},
+        {"json", {K::kJson}},
+        {"hexBinary", {K::kHexBinary}},
+        {"string",
+         {K::kText, K::kWord, K::kStoredWord, K::kHostName, K::kHost, K::kTimeOfDay, K::kReference,
+          K::kLines}},
+    };
+    for (const auto& [name, kinds] : types) {
+        for (const Kind kind : kinds) {
+            EXPECT_STREQ(type_name(Packed{{.name = "x", .kind = kind}}.row), name);
+        }
+    }
+    const char* const units[] = {"",    "seconds", "minutes", "milliseconds", "percent", "bytes",
+                                 "KiB", "packets", "bit/s",   "kbit/s",       "Mbit/s",  "dBm"};
+    for (u8 unit = 0; unit < std::size(units); ++unit) {
+        EXPECT_STREQ(unit_name(static_cast<Unit>(unit)), units[unit]);
+    }
+}
