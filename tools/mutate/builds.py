@@ -157,7 +157,7 @@ class Build:
                 together = Unit(program, ':'.join(names), names, place, loads)
                 self.units += self.tried(together) or [
                     unit for name in names for unit in self.tried(Unit(program, name, [name], place, loads)) or [Unit(
-                        program, name, [], place)]]
+                        program, name, [], place, loads)]]
         return [unit.name for unit in self.units if not unit.cases]
 
     def tried(self, unit):
