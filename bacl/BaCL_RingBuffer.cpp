@@ -17,6 +17,7 @@ namespace
 
 using Read = u32 (*)(BaCL_RingBuffer& ring);
 using Change = void (*)(BaCL_RingBuffer& ring, u32 value);
+using Use = u32 (*)(BaCL_RingBuffer& ring, const Caller& caller);
 
 void release_storage(BaCL_RingBuffer& ring)
 {
@@ -45,17 +46,42 @@ u32 get(BaCL_RingBuffer* ring, const Caller& caller, Read read)
     return guard.error() == 0 ? read(*ring) : 0;
 }
 
-/// Changes the ring under the mutex.
-u32 change(BaCL_RingBuffer* ring, const Caller& caller, Change apply, u32 value = 0)
+/// Changes the ring, under the mutex unless the caller has it.
+u32 change(BaCL_RingBuffer* ring, const Caller& caller, Change apply, u32 value = 0, bool takes_mutex = true)
 {
     if (!has_state(ring, kInitialised)) {
         return reject(caller);
     }
-    const RingGuard guard{*ring, caller};
+    const RingGuard guard{*ring, caller, takes_mutex};
     if (guard.error() == 0) {
         apply(*ring, value);
     }
     return guard.error();
+}
+
+u32 wait(BaCL_RingBuffer& ring, const Caller& caller)
+{
+    return check_pthread(caller, pthread_cond_wait(&ring.Condition, &ring.Mutex), "pthread_cond_wait");
+}
+
+/// Uses the condition. The caller has the mutex.
+u32 use_condition(BaCL_RingBuffer* ring, const Caller& caller, Use use)
+{
+    return has_state(ring, kAvailable) ? use(*ring, caller) : reject(caller);
+}
+
+/// Uses the condition under the mutex. An unlock that fails is a failure as well.
+u32 use_condition_locked(BaCL_RingBuffer* ring, const Caller& caller, Use use)
+{
+    if (!has_state(ring, kAvailable)) {
+        return reject(caller);
+    }
+    RingGuard guard{*ring, caller};
+    if (guard.error() != 0) {
+        return guard.error();
+    }
+    const u32 code = use(*ring, caller);
+    return code | guard.unlock();
 }
 
 } // namespace
@@ -112,15 +138,8 @@ uint32_t BaCL_RingBuf_FreeBuffer(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_FreeBuffer_WM(BaCL_RingBuffer* ring, int32_t takeMutex)
 {
-    if (!has_state(ring, kInitialised)) {
-        return reject(QSC_CALLER);
-    }
-    const RingGuard guard{*ring, QSC_CALLER, takeMutex != 0};
-    if (guard.error() != 0) {
-        return guard.error();
-    }
-    release_storage(*ring);
-    return 0;
+    constexpr Change apply = [](BaCL_RingBuffer& it, u32) { release_storage(it); };
+    return change(ring, QSC_CALLER, apply, 0, takeMutex != 0);
 }
 
 uint32_t BaCL_RingBuf_ClearBuffer(BaCL_RingBuffer* ring)
@@ -240,47 +259,22 @@ uint32_t BaCL_RingBuf_IsBufferFull(BaCL_RingBuffer* ring)
 
 uint32_t BaCL_RingBuf_ThreadCondWait(BaCL_RingBuffer* ring)
 {
-    if (!has_state(ring, kAvailable)) {
-        return reject(QSC_CALLER);
-    }
-    return check_pthread(QSC_CALLER, pthread_cond_wait(&ring->Condition, &ring->Mutex), "pthread_cond_wait");
+    return use_condition(ring, QSC_CALLER, wait);
 }
 
 uint32_t BaCL_RingBuf_ThreadCondWait_CF(BaCL_RingBuffer* ring)
 {
-    if (!has_state(ring, kAvailable)) {
-        return reject(QSC_CALLER);
-    }
-    const Caller caller = QSC_CALLER;
-    RingGuard guard{*ring, caller};
-    if (guard.error() != 0) {
-        return guard.error();
-    }
-    const u32 waited =
-        check_pthread(caller, pthread_cond_wait(&ring->Condition, &ring->Mutex), "pthread_cond_wait");
-    return waited | guard.unlock();
+    return use_condition_locked(ring, QSC_CALLER, wait);
 }
 
 uint32_t BaCL_RingBuf_ThreadCondSignal(BaCL_RingBuffer* ring)
 {
-    if (!has_state(ring, kAvailable)) {
-        return reject(QSC_CALLER);
-    }
-    return signal(*ring, QSC_CALLER);
+    return use_condition(ring, QSC_CALLER, signal);
 }
 
 uint32_t BaCL_RingBuf_ThreadCondSignal_CF(BaCL_RingBuffer* ring)
 {
-    if (!has_state(ring, kAvailable)) {
-        return reject(QSC_CALLER);
-    }
-    const Caller caller = QSC_CALLER;
-    RingGuard guard{*ring, caller};
-    if (guard.error() != 0) {
-        return guard.error();
-    }
-    const u32 signalled = signal(*ring, caller);
-    return signalled | guard.unlock();
+    return use_condition_locked(ring, QSC_CALLER, signal);
 }
 
 uint32_t BaCL_RingBuf_ThreadMuxLock(BaCL_RingBuffer* ring, int32_t lock)

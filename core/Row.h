@@ -176,6 +176,17 @@ consteval Row handled(RowName name, Kind kind, Access access, Qsc_Handler handle
     return row;
 }
 
+/// "Status" of what can be switched on, which a function knows.
+consteval Row status_row(RowName name, RowGet get, const char* words = "Disabled|Enabled|Error")
+{
+    Row row{.name = name};
+    row.kind = Kind::kWord;
+    row.place = Place::kFunction;
+    row.limits = words;
+    row.get = get;
+    return row;
+}
+
 /// The limits of a kStoredWord: its words, and how each is stored, in the same order.
 #define QSC_STORED_WORDS(WORDS, STORED) WORDS "\0" STORED
 

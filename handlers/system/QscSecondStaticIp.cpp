@@ -107,11 +107,7 @@ constexpr Row kRows[] = {
      .get = answer_enabled,
      .check = check_network,
      .set = complete},
-    {.name = "Status",
-     .kind = Kind::kWord,
-     .place = Place::kFunction,
-     .limits = "Disabled|Enabled|Error",
-     .get = answer_status},
+    status_row("Status", answer_status),
 };
 
 } // namespace

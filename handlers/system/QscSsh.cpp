@@ -128,14 +128,19 @@ u32 answer_row(const RowCall& call)
     return code != 0 ? code : answer_stored(call, stored.view());
 }
 
+/// The last line's end belongs to the file.
+std::string_view as_spoken(std::string_view keys)
+{
+    keys.remove_suffix(keys.ends_with('\n') ? 1 : 0);
+    return keys;
+}
+
 u32 answer_keys(const RowCall& call)
 {
     FileText keys;
     FileText answer;
     (void)read_keys(keys);
-    std::string_view text = keys.view();
-    text.remove_suffix(text.ends_with('\n') ? 1 : 0); // the last line's end belongs to the file
-    return answer.append(text) ? answer_text(call.value, answer.c_str()) : u32{ENOMEM};
+    return answer.append(as_spoken(keys.view())) ? answer_text(call.value, answer.c_str()) : u32{ENOMEM};
 }
 
 /// Takes the sent keys. What is sent back as it was read is taken as it is, whoever wrote it.
@@ -147,7 +152,7 @@ u32 take_new_keys(const RowCall& call, FileText& keys, bool& is_new)
         return code;
     }
     (void)read_keys(before);
-    is_new = text != before.view();
+    is_new = as_spoken(text) != as_spoken(before.view());
     return is_new ? take_keys(text, keys) : 0;
 }
 
@@ -260,11 +265,7 @@ constexpr Row kRows[] = {
      .key = "enable",
      .fallback = "1",
      .check = check_enable},
-    {.name = "Status",
-     .kind = Kind::kWord,
-     .place = kFunction,
-     .limits = "Disabled|Enabled|Error|Error_Misconfigured",
-     .get = answer_status},
+    status_row("Status", answer_status, "Disabled|Enabled|Error|Error_Misconfigured"),
 };
 
 } // namespace

@@ -51,11 +51,7 @@ constexpr Row kRows[] = {
      .key = "enable",
      .fallback = "0",
      .check = check_enable},
-    {.name = "Status",
-     .kind = Kind::kWord,
-     .place = Place::kFunction,
-     .limits = "Disabled|Enabled|Error",
-     .get = answer_status},
+    status_row("Status", answer_status),
 };
 
 } // namespace
