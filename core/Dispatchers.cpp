@@ -70,6 +70,9 @@ constexpr Labels kAutoRebootLabels{.get = "AutoReboot",
                                    .service = "AutoReboot",
                                    .unsupported = "AutoReboot"};
 
+constexpr ObjectChoice kDNSChoices[] = {
+    {ObjectChoice::kPathHolds, "X_QRN_Custom", &kWantedDns},
+};
 constexpr ObjectChoice kETHIfaceChoices[] = {
     {ObjectChoice::kPathHolds, "Stats", &kEthernetStats},
 };
@@ -153,7 +156,8 @@ SUBTREE(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1_StaticAddr, .object = &kDhcpV4S
         .applied_by = "Device.DHCPv4.Server.Pool.1", .list = "Device.DHCPv4.Server.Pool.1.StaticAddress.")
 SUBTREE(QSysCmdHal_Do_Device_DHCPv4_ServerPool_1, .labels = &kDHCPv4ServerPool1Labels, .object = &kDhcpV4Pool,
         .packages = "dhcp", .scripts = "dnsmasq")
-SUBTREE(QSysCmdHal_Do_Device_DNS_Cli_Server, .label = "DNS_Client_Server", .object = &kUnserved)
+SUBTREE(QSysCmdHal_Do_Device_DNS_Cli_Server, .label = "DNS_Client_Server", .object = &kDnsServers,
+        .choices = kDNSChoices, .packages = "network", .scripts = "network")
 SUBTREE(QSysCmdHal_Do_Device_ETH_Iface, .labels = &kETHIfaceLabels, .object = &kEthernetInterface,
         .choices = kETHIfaceChoices, .served = QSC_OPER_GET | QSC_OPER_SET | kGetsAll, .applied_by = kWanPath)
 SUBTREE(QSysCmdHal_Do_Device_ETH_CustomMac, .label = "Ethernet.CustomMac", .object = &kUnserved)

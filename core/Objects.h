@@ -39,6 +39,8 @@ extern const Object kDhcpV4Pool;
 extern const Object kDhcpV4StaticAddress;
 extern const Object kEthernetInterface;
 extern const Object kEthernetStats;
+extern const Object kDnsServers;
+extern const Object kWantedDns;
 extern const Object kWan;
 extern const Object kWanIPv6;
 extern const Object kLldp;

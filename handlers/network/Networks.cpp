@@ -74,6 +74,14 @@ bool is_host_address(const Network& network)
     return is_usual && (network.mask >= UINT32_MAX - 1 || (host != 0 && host != ~network.mask));
 }
 
+bool is_host_ipv6(const char* text, bool may_be_local)
+{
+    in6_addr address{};
+    return inet_pton(AF_INET6, text, &address) == 1 && !IN6_IS_ADDR_UNSPECIFIED(&address) &&
+           !IN6_IS_ADDR_LOOPBACK(&address) && !IN6_IS_ADDR_MULTICAST(&address) &&
+           !IN6_IS_ADDR_V4MAPPED(&address) && (may_be_local || !IN6_IS_ADDR_LINKLOCAL(&address));
+}
+
 bool read_network(std::string_view interface, Network& network)
 {
     bool is_found = false;

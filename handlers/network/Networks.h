@@ -17,6 +17,9 @@ struct Network {
 /// address, and none that only stands for others.
 [[nodiscard]] bool is_host_address(const Network& network);
 
+/// Whether this is the IPv6 address of one device, or of one on the same link where that will do.
+[[nodiscard]] bool is_host_ipv6(const char* text, bool may_be_local);
+
 /// Whether the two share an address.
 [[nodiscard]] inline bool overlap(const Network& one, const Network& other)
 {

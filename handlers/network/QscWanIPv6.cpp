@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.IP.Interface.1" with "IPv6" in the path: the IPv6 half of the interface to the provider.
-#include <arpa/inet.h>
-
 #include "base/UciOptional.h"
 #include "core/Objects.h"
+#include "handlers/network/Networks.h"
 #include "handlers/network/Wan.h"
 
 using namespace qsc;
@@ -90,15 +89,6 @@ u32 store_part(const RowCall& call, std::string_view stored)
     return code != 0 ? code : store_uplink_part(call, kUplink, stored == "0" ? "" : stored);
 }
 
-/// Whether an address is that of one device.
-bool is_host(const RowText& text, bool may_be_local)
-{
-    in6_addr address{};
-    return inet_pton(AF_INET6, text.c_str(), &address) == 1 && !IN6_IS_ADDR_UNSPECIFIED(&address) &&
-           !IN6_IS_ADDR_LOOPBACK(&address) && !IN6_IS_ADDR_MULTICAST(&address) &&
-           !IN6_IS_ADDR_V4MAPPED(&address) && (may_be_local || !IN6_IS_ADDR_LINKLOCAL(&address));
-}
-
 u32 check_static(const RowCall& call, std::string_view)
 {
     RowText type;
@@ -114,10 +104,11 @@ u32 check_static(const RowCall& call, std::string_view)
     if (address.view().empty() || length.view().empty() || length.view() == "0") {
         return refuse(EFAULT, "Static needs an address and a prefix length");
     }
-    if (!is_host(address, false)) {
+    if (!is_host_ipv6(address.c_str(), false)) {
         return refuse(EFAULT, "the address is none of a host");
     }
-    return !gateway.view().empty() && (!is_host(gateway, true) || gateway.view() == address.view())
+    return !gateway.view().empty() &&
+                   (!is_host_ipv6(gateway.c_str(), true) || gateway.view() == address.view())
                ? refuse(EFAULT, "the gateway is none of another host")
                : 0;
 }
