@@ -178,6 +178,35 @@ Device.X_QRN_RemoteLog.Port: 99 -> 100, by others
 qscd ended with 0"
 }
 
+@test "instances that come and go are told with who did it, and secrets are not shown" {
+    routes=Device.Routing.Router.1.IPv4Forwarding.
+    run with_daemon 'qsc watch '$routes' Device.DHCPv4.Client.1.XQrnPppoePassword >/tmp/watched &
+        watch=$!
+        shown() { until grep -qs "$1" /tmp/watched || ! kill -0 $watch; do sleep 0.02; done; }
+        route="DestIPAddress=10.1.0.0 DestSubnetMask=255.255.0.0 GatewayIPAddress=192.168.1.2"
+        shown Password
+        qsc --socket --as WEB add '$routes' $route >/dev/null
+        shown created
+        qsc --socket --as WEB delete '$routes'1
+        shown deleted
+        qsc add '$routes' $route >/dev/null
+        shown "created, by others"
+        qsc delete '$routes'1
+        shown "deleted, by others"
+        qsc --socket --as MQTT set Device.DHCPv4.Client.1 XQrnPppoePassword=hunter2
+        shown MQTT
+        kill $watch
+        grep -v "IPv4Forwarding.*->" /tmp/watched'
+    same "$output" "Device.DHCPv4.Client.1.XQrnPppoePassword = 
+${routes}1: created, by WEB
+${routes}1: deleted, by WEB
+${routes}1: created, by others
+${routes}1: deleted, by others
+Device.DHCPv4.Client.1.XQrnPppoePassword: *** -> ***, by MQTT
+qscd ended with 0"
+    same "$(cat "$state/tmp/watched" "$state/tmp/qscd.err" | grep -c hunter2)" 0
+}
+
 @test "the examples of the document do what it says" {
     command -v socat >/dev/null && [ -x /usr/bin/python3 ] || skip "socat or python3 is not installed"
     mkdir "$state/root/modules"

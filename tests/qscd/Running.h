@@ -41,6 +41,8 @@ class Connection
 
     [[nodiscard]] bool is_open() const { return socket_ >= 0; }
 
+    [[nodiscard]] int descriptor() const { return socket_; }
+
     void close()
     {
         if (socket_ >= 0) {

@@ -165,8 +165,7 @@ void Watch::tell(std::string_view type, std::string_view path, std::string_view 
         event.text().append(R"(,"sequence":)");
         event.append_number(static_cast<i64>(subscription.sequence));
         event.text().append(R"(,"type":")").append(type).append(R"(","path":")").append(path).append("\"");
-        event.text().append(is_hidden && (rights & access::kSecrets) == 0 ? R"(,"old":"***","new":"***")"
-                                                                          : more);
+        event.text().append(is_hidden && (rights & access::kSecrets) == 0 ? kHiddenValues : more);
         event.text().append(R"(,"by":)");
         event.append_text(by);
         event.text().append("}}\n");

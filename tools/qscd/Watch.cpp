@@ -9,6 +9,7 @@
 #include "include/bacl.h"
 #include "tools/qscd/Parameters.h"
 #include "tools/qscd/Values.h"
+#include "tools/queue/Protocol.h"
 
 using namespace qsc;
 
@@ -153,17 +154,59 @@ void Watch::note_change(const Call& call)
         return;
     }
     due_ = due_ == 0 ? BaCL_GetTimestampMSHQ() : due_;
-    const bool is_set = (call.operation & QSC_OPER_SET) != 0;
-    const bool is_commit = (call.operation & QSC_OPER_COMMIT) != 0;
-    for (u32 i = 0; i < call.item_count && (is_set || call.code == 0); ++i) {
+    for (u32 i = 0; i < call.item_count; ++i) {
         const Place& place = call.items[i].place;
-        Hint& hint = hints_[std::min<std::size_t>(hint_count_, hints_.size() - 1)];
-        hint_count_ = std::min(hint_count_ + 1, static_cast<u32>(hints_.size()));
-        hint.path.clear();
-        hint.path.append(without_dot(place.object.view()));
-        hint.path.append(place.name.view().empty() ? "" : ".").append(place.name.view());
-        hint.commander = call.commander;
-        hint.event = is_set ? nullptr : is_commit ? "committed" : "restarted";
+        const std::string_view object = without_dot(place.object.view());
+        if ((call.operation & QSC_OPER_SET) != 0) {
+            note(call, object, place.name.view(), nullptr);
+        }
+        if (call.code != 0) {
+            continue;
+        }
+        if ((call.operation & QSC_OPER_SET) != 0) {
+            note_secrets(call, object, place.name.view());
+        }
+        if ((call.operation & QSC_OPER_COMMIT) != 0) {
+            note(call, object, {}, kCommitted);
+        }
+        if ((call.operation & QSC_OPER_SERVICE) != 0) {
+            note(call, object, {}, kRestarted);
+        }
+    }
+}
+
+void Watch::note(const Call& call, std::string_view object, std::string_view name, const char* event)
+{
+    Hint& hint = hints_[std::min<std::size_t>(hint_count_, hints_.size() - 1)];
+    hint_count_ = std::min(hint_count_ + 1, static_cast<u32>(hints_.size()));
+    hint.path.clear();
+    hint.path.append(object).append(name.empty() ? "" : ".").append(name);
+    hint.commander = call.commander;
+    hint.event = event;
+}
+
+/// A secret reads as the same before and after it is set, so the set itself is what is known of the change.
+void Watch::note_secrets(const Call& call, std::string_view object, std::string_view name)
+{
+    const auto note_secret = [&](std::string_view parameter) {
+        PathText path;
+        path.append(object).append(".").append(parameter);
+        if (is_secret(path.view())) {
+            note(call, object, parameter, kChanged);
+        }
+    };
+    if (!name.empty()) {
+        note_secret(name);
+        return;
+    }
+    json_object* const request =
+        call.queue != nullptr ? member(call.message.get(), queue::kRequest) : member(call.params, "request");
+    if (json_object_is_type(request, json_type_object) != 0) {
+        json_object_object_foreach(request, parameter, value)
+        {
+            (void)value;
+            note_secret(parameter);
+        }
     }
 }
 
@@ -176,7 +219,9 @@ void Watch::take_sample(Call& call)
     for (u32 i = 0; i < std::min(hint_count_, call.hint_count); ++i) {
         if (hints_[i].event != nullptr) {
             const char* const by = QSysCmdHal_GetCommanderName(static_cast<i32>(hints_[i].commander));
-            tell(hints_[i].event, hints_[i].path.view(), {}, by, true);
+            const bool is_change = hints_[i].event == kChanged;
+            tell(hints_[i].event, hints_[i].path.view(), is_change ? kHiddenValues : std::string_view{}, by,
+                 !is_change);
         }
     }
     const u32 kept = hint_count_ - std::min(hint_count_, call.hint_count);

@@ -81,9 +81,18 @@ class Watch
     struct Hint {
         PathText path;
         u32 commander = 0;
-        const char* event = nullptr; ///< what is told of it after the values; null: it is a set
+        const char* event = nullptr; ///< that follows the values; null: it only says who set them
     };
 
+    // The types of events that are not found by comparing.
+    static constexpr const char* kChanged = "changed"; ///< a secret
+    static constexpr const char* kCommitted = "committed";
+    static constexpr const char* kRestarted = "restarted";
+
+    static constexpr std::string_view kHiddenValues = R"(,"old":"***","new":"***")";
+
+    void note(const Call& call, std::string_view object, std::string_view name, const char* event);
+    void note_secrets(const Call& call, std::string_view object, std::string_view name);
     [[nodiscard]] Subscription* find(const Call& call);
     void release(Subscription& subscription);
     void look_for_folders();
