@@ -160,7 +160,7 @@ uint32_t BaCL_RingBuf_Close(BaCL_RingBuffer* ring, uint32_t waitMs)
     }
     const Caller caller = QSC_CALLER;
     {
-        // Even without the lock: nobody else will free the storage.
+        // Even without the lock: no one else will free the storage.
         const RingGuard guard{*ring, caller};
         release_storage(*ring);
     }

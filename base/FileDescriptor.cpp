@@ -107,7 +107,7 @@ StdioReserve::~StdioReserve()
 
 FileDescriptor open_file(const char* path, int flags, mode_t mode)
 {
-    // A read-only descriptor can be moved afterwards: nobody can have written to it meanwhile.
+    // A read-only descriptor can be moved afterwards: no one can have written to it meanwhile.
     std::optional<StdioReserve> reserve;
     if ((flags & O_ACCMODE) != O_RDONLY) {
         reserve.emplace();

@@ -23,7 +23,8 @@ bool is_past(const timespec& moment)
     return now.tv_sec > moment.tv_sec || (now.tv_sec == moment.tv_sec && now.tv_nsec > moment.tv_nsec);
 }
 
-/// Whether nobody else can have created the file or can open it: whoever opens it could lock it for ever.
+/// Whether no other user can have created the file or can open it: anyone who opens it could lock it for
+/// ever.
 bool is_ours(int descriptor)
 {
     struct stat status = {};

@@ -22,7 +22,7 @@ class ProcessLock
     ~ProcessLock();
 
     /// 0 if locked, ETIMEDOUT if others hold the lock, EPERM if the file is not a regular file of our own
-    /// that nobody else may open, or another errno.
+    /// that no one else may open, or another errno.
     [[nodiscard]] u32 code() const { return static_cast<u32>(error_); }
 
   private:

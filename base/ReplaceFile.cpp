@@ -20,7 +20,7 @@ u32 replace_file(const char* path, std::string_view content, mode_t mode)
     if (!beside.fits()) {
         return ENAMETOOLONG;
     }
-    (void)unlink(beside.c_str()); // left by somebody who was killed
+    (void)unlink(beside.c_str()); // left by a process that was killed
     FileDescriptor file = open_file(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
     if (file.is_open() && write_all(file.get(), content) && fchmod(file.get(), mode) == 0 &&
         fsync(file.get()) == 0 && file.close() && std::rename(beside.c_str(), path) == 0) {

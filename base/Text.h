@@ -70,8 +70,8 @@ class Text
         return *this;
     }
 
-    /// Appends text that stands inside double quotes in a shell command, escaped so that the command receives
-    /// it unchanged.
+    /// Appends text that belongs inside double quotes in a shell command, escaped so that the command
+    /// receives it unchanged.
     Text& append_quoted(std::string_view text)
     {
         append_quoted_text(buffer_.data(), state_, Longest, text);

@@ -11,10 +11,10 @@
  * "_" and "-".
  *
  * Every function may be called from any thread and from many processes at the same time. Views and changes,
- * below, belong to the thread that began them. Whoever writes waits up to 5 s for others who do (then: 14);
+ * below, belong to the thread that began them. A writer waits up to 5 s for other writers (then: 14);
  * who reads, up to 200 ms a call or a view, and then reads without their locks.
  *
- * /tmp/.uci must be a folder of the own user in which nobody else may write. Otherwise staged changes are
+ * /tmp/.uci must be a folder of the own user in which no other user may write. Otherwise staged changes are
  * neither seen nor made, and writing and committing are 14. What fails is logged to the system log, once.
  *
  * Beside the codes that are named below, every function that reads or writes answers 12 when there is no
@@ -130,10 +130,10 @@ QSC_API uint32_t QrnUci_RenewView(void);
 
 /*
  * One change of many parts. Between QrnUci_BeginChange() and QrnUci_EndChange() the calling thread has the
- * package to itself: nobody else stages or commits there, what the thread writes is collected, seen by its
+ * package to itself: no one else stages or commits there, what the thread writes is collected, seen by its
  * own reads alone, and then staged whole or not at all, whatever is killed when. A change may be of several
  * packages, each begun on its own and all ended at once: they are staged together or not at all, unless the
- * process is killed in between. Whoever changes the same ones begins them in the same order, or both wait
+ * process is killed in between. Threads that change the same ones begin them in the same order, or both wait
  * until one gives up.
  */
 
@@ -142,7 +142,7 @@ QSC_API uint32_t QrnUci_RenewView(void);
  *
  * @param[in] package  the package's name
  * @retval 0  begun
- * @retval 14 no such package, it cannot be read, somebody else has held it for five seconds, or the thread is
+ * @retval 14 no such package, it cannot be read, someone else has held it for five seconds, or the thread is
  *            in a change of it already
  * @retval 22 null, or not a package name
  */
@@ -159,7 +159,7 @@ QSC_API uint32_t QrnUci_EndChange(uint32_t keep);
 
 /*
  * Sections. Those without a name of their own have one that is made up, like "cfg0492bd". It is as good as
- * any in a key, but only until somebody commits the package: it says where in the file the section stands.
+ * any in a key, but only until the package is committed: it says where in the file the section is.
  * So what is found by number or value and then changed is found and changed within one QrnUci_BeginChange().
  */
 
@@ -213,7 +213,7 @@ QSC_API uint32_t QrnUci_FindSection(const char *package, const char *type, const
  * @param[in]  key     the section, such as "firewall.@rule[-1]"
  * @param[out] buffer  its name; untouched unless 0 is returned
  * @param[in]  size    size of `buffer`, at least 1
- * @retval 0  told
+ * @retval 0  found
  * @retval 14 no such section, a name that does not fit, or a package that cannot be read
  * @retval 22 malformed key or that of an option, null argument, size 0
  */
@@ -229,7 +229,7 @@ QSC_API uint32_t QrnUci_GetSectionName(const char *key, char *buffer, uint32_t s
 QSC_API uint32_t QrnUci_GetSectionPosition(const char *key, uint32_t *position);
 
 /**
- * Stages a new section behind all others, without options.
+ * Stages a new section after all others, without options.
  *
  * @param[in]  package  the package's name
  * @param[in]  type     the section's type: visible ASCII characters

@@ -1,7 +1,7 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /**
  * @file
- * What the library serves, for tools that list, complete, document or check requests: the objects behind the
+ * What the library serves, for tools that list, complete, document or check requests: the objects at the
  * paths, their parameters with types and limits, the instances that exist, who commits and restarts for whom,
  * and the sentence that says why a request was refused. qsc_types.h states the conventions.
  *
@@ -19,7 +19,7 @@ extern "C" {
 
 /** Qsc_ParameterInfo::flags */
 #define QSC_PARAM_LIST 0x1u    /**< several values, separated by commas */
-#define QSC_PARAM_SECRET 0x2u  /**< reads as the empty text, and stands in no record */
+#define QSC_PARAM_SECRET 0x2u  /**< reads as the empty text, and is in no record */
 #define QSC_PARAM_NEEDED 0x4u  /**< a new instance cannot be without it */
 #define QSC_PARAM_OUTSIDE 0x8u /**< a set changes `outside`, which the configuration does not hold */
 #define QSC_PARAM_FINAL 0x10u  /**< what a set does cannot be undone */
@@ -30,7 +30,7 @@ typedef struct {
     const char *type;    /**< as TR-181 names it, such as "boolean", "unsignedInt", "IPv4Address" */
     const char *units;   /**< such as "seconds"; empty: none */
     const char *values;  /**< "One|Two", or "least:most" of a number or a text's length; empty: any. Of an
-                            action:  the members that may stand beside "Action" */
+                            action:  the members that may accompany "Action" */
     const char *outside; /**< the file that a set changes beside the configuration; empty: none */
     uint32_t access;     /**< QSC_OPER_GET and QSC_OPER_SET bits */
     uint32_t flags;      /**< QSC_PARAM_ bits */
@@ -96,8 +96,8 @@ QSC_API uint32_t QSysCmdHal_DescribeParameter(const Qsc_ObjectInfo *object, uint
  * @param[out] numbers  their numbers; null with a `size` of 0
  * @param[in]  size     how many `numbers` has room for
  * @param[out] count    how many exist, which may be more than `size`
- * @retval 0  told
- * @retval 14 they cannot be told
+ * @retval 0  found
+ * @retval 14 they cannot be found
  * @retval 22 null argument, or an object without instances
  */
 QSC_API uint32_t QSysCmdHal_FindInstances(const Qsc_ObjectInfo *object, uint32_t *numbers, uint32_t size,

@@ -65,7 +65,7 @@ typedef struct {
     const char *rule;
 } Qsc_TimeZone;
 
-/** All locations, sorted by their bytes; a row of two nulls stands at the end. */
+/** All locations, sorted by their bytes; a row of two nulls ends them. */
 QSC_API extern const Qsc_TimeZone g_QscTZData[];
 
 /**
@@ -87,7 +87,7 @@ QSC_API uint32_t Qsc_TZ_FindTimeZone(const char *location, char *buffer, uint32_
  *
  * @param[in,out] zone  edited in place
  * @retval 0  done, or nothing to do
- * @retval 14 no standard time stands in front of the daylight-saving part
+ * @retval 14 no standard time precedes the daylight-saving part
  * @retval 22 null, empty, or the rules come first
  */
 QSC_API uint32_t Qsc_TZ_RemoveDaylightSavingTime(char *zone);

@@ -28,7 +28,7 @@ QSC_API Qsc_HandlerFunction
 
 /*
  * The options. Each instance is one option tag with a section of the package "qrndhcpopts" of its own. A
- * parameter handler finds its instance in the QSCBase_ParamId that `param` points at; 0 stands for instance
+ * parameter handler finds its instance in the QSCBase_ParamId that `param` points at; 0 means instance
  * 1, and an instance that does not exist is refused with 22. A change is staged at once, marked in "update",
  * and reaches the DHCP client at the next commit.
  *

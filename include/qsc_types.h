@@ -58,7 +58,7 @@ struct json_object; /* json-c */
 #define QSC_COMMANDER_ORVANE_ACCPWD 0x400u
 
 /**
- * Told of the library's steps; see QSysCmdHal_Init() for the events.
+ * Called for the library's events; see QSysCmdHal_Init() for the events.
  *
  * @param[in] event     0 to 4
  * @param[in] argument  always 0

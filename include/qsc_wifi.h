@@ -4,7 +4,7 @@
  * "Device.WiFi.Radio" and "Device.WiFi.SSID": the radios, their regulatory channel tables, and the virtual
  * access points. qsc_types.h documents the shape of the handlers.
  *
- * The instance number stands in the path, in decimal, with 0x or with a leading 0: radios 1 (2.4 GHz) and
+ * The instance number is part of the path, in decimal, with 0x or with a leading 0: radios 1 (2.4 GHz) and
  * 2 (5 GHz), names 1 to 8 on the first and 11 to 18 on the second. No path and instances that do not exist
  * are refused with 22. Settings are in the package "mtkwireless", in the section of the radio's main
  * interface; a set is staged at once and recorded as an event. A missing option reads as 0 or the empty text,

@@ -49,7 +49,7 @@ QSC_API extern QSysCmdHal_Callback g_QSysCmdHalCb;
  *
  * An event log that does not start is logged and otherwise ignored.
  *
- * @param[in] callback  told of events; null: nobody is. Events: 0 at the end of the first start, 1 at the
+ * @param[in] callback  called for events; null: none is. Events: 0 at the end of the first start, 1 at the
  *                      start of QSysCmdHal_Close(), 2 on QSysCmdHal_GetFunList(), 3 after
  *                      QSysCmdHal_SysLog(), 4 at the end of every handler, commit and service.
  * @param[in] options   QSC_INIT_ bits
@@ -74,7 +74,7 @@ QSC_API Qsc_CommandEntry *QSysCmdHal_GetFunList(void);
 /**
  * Names a commander.
  *
- * @param[in] commander  one id; a combination of ids is nobody
+ * @param[in] commander  one id; a combination of ids has no name
  * @return its name, or "UNKNOWN"; a constant text
  */
 QSC_API const char *QSysCmdHal_GetCommanderName(int32_t commander);

@@ -80,7 +80,7 @@ void write_line(int priority, const char* line, u32 properties)
 }
 
 /// Writes a line with control characters escaped as \n, \r or \xHH, so that a message can neither start a
-/// line of its own nor send control sequences to the terminal of somebody who reads the log.
+/// line of its own nor send control sequences to the terminal of whoever reads the log.
 [[gnu::noinline]] void write_escaped(int priority, std::string_view line, u32 properties)
 {
     char escaped[kLineSize];

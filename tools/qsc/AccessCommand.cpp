@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// access: explains what the service daemon would let somebody do.
+// access: explains what the service daemon would let a user do.
 #include <cstdio>
 
 #include "include/qsyscmdhal.h"
@@ -42,7 +42,7 @@ ExitCode access_command(const Options&, Words words)
     static access::Table table{0};
     Text<254> error;
     if (!table.load(access::kDefaultFile, error)) {
-        return failure("%s: %s; nobody but root may anything", access::kDefaultFile, error.c_str());
+        return failure("%s: %s; only root may do anything", access::kDefaultFile, error.c_str());
     }
     const access::Grant grant = table.grant(peer, words[1]);
     if (table.is_master(peer)) {

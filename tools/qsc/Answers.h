@@ -19,7 +19,7 @@ enum class Show {
 };
 
 /// Prints the answers in a plan, which is an object with the requests by their paths, in the order in which
-/// they were asked for: an array of objects {PATH: {NAME: ...}}, where no names stand for all.
+/// they were asked for: an array of objects {PATH: {NAME: ...}}, where no names mean all.
 void print_answers(json_object* asked, json_object* plan, Show show);
 
 /// Prints JSON.

@@ -159,8 +159,8 @@ ExitCode read_object(const char* text, Target& target)
                            text);
     }
     if (!find_object(place.path.view(), target) || holds_every(target.path.view())) {
-        return wrong_usage("'%s' stands for several objects, and one is needed; 'qsc list %s%s' shows them",
-                           text, text, place.path.view().ends_with('.') ? "" : ".");
+        return wrong_usage("'%s' means several objects, and one is needed; 'qsc list %s%s' shows them", text,
+                           text, place.path.view().ends_with('.') ? "" : ".");
     }
     return kDone;
 }

@@ -38,7 +38,7 @@ constexpr Command kCommands[] = {
     {"batch", "", "run commands from standard input, one a line, up to the first failure", 0, 0, batch},
     {"log", "[level|property] [VALUE]", "show or set the library's log for this call", 0, 2, log},
     {"watch", "[PATH...]", "show what paths hold and how it changes, through a running qscd", 0, 16, watch},
-    {"access", "USER PATH", "explain what a running qscd lets somebody do", 2, 2, access_command},
+    {"access", "USER PATH", "explain what a running qscd lets a user do", 2, 2, access_command},
     {"version", "", "show the versions", 0, 0, version},
 };
 
@@ -105,7 +105,7 @@ ExitCode execute(const Options& options)
                            command->arguments);
     }
     if (options.apply && !command->can_apply) {
-        return wrong_usage("--apply goes with set, add and delete: qsc set PATH NAME=VALUE... --apply");
+        return wrong_usage("--apply is for set, add and delete: qsc set PATH NAME=VALUE... --apply");
     }
     return command->run(options, words);
 }

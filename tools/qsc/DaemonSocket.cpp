@@ -34,7 +34,7 @@ bool say(const char* socket, int code)
     return false;
 }
 
-/// A socket of somebody else's would get our requests, passwords and all, and answer what it likes.
+/// Another user's socket would get our requests, passwords and all, and answer what it likes.
 bool is_trusted(const char* socket)
 {
     ucred daemon{};

@@ -12,7 +12,7 @@ namespace qsc
 namespace
 {
 
-/// A path of the command line, with the names of parameters that stand after it.
+/// A path of the command line, with the names of parameters that follow it.
 struct Asked {
     Place place;
     JsonRef objects; ///< the paths of the place's objects

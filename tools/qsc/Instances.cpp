@@ -21,7 +21,7 @@ constexpr const char* kNumbers = "X_QRN_Instances";
 
 ExitCode not_told(const Object& object)
 {
-    return failure("%s: which instances there are cannot be told", object.path);
+    return failure("%s: its instances cannot be found", object.path);
 }
 
 /// Finds the object that tells the numbers of a list: the nearest above that has a parameter for it.

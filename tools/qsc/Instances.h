@@ -20,7 +20,7 @@ struct FreeMemory {
 class Instances
 {
   public:
-    /// What it ends with if they cannot be told has been said.
+    /// What it ends with if they cannot be found has been printed.
     [[nodiscard]] ExitCode find(const Options& options, const Object& object);
 
     [[nodiscard]] std::span<const u32> numbers() const { return {numbers_.get(), count_}; }

@@ -71,7 +71,7 @@ JsonRef parse_json(const char* text, std::size_t length, const char*& error)
     JsonRef value{json_tokener_parse_ex(tokener, text, static_cast<int>(length) + 1)};
     const json_tokener_error result = json_tokener_get_error(tokener);
     error = result != json_tokener_success ? json_tokener_error_desc(result) : nullptr;
-    // The text ends where its terminator stands; anything left before that is not part of the value.
+    // The text ends at its terminator; anything left before that is not part of the value.
     const std::size_t end = json_tokener_get_parse_end(tokener);
     if (error == nullptr && end < length && std::strspn(text + end, " \t\r\n") < length - end) {
         error = "more text after the value";

@@ -105,7 +105,7 @@ void print_parameter_table(const Object& object)
     for_each_parameter(object, [&](const Parameter& parameter) {
         std::printf("%-*s  %-*s  %s", static_cast<int>(name_width), parameter.name,
                     static_cast<int>(type_width), parameter.type, words_for(parameter.access));
-        // A column that nothing stands in or after needs no blanks.
+        // A column with nothing in or after it needs no blanks.
         const bool is_limited = has_limits(parameter);
         if (is_limited || !is_empty(parameter.units)) {
             const std::size_t access_rest = 2 - std::strlen(words_for(parameter.access));

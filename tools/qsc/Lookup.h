@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Finding what a path, a name or a number on the command line stands for.
+// Finding what a path, a name or a number on the command line means.
 #pragma once
 
 #include <string_view>
@@ -24,7 +24,7 @@ struct Target {
     PathText path;
 };
 
-/// Finds the subtree of a path: the first in table order that is the path or stands above it, whatever
+/// Finds the subtree of a path: the first in table order that is the path or above it, whatever
 /// follows there. Unlike the plain prefix rule, part of a name is not enough. False: there is none, which has
 /// been said.
 [[nodiscard]] bool find_subtree(const char* path, Target& target);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The parts of a path, which dots stand between.
+// The parts of a path, between its dots.
 #pragma once
 
 #include <algorithm>
@@ -65,7 +65,7 @@ inline bool holds_every(std::string_view path)
     return false;
 }
 
-/// How a path as it was written stands to a described one.
+/// How a path as it was written relates to a described one.
 enum class Fit {
     kNone,
     kAbove, ///< it is the beginning of it

@@ -18,7 +18,7 @@ namespace
 struct Fits {
     Object object{};        ///< the first that it names, if possible one with parameters
     bool is_object = false; ///< it names one
-    bool is_above = false;  ///< it stands above others
+    bool is_above = false;  ///< it is above others
     bool has_below = false; ///< which have parameters
 
     [[nodiscard]] bool is_served() const { return is_object && object.parameters != 0; }
@@ -94,7 +94,7 @@ bool add_object(const Options& options, const Object& object, std::string_view w
     return true;
 }
 
-/// Parents stand before their children, numbers by their value, all else by its letters.
+/// Parents come before their children, numbers by their value, all else by its letters.
 int compare_paths(const void* first, const void* second)
 {
     const auto path_of = [](const void* element) {

@@ -14,7 +14,7 @@ namespace qsc
 struct Place {
     enum Reach {
         kObject,  ///< one object
-        kObjects, ///< the objects that "*" stands for
+        kObjects, ///< the objects that "*" means
         kBelow    ///< all objects at and below the path
     };
 
@@ -23,7 +23,7 @@ struct Place {
     Text<254> parameter; ///< empty: the path names none
 };
 
-/// Reads a path. One that ends with a dot reaches all below it, and so does one that only stands above
+/// Reads a path. One that ends with a dot reaches all below it, and so does one that is only above
 /// others. What it ends with if it leads nowhere has been said.
 [[nodiscard]] ExitCode read_place(const char* text, Place& place);
 

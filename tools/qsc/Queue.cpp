@@ -51,7 +51,7 @@ class Alarm
     struct sigaction before_ = {};
 };
 
-/// What makes an answer ours: a type that nobody else guesses, and a number that comes back in it.
+/// What makes an answer ours: a type that no one else can guess, and a number that comes back in it.
 struct Mark {
     u32 type;
     i64 number;
@@ -60,7 +60,7 @@ struct Mark {
     {
         u64 random[2] = {static_cast<u64>(getpid()), BaCL_GetTimestampMSHQ()};
         if (getentropy(random, sizeof random) != 0) {
-            random[1] ^= random[0] << 32; // still told apart from other processes
+            random[1] ^= random[0] << 32; // still different from other processes
         }
         return {queue::kFirstAnswerType +
                     static_cast<u32>(random[0] % (queue::kLastAnswerType - queue::kFirstAnswerType)),
@@ -106,7 +106,7 @@ u32 receive_answer(u32 queue, const Mark& mark, queue::Received& message, JsonRe
     }
 }
 
-/// A queue of somebody else's would get our requests, passwords and all, and answer what it likes.
+/// Another user's queue would get our requests, passwords and all, and answer what it likes.
 bool is_trusted(u32 queue)
 {
     msqid_ds status{};

@@ -18,10 +18,10 @@ namespace
 {
     char sentence[2048];
     (void)std::vsnprintf(sentence, sizeof sentence, format, arguments);
-    // Answers that were printed before stand before the sentence, also when both go to one place.
+    // Answers that were printed earlier come before the sentence, also when both go to one place.
     (void)std::fflush(stdout);
     (void)std::fputs("qsc: ", stderr);
-    // What a person, a script or the device passed in may stand in it.
+    // What a person, a script or the device passed in may be in it.
     print_sentence(stderr, sentence);
     (void)std::fputc('\n', stderr);
 }

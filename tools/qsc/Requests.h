@@ -18,7 +18,7 @@ namespace qsc
 /// the code if the library has none. `parameter` is the one to blame, or null. @return kFailed
 ExitCode refused(const Target& target, const char* step, const char* parameter, u32 code);
 
-/// Has a request served and says what failed, with the parameter if the handlers told it.
+/// Has a request served and says what failed, with the parameter if the handlers named it.
 ExitCode send(const Options& options, const Target& target, const char* step, u32 operation,
               json_object* object);
 

@@ -14,7 +14,7 @@ namespace qsc
 namespace
 {
 
-/// Finds who takes a step for a path: `step` is that member of its object. Where nobody does, the path's own
+/// Finds who takes a step for a path: `step` is that member of its object. Where none does, the path's own
 /// subtree refuses.
 bool find_taker(const char* path, const char* Object::*step, Target& asked, Target& taker)
 {
