@@ -177,7 +177,8 @@ SUBTREE(QSysCmdHal_Do_Device_IP_Interface, .label = "IP_Interface", .object = &k
         .choices = kIPInterfaceChoices, .packages = "network", .scripts = "network",
         .after_service = kUpdateInformation)
 SUBTREE(QSysCmdHal_Do_Device_LLDP, .labels = &kLLDPLabels, .object = &kLldp)
-SUBTREE(QSysCmdHal_Do_Device_MQTT_Client, .object = &kUnserved)
+SUBTREE(QSysCmdHal_Do_Device_MQTT_Client, .object = &kMqttClient, .packages = "mqtt",
+        .service = services::serve_mqtt)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_ORVANE, .object = &kUnserved, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_CaptivePortal, .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_Ndsctl, .object = &kUnserved, .served = QSC_OPER_SET)

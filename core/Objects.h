@@ -65,6 +65,7 @@ extern const Object kWiFiMeshTopology;
 extern const Object kSiteSurvey;
 
 // handlers/services/
+extern const Object kMqttClient;
 extern const Object kVpn;
 extern const Object kVpn1;
 extern const Object kVpn2;

@@ -24,3 +24,10 @@ u32 commit(const char* path, json_object* request, u32 oper, u32 argument, i64 c
 u32 serve_wifi(const char* path, json_object* request);
 
 } // namespace qsc::wifi
+
+namespace qsc::services
+{
+
+u32 serve_mqtt(const char* path, json_object* request);
+
+} // namespace qsc::services

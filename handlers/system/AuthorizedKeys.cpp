@@ -3,15 +3,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include "base/Parse.h"
-#include "base/ReplaceFile.h"
 #include "core/Refusal.h"
 #include "core/RowSource.h"
+#include "core/StagedFile.h"
 
 namespace qsc::system
 {
@@ -19,9 +15,9 @@ namespace qsc::system
 namespace
 {
 
-constexpr const char* kFolder = "/etc/dropbear";
-constexpr const char* kFile = "/etc/dropbear/authorized_keys";
-constexpr const char* kStaged = "/etc/dropbear/authorized_keys.qrn";
+constexpr StagedFile kKeys{.folder = "/etc/dropbear",
+                           .path = "/etc/dropbear/authorized_keys",
+                           .staged = "/etc/dropbear/authorized_keys.qrn"};
 
 constexpr std::string_view kTypes[] = {"ssh-ed25519",
                                        "ssh-rsa",
@@ -105,7 +101,7 @@ u32 for_each_line(std::string_view text, Use use)
 
 bool read_keys(FileText& keys)
 {
-    return read_safe_file(kStaged, keys) == 0 || read_safe_file(kFile, keys) == 0;
+    return read_staged(kKeys, keys);
 }
 
 bool has_key(std::string_view keys)
@@ -140,19 +136,12 @@ u32 take_keys(std::string_view text, FileText& keys)
 
 u32 stage_keys(std::string_view keys)
 {
-    (void)mkdir(kFolder, 0700);
-    return replace_file(kStaged, keys, 0600);
+    return stage_file(kKeys, keys);
 }
 
 u32 use_staged_keys()
 {
-    struct stat status {
-    };
-    if (lstat(kStaged, &status) != 0) {
-        return 0;
-    }
-    (void)chmod(kFolder, 0700);
-    return std::rename(kStaged, kFile) == 0 ? 0 : static_cast<u32>(errno);
+    return use_staged(kKeys);
 }
 
 } // namespace qsc::system

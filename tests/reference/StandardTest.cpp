@@ -69,6 +69,7 @@ const std::map<std::string, std::string> kMirrors = {
     {"Device.WiFi.MultiAP", "Device.WiFi.MultiAP."},
     {"Device.WiFi.AccessPoint.{i}.WPS", "Device.WiFi.AccessPoint.{i}.WPS."},
     {"Device.X_QRN_RemoteAccess.SSH", "Device.SSH.Server.{i}."},
+    {"Device.MQTT.Client", "Device.MQTT.Client.{i}."},
 };
 
 /// Objects inside one of our own have their names bare; these are not the standard's.

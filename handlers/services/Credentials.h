@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+// User names, identifiers and passwords, which scripts copy into lines of other programs' configuration.
+#pragma once
+
+#include "core/ServeRow.h"
+
+namespace qsc::services
+{
+
+/// Whether a text holds none of these characters.
+[[nodiscard]] inline bool is_free_of(std::string_view text, std::string_view characters)
+{
+    return text.find_first_of(characters) == std::string_view::npos;
+}
+
+/// Judges what stands in such a line by itself.
+[[nodiscard]] u32 check_identifier(const RowCall& call, std::string_view stored);
+
+/// Judges what stands between quotes, or ends its line.
+[[nodiscard]] u32 check_password(const RowCall& call, std::string_view stored);
+
+/// Judges a user name whose password is of use to nobody else: another name comes with its own.
+[[nodiscard]] u32 check_user_name(const RowCall& call, std::string_view stored);
+
+/// Whether the request brings a new value for a secret.
+[[nodiscard]] bool brings_secret(const RowCall& call, const char* name);
+
+/// Follows the user name "Username": without one there is no password either.
+[[nodiscard]] u32 forget_password(const RowCall& call, std::string_view stored);
+
+} // namespace qsc::services
