@@ -160,7 +160,8 @@ SUBTREE(QSysCmdHal_Do_Device_DNS_Cli_Server, .label = "DNS_Client_Server", .obje
         .choices = kDNSChoices, .packages = "network", .scripts = "network")
 SUBTREE(QSysCmdHal_Do_Device_ETH_Iface, .labels = &kETHIfaceLabels, .object = &kEthernetInterface,
         .choices = kETHIfaceChoices, .served = QSC_OPER_GET | QSC_OPER_SET | kGetsAll, .applied_by = kWanPath)
-SUBTREE(QSysCmdHal_Do_Device_ETH_CustomMac, .label = "Ethernet.CustomMac", .object = &kUnserved)
+SUBTREE(QSysCmdHal_Do_Device_ETH_CustomMac, .label = "Ethernet.CustomMac", .object = &kCustomMac,
+        .packages = "network", .scripts = "network")
 SUBTREE(QSysCmdHal_Do_Device_WiFi_Radio, .label = "Device_WiFi_Radio", .object = &kWiFiRadio,
         .applied_by = kWiFiPath)
 SUBTREE(QSysCmdHal_Do_Device_WiFi_SSID, .label = "Device_WiFi_SSID", .object = &kWiFiSsid,

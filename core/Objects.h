@@ -41,6 +41,7 @@ extern const Object kEthernetInterface;
 extern const Object kEthernetStats;
 extern const Object kDnsServers;
 extern const Object kWantedDns;
+extern const Object kCustomMac;
 extern const Object kWan;
 extern const Object kWanIPv6;
 extern const Object kLldp;

@@ -361,6 +361,11 @@ bool is_mac_address(std::string_view text)
     return !is_zero && hex_value(text[1]) % 2 == 0;
 }
 
+bool is_same_address(std::string_view one, std::string_view other)
+{
+    return std::ranges::equal(one, other, {}, to_upper, to_upper);
+}
+
 bool is_ipv4(std::string_view text, u32& address)
 {
     Text<62> terminated;

@@ -46,6 +46,9 @@ void to_spoken(const PackedRow& row, std::string_view stored, RowText& spoken);
 /// Whether this is the address of one device: neither of several nor all zero.
 [[nodiscard]] bool is_mac_address(std::string_view text);
 
+/// Whether two MAC addresses are the same, in either case.
+[[nodiscard]] bool is_same_address(std::string_view one, std::string_view other);
+
 /// Appends letters as capitals.
 template <typename Text>
 void append_upper(Text& text, std::string_view letters)

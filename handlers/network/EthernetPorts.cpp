@@ -127,6 +127,27 @@ bool find_device_section(std::string_view device, DeviceName& section)
     }) == 0;
 }
 
+bool find_owner(std::string_view mac_address, std::string_view except, DeviceName& owner)
+{
+    const StdioReserve reserve;
+    bool is_found = false;
+    DIR* const devices = opendir(kDevices);
+    if (devices == nullptr) {
+        return false;
+    }
+    while (const dirent* const entry = readdir(devices)) {
+        FileText address;
+        const std::string_view name = entry->d_name;
+        if (!is_found && name.front() != '.' && name != except &&
+            read_safe_file(path_of(name, "address").c_str(), address) == 0 &&
+            is_same_address(first_line(address.view()), mac_address)) {
+            is_found = owner.assign(name);
+        }
+    }
+    (void)closedir(devices);
+    return is_found;
+}
+
 bool carries(std::string_view interface, std::string_view port)
 {
     DeviceName device;

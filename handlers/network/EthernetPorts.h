@@ -36,6 +36,9 @@ inline constexpr i32 kMostPorts = 64;
 /// Finds the section of type "device" that names a kernel device. False: none does.
 [[nodiscard]] bool find_device_section(std::string_view device, DeviceName& section);
 
+/// Finds a kernel device that has a MAC address, in either case, other than the one named. False: none has.
+[[nodiscard]] bool find_owner(std::string_view mac_address, std::string_view except, DeviceName& owner);
+
 /// Whether a port is an interface's device, or part of it.
 [[nodiscard]] bool carries(std::string_view interface, std::string_view port);
 

@@ -175,14 +175,24 @@ bool read_mask(std::string_view text, u32& mask)
     return length <= 32;
 }
 
-void append_mtu_key(std::string_view type, Text<126>& key)
+bool append_device_key(const char* option, Text<126>& key)
 {
     DeviceName device;
     DeviceName section;
-    const bool has_own = type != kDialled && read_device("wan", device) &&
-                         (find_device_section(device.view(), section) ||
-                          find_device_section(base_device(device.view()), section));
-    key.append("network.").append(has_own ? section.view() : "wan").append(".mtu");
+    const bool has_section =
+        read_device("wan", device) && (find_device_section(device.view(), section) ||
+                                       find_device_section(base_device(device.view()), section));
+    key.append("network.").append(has_section ? section.view() : "wan").append(".").append(option);
+    return has_section;
+}
+
+void append_mtu_key(std::string_view type, Text<126>& key)
+{
+    if (type == kDialled) {
+        key.append("network.wan.mtu");
+    } else {
+        (void)append_device_key("mtu", key);
+    }
 }
 
 i64 read_mtu(std::string_view type)

@@ -47,8 +47,11 @@ inline constexpr i32 kMostDialled = 1492;
 /// The least that IPv6 needs.
 inline constexpr i32 kLeastSix = 1280;
 
+/// Appends the key of an option of the WAN's device. The section that names the device, if there is one,
+/// comes before the interface's own. @return whether there is one
+bool append_device_key(const char* option, Text<126>& key);
+
 /// The key of the WAN's MTU, which depends on how the interface gets its address: PPPoE has its own.
-/// Otherwise the section that names the interface's device comes before the interface's own.
 void append_mtu_key(std::string_view type, Text<126>& key);
 
 /// The MTU, or its default.
