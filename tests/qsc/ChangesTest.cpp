@@ -52,6 +52,7 @@ uint32_t dispatch(const char* path, json_object* object, uint32_t oper, uint32_t
 Qsc_CommandEntry g_table[] = {
     {0, "Device.List.", dispatch, nullptr, 0},
     {1, "Device.Fixed", dispatch, nullptr, 0},
+    {2, "Device.Unserved", dispatch, nullptr, 0},
     {QSC_TABLE_END, nullptr, nullptr, nullptr, 0},
 };
 
@@ -66,6 +67,7 @@ const FakeObject kObjects[] = {
     {"Device.List.{i}", 0, QSC_OBJECT_INSTANCES | QSC_OBJECT_GROWS, {"X_QRN_Add", "X_QRN_Delete", "Name"}},
     {"Device.List.", 0, 0, {"X_QRN_Instances"}},
     {"Device.Fixed", 1, 0, {"Name"}},
+    {"Device.Unserved", 2, 0, {}},
 };
 
 } // namespace
@@ -254,6 +256,24 @@ TEST_F(ChangesTest, WhatNobodyRestartsIsSaid)
     EXPECT_EQ(set.code, 0);
     EXPECT_EQ(set.asked, "check Device.List.2\nset Device.List.2 {\"Name\":{\"ParamValue\":\"a\"}}\n");
     EXPECT_NE(testing::internal::GetCapturedStderr().find("nothing was restarted"), std::string::npos);
+}
+
+TEST_F(ChangesTest, WhatHasNoParametersIsSaid)
+{
+    const struct {
+        Command command;
+        std::vector<const char*> words;
+    } cases[] = {{qsc::get, {"Device.Unserved"}},
+                 {qsc::get, {"Device.Unserved", "Name"}},
+                 {qsc::set, {"Device.Unserved", "Name=1"}}};
+    for (const auto& [command, words] : cases) {
+        testing::internal::CaptureStderr();
+        const Outcome outcome = run(command, words);
+        EXPECT_EQ(outcome.code, 1);
+        EXPECT_EQ(outcome.output + outcome.asked, "");
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  "qsc: Device.Unserved has no parameters in this library\n");
+    }
 }
 
 TEST_F(ChangesTest, OnlyInstancesThatExistAreAskedFor)

@@ -94,11 +94,8 @@ TEST(Program, FailuresNameStepPathAndParameter)
         {"set version halver=1", "qsc: version: "},
         {"set syslog property=1 Device.WiFi.Radio.1.PossibleChannels=x",
          "qsc: Device.WiFi.Radio.1: PossibleChannels: "},
-        {"commit Device.X_QRN_nDPI", "qsc: commit: Device.X_QRN_nDPI: "},
+        {"commit Device.X_QRN_Throughput.", "qsc: commit: Device.X_QRN_Throughput.: "},
         {"service Device.Time 'a;b'", "qsc: service a;b: Device.Time: "},
-        {"get Device.X_QRN_nDPI Colour", "qsc: Device.X_QRN_nDPI has no parameters in this library"},
-        {"get Device.X_QRN_nDPI", "qsc: Device.X_QRN_nDPI has no parameters in this library"},
-        {"set Device.X_QRN_nDPI Colour=1", "qsc: Device.X_QRN_nDPI has no parameters in this library"},
         {"version >/dev/full", "qsc: standard output cannot be written"},
     };
     for (const auto& [arguments, sentence] : cases) {
