@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@ struct Answered {
     bool is_text;
     std::string text;
     std::int64_t number;
+    std::shared_ptr<json_object> list; ///< that the text is; null: it is none
 };
 
 struct Recording {
@@ -28,6 +30,7 @@ struct Recording {
     std::vector<Answered> answer;
     std::string file = {};  ///< that it reads besides; empty: none
     bool has_clock = false; ///< it needs the local time
+    bool has_tool = false;  ///< it asks the station tool
 };
 
 /// Commands are faked and the configuration is real; nothing is recorded.
@@ -50,8 +53,13 @@ Recording record(Work work)
 /// Adds what a request was answered with.
 void add_answer(Recording& recording, json_object* request);
 
+/// The tool that lists the stations of an access point, and where the fake one has its table.
+inline constexpr const char* kStationTool = "/usr/bin/qrnstainfo";
+inline constexpr const char* kStationTable = "/tmp/stations";
+
 /// Asks for it again: the reads in views that end with each command, whose pipe is read to its end, then the
-/// file and the clock, and the json-c calls that make the answer.
+/// station tool, the file and the clock, and the json-c calls that make the answer; those of a list in it as
+/// well.
 void replay(const Recording& recording);
 
 } // namespace bench

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The request path as ratios: what a request costs beside the json-c calls, the configuration reads and the
 // commands that it cannot do without.
+#include <array>
+#include <cstdio>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -24,9 +27,15 @@ uint32_t get_all(Qsc_Handler dispatcher, const char* path)
     return code;
 }
 
-/// Registers a get of all parameters, and the reads, commands and json-c calls that it consists of. `file` is
-/// one that it reads for the time.
-void add_all_get(const std::string& name, Qsc_Handler dispatcher, const char* path, const char* file = "")
+/// What a request needs besides the configuration and the commands.
+struct Needs {
+    const char* file = ""; ///< that it reads
+    bool has_clock = false;
+    bool has_tool = false;
+};
+
+/// Registers a get of all parameters, and the reads, commands and json-c calls that it consists of.
+void add_all_get(const std::string& name, Qsc_Handler dispatcher, const char* path, const Needs& needs = {})
 {
     benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
         for (auto _ : state) {
@@ -39,14 +48,34 @@ void add_all_get(const std::string& name, Qsc_Handler dispatcher, const char* pa
     json_object* const request = json_object_new_object();
     auto parts = bench::record([&] { dispatcher(path, request, QSC_OPER_GET, QSC_COMMANDER_CLI, 0, 0); });
     bench::add_answer(parts, request);
-    parts.file = file;
-    parts.has_clock = *file != '\0';
+    parts.file = needs.file;
+    parts.has_clock = needs.has_clock;
+    parts.has_tool = needs.has_tool;
     json_object_put(request);
     benchmark::RegisterBenchmark((name + "_parts").c_str(), [parts](benchmark::State& state) {
         for (auto _ : state) {
             bench::replay(parts);
         }
     });
+}
+
+/// An access point has 128 stations, of which half have leases.
+void install_stations()
+{
+    std::ofstream table{bench::kStationTable};
+    std::ofstream leases{"/tmp/dhcp.leases"};
+    table << "INTERFACE MAC               STANDARD AUTH DOWNLINK UPLINK  RSSI NOISE RETRIES ACTIVE SECONDS "
+             "SENT       "
+             "RECEIVED\n";
+    for (int i = 128; i > 0; --i) {
+        std::array<char, 32> address{};
+        std::snprintf(address.data(), address.size(), "02:00:5e:00:53:%02x", i);
+        table << "ra0       " << address.data()
+              << " ax       1    1201000  960700  -48  -92   12      1      3600    9000000000 70000\n";
+        if (i % 2 == 0) {
+            leases << "1763790000 " << address.data() << " 192.168.1." << i << " phone-of-" << i << " *\n";
+        }
+    }
 }
 
 void dispatch_level(benchmark::State& state)
@@ -106,10 +135,15 @@ int main(int count, char** arguments)
 
     benchmark::RegisterBenchmark("dispatch_level", dispatch_level);
     benchmark::RegisterBenchmark("bare_level", bare_level);
-    add_all_get("time", QSysCmdHal_Do_Device_Time, "Device.Time.", "/tmp/.ntpstatus");
+    add_all_get("time", QSysCmdHal_Do_Device_Time, "Device.Time.", {"/tmp/.ntpstatus", true});
     add_all_get("radio", QSysCmdHal_Do_Device_WiFi_Radio, "Device.WiFi.Radio.2.");
     add_all_get("ssid", QSysCmdHal_Do_Device_WiFi_SSID, "Device.WiFi.SSID.1.");
     add_all_get("stats", QSysCmdHal_Do_Device_WiFi_SSID, "Device.WiFi.SSID.1.Stats.");
+    install_stations();
+    add_all_get("access_point", QSysCmdHal_Do_Device_WiFi_AP, "Device.WiFi.AccessPoint.1.",
+                {.has_tool = true});
+    add_all_get("stations", QSysCmdHal_Do_Device_WiFi_AP, "Device.WiFi.AccessPoint.1.AssociatedDevice.",
+                {"/tmp/dhcp.leases", true, true});
     benchmark::RegisterBenchmark("command", command)->UseRealTime();
     benchmark::RegisterBenchmark("bare_command", bare_command)->UseRealTime();
     constexpr const char* kParts = "its reads, commands and json-c calls";
@@ -119,6 +153,8 @@ int main(int count, char** arguments)
         {"radio_all_get", "radio", "radio_parts", kParts, 1.2},
         {"ssid_all_get", "ssid", "ssid_parts", kParts, 1.2},
         {"ssid_stats_get", "stats", "stats_parts", kParts, 1.2},
+        {"access_point_all_get", "access_point", "access_point_parts", kParts, 1.3},
+        {"128_stations", "stations", "stations_parts", kParts, 1.3},
         {"command", "command", "bare_command", "popen, reading, pclose and sync", 1.05},
     };
     return bench::run(count, arguments, ratios);

@@ -39,12 +39,13 @@ u32 drive_live(const RowCall& call, std::string_view stored)
 }
 
 /// One that has keys is brought up by service alone: before, the driver may not know them, and the network
-/// would be open.
+/// would be open. So is the first of a radio switched, whose interface carries the others.
 u32 switch_live(const RowCall& call, std::string_view stored)
 {
     const Vap vap = vap_of(call);
     const bool on = stored == "1";
-    const bool is_live = is_stored_on(option_key(vap.radio, "radioOn")) && (!on || is_open(vap));
+    const bool is_live =
+        vap.number > 1 && is_stored_on(option_key(vap.radio, "radioOn")) && (!on || is_open(vap));
     return is_live ? switch_interface(vap.interface().c_str(), on) : 0;
 }
 
@@ -57,7 +58,12 @@ u32 answer_control(const RowCall& call)
 
 u32 set_control(const RowCall& call, std::string_view stored)
 {
-    return uci_write(vap_of(call).key(call.row.key()).c_str(), stored == "1" ? kAllow : "Off");
+    const Key key = vap_of(call).key(call.row.key());
+    const char* const mode = stored == "1" ? kAllow : "Off";
+    RowText before;
+    const bool is_read = read_stored(call.request, call.row, before) == 0;
+    const bool is_there = is_read && (before.view() == mode || (before.view().empty() && stored == "0"));
+    return is_there ? 0 : uci_write(key.c_str(), mode);
 }
 
 u32 answer_status(const RowCall& call)

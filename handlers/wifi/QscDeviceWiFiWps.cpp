@@ -60,11 +60,6 @@ u32 answer_status(const RowCall& call)
                                    : "Configured");
 }
 
-u32 answer_nothing(const RowCall& call)
-{
-    return answer_stored(call, "");
-}
-
 /// Judged by what is stored: a switch that the same request sets reaches the driver by service alone.
 u32 check_button(const RowCall& call, std::string_view stored)
 {
@@ -135,7 +130,6 @@ constexpr Row kRows[] = {
      .kind = Kind::kBoolean,
      .access = Access::kWrite,
      .place = Place::kFunction,
-     .get = answer_nothing,
      .check = check_button,
      .set = push_button},
 };

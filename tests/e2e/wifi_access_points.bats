@@ -57,6 +57,7 @@ $iwpriv rax1 set UAPSDCapable=0"
 @test "an access point is switched at once, but one with keys not on: service brings it up with them" {
     qsc set $ap.3 Enable=1
     qsc set $ap.3 Enable=0
+    qsc set $ap.1 Enable=0
     qsc set $ap.3.Security ModeEnabled=WPA2-Personal KeyPassphrase=correct-horse
     qsc set $ap.3 Enable=1
     same "$(journal)" "$ifconfig ra2 up
