@@ -102,7 +102,7 @@ constexpr ObjectChoice kDDNSChoices[] = {
     {ObjectChoice::kPathIs, "Device.DynamicDNS.Client.1.Hostname.1", &kUnserved},
 };
 constexpr ObjectChoice kPortForwardingChoices[] = {
-    {ObjectChoice::kPathIs, "Device.X_QRN_Firewall.PortForwarding.", &kUnserved},
+    {ObjectChoice::kPathIs, "Device.X_QRN_Firewall.PortForwarding.", &kPortForwardings},
 };
 constexpr ObjectChoice kPortTriggerChoices[] = {
     {ObjectChoice::kPathIs, "Device.X_QRN_Firewall.PortTriggering.", &kUnserved},
@@ -203,8 +203,8 @@ SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteAccess_Telnet, .object = &kTelnet, .pac
         .scripts = "telnetd")
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteAccess_SSH, .object = &kSsh, .packages = "dropbear firewall",
         .service = system::serve_ssh)
-SUBTREE(QSysCmdHal_Do_PortForwarding, .label = "Port forwarding", .object = &kUnserved,
-        .choices = kPortForwardingChoices)
+SUBTREE(QSysCmdHal_Do_PortForwarding, .label = "Port forwarding", .object = &kPortForwarding,
+        .choices = kPortForwardingChoices, .packages = "firewall", .scripts = "firewall")
 SUBTREE(QSysCmdHal_Do_PortTrigger, .label = "Port Trigger", .object = &kUnserved,
         .choices = kPortTriggerChoices)
 SUBTREE(QSysCmdHal_Do_Device_NewZone_Config, .label = "New zone", .object = &kUnserved,
@@ -223,7 +223,8 @@ SUBTREE(QSysCmdHal_Do_Device_QoS, .label = "Device_QoS", .object = &kUnserved, .
 SUBTREE(QSysCmdHal_Do_ParentalControl, .label = "Parental control", .object = &kUnserved,
         .choices = kParentalControlChoices)
 SUBTREE(QSysCmdHal_Do_SNMP, .label = "SNMP", .object = &kUnserved, .choices = kSNMPChoices)
-SUBTREE(QSysCmdHal_Do_DMZ, .label = "DMZ", .object = &kDmz)
+SUBTREE(QSysCmdHal_Do_DMZ, .label = "DMZ", .object = &kDmz, .packages = "firewall",
+        .scripts = "firewall")
 SUBTREE(QSysCmdHal_Do_nDPI, .label = "nDPI", .object = &kNdpi)
 
 namespace

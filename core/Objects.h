@@ -75,6 +75,8 @@ extern const Object kVpn4;
 extern const Object kVpn5;
 extern const Object kVpn6;
 extern const Object kDmz;
+extern const Object kPortForwardings;
+extern const Object kPortForwarding;
 extern const Object kNdpi;
 
 /// Subtrees and sub-objects that this library does not serve: a get and a set of them do nothing.

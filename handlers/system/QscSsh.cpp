@@ -5,6 +5,7 @@
 #include "core/Objects.h"
 #include "core/Service.h"
 #include "core/ServiceSteps.h"
+#include "handlers/services/Firewall.h"
 #include "handlers/system/Accounts.h"
 #include "handlers/system/AuthorizedKeys.h"
 #include "handlers/system/RemoteAccess.h"
@@ -70,13 +71,28 @@ u32 check_enable(const RowCall& call, std::string_view stored)
     return is_ssh_on() ? check_last_way_in(is_telnet_on()) : 0;
 }
 
-u32 check_port(const RowCall&, std::string_view stored)
+/// What is open to the WAN must not lead elsewhere.
+u32 check_wan(const RowCall& call, std::string_view)
+{
+    RowText text;
+    if (!will_be_on(call, "WANAccess")) {
+        return 0;
+    }
+    services::Taken wanted{.protocols = services::kTcp};
+    u32 code = read_outcome(call, "Port", text);
+    (void)parse_whole(text.view(), wanted.ports.first);
+    code = code != 0 ? code : read_outcome(call, "WANSourcePrefix", text);
+    (void)services::read_remote(text.view(), wanted.remote);
+    return code != 0 ? code : services::check_forwardings(wanted);
+}
+
+u32 check_port(const RowCall& call, std::string_view stored)
 {
     u32 port = 0;
     (void)parse_whole(stored, port);
     return is_telnet_on() && port == port_in_option("telnetd.config.port", 23)
                ? refuse(EFAULT, "port %u is that of Telnet", port)
-               : 0;
+               : check_wan(call, stored);
 }
 
 bool has_rule()
@@ -89,7 +105,8 @@ bool has_rule()
 u32 move_rule(const RowCall&, std::string_view stored)
 {
     ValueText port;
-    return has_rule() && port.assign(stored) ? uci_write(kRulePort, port.c_str()) : 0;
+    const u32 code = has_rule() && port.assign(stored) ? uci_write(kRulePort, port.c_str()) : 0;
+    return code != 0 ? code : services::update_dmz();
 }
 
 /// Writes an option of the firewall's rule, which it makes if it is missing.
@@ -118,7 +135,8 @@ u32 write_rule(const RowCall& call, std::string_view stored)
             return code;
         }
     }
-    return write_stored(call, stored);
+    const u32 written = write_stored(call, stored);
+    return written != 0 ? written : services::update_dmz();
 }
 
 u32 answer_row(const RowCall& call)
@@ -223,6 +241,7 @@ constexpr Row kRows[] = {
      .place = kFunction,
      .key = "firewall.qrn_ssh_wan.src_ip",
      .get = answer_row,
+     .check = check_wan,
      .set = write_rule},
     {.name = "AuthorizedKeys",
      .kind = Kind::kLines,
@@ -258,6 +277,7 @@ constexpr Row kRows[] = {
      .key = "firewall.qrn_ssh_wan.enabled",
      .fallback = "0",
      .get = answer_row,
+     .check = check_wan,
      .set = write_rule},
     {.name = "Enable",
      .kind = kBoolean,

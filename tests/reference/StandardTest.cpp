@@ -68,6 +68,9 @@ const std::map<std::string, std::string> kMirrors = {
     {"Device.WiFi.EndPoint.", "Device.WiFi.EndPoint.{i}."},
     {"Device.WiFi.MultiAP", "Device.WiFi.MultiAP."},
     {"Device.WiFi.AccessPoint.{i}.WPS", "Device.WiFi.AccessPoint.{i}.WPS."},
+    {"Device.X_QRN_Firewall.PortForwarding.", "Device.NAT."},
+    {"Device.X_QRN_Firewall.PortForwarding.{i}", "Device.NAT.PortMapping.{i}."},
+    {"Device.X_QRN_DMZ", "Device.Firewall.DMZ.{i}."},
     {"Device.X_QRN_RemoteAccess.SSH", "Device.SSH.Server.{i}."},
     {"Device.MQTT.Client", "Device.MQTT.Client.{i}."},
 };
@@ -88,12 +91,12 @@ std::string type_of(const Qsc_ParameterInfo& parameter)
     return ((parameter.flags & QSC_PARAM_LIST) != 0 ? "list of " : "") + general(parameter.type);
 }
 
-/// Every word of ours is one of theirs.
+/// Every word of ours is one of theirs, or says that it is not.
 bool are_words_of(const std::string& ours, const std::string& theirs)
 {
     std::istringstream words{ours};
     for (std::string word; std::getline(words, word, '|');) {
-        if (("|" + theirs + "|").find("|" + word + "|") == std::string::npos) {
+        if (!word.starts_with("X_QRN_") && ("|" + theirs + "|").find("|" + word + "|") == std::string::npos) {
             return false;
         }
     }

@@ -16,13 +16,22 @@ namespace
 
 /// What a path fits, as a whole.
 struct Fits {
-    Object object{};        ///< the first that it names, if possible one with parameters
+    Object object{};        ///< the first that it names, if possible one with parameters, or that itself
     bool is_object = false; ///< it names one
     bool is_above = false;  ///< it is above others
     bool has_below = false; ///< which have parameters
 
     [[nodiscard]] bool is_served() const { return is_object && object.parameters != 0; }
 };
+
+/// Whether the path is an object's own, dot or not, and not one that leaves its instance open.
+bool is_own_path(const Object& object, std::string_view path)
+{
+    std::string_view own = object.path;
+    own.remove_suffix(own.ends_with('.') ? 1 : 0);
+    path.remove_suffix(path.ends_with('.') ? 1 : 0);
+    return object.parameters != 0 && own == path;
+}
 
 Fits find_fits(std::string_view path)
 {
@@ -32,7 +41,7 @@ Fits find_fits(std::string_view path)
         if (kind == Fit::kAbove) {
             found.is_above = true;
             found.has_below = found.has_below || object.parameters != 0;
-        } else if (kind == Fit::kObject && !found.is_served()) {
+        } else if (kind == Fit::kObject && (!found.is_served() || is_own_path(object, path))) {
             found.object = object;
             found.is_object = true;
         }
@@ -170,16 +179,19 @@ ExitCode list_objects(const Options& options, const Place& place, JsonRef& paths
     }
     bool is_served = false;
     bool is_whole = true;
+    const std::string_view path = place.path.view();
+    // A list's own path also fits its instances, which are then below it.
+    const bool is_alone = place.reach != Place::kBelow && is_own_path(find_fits(path).object, path);
     for_each_object([&](const Object& object) {
-        const Fit kind = fit(place.path.view(), object.path);
-        if (object.parameters != 0 &&
+        const Fit kind = fit(path, object.path);
+        if (object.parameters != 0 && (!is_alone || is_own_path(object, path)) &&
             (kind == Fit::kObject || (kind == Fit::kAbove && place.reach == Place::kBelow))) {
             is_served = true;
-            is_whole = is_whole && add_object(options, object, place.path.view(), paths.get());
+            is_whole = is_whole && add_object(options, object, path, paths.get());
         }
     });
     json_object_array_sort(paths.get(), compare_paths);
-    return !is_whole ? kFailed : is_served ? kDone : not_served(place.path.view());
+    return !is_whole ? kFailed : is_served ? kDone : not_served(path);
 }
 
 bool find_object(std::string_view path, Target& target)

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: Apache-2.0
+// What the firewall does with connections from the WAN: ports that the router serves itself, and ports that
+// it forwards to clients. And what the sections of ours in the package "firewall" have in common.
+#pragma once
+
+#include <array>
+#include <string_view>
+
+#include "core/GrowingList.h"
+#include "handlers/network/Networks.h"
+
+namespace qsc::services
+{
+
+/// The sections of one type, in the file's order.
+class FirewallSections
+{
+  public:
+    explicit FirewallSections(const char* type);
+
+    /// The name of the next section; null: there is none left.
+    [[nodiscard]] const char* next();
+
+  private:
+    std::array<char, 8192> names_;
+    const char* name_ = names_.data();
+    u32 left_ = 0;
+};
+
+/// An option of a section of the firewall's, the items of a list with blanks between them. A missing one is
+/// empty. False: it cannot be read.
+[[nodiscard]] bool read_option(std::string_view section, const char* option, RowText& value);
+
+/// Whether an option of a section is this text; empty: it is missing.
+[[nodiscard]] bool option_is(std::string_view section, const char* option, std::string_view text);
+
+/// Stores an option of a section, unless it is stored already; empty: takes it away.
+[[nodiscard]] u32 keep_option(std::string_view section, const char* option, std::string_view value);
+
+/// Stores several: pairs of an option and its value.
+struct OptionValue {
+    const char* option;
+    const char* value;
+};
+[[nodiscard]] u32 keep_options(std::string_view section, std::span<const OptionValue> values);
+
+/// The section's name in "firewall.NAME.".
+[[nodiscard]] std::string_view section_name(const RowRequest& request);
+
+/// Whether the instance of a request will be on: a new one is not until it is switched on.
+[[nodiscard]] bool will_be_on(const RowCall& call);
+
+/// TCP, UDP or both.
+using Protocols = u8;
+inline constexpr Protocols kTcp = 1;
+inline constexpr Protocols kUdp = 2;
+
+/// The protocols that a section's "proto" means, which is both where it is missing.
+[[nodiscard]] Protocols read_protocols(std::string_view proto);
+
+struct PortRange {
+    u32 first = 0; ///< 0: none
+    u32 last = 0;  ///< 0: the first alone
+};
+
+/// Reads "80", "80-90" or "80:90".
+[[nodiscard]] bool read_ports(std::string_view text, PortRange& ports);
+
+/// What a forwarding, a server or a trigger takes of what comes in.
+struct Taken {
+    Protocols protocols = 0;
+    PortRange ports{};
+    network::Network remote{0, 0}; ///< from where
+};
+
+[[nodiscard]] bool overlap(const Taken& one, const Taken& other);
+
+/// Reads the address or the prefix that something is taken from; empty: from anywhere.
+[[nodiscard]] bool read_remote(std::string_view text, network::Network& remote);
+
+/// Ports that the router serves on the WAN, by one of the firewall's rules.
+struct OwnPorts {
+    const char* rule;
+    Protocols protocols;
+    PortRange ports;
+};
+
+/// Calls use(ports) for each of them, until it answers non-zero.
+u32 walk_own_ports(u32 (*use)(void* context, const OwnPorts& ports), void* context);
+
+template <typename Use>
+u32 for_each_own_port(Use use)
+{
+    return walk_own_ports(
+        [](void* context, const OwnPorts& ports) { return (*static_cast<Use*>(context))(ports); }, &use);
+}
+
+/// Judges ports that are not to stay with the router. EFAULT: it serves one of them itself.
+[[nodiscard]] u32 check_own_ports(const Taken& wanted);
+
+/// The forwardings: redirects from the WAN but for those of the DMZ.
+[[nodiscard]] bool is_forwarding(const char* section);
+inline constexpr GrowingList kForwardings{
+    .package = "firewall", .type = "redirect", .limit = 128, .is_ours = is_forwarding};
+
+/// Judges ports that are to be taken, beside the forwardings that are switched on, but for one. EFAULT: one
+/// of those takes one of them.
+[[nodiscard]] u32 check_forwardings(const Taken& wanted, i32 except = 0);
+
+/// Judges the address of a client: one of a zone's, and not the router's own. `zone` is that zone's name
+/// then.
+[[nodiscard]] u32 check_client(std::string_view text, RowText& zone);
+
+/// Finds the zone of a client. False: it has none.
+[[nodiscard]] bool find_zone_of(std::string_view client, RowText& zone);
+
+/// The section of the DMZ, and what the names of those begin with that keep the router's ports from it.
+inline constexpr std::string_view kDmzSection = "dmz";
+inline constexpr std::string_view kOwnSection = "qrn_own_";
+
+/// Keeps the DMZ behind all other redirects, and the ports that the router serves from it. To be called where
+/// the caller has the package to itself.
+[[nodiscard]] u32 arrange_dmz();
+
+/// The same for others.
+[[nodiscard]] u32 update_dmz();
+
+/// A description as the caller has written it, and from it the section's name, which the firewall shows. One
+/// wrong character there would break its whole rule set.
+[[nodiscard]] u32 answer_description(const RowCall& call);
+[[nodiscard]] u32 store_name(const RowCall& call, std::string_view stored);
+
+inline constexpr Row kDescriptionRow{.name = "Description",
+                                     .access = Access::kReadWrite,
+                                     .limits = ":256",
+                                     .key = "qrn_description",
+                                     .get = answer_description,
+                                     .set = store_name};
+
+} // namespace qsc::services
