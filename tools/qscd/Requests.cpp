@@ -109,29 +109,28 @@ bool Server::subscribe(Call& call)
 }
 
 /// A request of ubus: as one of the socket, but for where it came from.
-void Server::take_ubus(void* server, const char* method, std::string_view params, const access::Peer& peer,
+void Server::take_ubus(void* server, const char* method, JsonRef params, const access::Peer& peer,
                        UbusRequest* request)
 {
     auto& self = *static_cast<Server*>(server);
     ++self.counters_.requests;
     std::unique_ptr<Call, DeleteCall> call{new_call()};
-    Answer line;
     if (call == nullptr || self.ubus_waiting_ >= kMostOfUbus) {
-        line.begin();
-        line.fail(kBusy, sentence_of(kBusy));
-        self.ubus_.answer(request, line.line());
+        Answer busy;
+        busy.begin();
+        busy.fail(kBusy, sentence_of(kBusy));
+        self.ubus_.answer(request, busy.line());
         return;
     }
     call->ubus = request;
     call->user = peer.user;
     call->slot = kMostClients; // none of them
     call->came = BaCL_GetTimestampMSHQ();
-    line.text().append(R"({"jsonrpc":"2.0","id":0,"method":")").append(method).append(R"(","params":)");
-    line.text().append(params).append("}");
-    if (!self.understand(*call, line.line())) {
-        self.answer(*call);
-        return;
-    }
+    call->message.reset(json_object_new_object());
+    json_object_object_add(call->message.get(), "jsonrpc", json_object_new_string("2.0"));
+    json_object_object_add(call->message.get(), "method", json_object_new_string(method));
+    json_object_object_add(call->message.get(), "params", params.release());
+    call->answer.begin();
     self.ubus_waiting_ += self.admit(std::move(call), peer) ? 1 : 0;
 }
 

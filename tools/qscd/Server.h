@@ -79,7 +79,7 @@ class Server
     void log_call(const Call& call);
     void report();
 
-    static void take_ubus(void* server, const char* method, std::string_view params,
+    static void take_ubus(void* server, const char* method, qsc::JsonRef params,
                           const qsc::access::Peer& peer, UbusRequest* request);
     static bool send_event(void* server, u32 slot, u64 client, std::string_view line);
     static qsc::access::Grant grant(void* server, u32 slot, std::string_view path);

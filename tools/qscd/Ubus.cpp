@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <iterator>
+#include <span>
 #include <utility>
 
 #include <json-c/json.h>
@@ -14,6 +15,7 @@ extern "C" {
 
 #include "base/Json.h"
 #include "tools/qscd/Answer.h"
+#include "tools/qscd/UbusMessage.h"
 #include "tools/qscd/Values.h"
 
 using namespace qsc;
@@ -51,22 +53,46 @@ int status_of(json_object* error)
 int handle_request(ubus_context* context, ubus_object* object, ubus_request_data* request, const char* method,
                    blob_attr* message);
 
-constexpr ubus_method method_named(const char* name)
+// What "ubus -v list qsc" shows; the methods themselves judge what they are given.
+constexpr blobmsg_policy kPath{"path", BLOBMSG_TYPE_STRING};
+constexpr blobmsg_policy kPaths{"paths", BLOBMSG_TYPE_ARRAY};
+constexpr blobmsg_policy kCommander{"commander", BLOBMSG_TYPE_STRING};
+constexpr blobmsg_policy kOfGet[] = {kPath,
+                                     kPaths,
+                                     {"depth", BLOBMSG_TYPE_INT32},
+                                     {"types", BLOBMSG_TYPE_BOOL},
+                                     {"limit", BLOBMSG_TYPE_INT32},
+                                     {"from", BLOBMSG_TYPE_STRING},
+                                     kCommander};
+constexpr blobmsg_policy kOfSet[] = {{"values", BLOBMSG_TYPE_TABLE}, kCommander};
+constexpr blobmsg_policy kOfCommit[] = {kPath, {"packages", BLOBMSG_TYPE_ARRAY}, kCommander};
+constexpr blobmsg_policy kOfService[] = {kPath, {"action", BLOBMSG_TYPE_STRING}, kCommander};
+constexpr blobmsg_policy kOfList[] = {kPath};
+constexpr blobmsg_policy kOfLog[] = {{"level", BLOBMSG_TYPE_INT32}, {"properties", BLOBMSG_TYPE_INT32}};
+
+constexpr ubus_method method_named(const char* name, std::span<const blobmsg_policy> parameters = {})
 {
     ubus_method method{};
     method.name = name;
     method.handler = handle_request;
+    method.policy = parameters.data();
+    method.n_policy = static_cast<int>(parameters.size());
     return method;
 }
 
-ubus_method g_methods[] = {method_named("get"),     method_named("set"),  method_named("commit"),
-                           method_named("service"), method_named("list"), method_named("log"),
+ubus_method g_methods[] = {method_named("get", kOfGet),
+                           method_named("set", kOfSet),
+                           method_named("commit", kOfCommit),
+                           method_named("service", kOfService),
+                           method_named("list", kOfList),
+                           method_named("log", kOfLog),
                            method_named("stats")};
 
 } // namespace
 
 struct UbusRequest {
     ubus_request_data data;
+    u64 connection; ///< to the bus, that it came over
 };
 
 struct Ubus::Bus {
@@ -77,6 +103,7 @@ struct Ubus::Bus {
     ubus_object object;
     bool is_joined;
     bool has_changed;
+    u64 connection; ///< counts them
     u64 next_try;
 };
 
@@ -98,17 +125,18 @@ access::Peer peer_of(const ubus_request_data& request)
 int handle_request(ubus_context* context, ubus_object*, ubus_request_data* request, const char* method,
                    blob_attr* message)
 {
+    JsonRef parameters = parameters_of(message);
+    if (parameters == nullptr) {
+        return UBUS_STATUS_INVALID_ARGUMENT;
+    }
     auto* const kept = static_cast<UbusRequest*>(std::malloc(sizeof(UbusRequest)));
-    char* const params = message != nullptr ? blobmsg_format_json(message, true) : nullptr;
-    if (kept == nullptr || params == nullptr) {
-        std::free(kept);
-        std::free(params);
+    if (kept == nullptr) {
         return UBUS_STATUS_UNKNOWN_ERROR;
     }
     const access::Peer peer = peer_of(*request);
+    kept->connection = owner_of(context)->connection();
     ubus_defer_request(context, request, &kept->data);
-    owner_of(context)->take(method, params, peer, kept);
-    std::free(params);
+    owner_of(context)->take(method, std::move(parameters), peer, kept);
     return 0;
 }
 
@@ -154,6 +182,11 @@ void Ubus::open(const char* path)
     }
 }
 
+u64 Ubus::connection() const
+{
+    return bus_->connection;
+}
+
 int Ubus::descriptor() const
 {
     return bus_ != nullptr && bus_->is_joined ? bus_->context.sock.fd : -1;
@@ -177,11 +210,13 @@ int Ubus::look(u64 now)
         bus_->next_try = now + kPause;
         bus_->context = {};
         bus_->object = {};
+        bus_->type.id = 0; // was the lost bus's own
         bus_->object.name = "qsc";
         bus_->object.type = &bus_->type;
         bus_->object.methods = g_methods;
         bus_->object.n_methods = bus_->type.n_methods;
         if (ubus_connect_ctx(&bus_->context, bus_->path) == 0) {
+            ++bus_->connection;
             bus_->context.connection_lost = note_lost;
             bus_->is_joined = ubus_add_object(&bus_->context, &bus_->object) == 0;
             bus_->has_changed = bus_->is_joined;
@@ -200,7 +235,7 @@ bool Ubus::take_descriptor_changed()
 
 void Ubus::answer(UbusRequest* request, std::string_view line)
 {
-    if (bus_ != nullptr && bus_->is_joined) {
+    if (bus_ != nullptr && bus_->is_joined && request->connection == bus_->connection) {
         json_tokener* const tokener = json_tokener_new();
         const JsonRef parsed{json_tokener_parse_ex(tokener, line.data(), static_cast<int>(line.size()))};
         json_tokener_free(tokener);

@@ -4,7 +4,9 @@
 #pragma once
 
 #include <string_view>
+#include <utility>
 
+#include "base/Json.h"
 #include "base/Types.h"
 #include "tools/access/Peer.h"
 
@@ -17,9 +19,9 @@ struct UbusRequest;
 class Ubus
 {
   public:
-    /// Takes a request; params are JSON text. It is answered with answer() in the end.
-    using Take = void (*)(void* owner, const char* method, std::string_view params,
-                          const qsc::access::Peer& peer, UbusRequest* request);
+    /// Takes a request with the object of its parameters. It is answered with answer() in the end.
+    using Take = void (*)(void* owner, const char* method, qsc::JsonRef params, const qsc::access::Peer& peer,
+                          UbusRequest* request);
 
     Ubus(void* owner, Take taker) : owner_(owner), take_(taker) {}
     Ubus(const Ubus&) = delete;
@@ -42,11 +44,13 @@ class Ubus
     /// Answers with a line of the socket's protocol; the request is gone then.
     void answer(UbusRequest* request, std::string_view line);
 
+    /// Which connection to the bus this is, counted from 1.
+    [[nodiscard]] qsc::u64 connection() const;
+
     /// Gives a request to its owner.
-    void take(const char* method, std::string_view params, const qsc::access::Peer& peer,
-              UbusRequest* request)
+    void take(const char* method, qsc::JsonRef params, const qsc::access::Peer& peer, UbusRequest* request)
     {
-        take_(owner_, method, params, peer, request);
+        take_(owner_, method, std::move(params), peer, request);
     }
 
   private:
