@@ -256,6 +256,14 @@ TEST_F(Growing, AChangeIsStagedWholeOrNotAtAll)
     }
 }
 
+TEST_F(Growing, NumbersThatCannotBeStoredEndTheSet)
+{
+    outside().uci_codes = {{"set list.first.qrn_index", uint32_t{EIO}}};
+    EXPECT_EQ(set("1", named("Name=x")), Fails(EFAULT));
+    EXPECT_EQ(read_file("/tmp/.uci/list"), "");
+    EXPECT_EQ(messages(), Lines{});
+}
+
 TEST_F(Growing, MoreThanCanBeListedIsRefused)
 {
     std::string text;

@@ -40,7 +40,9 @@ class RowSource : public OutsideTest
             text.replace(at, 2, folder_ / "");
         }
         qsc::RowText found;
-        return qsc::read_places(sources_, text, "Module", found) ? std::string{found.view()} : "none";
+        return qsc::read_places(sources_, text, "Module", found) ? std::string{found.view()}
+               : found.view().empty()                            ? "none"
+                                                                 : "rubbish";
     }
 
     static Lines logged()
@@ -108,6 +110,7 @@ TEST_F(RowSource, TheFirstPlaceThatHasSomethingAnswers)
 {
     write_file(folder_ / "one", "  first line \nNAME=named\n");
     write_file(folder_ / "empty", "\nsecond\n");
+    write_file(folder_ / "long", std::string(5000, 'x'));
     const struct {
         const char* places;
         const char* found;
@@ -117,6 +120,8 @@ TEST_F(RowSource, TheFirstPlaceThatHasSomethingAnswers)
                  {"~/missing|~/empty|=default", "default"},
                  {"~/empty|=", ""},
                  {"~/one OTHER", "none"},
+                 {"~/long", "none"},
+                 {"~/long|=short", "short"},
                  {"", "none"}};
     for (const auto& one : cases) {
         EXPECT_EQ(places(one.places), one.found) << one.places;

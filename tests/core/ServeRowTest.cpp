@@ -433,6 +433,8 @@ TEST_F(ServeRow, InstancesAreThoseThatExist)
         EXPECT_EQ(send(ports, one.path, kGet, "{}"), code);
         EXPECT_EQ(send(ports, one.path, kGet, R"({"Number":{}})"), code);
         EXPECT_EQ(send(ports, one.path, kSet, "{}"), code);
+        const Json looked_at{R"({"Number":{"ParamValue":5}})"};
+        EXPECT_EQ(qsc::check_only(ports, one.path, looked_at.get(), QSC_COMMANDER_CLI), code);
         EXPECT_EQ(send(ports, one.path, kSet, R"({"Number":{"ParamValue":5}})"), code);
         EXPECT_EQ(messages().size(), one.exists ? 1u : 0u);
         EXPECT_EQ(std::string{QSysCmdHal_LastError()}.empty(), one.exists);
@@ -488,4 +490,26 @@ TEST_F(ServeRow, ASetOfOnePackageIsStagedWholeOrNotAtAll)
     std::filesystem::remove("/etc/config/thing");
     EXPECT_EQ(send(ports, "Device.Port.1", kSet, R"({"First":{"ParamValue":"x"}})"), Fails(EFAULT));
     EXPECT_STREQ(QSysCmdHal_LastError(), "Device.Port.1: First: thing is not installed");
+}
+
+TEST_F(ServeRow, EntriesThatAreCalledPastTheDispatcherServeTheirRows)
+{
+    const auto call_entry = [](const char* name, const std::string& object, uint32_t oper, uint64_t param) {
+        const Json value{object};
+        const uint32_t code =
+            qsc::serve_entry(kObject<kThing>, name, value.get(), oper, QSC_COMMANDER_CLI, 0, param);
+        return Answer{code, value.text()};
+    };
+    EXPECT_EQ(call_entry("name", "{}", kGet, 1), Answers(R"({"ParamValue":42,"ParamId":0})"));
+    EXPECT_EQ(call_entry(nullptr, R"({"ParamValue":7})", kSet, 1),
+              Answers(R"({"ParamValue":7,"ParamId":0})"));
+    EXPECT_EQ(steps(), Lines{"set thing.main.number=7"});
+    EXPECT_EQ(call_entry("name", R"({"ParamValue":101})", kSet, 1),
+              Fails(EFAULT, R"({"ParamValue":101,"ParamId":14})"));
+    EXPECT_STREQ(QSysCmdHal_LastError(), "name: Number: 101 is not -1 to 100");
+    EXPECT_EQ(call_entry("name", "{}", 0x4, 1), Fails(EFAULT, R"({"ParamId":14})"));
+    EXPECT_STREQ(QSysCmdHal_LastError(), "name: Number: the operation is not served");
+    EXPECT_EQ(call_entry("name", "{}", kGet, std::size(kRows)), Fails(EINVAL, "{}"));
+    EXPECT_EQ(call_entry("name", "[]", kGet, 1), Fails(EINVAL, "[]"));
+    EXPECT_EQ(call_entry("name", "null", kGet, 1), Fails(EINVAL, "null"));
 }
