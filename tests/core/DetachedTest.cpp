@@ -70,7 +70,7 @@ TEST_F(Detached, AProgramHoldsItsLockForAsLongAsItRuns)
 
 TEST_F(Detached, OneThatMayBeEndedIsEndedWithItsWholeGroup)
 {
-    EXPECT_EQ(start({.arguments = kWaits, .deadline = 1000, .may_be_ended = true}), 0u);
+    EXPECT_EQ(start({.arguments = kWaits, .deadline = 30, .may_be_ended = true}), 0u);
     {
         DetachedLock lock{kLock};
         EXPECT_TRUE(lock.take_over());
@@ -88,7 +88,7 @@ TEST_F(Detached, ADeadlineEndsItAndIsSeenToHaveDone)
     EXPECT_FALSE(std::filesystem::exists("/tmp/ran"));
     // One that ends before is not late, and the next begins anew.
     const char* const at_once[] = {"sh", "-c", "echo $0 $* >/tmp/ran", "1", "2", "3", nullptr};
-    EXPECT_EQ(start({.arguments = at_once, .deadline = 1000}), 0u);
+    EXPECT_EQ(start({.arguments = at_once, .deadline = 30}), 0u);
     EXPECT_EQ(state_at_the_end(), DetachedState::kEnded);
     EXPECT_EQ(read_file("/tmp/ran"), "1 2 3\n");
 }

@@ -462,6 +462,19 @@ TEST_F(Dispatch, WhatIsNoObjectIsRefused)
     EXPECT_TRUE(outside().done.empty());
 }
 
+TEST_F(Dispatch, HandlersThatNoRowDescribesAreToldAsFarAsTheyAreKnown)
+{
+    Qsc_ObjectInfo object;
+    Qsc_ParameterInfo parameter;
+    ASSERT_EQ(QSysCmdHal_FindObject("Device.LEDs", &object), Succeeds());
+    EXPECT_EQ(object.parameters, 3u);
+    ASSERT_EQ(QSysCmdHal_DescribeParameter(&object, 0, &parameter), Succeeds());
+    EXPECT_STREQ(parameter.name, "One");
+    EXPECT_STREQ(parameter.type, "string");
+    EXPECT_EQ(parameter.access, kGet | kSet);
+    EXPECT_EQ(QSysCmdHal_DescribeParameter(&object, 3, &parameter), Fails(EFAULT));
+}
+
 TEST_F(Dispatch, NullAndEmptyPathsReachTheHandlers)
 {
     const Json object{R"({"level":{}})"};

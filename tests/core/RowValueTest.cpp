@@ -199,6 +199,7 @@ TEST(RowValue, RefusalsSayWhatIsWantedButNeverASecret)
         {{.name = "word", .kind = Kind::kWord, .limits = "One|Two"},
          "Three",
          "'Three' is not one of One|Two"},
+        {{.name = "digits", .kind = Kind::kInteger}, "1x", "'1x' is no whole number"},
         {{.name = "text", .limits = "2:4"}, "x", "it has 1 characters, not 2 to 4"},
         {{.name = "address", .kind = Kind::kIPv4}, "here", "'here' is no IPv4 address"},
         {{.name = "PIN", .kind = Kind::kUnsigned, .marks = kSecret, .limits = ":9999"},

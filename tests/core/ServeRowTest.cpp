@@ -19,6 +19,8 @@ constexpr Access kReadWrite = Access::kReadWrite;
 /// Notes which checks are made when.
 uint32_t note(const RowCall& call, std::string_view stored)
 {
+    qsc::RowText other;
+    EXPECT_EQ(qsc::read_outcome(call, "Nothing", other), Fails(EINVAL));
     outside().done.push_back(std::string{"check "} + call.row.name + "=" + std::string{stored});
     return 0;
 }

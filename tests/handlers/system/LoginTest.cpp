@@ -171,6 +171,15 @@ TEST_F(Login, TheFirewallsRuleComesWithWhatNeedsItAndFollowsThePort)
         Lines lines = committed("firewall");
         EXPECT_EQ(Lines(lines.begin() + 2, lines.end()), one.rule) << one.words;
     }
+    // Rules that would not load stop nothing that runs.
+    steps();
+    outside().programs["/sbin/fw4"] = "exit 1";
+    EXPECT_EQ(apply(kSsh), Fails(EFAULT));
+    EXPECT_EQ(QSysCmdHal_LastError(), std::string{kSsh} + ": the firewall would not load its rules");
+    EXPECT_EQ(steps(), Lines{"run /sbin/fw4 check"});
+    outside().programs["/sbin/fw4"] = "";
+    EXPECT_EQ(apply(kSsh), Succeeds());
+    EXPECT_EQ(steps()[1], "run /etc/init.d/dropbear restart");
     put("firewall", "config rule 'qrn_ssh_wan'\n\toption enabled '1'\n\toption src_ip '::1/128'\n");
     EXPECT_EQ(values(kSsh, "WANAccess WANSourcePrefix"), "1 \"::1/128\"");
     std::filesystem::remove("/etc/config/firewall");
