@@ -11,6 +11,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -153,9 +154,22 @@ Outcome read_output(const Deadline& deadline, const FileDescriptor& output, File
     return Outcome::kLate;
 }
 
+/// A file that can be read once a process has ended; not open: older kernels have none.
+FileDescriptor watch(pid_t process)
+{
+#ifdef SYS_pidfd_open
+    const StdioReserve reserve;
+    return FileDescriptor{static_cast<int>(syscall(SYS_pidfd_open, process, 0))};
+#else
+    return FileDescriptor{-1};
+#endif
+}
+
 /// Waits for the end of a program; false: it did not end in time.
 bool wait_for(pid_t process, const Deadline& deadline, int& status)
 {
+    const FileDescriptor end = watch(process);
+    pollfd ended_file{.fd = end.get(), .events = POLLIN, .revents = 0};
     int pause = 1;
     for (;;) {
         const pid_t ended = waitpid(process, &status, WNOHANG);
@@ -169,7 +183,7 @@ bool wait_for(pid_t process, const Deadline& deadline, int& status)
         if (deadline.left() == 0) {
             return false;
         }
-        (void)poll(nullptr, 0, pause);
+        (void)(end.is_open() ? poll(&ended_file, 1, deadline.left()) : poll(nullptr, 0, pause));
         pause = pause < 16 ? pause * 2 : pause;
     }
 }
