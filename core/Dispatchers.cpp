@@ -177,7 +177,8 @@ SUBTREE(QSysCmdHal_Do_Device_WiFi, .label = "Device_WiFi", .object = &kWiFi, .pa
 SUBTREE(QSysCmdHal_Do_Device_IP_Interface, .label = "IP_Interface", .object = &kWan,
         .choices = kIPInterfaceChoices, .packages = "network", .scripts = "network",
         .after_service = kUpdateInformation)
-SUBTREE(QSysCmdHal_Do_Device_LLDP, .labels = &kLLDPLabels, .object = &kLldp)
+SUBTREE(QSysCmdHal_Do_Device_LLDP, .labels = &kLLDPLabels, .object = &kLldp, .packages = "lldpd",
+        .service = network::serve_lldp)
 SUBTREE(QSysCmdHal_Do_Device_MQTT_Client, .object = &kMqttClient, .packages = "mqtt",
         .service = services::serve_mqtt)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_ORVANE, .object = &kUnserved, .served = QSC_OPER_GET)

@@ -62,23 +62,6 @@ u32 read_items(const char* key, RowText& stored)
     return code;
 }
 
-u32 write_items(const char* key, RowText& stored)
-{
-    constexpr std::size_t kMost = 256;
-    std::array<const char*, kMost> items;
-    u32 count = 0;
-    // Each comma ends an item in place.
-    const char* const end = stored.data() + stored.view().size();
-    std::replace(stored.data(), stored.data() + stored.view().size(), ',', '\0');
-    for (const char* item = stored.c_str(); item < end; item += std::strlen(item) + 1) {
-        if (count == kMost) {
-            return refuse(EFAULT, "it has more than %zu items", kMost);
-        }
-        items[count++] = item;
-    }
-    return call_optional(QrnUci_SetList, key, items.data(), count);
-}
-
 void replace_all(RowText& text, char from, char to)
 {
     std::replace(text.data(), text.data() + text.view().size(), from, to);
@@ -609,6 +592,23 @@ bool is_unchanged(const RowCall& call, const char* key, std::string_view stored)
 }
 
 } // namespace
+
+u32 write_items(const char* key, RowText& stored)
+{
+    constexpr std::size_t kMost = 256;
+    std::array<const char*, kMost> items;
+    u32 count = 0;
+    // Each comma ends an item in place.
+    const char* const end = stored.data() + stored.view().size();
+    std::replace(stored.data(), stored.data() + stored.view().size(), ',', '\0');
+    for (const char* item = stored.c_str(); item < end; item += std::strlen(item) + 1) {
+        if (count == kMost) {
+            return refuse(EFAULT, "it has more than %zu items", kMost);
+        }
+        items[count++] = item;
+    }
+    return call_optional(QrnUci_SetList, key, items.data(), count);
+}
 
 u32 write_stored(const RowCall& call, std::string_view stored)
 {

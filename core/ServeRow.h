@@ -77,6 +77,9 @@ void append_key(const RowRequest& request, const PackedRow& row, Text<254>& key)
 /// Whether the request names a parameter of the object.
 [[nodiscard]] bool is_named(const RowCall& call, const char* name);
 
+/// Stores the items of a list, which have commas between them; the text is used up.
+[[nodiscard]] u32 write_items(const char* key, RowText& items);
+
 /// Stores a row's value in the configuration, unless it is there already.
 [[nodiscard]] u32 write_stored(const RowCall& call, std::string_view stored);
 

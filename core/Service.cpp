@@ -34,7 +34,8 @@ u32 check_firewall()
     return code == 0 ? 0 : refuse(EFAULT, "the firewall would not load its rules");
 }
 
-/// Runs an init script without a shell. A restart takes as long as it takes.
+} // namespace
+
 u32 start_init_script(std::string_view script, std::string_view action)
 {
     ValueText path;
@@ -52,8 +53,6 @@ u32 start_init_script(std::string_view script, std::string_view action)
     }
     return 0;
 }
-
-} // namespace
 
 u32 take_action(json_object* request, std::string_view& action)
 {

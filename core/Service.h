@@ -15,6 +15,9 @@ namespace qsc
 /// Runs an init script with an action that take_action() let pass.
 [[nodiscard]] u32 run_init_script(std::string_view script, std::string_view action);
 
+/// The same without a shell, however long it takes.
+[[nodiscard]] u32 start_init_script(std::string_view script, std::string_view action);
+
 /// Ends a service with the result of run(action), for an action that take_action() let pass.
 template <typename Run>
 u32 serve_action(json_object* request, Run run)

@@ -16,6 +16,13 @@ u32 serve_user(const char* path, json_object* request);
 
 } // namespace qsc::system
 
+namespace qsc::network
+{
+
+u32 serve_lldp(const char* path, json_object* request);
+
+} // namespace qsc::network
+
 namespace qsc::wifi
 {
 

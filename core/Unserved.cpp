@@ -13,7 +13,6 @@ QSC_DEFINE_OBJECT(kUnserved, .path = "")
     const Qsc_ParamEntry TABLE[] = {kTableEnd};                                                              \
     QSC_DEFINE_OBJECT(NAME, .path = (PATH), .table = (TABLE))
 
-UNSERVED(kLldp, "Device.LLDP", g_QscDevLLDPCmd)
 UNSERVED(kRip, "Device.Routing.Rip.InterfaceSetting.1", g_QscDevRtingRipIfSetting1Cmd)
 UNSERVED(kVpn, "Device.X_QRN_VPN", g_QscVpnMainCmd)
 UNSERVED(kNdpi, "Device.X_QRN_nDPI", g_QscnDPICmd)

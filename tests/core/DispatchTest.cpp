@@ -293,7 +293,7 @@ TEST_F(Dispatch, UnsupportedOperations)
          "[E] Device.DeviceInfo.MemoryStatus operation not support (0x2).\n"},
         {"Device.X_QRN_Ndsctl", kGet, "[E] Device.X_QRN_Ndsctl operation not support (0x1).\n"},
         {"Device.X_QRN_Throughput.1", kSet, "[E] Device throughput operation not support (0x2)\n"},
-        {"Device.LLDP", kService, "[E] Device.LLDP operation not support (0x80000).\n"},
+        {"Device.LLDP", 0x4, "[E] Device.LLDP operation not support (0x4).\n"},
         {"Device.DHCPv4.Server.Pool.1", 0x4, "[E] DHCPv4.Server.Pool.1 operation not support (0x4)\n"},
         {"Device.DHCPv4.Server.Pool.1.StaticAddress.1", kCommit,
          "[E] Device.DHCPv4.Server.Pool.1.StaticAddress.1 operation not support (0x40000).\n"},
