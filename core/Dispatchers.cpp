@@ -99,7 +99,7 @@ constexpr ObjectChoice kNetworkZoneChoices[] = {
     {ObjectChoice::kPathHolds, "DataVlan", &kUnserved},
 };
 constexpr ObjectChoice kDDNSChoices[] = {
-    {ObjectChoice::kPathIs, "Device.DynamicDNS.Client.1.Hostname.1", &kUnserved},
+    {ObjectChoice::kPathIs, "Device.DynamicDNS.Client.1.Hostname.1", &kDdnsHostname},
 };
 constexpr ObjectChoice kPortForwardingChoices[] = {
     {ObjectChoice::kPathIs, "Device.X_QRN_Firewall.PortForwarding.", &kPortForwardings},
@@ -181,7 +181,7 @@ SUBTREE(QSysCmdHal_Do_Device_LLDP, .labels = &kLLDPLabels, .object = &kLldp, .pa
         .service = network::serve_lldp)
 SUBTREE(QSysCmdHal_Do_Device_MQTT_Client, .object = &kMqttClient, .packages = "mqtt",
         .service = services::serve_mqtt)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_ORVANE, .object = &kUnserved, .served = QSC_OPER_GET)
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_ORVANE, .object = &kOrvane, .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_CaptivePortal, .object = &kUnserved)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_Ndsctl, .object = &kUnserved, .served = QSC_OPER_SET)
 SUBTREE(QSysCmdHal_Do_Device_Throughput, .label = "Device throughput", .object = &kThroughput,
@@ -197,7 +197,8 @@ SUBTREE(QSysCmdHal_Do_Device_Users_User_1, .label = "Device Users User 1", .obje
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_SiteSurvey, .labels = &kXQRNSiteSurveyLabels, .object = &kSiteSurvey)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_NetworkZone, .labels = &kXQRNNetworkZoneLabels, .object = &kUnserved,
         .choices = kNetworkZoneChoices, .after_service = kUpdateInformation)
-SUBTREE(QSysCmdHal_Do_Device_DDNS, .label = "DDNS", .object = &kUnserved, .choices = kDDNSChoices)
+SUBTREE(QSysCmdHal_Do_Device_DDNS, .label = "DDNS", .object = &kDdnsClient, .choices = kDDNSChoices,
+        .service = services::serve_ddns)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteLog, .object = &kRemoteLog, .packages = "system",
         .commit = Qsc_Dev_X_QRN_Remote_Log_Commit, .service = Qsc_Dev_X_QRN_Remote_Log_Service)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteAccess_Telnet, .object = &kTelnet, .packages = "telnetd",
@@ -226,7 +227,7 @@ SUBTREE(QSysCmdHal_Do_ParentalControl, .label = "Parental control", .object = &k
 SUBTREE(QSysCmdHal_Do_SNMP, .label = "SNMP", .object = &kUnserved, .choices = kSNMPChoices)
 SUBTREE(QSysCmdHal_Do_DMZ, .label = "DMZ", .object = &kDmz, .packages = "firewall",
         .scripts = "firewall")
-SUBTREE(QSysCmdHal_Do_nDPI, .label = "nDPI", .object = &kNdpi)
+SUBTREE(QSysCmdHal_Do_nDPI, .label = "nDPI", .object = &kNdpi, .packages = "ndpi", .scripts = "ndpi")
 
 namespace
 {

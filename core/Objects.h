@@ -67,6 +67,9 @@ extern const Object kSiteSurvey;
 
 // handlers/services/
 extern const Object kMqttClient;
+extern const Object kOrvane;
+extern const Object kDdnsClient;
+extern const Object kDdnsHostname;
 extern const Object kVpn;
 extern const Object kVpn1;
 extern const Object kVpn2;

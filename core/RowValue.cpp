@@ -257,9 +257,7 @@ u32 store_one(const PackedRow& row, std::string_view text, RowText& stored)
                           is_host_name(text) && is_within(limits_of(row), static_cast<i64>(text.size())),
                           "no host name", stored);
     case Kind::kHost:
-        return store_form(row, text,
-                          is_host_name(text) || is_address(AF_INET, text) || is_address(AF_INET6, text),
-                          "neither a host name nor an address", stored);
+        return store_form(row, text, is_host(text), "neither a host name nor an address", stored);
     case Kind::kHexBinary:
         return store_form(row, text, is_hex_binary(row, text), "not the wanted number of hexadecimal digits",
                           stored);
@@ -364,6 +362,11 @@ bool is_mac_address(std::string_view text)
 bool is_same_address(std::string_view one, std::string_view other)
 {
     return std::ranges::equal(one, other, {}, to_upper, to_upper);
+}
+
+bool is_host(std::string_view text)
+{
+    return is_host_name(text) || is_address(AF_INET, text) || is_address(AF_INET6, text);
 }
 
 bool is_ipv4(std::string_view text, u32& address)

@@ -43,6 +43,9 @@ void to_spoken(const PackedRow& row, std::string_view stored, RowText& spoken);
 /// Reads a contiguous netmask; 0.0.0.0 is one.
 [[nodiscard]] bool is_netmask(std::string_view text, u32& mask);
 
+/// Whether this is the name of a host or an address of either kind.
+[[nodiscard]] bool is_host(std::string_view text);
+
 /// Whether this is the address of one device: neither of several nor all zero.
 [[nodiscard]] bool is_mac_address(std::string_view text);
 

@@ -35,6 +35,8 @@ u32 serve_wifi(const char* path, json_object* request);
 namespace qsc::services
 {
 
+/// Commits the package as well, since the subtree has no commit of its own.
+u32 serve_ddns(const char* path, json_object* request);
 u32 serve_mqtt(const char* path, json_object* request);
 
 } // namespace qsc::services

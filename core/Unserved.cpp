@@ -15,7 +15,6 @@ QSC_DEFINE_OBJECT(kUnserved, .path = "")
 
 UNSERVED(kRip, "Device.Routing.Rip.InterfaceSetting.1", g_QscDevRtingRipIfSetting1Cmd)
 UNSERVED(kVpn, "Device.X_QRN_VPN", g_QscVpnMainCmd)
-UNSERVED(kNdpi, "Device.X_QRN_nDPI", g_QscnDPICmd)
 UNSERVED(kVpn1, "Device.X_QRN_VPN.1", g_QscVpn1Cmd)
 UNSERVED(kVpn2, "Device.X_QRN_VPN.2", g_QscVpn2Cmd)
 UNSERVED(kVpn3, "Device.X_QRN_VPN.3", g_QscVpn3Cmd)

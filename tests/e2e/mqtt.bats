@@ -22,7 +22,7 @@ transport_protocol TLS;username anna;"
     same "$(qsc -q get $path | tr '\n' ';')" \
         "cloud;broker.example.net;8883;TLS;5.0;router-7;anna;;30;0;10;;home/7;1;Error;"
     same "$(stat -c %a "$state/etc/config/mqtt")" 600
-    ! grep -rl "ge heim" "$state/var/log" "$state/tmp"
+    same "$(grep -rl "ge heim" "$state/var/log" "$state/tmp")" ""
     same "$(events | grep -c "set mqtt client Password by CLI")" 1
 }
 

@@ -73,6 +73,8 @@ const std::map<std::string, std::string> kMirrors = {
     {"Device.X_QRN_DMZ", "Device.Firewall.DMZ.{i}."},
     {"Device.X_QRN_RemoteAccess.SSH", "Device.SSH.Server.{i}."},
     {"Device.MQTT.Client", "Device.MQTT.Client.{i}."},
+    {"Device.DynamicDNS.Client.1.", "Device.DynamicDNS.Client.{i}."},
+    {"Device.DynamicDNS.Client.1.Hostname.1", "Device.DynamicDNS.Client.{i}.Hostname.{i}."},
 };
 
 /// Objects inside one of our own have their names bare; these are not the standard's.
