@@ -191,7 +191,7 @@ SUBTREE(QSysCmdHal_Do_Device_Routing_Router_1_Ipv4Fwd, .object = &kIPv4Forwardin
 SUBTREE(QSysCmdHal_Do_Device_Routing_Router_1, .label = "Device_Routing Router 1", .object = &kRouter,
         .packages = "network", .scripts = "network")
 SUBTREE(QSysCmdHal_Do_Device_Routing_Rip_IfSetting_1, .label = "Device_Routing RIP interface setting 1",
-        .object = &kRip)
+        .object = &kRip, .packages = "ripd", .scripts = "ripd")
 SUBTREE(QSysCmdHal_Do_Device_Users_User_1, .label = "Device Users User 1", .object = &kUser,
         .packages = "users", .service = system::serve_user)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_SiteSurvey, .labels = &kXQRNSiteSurveyLabels, .object = &kSiteSurvey)

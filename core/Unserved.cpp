@@ -13,7 +13,6 @@ QSC_DEFINE_OBJECT(kUnserved, .path = "")
     const Qsc_ParamEntry TABLE[] = {kTableEnd};                                                              \
     QSC_DEFINE_OBJECT(NAME, .path = (PATH), .table = (TABLE))
 
-UNSERVED(kRip, "Device.Routing.Rip.InterfaceSetting.1", g_QscDevRtingRipIfSetting1Cmd)
 UNSERVED(kVpn, "Device.X_QRN_VPN", g_QscVpnMainCmd)
 UNSERVED(kVpn1, "Device.X_QRN_VPN.1", g_QscVpn1Cmd)
 UNSERVED(kVpn2, "Device.X_QRN_VPN.2", g_QscVpn2Cmd)
