@@ -81,7 +81,7 @@ u32 answer_rate(const RowCall& call)
     } else if (elapsed >= kShortest) {
         // One that went back belongs to a device that came anew.
         const u64 passed = bytes < mark.bytes ? 0 : bytes - mark.bytes;
-        mark = {bytes, passed * 8 / static_cast<u64>(elapsed) * 1000, now};
+        mark = {bytes, passed * 8000 / static_cast<u64>(elapsed), now};
     }
     return answer_number(call, static_cast<i64>(mark.rate));
 }
