@@ -154,7 +154,7 @@ class Subtree : Sparse<SubtreeCell, u16>
     [[nodiscard]] const ListRoutines* routines() const { return at<&SubtreeCell::routines>(Row::kRoutines); }
     [[nodiscard]] Qsc_ParamEntry* actions() const { return at<&SubtreeCell::actions>(Row::kActions); }
 };
-static_assert(sizeof(Subtree) <= 4 * sizeof(void*));
+static_assert(sizeof(Subtree) <= 3 * sizeof(void*) + 8);
 
 /// Serves a request to a subtree, or to the one of that number. It comes last, so that the arguments of a
 /// dispatcher stay where they came in.

@@ -33,7 +33,7 @@ bool parameter_at(const Object& object, std::size_t number, Parameter& parameter
         const bool is_known = number < rows.size() && (rows[number].name == entry.name ||
                                                        rows[number].name == std::string_view{entry.name});
         parameter = {entry.name, is_row ? nullptr : entry.handler, entry.param,
-                     is_row     ? &rows[entry.param]
+                     is_row     ? &rows[static_cast<std::size_t>(entry.param)]
                      : is_known ? &rows[number]
                                 : nullptr};
         return true;
@@ -113,9 +113,10 @@ u32 serve_entry(const Object& object, const char* name, json_object* value, u32 
     RowRequest request{
         .object = object, .path = or_empty(name), .root = nullptr, .oper = oper, .argument = argument};
     begin_get(request);
-    const u32 code = serve_row(request, object.rows()[param], value);
+    const PackedRow& row = object.rows()[static_cast<std::size_t>(param)];
+    const u32 code = serve_row(request, row, value);
     if (code != 0) {
-        name_refusal(name, object.rows()[param].name, code);
+        name_refusal(name, row.name, code);
     }
     return code;
 }

@@ -132,7 +132,7 @@ class Object : Sparse<ObjectCell, u16>
   private:
     const PackedRow* rows_;
 };
-static_assert(sizeof(Object) <= 5 * sizeof(void*));
+static_assert(sizeof(Object) <= 4 * sizeof(void*) + 8);
 
 /// One parameter in the walk of an object.
 struct Parameter {

@@ -127,7 +127,7 @@ u32 answer_next(const RowCall& call)
     ValueText zone;
     (void)uci_peek("system.@system[0].timezone", zone);
     const std::time_t now = std::time(nullptr);
-    const std::time_t next = now < kClockIsSet ? 0 : find_next(read_plan(), read_zone_rule(zone.view()), now);
+    const i64 next = now < kClockIsSet ? 0 : find_next(read_plan(), read_zone_rule(zone.view()), now);
     return answer_stored(call, date_time_of(next).view());
 }
 
