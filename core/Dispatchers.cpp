@@ -105,7 +105,7 @@ constexpr ObjectChoice kPortForwardingChoices[] = {
     {ObjectChoice::kPathIs, "Device.X_QRN_Firewall.PortForwarding.", &kPortForwardings},
 };
 constexpr ObjectChoice kPortTriggerChoices[] = {
-    {ObjectChoice::kPathIs, "Device.X_QRN_Firewall.PortTriggering.", &kUnserved},
+    {ObjectChoice::kPathIs, "Device.X_QRN_Firewall.PortTriggering.", &kPortTriggers},
 };
 constexpr ObjectChoice kNewZoneConfigChoices[] = {
     {ObjectChoice::kPathHolds, "DHCP", &kUnserved},
@@ -115,7 +115,7 @@ constexpr ObjectChoice kQoSChoices[] = {
     {ObjectChoice::kPathHolds, "X_QRN_NetZone", &kUnserved},
 };
 constexpr ObjectChoice kParentalControlChoices[] = {
-    {ObjectChoice::kPathIs, "Device.X_QRN_Firewall.ParentalControl.", &kUnserved},
+    {ObjectChoice::kPathIs, "Device.X_QRN_Firewall.ParentalControl.", &kParentalControl},
 };
 constexpr ObjectChoice kSNMPChoices[] = {
     {ObjectChoice::kPathHolds, "trap", &kUnserved},
@@ -207,8 +207,8 @@ SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteAccess_SSH, .object = &kSsh, .packages 
         .service = system::serve_ssh)
 SUBTREE(QSysCmdHal_Do_PortForwarding, .label = "Port forwarding", .object = &kPortForwarding,
         .choices = kPortForwardingChoices, .packages = "firewall", .scripts = "firewall")
-SUBTREE(QSysCmdHal_Do_PortTrigger, .label = "Port Trigger", .object = &kUnserved,
-        .choices = kPortTriggerChoices)
+SUBTREE(QSysCmdHal_Do_PortTrigger, .label = "Port Trigger", .object = &kPortTrigger,
+        .choices = kPortTriggerChoices, .packages = "firewall", .scripts = "firewall")
 SUBTREE(QSysCmdHal_Do_Device_NewZone_Config, .label = "New zone", .object = &kUnserved,
         .choices = kNewZoneConfigChoices)
 SUBTREE(QSysCmdHal_Do_Device_AutoReboot, .labels = &kAutoRebootLabels, .object = &kAutoReboot,
@@ -222,11 +222,11 @@ SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_5, .label = "X_QRN_VPN_5", .object = &kVp
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_6, .label = "X_QRN_VPN_6", .object = &kVpn6)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN, .label = "X_QRN_VPN", .object = &kVpn)
 SUBTREE(QSysCmdHal_Do_Device_QoS, .label = "Device_QoS", .object = &kUnserved, .choices = kQoSChoices)
-SUBTREE(QSysCmdHal_Do_ParentalControl, .label = "Parental control", .object = &kUnserved,
-        .choices = kParentalControlChoices)
+SUBTREE(QSysCmdHal_Do_ParentalControl, .label = "Parental control", .object = &kParentalRule,
+        .choices = kParentalControlChoices, .packages = "firewall dhcp",
+        .service = services::serve_parental_control)
 SUBTREE(QSysCmdHal_Do_SNMP, .label = "SNMP", .object = &kUnserved, .choices = kSNMPChoices)
-SUBTREE(QSysCmdHal_Do_DMZ, .label = "DMZ", .object = &kDmz, .packages = "firewall",
-        .scripts = "firewall")
+SUBTREE(QSysCmdHal_Do_DMZ, .label = "DMZ", .object = &kDmz, .packages = "firewall", .scripts = "firewall")
 SUBTREE(QSysCmdHal_Do_nDPI, .label = "nDPI", .object = &kNdpi, .packages = "ndpi", .scripts = "ndpi")
 
 namespace

@@ -80,6 +80,10 @@ extern const Object kVpn6;
 extern const Object kDmz;
 extern const Object kPortForwardings;
 extern const Object kPortForwarding;
+extern const Object kParentalControl;
+extern const Object kParentalRule;
+extern const Object kPortTriggers;
+extern const Object kPortTrigger;
 extern const Object kNdpi;
 
 /// Subtrees and sub-objects that this library does not serve: a get and a set of them do nothing.

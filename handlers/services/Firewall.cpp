@@ -2,9 +2,7 @@
 #include "handlers/services/Firewall.h"
 
 #include <algorithm>
-#include <cstring>
 
-#include "base/UciOptional.h"
 #include "handlers/network/Zones.h"
 
 namespace qsc::services
@@ -12,13 +10,6 @@ namespace qsc::services
 
 namespace
 {
-
-Text<254> option_key(std::string_view section, const char* option)
-{
-    Text<254> key;
-    key.append("firewall.").append(section).append(".").append(option);
-    return key;
-}
 
 bool is_word(std::string_view text, std::string_view word)
 {
@@ -29,7 +20,7 @@ bool is_word(std::string_view text, std::string_view word)
 bool is_enabled(const char* section)
 {
     RowText enabled;
-    return read_option(section, "enabled", enabled) &&
+    return kFirewall.read(section, "enabled", enabled) &&
            (enabled.view().empty() || is_switched_on(enabled.view()));
 }
 
@@ -48,61 +39,6 @@ void describe(const PortRange& ports, ValueText& text)
 }
 
 } // namespace
-
-FirewallSections::FirewallSections(const char* type)
-{
-    if (call_optional(QrnUci_ListSections, "firewall", type, names_.data(), static_cast<u32>(names_.size()),
-                      &left_) != 0) {
-        left_ = 0;
-    }
-}
-
-const char* FirewallSections::next()
-{
-    if (left_ == 0) {
-        return nullptr;
-    }
-    --left_;
-    const char* const name = name_;
-    name_ += std::strlen(name) + 1;
-    return name;
-}
-
-bool read_option(std::string_view section, const char* option, RowText& value)
-{
-    return uci_read_whole(option_key(section, option).c_str(), value) == 0;
-}
-
-bool option_is(std::string_view section, const char* option, std::string_view text)
-{
-    RowText value;
-    return read_option(section, option, value) && value.view() == text;
-}
-
-u32 keep_option(std::string_view section, const char* option, std::string_view value)
-{
-    RowText text;
-    if (option_is(section, option, value)) {
-        return 0;
-    }
-    return text.assign(value) ? uci_write(option_key(section, option).c_str(), text.c_str()) : EFAULT;
-}
-
-u32 keep_options(std::string_view section, std::span<const OptionValue> values)
-{
-    u32 code = 0;
-    for (const auto& [option, value] : values) {
-        code = code != 0 ? code : keep_option(section, option, value);
-    }
-    return code;
-}
-
-std::string_view section_name(const RowRequest& request)
-{
-    std::string_view name = request.section.view();
-    name.remove_prefix(std::min(name.find('.') + 1, name.size()));
-    return name.substr(0, name.find('.'));
-}
 
 bool will_be_on(const RowCall& call)
 {
@@ -158,17 +94,17 @@ bool read_remote(std::string_view text, network::Network& remote)
 
 u32 walk_own_ports(u32 (*use)(void* context, const OwnPorts& ports), void* context)
 {
-    FirewallSections rules{"rule"};
+    Sections rules{kFirewall, "rule"};
     u32 code = 0;
     while (const char* const rule = code == 0 ? rules.next() : nullptr) {
         RowText target;
         RowText proto;
         RowText ports;
-        const bool is_from_wan = option_is(rule, "src", "wan") || option_is(rule, "src", "*");
-        if (!is_enabled(rule) || !is_from_wan || !option_is(rule, "dest", "") ||
-            option_is(rule, "family", "ipv6") || !read_option(rule, "target", target) ||
-            !is_word(target.view(), "accept") || !read_option(rule, "proto", proto) ||
-            !read_option(rule, "dest_port", ports)) {
+        const bool is_from_wan = kFirewall.holds(rule, "src", "wan") || kFirewall.holds(rule, "src", "*");
+        if (!is_enabled(rule) || !is_from_wan || !kFirewall.holds(rule, "dest", "") ||
+            kFirewall.holds(rule, "family", "ipv6") || !kFirewall.read(rule, "target", target) ||
+            !is_word(target.view(), "accept") || !kFirewall.read(rule, "proto", proto) ||
+            !kFirewall.read(rule, "dest_port", ports)) {
             continue;
         }
         code = for_each_word(ports.view(), [&](std::string_view word) -> u32 {
@@ -197,8 +133,8 @@ bool is_forwarding(const char* section)
     name.remove_prefix(std::min(name.find('.') + 1, name.size()));
     name = name.substr(0, name.find('.'));
     RowText target;
-    return name != kDmzSection && !name.starts_with(kOwnSection) && option_is(name, "src", "wan") &&
-           read_option(name, "target", target) && !is_word(target.view(), "snat");
+    return name != kDmzSection && !name.starts_with(kOwnSection) && kFirewall.holds(name, "src", "wan") &&
+           kFirewall.read(name, "target", target) && !is_word(target.view(), "snat");
 }
 
 u32 check_forwardings(const Taken& wanted, i32 except)
@@ -212,8 +148,8 @@ u32 check_forwardings(const Taken& wanted, i32 except)
         RowText proto;
         RowText ports;
         RowText remote;
-        if (number == except || !is_enabled(section) || !read_option(section, "proto", proto) ||
-            !read_option(section, "src_dport", ports) || !read_option(section, "src_ip", remote)) {
+        if (number == except || !is_enabled(section) || !kFirewall.read(section, "proto", proto) ||
+            !kFirewall.read(section, "src_dport", ports) || !kFirewall.read(section, "src_ip", remote)) {
             continue;
         }
         Taken other{.protocols = read_protocols(proto.view())};
@@ -258,7 +194,7 @@ u32 answer_description(const RowCall& call)
         return code;
     }
     if (text.view().empty()) {
-        (void)read_option(section_name(call.request), "name", text);
+        (void)kFirewall.read(section_name(call.request), "name", text);
     }
     return answer_stored(call, text.view());
 }
@@ -276,7 +212,7 @@ u32 store_name(const RowCall& call, std::string_view stored)
     }
     std::string_view trimmed = name.view();
     trimmed.remove_suffix(trimmed.ends_with(' ') ? 1 : 0);
-    return keep_option(section_name(call.request), "name", trimmed);
+    return kFirewall.keep(section_name(call.request), "name", trimmed);
 }
 
 } // namespace qsc::services

@@ -3,49 +3,16 @@
 // it forwards to clients. And what the sections of ours in the package "firewall" have in common.
 #pragma once
 
-#include <array>
 #include <string_view>
 
 #include "core/GrowingList.h"
 #include "handlers/network/Networks.h"
+#include "handlers/services/Package.h"
 
 namespace qsc::services
 {
 
-/// The sections of one type, in the file's order.
-class FirewallSections
-{
-  public:
-    explicit FirewallSections(const char* type);
-
-    /// The name of the next section; null: there is none left.
-    [[nodiscard]] const char* next();
-
-  private:
-    std::array<char, 8192> names_;
-    const char* name_ = names_.data();
-    u32 left_ = 0;
-};
-
-/// An option of a section of the firewall's, the items of a list with blanks between them. A missing one is
-/// empty. False: it cannot be read.
-[[nodiscard]] bool read_option(std::string_view section, const char* option, RowText& value);
-
-/// Whether an option of a section is this text; empty: it is missing.
-[[nodiscard]] bool option_is(std::string_view section, const char* option, std::string_view text);
-
-/// Stores an option of a section, unless it is stored already; empty: takes it away.
-[[nodiscard]] u32 keep_option(std::string_view section, const char* option, std::string_view value);
-
-/// Stores several: pairs of an option and its value.
-struct OptionValue {
-    const char* option;
-    const char* value;
-};
-[[nodiscard]] u32 keep_options(std::string_view section, std::span<const OptionValue> values);
-
-/// The section's name in "firewall.NAME.".
-[[nodiscard]] std::string_view section_name(const RowRequest& request);
+inline constexpr Package kFirewall{"firewall"};
 
 /// Whether the instance of a request will be on: a new one is not until it is switched on.
 [[nodiscard]] bool will_be_on(const RowCall& call);

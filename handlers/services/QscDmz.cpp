@@ -15,31 +15,19 @@ namespace
 QSC_MODULE("QscDmz");
 
 constexpr const char* kSection = "dmz";
+constexpr const char* kRedirect = "redirect";
 constexpr const char* kDestination = "dest_ip";
 constexpr const char* kWaiting = "qrn_dest_ip";
 
-u32 add_redirect(const char* name)
-{
-    return call_optional(QrnUci_AddSection, "firewall", "redirect", name, static_cast<char*>(nullptr), 0U);
-}
-
-bool has_section(const char* name, ValueText& type)
-{
-    Text<126> key;
-    key.append("firewall.").append(name);
-    return uci_peek(key.c_str(), type) == 0;
-}
-
 bool has_dmz()
 {
-    ValueText type;
-    return has_section(kSection, type) && type.view() == "redirect";
+    return kFirewall.type_of(kSection).view() == kRedirect;
 }
 
 bool is_on()
 {
     RowText enabled;
-    return has_dmz() && read_option(kSection, "enabled", enabled) &&
+    return has_dmz() && kFirewall.read(kSection, "enabled", enabled) &&
            (enabled.view().empty() || is_switched_on(enabled.view()));
 }
 
@@ -51,17 +39,17 @@ u32 make_dmz()
     if (has_dmz()) {
         return 0;
     }
-    const u32 code = add_redirect(kSection);
+    const u32 code = kFirewall.make(kSection, kRedirect);
     return code != 0 ? refuse(code, "the section of the DMZ could not be made")
-                     : keep_options(kSection, kOptions);
+                     : kFirewall.keep(kSection, kOptions);
 }
 
 /// Reads where the DMZ leads, or will once it is switched on.
 void read_destination(RowText& text)
 {
-    (void)read_option(kSection, kDestination, text);
+    (void)kFirewall.read(kSection, kDestination, text);
     if (text.view().empty()) {
-        (void)read_option(kSection, kWaiting, text);
+        (void)kFirewall.read(kSection, kWaiting, text);
     }
 }
 
@@ -87,10 +75,10 @@ u32 answer_prefix(const RowCall& call)
 /// Somebody else may have a section of that name.
 u32 check_section()
 {
-    ValueText type;
-    return has_section(kSection, type) && type.view() != "redirect"
-               ? refuse(EFAULT, "the firewall has a section \"dmz\" that is another")
-               : 0;
+    const ValueText type = kFirewall.type_of(kSection);
+    return type.view().empty() || type.view() == kRedirect
+               ? 0
+               : refuse(EFAULT, "the firewall has a section \"dmz\" that is another");
 }
 
 u32 check_prefix(const RowCall&, std::string_view stored)
@@ -144,7 +132,7 @@ u32 store_description(const RowCall& call, std::string_view stored)
 u32 store_destination(const RowCall&, std::string_view stored)
 {
     const u32 code = make_dmz();
-    return code != 0 ? code : keep_option(kSection, is_on() ? kDestination : kWaiting, stored);
+    return code != 0 ? code : kFirewall.keep(kSection, is_on() ? kDestination : kWaiting, stored);
 }
 
 u32 store_enable(const RowCall&, std::string_view stored)
@@ -157,7 +145,7 @@ u32 store_enable(const RowCall&, std::string_view stored)
                                    {"dest", ""}, // keep_zone() knows it
                                    {"enabled", on ? "1" : "0"}};
     const u32 code = make_dmz();
-    return code != 0 ? code : keep_options(kSection, options);
+    return code != 0 ? code : kFirewall.keep(kSection, options);
 }
 
 u32 answer_status(const RowCall& call)
@@ -174,8 +162,8 @@ u32 keep_zone()
 {
     RowText destination;
     RowText zone;
-    (void)read_option(kSection, kDestination, destination);
-    return find_zone_of(destination.view(), zone) ? keep_option(kSection, "dest", zone.view()) : 0;
+    (void)kFirewall.read(kSection, kDestination, destination);
+    return find_zone_of(destination.view(), zone) ? kFirewall.keep(kSection, "dest", zone.view()) : 0;
 }
 
 u32 arrange_all(RowRequest&, bool is_written)
@@ -191,7 +179,8 @@ bool is_narrower(const char* rule)
     constexpr const char* kNarrowing[] = {"src_mac",   "src_port", "dest_ip",    "device",    "ipset",
                                           "limit",     "mark",     "start_date", "stop_date", "start_time",
                                           "stop_time", "weekdays", "monthdays",  "helper",    "extra"};
-    return std::ranges::any_of(kNarrowing, [&](const char* option) { return !option_is(rule, option, ""); });
+    return std::ranges::any_of(kNarrowing,
+                               [&](const char* option) { return !kFirewall.holds(rule, option, ""); });
 }
 
 Text<30> own_section(u32 number)
@@ -222,16 +211,15 @@ u32 keep_own(u32 number, const OwnPorts& own, std::string_view source)
         {"family", "ipv4"},
         {"target", "DNAT"},
     };
-    ValueText type;
-    const u32 code = has_section(name.c_str(), type) ? 0 : add_redirect(name.c_str());
-    return code != 0 ? code : keep_options(name.view(), options);
+    const u32 code = kFirewall.make(name.c_str(), kRedirect);
+    return code != 0 ? code : kFirewall.keep(name.view(), options);
 }
 
 u32 keep_all_own(u32& count)
 {
     return for_each_own_port([&](const OwnPorts& own) -> u32 {
         RowText sources;
-        if (is_narrower(own.rule) || !read_option(own.rule, "src_ip", sources)) {
+        if (is_narrower(own.rule) || !kFirewall.read(own.rule, "src_ip", sources)) {
             return 0;
         }
         if (sources.view().empty()) {
@@ -248,19 +236,20 @@ u32 keep_all_own(u32& count)
 /// Deletes the sections that are no longer needed.
 u32 drop_own_behind(u32 count)
 {
-    ValueText type;
     u32 code = 0;
-    for (u32 number = count + 1; code == 0 && has_section(own_section(number).c_str(), type); ++number) {
-        Text<62> key;
-        key.append("firewall.").append(own_section(number).view());
-        code = call_optional(QrnUci_DeleteSection, key.c_str());
+    for (u32 number = count + 1; code == 0; ++number) {
+        const Text<30> name = own_section(number);
+        if (kFirewall.type_of(name.view()).view().empty()) {
+            break;
+        }
+        code = kFirewall.drop(name.view());
     }
     return code;
 }
 
 bool is_last()
 {
-    FirewallSections redirects{"redirect"};
+    Sections redirects{kFirewall, "redirect"};
     std::string_view last;
     while (const char* const name = redirects.next()) {
         last = name;

@@ -32,8 +32,8 @@ Ports read_stored_ports(const RowRequest& request)
     PortRange internal;
     RowText text;
     const std::string_view section = section_name(request);
-    (void)(read_option(section, "src_dport", text) && read_ports(text.view(), ports.external));
-    (void)(read_option(section, "dest_port", text) && read_ports(text.view(), internal));
+    (void)(kFirewall.read(section, "src_dport", text) && read_ports(text.view(), ports.external));
+    (void)(kFirewall.read(section, "dest_port", text) && read_ports(text.view(), internal));
     ports.internal = internal.first;
     return ports;
 }
@@ -127,14 +127,14 @@ u32 store_ports(const RowCall& call, std::string_view)
         append_ports(internal, ports.internal, length, is_range && length != 0);
     }
     const std::string_view section = section_name(call.request);
-    const u32 code = keep_option(section, "src_dport", external.view());
-    return code != 0 ? code : keep_option(section, "dest_port", internal.view());
+    const u32 code = kFirewall.keep(section, "src_dport", external.view());
+    return code != 0 ? code : kFirewall.keep(section, "dest_port", internal.view());
 }
 
 u32 answer_protocol(const RowCall& call)
 {
     RowText proto;
-    (void)read_option(section_name(call.request), "proto", proto);
+    (void)kFirewall.read(section_name(call.request), "proto", proto);
     constexpr const char* kStored[] = {"", "tcp", "udp", "tcp,udp"};
     return answer_stored(call, kStored[read_protocols(proto.view())]);
 }
@@ -150,7 +150,7 @@ u32 store_zone(const RowCall& call, std::string_view stored)
 {
     RowText zone;
     const u32 code = check_client(stored, zone);
-    return code != 0 ? code : keep_option(section_name(call.request), "dest", zone.view());
+    return code != 0 ? code : kFirewall.keep(section_name(call.request), "dest", zone.view());
 }
 
 u32 answer_status(const RowCall& call)
@@ -162,14 +162,14 @@ u32 answer_status(const RowCall& call)
         return code != 0 ? code : answer_stored(call, "Disabled");
     }
     const bool is_right =
-        read_option(section_name(call.request), "dest_ip", text) && find_zone_of(text.view(), zone);
+        kFirewall.read(section_name(call.request), "dest_ip", text) && find_zone_of(text.view(), zone);
     return answer_stored(call, is_right ? "Enabled" : "Error_Misconfigured");
 }
 
 u32 arrange(RowRequest& request, bool is_written)
 {
     constexpr OptionValue kOptions[] = {{"target", "DNAT"}, {"src", "wan"}};
-    return is_written ? arrange_dmz() : request.is_new ? keep_options(section_name(request), kOptions) : 0;
+    return is_written ? arrange_dmz() : request.is_new ? kFirewall.keep(section_name(request), kOptions) : 0;
 }
 
 constexpr Access kReadWrite = Access::kReadWrite;

@@ -70,6 +70,8 @@ const std::map<std::string, std::string> kMirrors = {
     {"Device.WiFi.AccessPoint.{i}.WPS", "Device.WiFi.AccessPoint.{i}.WPS."},
     {"Device.X_QRN_Firewall.PortForwarding.", "Device.NAT."},
     {"Device.X_QRN_Firewall.PortForwarding.{i}", "Device.NAT.PortMapping.{i}."},
+    {"Device.X_QRN_Firewall.PortTriggering.", "Device.NAT."},
+    {"Device.X_QRN_Firewall.PortTriggering.{i}", "Device.NAT.PortTrigger.{i}."},
     {"Device.X_QRN_DMZ", "Device.Firewall.DMZ.{i}."},
     {"Device.X_QRN_RemoteAccess.SSH", "Device.SSH.Server.{i}."},
     {"Device.MQTT.Client", "Device.MQTT.Client.{i}."},
@@ -78,7 +80,8 @@ const std::map<std::string, std::string> kMirrors = {
 };
 
 /// Objects inside one of our own have their names bare; these are not the standard's.
-const std::set<std::string> kOurs = {"AuthorizedKeys", "WANAccess", "WANSourcePrefix"};
+const std::set<std::string> kOurs = {"AuthorizedKeys", "WANAccess",        "WANSourcePrefix",
+                                     "RulePort",       "RulePortEndRange", "RuleProtocol"};
 
 /// Which kinds of addresses there are is ours to say.
 std::string general(const std::string& type)
