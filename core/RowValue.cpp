@@ -391,6 +391,16 @@ bool is_netmask(std::string_view text, u32& mask)
     return true;
 }
 
+bool read_netmask(std::string_view stored, u32& mask)
+{
+    u32 length = 0;
+    if (parse_whole(stored, length) && length <= 32) {
+        mask = length == 0 ? 0 : UINT32_MAX << (32 - length);
+        return true;
+    }
+    return is_netmask(stored, mask);
+}
+
 bool is_switched_on(std::string_view stored)
 {
     return std::ranges::find(kSwitchedOn, stored) != std::end(kSwitchedOn);

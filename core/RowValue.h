@@ -46,6 +46,9 @@ void to_spoken(const PackedRow& row, std::string_view stored, RowText& spoken);
 /// Whether this is the name of a host or an address of either kind.
 [[nodiscard]] bool is_host(std::string_view text);
 
+/// Reads a stored mask, which others may have written as a length. False: it is none, and `mask` stays.
+[[nodiscard]] bool read_netmask(std::string_view stored, u32& mask);
+
 /// Whether this is the address of one device: neither of several nor all zero.
 [[nodiscard]] bool is_mac_address(std::string_view text);
 

@@ -35,7 +35,7 @@ void for_each_network(std::string_view section, Use use)
         Network network{0, UINT32_MAX};
         u32 length = 0;
         if (slash == std::string_view::npos) {
-            (void)is_netmask(mask_text.view(), network.mask);
+            (void)read_netmask(mask_text.view(), network.mask);
         } else if (parse_whole(item.substr(slash + 1), length) && length <= 32) {
             network.mask = length == 0 ? 0 : UINT32_MAX << (32 - length);
         }

@@ -54,7 +54,7 @@ u32 read_mask(const RowCall& call, u32 destination, u32& mask)
     const bool is_default =
         destination == 0 && is_named(call, "DestIPAddress") && !is_named(call, "DestSubnetMask");
     mask = 0;
-    (void)(is_default || is_netmask(text.view(), mask));
+    (void)(is_default || read_netmask(text.view(), mask));
     return 0;
 }
 
@@ -78,7 +78,7 @@ u32 read_route(RowRequest& request, Route& route)
         RowText text;
         address = 0;
         const u32 code = read_stored(request, *find_row(request.object, name), text);
-        (void)(name[4] == 'S' ? is_netmask(text.view(), address) : is_ipv4(text.view(), address));
+        (void)(name[4] == 'S' ? read_netmask(text.view(), address) : is_ipv4(text.view(), address));
         return code;
     };
     RowText metric;

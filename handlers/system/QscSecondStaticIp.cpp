@@ -21,7 +21,7 @@ bool read_network(const RowCall& call, Network& network)
     RowText address;
     RowText mask;
     return read_outcome(call, "IPAddress", address) == 0 && read_outcome(call, "SubnetMask", mask) == 0 &&
-           is_ipv4(address.view(), network.address) && is_netmask(mask.view(), network.mask);
+           is_ipv4(address.view(), network.address) && read_netmask(mask.view(), network.mask);
 }
 
 /// Whether the interface will be used. Without a section it is not, whatever its option would say.

@@ -40,13 +40,6 @@ set route [1] ForwardingMetric -1 by CLI
 delete route [1] by CLI"
 }
 
-@test "the default route is stored as one" {
-    qsc add $routes DestIPAddress= GatewayIPAddress=192.168.1.2 --apply
-    qsc add $routes DestIPAddress=0.0.0.0 DestSubnetMask=0.0.0.0 Interface=Device.X_QRN_NetworkZone.1 --apply
-    same "$(stored)" " qrn_index=1 disabled=1 target=0.0.0.0 netmask=0.0.0.0 gateway=192.168.1.2
- qrn_index=2 disabled=1 target=0.0.0.0 netmask=0.0.0.0 interface=lan"
-}
-
 @test "routes that others wrote count, and get their numbers with the first set" {
     cat >>"$state/etc/config/network" <<'ROUTES'
 
@@ -67,30 +60,4 @@ ROUTES
     [ ! -e "$state/tmp/.uci/network" ]
     qsc set ${routes}1 ForwardingMetric=5
     grep -q "qrn_index='2'" "$state/tmp/.uci/network"
-}
-
-@test "what cannot be routed is refused, and nothing is written" {
-    qsc add $routes DestIPAddress=10.1.0.0 DestSubnetMask=255.255.0.0 GatewayIPAddress=192.168.1.2
-    before=$(cat "$state/tmp/.uci/network")
-    while IFS='|' read -r arguments sentence; do
-        # shellcheck disable=SC2086  # words are what is meant
-        run qsc $arguments
-        same "$status $output" "1 qsc: $sentence"
-    done <<REFUSED
-set ${routes}1 DestIPAddress=10.1.0.1|${routes}1: DestIPAddress: the destination has bits outside its mask
-set ${routes}1 DestIPAddress=10.2.0.0 DestSubnetMask=255.0.0.0|${routes}1: DestIPAddress: the destination has bits outside its mask
-set ${routes}1 DestSubnetMask=255.0.255.0|${routes}1: DestSubnetMask: '255.0.255.0' is no contiguous netmask
-set ${routes}1 GatewayIPAddress=|${routes}1: GatewayIPAddress: a route needs a gateway or an interface
-set ${routes}1 GatewayIPAddress=192.168.1.1|${routes}1: GatewayIPAddress: the gateway is the router itself
-set ${routes}1 Interface=Device.X_QRN_NetworkZone.9|${routes}1: Interface: there is no such interface
-set ${routes}1 ForwardingMetric=-2|${routes}1: ForwardingMetric: -2 is not -1 to 2147483647
-set ${routes}2 ForwardingMetric=1|${routes}2: ForwardingMetric: there is no instance 2
-add $routes GatewayIPAddress=192.168.1.3|${routes}2: X_QRN_Add: a new instance needs DestIPAddress
-add $routes DestIPAddress=10.1.0.0 DestSubnetMask=255.255.0.0 GatewayIPAddress=192.168.1.2|${routes}2: DestIPAddress: there is such a route already
-set ${routes}1 X_QRN_Add=1|${routes}1: X_QRN_Add: there is an instance 1 already
-set ${routes}1 X_QRN_Delete=1 Enable=1|${routes}1: X_QRN_Delete: it stands alone in its request, without Enable
-set ${routes}70000 Enable=1|${routes}70000: Enable: there is no instance 70000
-set Device.Routing.Router.1 Enable=0|Device.Routing.Router.1: Enable: the router cannot be switched off
-REFUSED
-    same "$(cat "$state/tmp/.uci/network")" "$before"
 }

@@ -61,5 +61,9 @@ TEST(ZoneRule, ChangesToTheSecond)
     EXPECT_EQ(berlin.ahead_at(kAutumn - 1), 7200);
     EXPECT_EQ(berlin.ahead_at(kAutumn), 3600);
     EXPECT_EQ(qsc::system::read_zone_rule("").ahead_at(kSpring), 0);
-    EXPECT_EQ(qsc::system::read_zone_rule("CET-1CEST,M13.5.0,M10.5.0").ahead_at(kSpring), 3600);
+    for (const char* changes : {"M13.5.0,M10.5.0", "M0.5.0,M10.5.0", "M3.6.0,M10.5.0", "M3.0.0,M10.5.0",
+                                "M3.5.7,M10.5.0", "M3.5,M10.5.0", "M3,M10.5.0", "M3.5.0", "3.5.0,M10.5.0"}) {
+        EXPECT_EQ(qsc::system::read_zone_rule(std::string{"CET-1CEST,"} + changes).ahead_at(kSpring), 3600)
+            << changes;
+    }
 }

@@ -104,14 +104,13 @@ class DeviceTest : public OutsideTest
         return result;
     }
 
-    /// The values of a request: "Name=x Enable=1"; "_" stands for a blank within a value.
+    /// The values of a request: "Name=x Enable=1".
     static std::string named(const std::string& words)
     {
         std::istringstream in{words};
         std::string request;
         for (std::string word; in >> word;) {
             const size_t at = word.find('=');
-            std::replace(word.begin() + static_cast<std::ptrdiff_t>(at), word.end(), '_', ' ');
             request += (request.empty() ? "\"" : ",\"") + word.substr(0, at) +
                        "\":" + value_of("\"" + word.substr(at + 1) + "\"");
         }

@@ -100,6 +100,10 @@ TEST_F(Login, AServersStatusSaysWhetherSomebodyListensOnItsPort)
     EXPECT_EQ(values(kSsh, "Port Enable Status"), "23 1 \"Enabled\"");
     put_dropbear("\toption enable '0'\n");
     EXPECT_EQ(values(kSsh, "Port Enable Status"), "22 0 \"Disabled\"");
+    put_dropbear("");
+    EXPECT_EQ(values(kSsh, "Status"), "\"Error\"");
+    FakeFolder::put("/proc/net/tcp", sockets("0A"));
+    EXPECT_EQ(values(kSsh, "Status"), "\"Enabled\"");
     std::filesystem::remove("/etc/config/dropbear");
     EXPECT_EQ(values(kSsh, "Port Status"), "22 \"Disabled\"");
 }
@@ -228,8 +232,12 @@ TEST_F(Login, KeysAreTakenInTheirFormsAndReplacedByTheService)
     }
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator{kFolder}, {}), 1);
     for (const std::string type :
-         {"ecdsa-sha2-nistp256 AAAAE2VjZHNhLXNoYTItbmlzdHAyNTYAAAABaw==", "ssh-rsa AAAAB3NzaC1yc2Fraw==",
-          "ssh-rsa AAAAB3NzaC1yc2Fra2s=", "ssh-rsa AAAAB3NzaC1yc2Fr"}) {
+         {"ecdsa-sha2-nistp256 AAAAE2VjZHNhLXNoYTItbmlzdHAyNTYAAAABaw==",
+          "ecdsa-sha2-nistp384 AAAAE2VjZHNhLXNoYTItbmlzdHAzODQAAAABaw==",
+          "ecdsa-sha2-nistp521 AAAAE2VjZHNhLXNoYTItbmlzdHA1MjEAAAABaw==",
+          "sk-ssh-ed25519@openssh.com AAAAGnNrLXNzaC1lZDI1NTE5QG9wZW5zc2guY29tAAAAAWs=",
+          "sk-ecdsa-sha2-nistp256@openssh.com AAAAInNrLWVjZHNhLXNoYTItbmlzdHAyNTZAb3BlbnNzaC5jb20AAAABaw==",
+          "ssh-rsa AAAAB3NzaC1yc2Fraw==", "ssh-rsa AAAAB3NzaC1yc2Fra2s=", "ssh-rsa AAAAB3NzaC1yc2Fr"}) {
         EXPECT_EQ(set_keys(type), "") << type;
     }
     const std::string good = "ssh-rsa AAAAB3NzaC1yc2Fraw==";

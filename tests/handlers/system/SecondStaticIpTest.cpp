@@ -12,7 +12,8 @@ constexpr const char* kAll = "IPAddress SubnetMask Enable Status";
 constexpr const char* kOthers =
     "config interface 'lan'\n\toption ipaddr '192.168.1.1'\n\toption netmask '255.255.255.0'\n"
     "config interface 'guest'\n\tlist ipaddr '172.16.0.1/12'\n\tlist ipaddr '198.51.100.1/32'\n"
-    "config interface 'any'\n\toption ipaddr '203.0.113.9'\n";
+    "config interface 'any'\n\toption ipaddr '203.0.113.9'\n"
+    "config interface 'length'\n\toption ipaddr '11.9.0.1'\n\toption netmask '16'\n";
 
 class SecondStaticIp : public DeviceTest
 {
@@ -78,7 +79,10 @@ TEST_F(SecondStaticIp, ANewOneIsCompleteAndWaitsUntilItIsEnabled)
     }
     store("");
     steps();
+    messages();
     EXPECT_EQ(change(kPath, "IPAddress=192.168.7.1 SubnetMask=255.255.255.0"), "");
+    EXPECT_EQ(messages(), (Lines{"set second static ip IPAddress 192.168.7.1 by CLI",
+                                 "set second static ip SubnetMask 255.255.255.0 by CLI"}));
     for (const std::string& step : steps()) {
         store("");
         outside().uci_codes = {{step.substr(0, step.find('=')), uint32_t{EIO}}};
@@ -106,6 +110,8 @@ TEST_F(SecondStaticIp, AddressesThatTheRouterCannotHaveAreRefused)
         {kOn, "IPAddress=", std::string{"IPAddress: "} + kNeeds},
         {kOn, "SubnetMask=", std::string{"SubnetMask: "} + kNeeds},
         {kOn, "IPAddress= Enable=0", ""},
+        {kOn, "IPAddress=10.0.0.2", ""},
+        {kOn, "IPAddress=10.0.0.255", std::string{"IPAddress: "} + kNoHost},
         {"", "IPAddress=10.0.0.0 SubnetMask=255.255.255.0", std::string{"IPAddress: "} + kNoHost},
         {"", "IPAddress=10.0.0.255 SubnetMask=255.255.255.0", std::string{"IPAddress: "} + kNoHost},
         {"", "IPAddress=10.0.0.255 SubnetMask=255.255.255.254", ""},
@@ -127,6 +133,7 @@ TEST_F(SecondStaticIp, AddressesThatTheRouterCannotHaveAreRefused)
         {"", "IPAddress=203.0.113.8 SubnetMask=255.255.255.255", ""},
         {"", "IPAddress=203.0.113.9 SubnetMask=255.255.255.255",
          "IPAddress: the network overlaps that of any"},
+        {"", "IPAddress=11.9.7.1 SubnetMask=255.255.255.0", "IPAddress: the network overlaps that of length"},
         {kOn, "IPAddress=10.0.0.2 SubnetMask=255.255.255.0", ""}, // its own is none of others
         {"", "SubnetMask=255.0.255.0", "SubnetMask: '255.0.255.0' is no contiguous netmask"},
         {"", "Status=Enabled", "Status: it cannot be set"},

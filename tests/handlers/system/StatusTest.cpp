@@ -154,6 +154,37 @@ TEST_F(Status, CountersAndRatesAreThoseOfTheirOwnDevice)
     }
 }
 
+TEST_F(Status, TheRouterIsWhatItsBootLoaderOrItsFilesSay)
+{
+    constexpr const char* kPath = "Device.DeviceInfo";
+    constexpr const char* kAll =
+        "Manufacturer ManufacturerOUI ModelName Description ProductClass SerialNumber "
+        "HardwareVersion SoftwareVersion HostName";
+    put("system", "config system\n\toption hostname 'gate'\n");
+    EXPECT_EQ(values(kPath, kAll), "\"\" \"\" \"\" \"\" \"\" \"\" \"\" \"\" \"gate\"");
+    FakeFolder::put("/tmp/sysinfo/model", "Model\n");
+    write_file("/etc/openwrt_release",
+               "DISTRIB_ID='Id'\nDISTRIB_RELEASE='24'\nDISTRIB_DESCRIPTION='Id 24'\n");
+    EXPECT_EQ(values(kPath, kAll), "\"Id\" \"\" \"Model\" \"Id 24\" \"\" \"\" \"\" \"24\" \"gate\"");
+    write_file("/etc/device_info", "DEVICE_MANUFACTURER='Maker'\nDEVICE_PRODUCT='P'\nDEVICE_REVISION='v1'\n");
+    EXPECT_EQ(values(kPath, kAll), "\"Maker\" \"\" \"P\" \"Id 24\" \"P\" \"\" \"v1\" \"24\" \"gate\"");
+    write_file("/tmp/sysinfo/board_name", "board\n");
+    outside().programs["fw_printenv"] = "[ $2 = ethaddr ] && echo 0a:1b:2c:3d:4e:5f || echo of $2";
+    EXPECT_EQ(values(kPath, kAll),
+              "\"of manufacturer\" \"0A1B2C\" \"of model\" \"Id 24\" \"board\" \"of serial\" "
+              "\"v1\" \"24\" \"gate\"");
+    for (const char* address : {"0a:1b:2c:3d:4e", "01:00:5e:00:00:01"}) {
+        outside().programs["fw_printenv"] = std::string{"echo "} + address;
+        EXPECT_EQ(values(kPath, "ManufacturerOUI"), "\"\"") << address;
+    }
+    EXPECT_EQ(change(kPath, "HostName=new FriendlyName=" + std::string(32, 'x') + " ProvisioningCode=A"), "");
+    EXPECT_EQ(change(kPath, "FriendlyName=" + std::string(33, 'x')),
+              "FriendlyName: it has 33 characters, not at most 32");
+    EXPECT_EQ(messages().front(), "set device info ProvisioningCode A by CLI");
+    EXPECT_EQ(committed("system"), (Lines{"config system", "option hostname 'new'", "option provisioning 'A'",
+                                          "option description '" + std::string(32, 'x') + "'"}));
+}
+
 TEST_F(Status, LedsGoDarkAndShineAgain)
 {
     constexpr const char* kPath = "Device.LEDs";
