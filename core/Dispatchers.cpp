@@ -182,8 +182,9 @@ SUBTREE(QSysCmdHal_Do_Device_LLDP, .labels = &kLLDPLabels, .object = &kLldp, .pa
 SUBTREE(QSysCmdHal_Do_Device_MQTT_Client, .object = &kMqttClient, .packages = "mqtt",
         .service = services::serve_mqtt)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_ORVANE, .object = &kOrvane, .served = QSC_OPER_GET)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_CaptivePortal, .object = &kUnserved)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_Ndsctl, .object = &kUnserved, .served = QSC_OPER_SET)
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_CaptivePortal, .object = &kCaptivePortal, .packages = "nodogsplash",
+        .scripts = "nodogsplash")
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_Ndsctl, .object = &kNdsctl, .served = QSC_OPER_SET)
 SUBTREE(QSysCmdHal_Do_Device_Throughput, .label = "Device throughput", .object = &kThroughput,
         .served = QSC_OPER_GET)
 SUBTREE(QSysCmdHal_Do_Device_Routing_Router_1_Ipv4Fwd, .object = &kIPv4Forwarding,

@@ -68,6 +68,8 @@ extern const Object kSiteSurvey;
 // handlers/services/
 extern const Object kMqttClient;
 extern const Object kOrvane;
+extern const Object kCaptivePortal;
+extern const Object kNdsctl;
 extern const Object kDdnsClient;
 extern const Object kDdnsHostname;
 extern const Object kVpn;
