@@ -46,6 +46,8 @@ constexpr const char* kUpdateInformation = "/etc/init.d/qrnmsgupd updinfo > /dev
 
 constexpr const char* kWanPath = "Device.IP.Interface.1";
 constexpr const char* kDhcpV4ClientPath = "Device.DHCPv4.Client.1";
+
+constexpr const char* kZonePackages = "qrnnetworkzone network dhcp firewall";
 constexpr const char* kWiFiPath = "Device.WiFi";
 
 constexpr ListRoutines kSentOptionRoutines{Qsc_DhcpV4ClientSentOption_Do_All,
@@ -93,10 +95,10 @@ constexpr ObjectChoice kIPInterfaceChoices[] = {
     {ObjectChoice::kPathHolds, "IPv6", &kWanIPv6},
 };
 constexpr ObjectChoice kNetworkZoneChoices[] = {
-    {ObjectChoice::kPathIs, "Device.X_QRN_NetworkZone", &kUnserved},
-    {ObjectChoice::kPathIs, "Device.X_QRN_NetworkZone.DataVlan", &kUnserved},
-    {ObjectChoice::kPathHolds, "ManagementVlan", &kUnserved},
-    {ObjectChoice::kPathHolds, "DataVlan", &kUnserved},
+    {ObjectChoice::kPathIs, "Device.X_QRN_NetworkZone", &kZoneCount},
+    {ObjectChoice::kPathIs, "Device.X_QRN_NetworkZone.DataVlan", &kDataVlanCount},
+    {ObjectChoice::kPathHolds, "ManagementVlan", &kManagementVlan},
+    {ObjectChoice::kPathHolds, "DataVlan", &kDataVlan},
 };
 constexpr ObjectChoice kDDNSChoices[] = {
     {ObjectChoice::kPathIs, "Device.DynamicDNS.Client.1.Hostname.1", &kDdnsHostname},
@@ -108,8 +110,8 @@ constexpr ObjectChoice kPortTriggerChoices[] = {
     {ObjectChoice::kPathIs, "Device.X_QRN_Firewall.PortTriggering.", &kPortTriggers},
 };
 constexpr ObjectChoice kNewZoneConfigChoices[] = {
-    {ObjectChoice::kPathHolds, "DHCP", &kUnserved},
-    {ObjectChoice::kPathIs, "Device.X_QRN_NewZone.", &kUnserved},
+    {ObjectChoice::kPathHolds, "DHCP", &kNewZoneLeases},
+    {ObjectChoice::kPathIs, "Device.X_QRN_NewZone.", &kNewZoneCount},
 };
 constexpr ObjectChoice kQoSChoices[] = {
     {ObjectChoice::kPathHolds, "X_QRN_NetZone", &kUnserved},
@@ -196,8 +198,10 @@ SUBTREE(QSysCmdHal_Do_Device_Routing_Rip_IfSetting_1, .label = "Device_Routing R
 SUBTREE(QSysCmdHal_Do_Device_Users_User_1, .label = "Device Users User 1", .object = &kUser,
         .packages = "users", .service = system::serve_user)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_SiteSurvey, .labels = &kXQRNSiteSurveyLabels, .object = &kSiteSurvey)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_NetworkZone, .labels = &kXQRNNetworkZoneLabels, .object = &kUnserved,
-        .choices = kNetworkZoneChoices, .after_service = kUpdateInformation)
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_NetworkZone, .labels = &kXQRNNetworkZoneLabels, .object = &kZone,
+        .choices = kNetworkZoneChoices, .packages = kZonePackages,
+        .scripts = "qrnnetworkzone network dnsmasq firewall", .commit = network::commit_zones,
+        .after_service = kUpdateInformation)
 SUBTREE(QSysCmdHal_Do_Device_DDNS, .label = "DDNS", .object = &kDdnsClient, .choices = kDDNSChoices,
         .service = services::serve_ddns)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteLog, .object = &kRemoteLog, .packages = "system",
@@ -210,8 +214,9 @@ SUBTREE(QSysCmdHal_Do_PortForwarding, .label = "Port forwarding", .object = &kPo
         .choices = kPortForwardingChoices, .packages = "firewall", .scripts = "firewall")
 SUBTREE(QSysCmdHal_Do_PortTrigger, .label = "Port Trigger", .object = &kPortTrigger,
         .choices = kPortTriggerChoices, .packages = "firewall", .scripts = "firewall")
-SUBTREE(QSysCmdHal_Do_Device_NewZone_Config, .label = "New zone", .object = &kUnserved,
-        .choices = kNewZoneConfigChoices)
+SUBTREE(QSysCmdHal_Do_Device_NewZone_Config, .label = "New zone", .object = &kNewZone,
+        .choices = kNewZoneConfigChoices, .packages = kZonePackages, .commit = network::commit_zones,
+        .applied_by = "Device.X_QRN_NetworkZone")
 SUBTREE(QSysCmdHal_Do_Device_AutoReboot, .labels = &kAutoRebootLabels, .object = &kAutoReboot,
         .packages = "autoreboot", .service = system::serve_auto_reboot)
 SUBTREE(QSysCmdHal_Do_Device_Speedtest, .label = "Speedtest", .object = &kSpeedtest)

@@ -20,6 +20,8 @@ namespace qsc::network
 {
 
 u32 serve_lldp(const char* path, json_object* request);
+/// Brings bridges in line with the zones that interfaces have moved to since.
+u32 commit_zones(const char* path, json_object* request, u32 oper, u32 argument, i64 context, u64 value);
 
 } // namespace qsc::network
 

@@ -117,22 +117,53 @@ bool is_router_address(u32 address)
     return is_found;
 }
 
-bool has_address(u32 address)
+namespace
+{
+
+/// Calls use(device, network) for each address that the kernel has.
+template <typename Use>
+void for_each_live(Use use)
 {
     const StdioReserve reserve;
     ifaddrs* all = nullptr;
-    bool is_found = false;
     if (getifaddrs(&all) != 0) {
-        return false;
+        return;
     }
+    const auto address_of = [](const sockaddr* socket) {
+        sockaddr_in own{};
+        std::memcpy(&own, socket, sizeof own);
+        return ntohl(own.sin_addr.s_addr);
+    };
     for (const ifaddrs* each = all; each != nullptr; each = each->ifa_next) {
         if (each->ifa_addr != nullptr && each->ifa_addr->sa_family == AF_INET) {
-            sockaddr_in own{};
-            std::memcpy(&own, each->ifa_addr, sizeof own);
-            is_found = is_found || ntohl(own.sin_addr.s_addr) == address;
+            use(std::string_view{each->ifa_name},
+                Network{address_of(each->ifa_addr),
+                        each->ifa_netmask != nullptr ? address_of(each->ifa_netmask) : UINT32_MAX});
         }
     }
     freeifaddrs(all);
+}
+
+} // namespace
+
+bool overlaps_live(const Network& network, const char* interface, RowText& name)
+{
+    Text<126> key;
+    ValueText device;
+    key.append("network.").append(interface).append(".device");
+    (void)uci_peek(key.c_str(), device);
+    bool is_found = false;
+    for_each_live([&](std::string_view each, const Network& live) {
+        is_found = is_found || (each == device.view() && overlap(network, live));
+    });
+    return is_found && name.assign(interface);
+}
+
+bool has_address(u32 address)
+{
+    bool is_found = false;
+    for_each_live(
+        [&](std::string_view, const Network& live) { is_found = is_found || live.address == address; });
     return is_found;
 }
 

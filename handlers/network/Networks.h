@@ -57,6 +57,10 @@ void append_ipv4(Text& text, u32 address)
 /// interface `except`; `name` is that interface then.
 [[nodiscard]] bool overlaps_interface(const Network& network, std::string_view except, RowText& name);
 
+/// Whether the network shares an address with those that the kernel device of an interface has now; `name` is
+/// the interface then.
+[[nodiscard]] bool overlaps_live(const Network& network, const char* interface, RowText& name);
+
 /// Whether an interface of this device has the address now.
 [[nodiscard]] bool has_address(u32 address);
 

@@ -24,16 +24,14 @@ constexpr Unit kUnits[] = {{'w', 604'800}, {'d', 86'400}, {'h', 3'600}, {'m', 60
 
 Text<254> pool_key(std::string_view zone, const char* option)
 {
-    Text<254> key;
-    append_zone_key(key, kPackage, zone, option);
-    return key;
+    return option_key(kPackage, zone, option);
 }
 
 u32 read_number(std::string_view zone, const char* option, u32 fallback)
 {
     RowText text;
     u32 number = fallback;
-    read_zone_option(kPackage, zone, option, text);
+    read_option(kPackage, zone, option, text);
     (void)parse_whole(text.view(), number);
     return number;
 }
@@ -119,6 +117,23 @@ u32 read_end(const RowCall& call, const char* name, u32& address)
     return is_ipv4(text.view(), address) ? 0 : refuse(EFAULT, "a pool has two ends");
 }
 
+/// The pool that a zone's options make in a network.
+Pool place_pool(std::string_view zone, const Network& network)
+{
+    Pool pool{.network = network, .has_network = true};
+    RowText text;
+    u32 start = 0;
+    read_option(kPackage, zone, "start", text);
+    // An address counts by its place in the network.
+    const u32 first = is_ipv4(text.view(), start) ? start & ~network.mask : read_number(zone, "start", 100);
+    const u32 count = std::max(read_number(zone, "limit", 150), 1U);
+    pool.first = (network.address & network.mask) + first;
+    // The server cuts it off at the end of the network.
+    const u32 most = std::max(broadcast_of(network) - 1, pool.first);
+    pool.last = most - pool.first < count ? most : pool.first + count - 1;
+    return pool;
+}
+
 u32 answer_end(const RowCall& call, u32 Pool::*end)
 {
     const Pool pool = read_pool(zone_of(call.request));
@@ -131,61 +146,25 @@ u32 answer_end(const RowCall& call, u32 Pool::*end)
 
 } // namespace
 
-std::string_view zone_of(const RowRequest& request)
-{
-    std::string_view section = request.section.view();
-    section.remove_prefix(std::min(section.find('.') + 1, section.size()));
-    return section.substr(0, section.find('.'));
-}
-
-void append_zone_key(Text<254>& key, const char* package, std::string_view zone, const char* option)
-{
-    key.append(package).append(".").append(zone).append(*option == '\0' ? "" : ".").append(option);
-}
-
-void read_zone_option(const char* package, std::string_view zone, const char* option, RowText& value)
-{
-    Text<254> key;
-    append_zone_key(key, package, zone, option);
-    (void)uci_peek(key.c_str(), value);
-}
-
 Pool read_pool(std::string_view zone)
 {
-    Pool pool;
-    pool.has_network = read_network(zone, pool.network);
-    if (!pool.has_network) {
-        return pool;
-    }
-    const Network& network = pool.network;
-    RowText text;
-    u32 start = 0;
-    read_zone_option(kPackage, zone, "start", text);
-    // An address counts by its place in the network.
-    const u32 first = is_ipv4(text.view(), start) ? start & ~network.mask : read_number(zone, "start", 100);
-    const u32 count = std::max(read_number(zone, "limit", 150), 1U);
-    pool.first = (network.address & network.mask) + first;
-    // The server cuts it off at the end of the network.
-    const u32 most = std::max(broadcast_of(network) - 1, pool.first);
-    pool.last = most - pool.first < count ? most : pool.first + count - 1;
-    return pool;
+    Network network{};
+    return read_network(zone, network) ? place_pool(zone, network) : Pool{};
 }
 
 bool is_pool_on(std::string_view zone)
 {
-    RowText type;
-    RowText ignored;
     RowText mode;
-    read_zone_option(kPackage, zone, "", type);
-    read_zone_option(kPackage, zone, "ignore", ignored);
-    read_zone_option(kPackage, zone, "dhcpv4", mode);
-    return !type.view().empty() && !is_switched_on(ignored.view()) && mode.view() != "disabled";
+    read_option(kPackage, zone, "dhcpv4", mode);
+    return has_section(kPackage, zone) && !is_option_on(kPackage, zone, "ignore") &&
+           mode.view() != "disabled";
 }
 
-u32 check_pool(const RowCall& call, const Pool& stored, const Network& network, Pool& pool)
+u32 check_pool(const RowCall& call, const Network& network, Pool& pool)
 {
-    pool = stored;
-    pool.network = network;
+    const std::string_view zone = zone_of(call.request);
+    const Pool stored = read_pool(zone);
+    pool = place_pool(zone, network);
     if (stored.has_network) {
         // A network that moves takes its pool along.
         pool.first = (network.address & network.mask) + (stored.first & ~stored.network.mask);
@@ -217,8 +196,7 @@ u32 check_pool(const RowCall& call, const Pool& stored, const Network& network, 
 u32 make_pool(std::string_view zone)
 {
     RowText text;
-    read_zone_option(kPackage, zone, "", text);
-    if (!text.view().empty()) {
+    if (has_section(kPackage, zone)) {
         return 0;
     }
     text.append(zone);

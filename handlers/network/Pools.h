@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "core/ServeRow.h"
-#include "handlers/network/Networks.h"
+#include "handlers/network/Zones.h"
 
 namespace qsc::network
 {
@@ -19,24 +19,15 @@ struct Pool {
     u32 last = 0;
 };
 
-/// The zone that a request is about.
-[[nodiscard]] std::string_view zone_of(const RowRequest& request);
-
-/// Appends the key of an option of a zone in a package, such as "dhcp.lan.start".
-void append_zone_key(Text<254>& key, const char* package, std::string_view zone, const char* option);
-
-/// Reads an option of a zone's section; empty: it is missing.
-void read_zone_option(const char* package, std::string_view zone, const char* option, RowText& value);
-
 /// Reads the pool of a zone as it is stored.
 [[nodiscard]] Pool read_pool(std::string_view zone);
 
 /// Whether a zone's pool is switched on.
 [[nodiscard]] bool is_pool_on(std::string_view zone);
 
-/// Judges the pool that a zone will have in this network, by what the request says of MinAddress and
+/// Judges the pool that the request's zone will have in this network, with what is said of MinAddress and
 /// MaxAddress. `pool` is that pool then.
-[[nodiscard]] u32 check_pool(const RowCall& call, const Pool& stored, const Network& network, Pool& pool);
+[[nodiscard]] u32 check_pool(const RowCall& call, const Network& network, Pool& pool);
 
 /// Makes a zone's section if it has none. It is switched off until somebody switches it on.
 [[nodiscard]] u32 make_pool(std::string_view zone);

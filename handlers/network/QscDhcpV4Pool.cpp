@@ -18,15 +18,14 @@ namespace
 
 QSC_MODULE("QscDhcpV4Pool");
 
-constexpr const char* kLan = "lan";
+constexpr const char* kLan = kLanZone;
 
 constexpr GrowingList kHosts{.package = "dhcp", .type = "host"};
 
 u32 judge_ends(const RowCall& call, Pool& pool)
 {
-    const Pool stored = read_pool(kLan);
-    return stored.has_network ? check_pool(call, stored, stored.network, pool)
-                              : refuse(EFAULT, "the LAN has no address");
+    Network lan{};
+    return read_network(kLan, lan) ? check_pool(call, lan, pool) : refuse(EFAULT, "the LAN has no address");
 }
 
 u32 check_ends(const RowCall& call, std::string_view)
@@ -123,8 +122,8 @@ u32 for_each_other_host(const RowCall& call, Use use)
         }
         RowText macs;
         RowText address;
-        read_zone_option("dhcp", hosts.find(number), "mac", macs);
-        read_zone_option("dhcp", hosts.find(number), "ip", address);
+        read_option("dhcp", hosts.find(number), "mac", macs);
+        read_option("dhcp", hosts.find(number), "ip", address);
         if (const u32 code = use(number, macs.view(), address.view())) {
             return code;
         }

@@ -13,26 +13,65 @@ namespace qsc::network
 
 inline constexpr const char* kZonePackage = "qrnnetworkzone";
 
-/// The zones where they are only looked up.
-inline constexpr GrowingList kZones{.package = kZonePackage, .type = "zone"};
+/// All packages that a zone is in, in the order in which they are locked and committed.
+inline constexpr const char* kZonePackages = "qrnnetworkzone network dhcp firewall";
 
-/// The zone that the router itself cannot be without.
+inline constexpr GrowingList kZones{.package = kZonePackage, .type = "zone", .limit = 16, .named_by = "Name"};
+
+/// Further VLANs of the wired ports, each of which leads to a zone.
+inline constexpr GrowingList kDataVlans{.package = kZonePackage, .type = "datavlan"};
+
+/// The zone that the router itself cannot be without, and its name.
 inline constexpr i32 kFirstZone = 1;
+inline constexpr const char* kLanZone = "lan";
 
-/// Calls use(number, name) for each zone, by rising numbers. @return the code of ListedSections::read()
+/// Calls use(number, section) for each section of a list, by rising numbers. @return the code of
+/// ListedSections::read()
+template <typename Use>
+u32 for_each_listed(const GrowingList& list, Use use)
+{
+    ListedSections sections;
+    const u32 code = sections.read(list);
+    for (i32 number = code == 0 ? sections.next(0) : 0; number != 0; number = sections.next(number)) {
+        use(number, sections.find(number));
+    }
+    return code;
+}
+
+/// Calls use(number, name) for each zone.
 template <typename Use>
 u32 for_each_zone(Use use)
 {
-    ListedSections zones;
-    const u32 code = zones.read(kZones);
-    for (i32 number = code == 0 ? zones.next(0) : 0; number != 0; number = zones.next(number)) {
-        use(number, zones.find(number));
-    }
-    return code;
+    return for_each_listed(kZones, use);
 }
 
 /// Finds the zone whose network an address belongs to: its number, and if wanted its name and its network.
 /// 0: there is none.
 [[nodiscard]] i32 find_zone_of(u32 address, RowText* name = nullptr, Network* network = nullptr);
+
+/// The zone that a request is about: the name of its section.
+[[nodiscard]] std::string_view zone_of(const RowRequest& request);
+
+/// The key of an option of a section, such as "dhcp.lan.start"; of the section itself without an option.
+[[nodiscard]] Text<254> option_key(std::string_view package, std::string_view section,
+                                   std::string_view option = {});
+
+/// Reads an option; empty: it is missing.
+void read_option(const char* package, std::string_view section, const char* option, RowText& value);
+
+/// Reads a number; 0: it is missing, or none.
+[[nodiscard]] u32 read_option_number(const char* package, std::string_view section, const char* option);
+
+/// Whether an option is switched on; a missing one is not.
+[[nodiscard]] bool is_option_on(const char* package, std::string_view section, const char* option);
+
+/// Whether a package has a section of that name.
+[[nodiscard]] bool has_section(std::string_view package, std::string_view section);
+
+/// The interfaces of a zone, with blanks between them.
+void read_interfaces(std::string_view zone, RowText& interfaces);
+
+/// Whether a word is among those of a text, which blanks or commas stand between.
+[[nodiscard]] bool has_word(std::string_view words, std::string_view wanted);
 
 } // namespace qsc::network
