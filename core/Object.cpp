@@ -45,6 +45,20 @@ bool parameter_at(const Object& object, std::size_t number, Parameter& parameter
     return true;
 }
 
+bool has_rows(const Object& object)
+{
+    if (object.table == nullptr) {
+        return true;
+    }
+    const Qsc_Handler own = object.handler();
+    const Qsc_ParamEntry* entry = object.table;
+    // A host may have put a table of its own in the place of ours.
+    while (entry->id != QSC_TABLE_END && entry->handler != own) {
+        ++entry;
+    }
+    return own != nullptr && entry->id != QSC_TABLE_END;
+}
+
 const PackedRow* find_row(const Object& object, std::string_view name)
 {
     const auto rows = object.rows();

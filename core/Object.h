@@ -149,10 +149,7 @@ struct Parameter {
 [[nodiscard]] const PackedRow* find_row(const Object& object, std::string_view name);
 
 /// Whether some of its parameters are rows that the engine serves.
-[[nodiscard]] inline bool has_rows(const Object& object)
-{
-    return object.table == nullptr || object.handler() != nullptr;
-}
+[[nodiscard]] bool has_rows(const Object& object);
 
 /// Whether requests for the object choose one of several instances.
 [[nodiscard]] bool has_instances(const Object& object);

@@ -65,6 +65,7 @@ const Qsc_ParamEntry g_QscDeviceLedsCmd[] = {
     {0, "One", probe, 0, 1}, {1, "Idle", nullptr, 0, 2}, {2, "Two", probe, 0, 3}, kEnd};
 const Qsc_ParamEntry g_QscDeviceInfoCmd[] = {{0, "One", probe, 0, 1}, {1, "Two", probe, 0, 3}, kEnd};
 const Qsc_ParamEntry g_QscEthIfaceCmd[] = {{0, "One", probe, 0, 1}, kEnd};
+const Qsc_ParamEntry g_QscIpv4InterfaceCmd[] = {{0, "One", probe, 0, 1}, kEnd};
 const Qsc_ParamEntry g_QscSiteSurveyNumcmd[] = {{0, "One", probe, 0, 1}, kEnd};
 Qsc_ParamEntry g_QscSysUpgCmd[] = {
     {0, "go", act, 0, 0}, {1, "fail", act, 0, 0}, {2, "idle", nullptr, 0, 0}, kEnd};
@@ -88,6 +89,14 @@ TEST_F(Dispatch, GetAnswersTheNamedParametersAlone)
     EXPECT_EQ(object.text(), R"({"Two":{"ParamValue":3},"Other":5})");
     EXPECT_EQ(outside().done, Lines{"Device.LEDs.1#3 17 8 -7"})
         << "all bits, argument and context go through";
+}
+
+TEST_F(Dispatch, ATableOfTheHostIsNotHeldUpByWhatOursWouldNeed)
+{
+    const Json object{R"({"One":{}})"};
+    outside().uci_codes["begin network"] = EFAULT;
+    EXPECT_EQ(request("Device.IP.Interface.1", kSet, object.get()), Succeeds());
+    EXPECT_EQ(outside().done, Lines{"Device.IP.Interface.1#1 2 8 0"});
 }
 
 TEST_F(Dispatch, NamingAParameterWithoutHandlerIsNoAllGet)
@@ -266,15 +275,14 @@ TEST_F(Dispatch, LabelsDifferByOperationWhereTheyMust)
     EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kGet, object.get()), Fails(ENODATA));
     EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kSet, object.get()), Fails(ENODATA));
     EXPECT_EQ(request("Device.X_QRN_SiteSurvey", kCommit, object.get()), Fails(EINVAL));
-    // There is no such port.
-    EXPECT_EQ(request("Device.Ethernet.Interface.99", kGet, object.get()), Fails(ENODATA));
-    EXPECT_EQ(request("Device.Ethernet.Interface.99", kSet, object.get()), Fails(EINVAL));
+    EXPECT_EQ(request("Device.Ethernet.Interface.1", kGet, object.get()), Fails(ENODATA));
+    EXPECT_EQ(request("Device.Ethernet.Interface.1", kSet, object.get()), Fails(ENODATA));
     EXPECT_EQ(outside().logs, (std::vector<LogLine>{
                                   {3, "[E] SiteUurvey get One, error 61\n"},
                                   {3, "[E] Site Survey set One, error 61\n"},
                                   {3, "[E] Site Survey operation not support (0x40000)\n"},
-                                  {3, "[E] Device.Ethernet.Interface.99 get One failed, error 61.\n"},
-                                  {3, "[E] Ethernet.Interface set , error 22\n"},
+                                  {3, "[E] Device.Ethernet.Interface.1 get One failed, error 61.\n"},
+                                  {3, "[E] Ethernet.Interface set One, error 61\n"},
                               }));
 }
 
