@@ -91,10 +91,22 @@ std::string_view rest_of_path(const Object& object, std::string_view path)
     return path;
 }
 
+namespace
+{
+
+/// The highest number that an instance may have now.
+i32 last_instance(const Object& object)
+{
+    const CountInstances count = object.count();
+    return count != nullptr ? std::min<i32>(count(), object.instances) : object.instances;
+}
+
+} // namespace
+
 bool has_instance(const Object& object, i32 number)
 {
     const HasInstance exists = object.exists();
-    return number >= 1 && number <= object.instances && (exists == nullptr || exists(number));
+    return number >= 1 && number <= last_instance(object) && (exists == nullptr || exists(number));
 }
 
 u32 find_instances(const Object& object, std::span<u32, kMostInstances> numbers, u32& count)
@@ -109,8 +121,10 @@ u32 find_instances(const Object& object, std::span<u32, kMostInstances> numbers,
             numbers[count++] = static_cast<u32>(number);
         }
     }
-    for (i32 number = 1; number <= object.instances; ++number) {
-        if (has_instance(object, number)) {
+    const HasInstance exists = object.exists();
+    const i32 last = last_instance(object);
+    for (i32 number = 1; number <= last; ++number) {
+        if (exists == nullptr || exists(number)) {
             numbers[count++] = static_cast<u32>(number);
         }
     }

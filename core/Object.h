@@ -25,6 +25,9 @@ using Arrange = u32 (*)(RowRequest& request, bool is_written);
 /// Whether an instance exists.
 using HasInstance = bool (*)(i32 instance);
 
+/// How many instances there are.
+using CountInstances = i32 (*)();
+
 /// Says where the values of the request's instance are: in `section`, and `suffix` at the end of their keys.
 using LocateInstance = void (*)(RowRequest& request);
 
@@ -36,6 +39,7 @@ union ObjectCell {
     const Tool* tool;
     const GrowingList* list;
     HasInstance exists;
+    CountInstances count;
     LocateInstance locate;
     Arrange arrange;
 };
@@ -56,6 +60,7 @@ struct ObjectDescription {
     const GrowingList* counted = nullptr;  ///< the list that kCount rows count
     u16 instances = 0;                     ///< instances 1 to this one exist
     HasInstance exists = nullptr;          ///< where they have gaps; up to `instances`
+    CountInstances count = nullptr;        ///< where only the device knows; up to `instances`
     /// The packages that a set has to itself, in order, with blanks between them: what it writes in them is
     /// staged together or not at all. Null: that of its list, if it has one.
     const char* package = nullptr;
@@ -76,6 +81,7 @@ struct ObjectDescription {
         kPackage = 0x200,
         kLocate = 0x400,
         kArrange = 0x800,
+        kCount = 0x1000,
     };
     template <typename Use>
     constexpr void for_each_cell(Use use) const
@@ -92,6 +98,7 @@ struct ObjectDescription {
         use_member(use, kPackage, package, Cell{.text = package});
         use_member(use, kLocate, locate, Cell{.locate = locate});
         use_member(use, kArrange, arrange, Cell{.arrange = arrange});
+        use_member(use, kCount, count, Cell{.count = count});
     }
 };
 
@@ -125,6 +132,7 @@ class Object : Sparse<ObjectCell, u16>
     [[nodiscard]] const GrowingList* list() const { return at<&ObjectCell::list>(Plain::kList); }
     [[nodiscard]] const GrowingList* counted() const { return at<&ObjectCell::list>(Plain::kCounted); }
     [[nodiscard]] HasInstance exists() const { return at<&ObjectCell::exists>(Plain::kExists); }
+    [[nodiscard]] CountInstances count() const { return at<&ObjectCell::count>(Plain::kCount); }
     [[nodiscard]] const char* package() const { return at<&ObjectCell::text>(Plain::kPackage); }
     [[nodiscard]] LocateInstance locate() const { return at<&ObjectCell::locate>(Plain::kLocate); }
     [[nodiscard]] Arrange arrange() const { return at<&ObjectCell::arrange>(Plain::kArrange); }

@@ -99,11 +99,11 @@ i32 port_number(Sources& sources, std::string_view name)
     return 0;
 }
 
-bool has_port(i32 number)
+i32 count_ports()
 {
     FileText ports;
     list_ports(ports);
-    return !nth_line(ports.view(), number).empty();
+    return static_cast<i32>(std::ranges::count(ports.view(), '\n'));
 }
 
 std::string_view device_file(Sources& sources, std::string_view device, const char* file)

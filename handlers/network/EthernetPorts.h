@@ -19,7 +19,7 @@ inline constexpr i32 kMostPorts = 64;
 /// The number of the port of that name; 0: it is none.
 [[nodiscard]] i32 port_number(Sources& sources, std::string_view name);
 
-[[nodiscard]] bool has_port(i32 number);
+[[nodiscard]] i32 count_ports();
 
 /// What a file below /sys/class/net/DEVICE has as its first line; empty: there is none.
 [[nodiscard]] std::string_view device_file(Sources& sources, std::string_view device, const char* file);

@@ -15,8 +15,6 @@ namespace
 
 QSC_MODULE("QscDns");
 
-constexpr const char* kServersPath = "Device.DNS.Client.Server.";
-
 using Key = Text<62>;
 using AddressText = Text<62>;
 
@@ -65,8 +63,7 @@ void for_each_uplink(const RowCall& call, Use use)
 /// The server's number in the path; -1: it has none.
 i32 number_in_path(const RowCall& call)
 {
-    std::string_view rest{call.request.path};
-    rest.remove_prefix(std::min(std::strlen(kServersPath), rest.size()));
+    const std::string_view rest = rest_of_path(call.request.object, call.request.path);
     i32 number = 0;
     if (rest.empty() || !is_digit(rest.front())) {
         return -1;
@@ -334,6 +331,6 @@ constexpr Row kWantedRows[] = {
 
 } // namespace
 
-QSC_OBJECT(kDnsServers, kServersPath, kServerRows)
+QSC_OBJECT(kDnsServers, "Device.DNS.Client.Server.", kServerRows)
 QSC_OBJECT(kWantedDns, "Device.DNS.Client.Server.X_QRN_Custom", kWantedRows, .area = "custom dns",
            .package = "network")

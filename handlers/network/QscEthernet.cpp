@@ -240,7 +240,7 @@ constexpr Row kStatsRows[] = {
 } // namespace
 
 QSC_EXPORTED_OBJECT(kEthernetInterface, kPath, g_QscEthIfaceCmd, kRows, .area = "ethernet port",
-                    .section_type = "device", .instances = kMostPorts, .exists = has_port,
+                    .section_type = "device", .instances = kMostPorts, .count = count_ports,
                     .package = "network", .locate = find_port_section)
 QSC_OBJECT(kEthernetStats, "Device.Ethernet.Interface.{i}.Stats", kStatsRows, .instances = kMostPorts,
-           .exists = has_port)
+           .count = count_ports)

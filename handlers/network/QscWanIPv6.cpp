@@ -22,7 +22,8 @@ bool has_section()
     return uci_peek(kSection, type) == 0;
 }
 
-/// A missing interface is made as a device has it from the factory, and waits until it is enabled.
+/// A missing interface is made as a device has it from the factory, and waits until it is enabled. It takes
+/// no servers from the provider where the other half takes none.
 u32 add_section()
 {
     constexpr const char* kOptions[][2] = {
@@ -35,7 +36,8 @@ u32 add_section()
     for (const auto& [key, value] : kOptions) {
         code = code != 0 ? code : uci_write(key, value);
     }
-    return code;
+    return code != 0 || !uci_holds("network.wan.peerdns", "0") ? code
+                                                               : uci_write("network.wan6.peerdns", "0");
 }
 
 u32 answer_option(const RowCall& call)

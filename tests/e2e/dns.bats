@@ -85,6 +85,10 @@ set custom dns Enable 0 by CLI"
     same "$(stored | grep -v qrn_)" "wan dns 9.9.9.9
 wan dns 2001:db8::9
 wan peerdns 0"
+    # One that is made later takes none from the provider either.
+    qsc set Device.IP.Interface.1.IPv6 IPv6Enable=1 --apply
+    same "$(stored | tail -1)" "wan6 peerdns 0"
+    same "$(qsc -q get $custom | tr '\n' ' ')" "9.9.9.9 2001:db8::9 1 "
 }
 
 @test "servers that somebody else has written are shown" {

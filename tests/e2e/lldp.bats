@@ -70,7 +70,7 @@ STEPS
     neighbours 2 'a \"quote\" \u001b[2J'
     same "$(qsc -q get $path X_QRN_NeighborNumberOfEntries)" 2
     [[ $(qsc -q get $path X_QRN_List) == '[{"Interface":"Device.Ethernet.Interface.2","ChassisID":"1","PortID":"p","SystemName":"a '*'quote'*'[2J","Capabilities":"Bridge,Wlan"},{"Interface":"eth2","ChassisID":"2",'* ]]
-    ! device sh -c "echo '{\"X_QRN_List\":{}}' | qsc request $path get" | grep -q $'\e'
+    same "$(device sh -c "echo '{\"X_QRN_List\":{}}' | qsc request $path get" | grep -c $'\e')" 0
     neighbours 1 "$(printf '\377x')"
     [[ $(qsc -q get $path X_QRN_List) == *'"SystemName":"�x"'* ]]
     neighbours 70 "$(printf 'x%.0s' {1..300})"

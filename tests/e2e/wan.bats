@@ -23,9 +23,15 @@ disabled 0
 proto dhcpv6"
     same "$(qsc -q get $six | tr '\n' ' ')" \
         "auto 2001:db8:0:1::2a 64 fe80::1 DHCPv6 1 Up 2001:db8:100::/56 2001:db8::53 "
-    same "$(journal | tail -3)" "/etc/init.d/network restart
-/etc/init.d/qrnmsgupd updinfo
+    same "$(journal | grep -v qrnmsgupd | tail -2)" "/etc/init.d/network restart
 /usr/bin/ubus call network.interface.wan6 status"
+}
+
+@test "the service lets the others know" {
+    # They are told in the background.
+    device sh -c "qsc service $wan reload && until grep -q updinfo /var/log/journal.txt; do sleep 0.05; done"
+    same "$(journal)" "/etc/init.d/network reload
+/etc/init.d/qrnmsgupd updinfo"
 }
 
 @test "the state is told in the standard's words" {
