@@ -114,13 +114,13 @@ constexpr ObjectChoice kNewZoneConfigChoices[] = {
     {ObjectChoice::kPathIs, "Device.X_QRN_NewZone.", &kNewZoneCount},
 };
 constexpr ObjectChoice kQoSChoices[] = {
-    {ObjectChoice::kPathHolds, "X_QRN_NetZone", &kUnserved},
+    {ObjectChoice::kPathHolds, "X_QRN_NetZone", &kQoSZone},
 };
 constexpr ObjectChoice kParentalControlChoices[] = {
     {ObjectChoice::kPathIs, "Device.X_QRN_Firewall.ParentalControl.", &kParentalControl},
 };
 constexpr ObjectChoice kSNMPChoices[] = {
-    {ObjectChoice::kPathHolds, "trap", &kUnserved},
+    {ObjectChoice::kPathHolds, "trap", &kSnmpTrap},
 };
 
 } // namespace
@@ -227,11 +227,13 @@ SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_4, .label = "X_QRN_VPN_4", .object = &kVp
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_5, .label = "X_QRN_VPN_5", .object = &kVpn5)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_6, .label = "X_QRN_VPN_6", .object = &kVpn6)
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN, .label = "X_QRN_VPN", .object = &kVpn)
-SUBTREE(QSysCmdHal_Do_Device_QoS, .label = "Device_QoS", .object = &kUnserved, .choices = kQoSChoices)
+SUBTREE(QSysCmdHal_Do_Device_QoS, .label = "Device_QoS", .object = &kQoS, .choices = kQoSChoices,
+        .packages = "sqm", .service = services::serve_qos)
 SUBTREE(QSysCmdHal_Do_ParentalControl, .label = "Parental control", .object = &kParentalRule,
         .choices = kParentalControlChoices, .packages = "firewall dhcp",
         .service = services::serve_parental_control)
-SUBTREE(QSysCmdHal_Do_SNMP, .label = "SNMP", .object = &kUnserved, .choices = kSNMPChoices)
+SUBTREE(QSysCmdHal_Do_SNMP, .label = "SNMP", .object = &kSnmp, .choices = kSNMPChoices, .packages = "snmpd",
+        .scripts = "snmpd")
 SUBTREE(QSysCmdHal_Do_DMZ, .label = "DMZ", .object = &kDmz, .packages = "firewall", .scripts = "firewall")
 SUBTREE(QSysCmdHal_Do_nDPI, .label = "nDPI", .object = &kNdpi, .packages = "ndpi", .scripts = "ndpi")
 

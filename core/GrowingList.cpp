@@ -185,7 +185,9 @@ u32 find_or_begin(RowRequest& request)
 {
     const GrowingList& list = *request.object.list();
     ListedSections sections;
-    if (sections.read(list) != 0 || sections.store_numbers(list) != 0) {
+    // Who only looks the instances up has no business in their package.
+    const bool is_grown = find_row(request.object, kAddRow.name.text) != nullptr;
+    if (sections.read(list) != 0 || (is_grown && sections.store_numbers(list) != 0)) {
         return EFAULT;
     }
     const u32 code = find_in(request, sections);

@@ -94,6 +94,10 @@ extern const Object kParentalControl;
 extern const Object kParentalRule;
 extern const Object kPortTriggers;
 extern const Object kPortTrigger;
+extern const Object kQoS;
+extern const Object kQoSZone;
+extern const Object kSnmp;
+extern const Object kSnmpTrap;
 extern const Object kNdpi;
 
 /// Subtrees and sub-objects that this library does not serve: a get and a set of them do nothing.

@@ -41,6 +41,8 @@ namespace qsc::services
 u32 serve_ddns(const char* path, json_object* request);
 u32 serve_mqtt(const char* path, json_object* request);
 
+u32 serve_qos(const char* path, json_object* request);
+
 /// Ends the connections of devices that have no way out now, too.
 u32 serve_parental_control(const char* path, json_object* request);
 

@@ -6,11 +6,13 @@
 namespace qsc::network
 {
 
-bool has_socket(Sources& sources, std::string_view state, SocketEnd end, u32 port)
+bool has_socket(Sources& sources, std::string_view state, SocketEnd end, u32 port, Transport transport)
 {
+    constexpr const char* kTables[][2] = {{"/proc/net/tcp", "/proc/net/tcp6"},
+                                          {"/proc/net/udp", "/proc/net/udp6"}};
     constexpr u32 kStateColumn = 3;
     bool is_found = false;
-    for (const char* const table : {"/proc/net/tcp", "/proc/net/tcp6"}) {
+    for (const char* const table : kTables[static_cast<std::size_t>(transport)]) {
         std::string_view rest = sources.file(table);
         while (!rest.empty()) {
             const std::string_view line = first_line(rest);

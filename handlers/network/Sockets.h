@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The TCP sockets of this device, as the kernel lists them.
+// The sockets of this device, as the kernel lists them.
 #pragma once
 
 #include "core/RowSource.h"
@@ -10,10 +10,14 @@ namespace qsc::network
 /// States, as the kernel's list has them.
 inline constexpr std::string_view kConnected = "01";
 inline constexpr std::string_view kListening = "0A";
+inline constexpr std::string_view kUnconnected = "07"; ///< of UDP: hears everybody
+
+enum class Transport : u8 { kTcp, kUdp };
 
 enum class SocketEnd : u8 { kOwn = 1, kPeer = 2 };
 
 /// Whether some program has a socket in a state whose one end is at a port.
-[[nodiscard]] bool has_socket(Sources& sources, std::string_view state, SocketEnd end, u32 port);
+[[nodiscard]] bool has_socket(Sources& sources, std::string_view state, SocketEnd end, u32 port,
+                              Transport transport = Transport::kTcp);
 
 } // namespace qsc::network

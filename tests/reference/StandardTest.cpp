@@ -72,6 +72,7 @@ const std::map<std::string, std::string> kMirrors = {
     {"Device.X_QRN_Firewall.PortForwarding.{i}", "Device.NAT.PortMapping.{i}."},
     {"Device.X_QRN_Firewall.PortTriggering.", "Device.NAT."},
     {"Device.X_QRN_Firewall.PortTriggering.{i}", "Device.NAT.PortTrigger.{i}."},
+    {"Device.QoS", "Device.QoS."},
     {"Device.X_QRN_DMZ", "Device.Firewall.DMZ.{i}."},
     {"Device.X_QRN_RemoteAccess.SSH", "Device.SSH.Server.{i}."},
     {"Device.X_QRN_CaptivePortal", "Device.CaptivePortal."},
