@@ -121,4 +121,7 @@ TEST_F(Common, PrintedObjectsGoToTheDebugLog)
     EXPECT_EQ(Qsc_PrintJObj(object.get()), Succeeds());
     ASSERT_EQ(outside().logs.size(), 5u);
     EXPECT_EQ(outside().logs[3], (LogLine{7, "[D]   \"Server\":\"a%sb\"\n"}));
+    Qslog_SetProperty(QSLOG_LONG_PREFIX);
+    EXPECT_EQ(Qsc_PrintJObj(object.get()), Succeeds());
+    EXPECT_TRUE(outside().logs.back().text.starts_with("QscCommon:")) << outside().logs.back().text;
 }

@@ -317,6 +317,7 @@ TEST_F(Actions, AMeasurementIsStartedWatchedAndCanceled)
 {
     EXPECT_EQ(values(kSpeedtest, "Server DiagnosticsState DownloadRate UploadRate Latency CompleteTime"),
               "\"\" \"None\" 0 0 0 \"0001-01-01T00:00:00Z\"");
+    EXPECT_FALSE(std::filesystem::exists(kFolder)) << "looking makes nothing";
     EXPECT_EQ(change(kSpeedtest, "DiagnosticsState=Canceled"), "") << "there is none";
     EXPECT_FALSE(std::filesystem::exists(kResult));
     EXPECT_EQ(change(kSpeedtest, "DiagnosticsState=Requested"), "");
