@@ -10,6 +10,8 @@ namespace qsc::network
 namespace
 {
 
+QSC_MODULE("QscLeases");
+
 constexpr const char* kUsualFile = "/tmp/dhcp.leases";
 
 /// "EXPIRY MAC IPV4 NAME CLIENTID". False: it is no such line.
@@ -46,7 +48,11 @@ std::string_view read_leases(Sources& sources)
     if (uci_peek("dhcp.@dnsmasq[0].leasefile", path) != 0) {
         (void)path.assign(kUsualFile);
     }
-    return sources.file(path.c_str());
+    const std::string_view leases = sources.file(path.c_str());
+    if (leases.empty() && sources.take_missing() && sources.warns()) {
+        QSC_LOG(kLogWarning, "there is no %s\n", path.c_str());
+    }
+    return leases;
 }
 
 bool take_lease(std::string_view& leases, Lease& lease)

@@ -4,6 +4,7 @@
 #include "core/GrowingList.h"
 #include "core/Objects.h"
 #include "handlers/network/Netlink.h"
+#include "handlers/network/Networks.h"
 #include "handlers/network/References.h"
 #include "include/qsc_handlers.h"
 
@@ -56,19 +57,6 @@ u32 read_mask(const RowCall& call, u32 destination, u32& mask)
     mask = 0;
     (void)(is_default || read_netmask(text.view(), mask));
     return 0;
-}
-
-bool is_own_address(u32 address)
-{
-    RowText text;
-    for (const char* key : {"network.lan.ipaddr", "network.wan.ipaddr"}) {
-        u32 own = 0;
-        if (uci_peek(key, text) == 0 &&
-            is_ipv4(text.view().substr(0, text.view().find_first_of("/ ")), own) && own == address) {
-            return true;
-        }
-    }
-    return false;
 }
 
 /// What the kernel would be asked for.
@@ -138,7 +126,7 @@ u32 check_route(const RowCall& call, std::string_view)
     if (route.gateway == 0 && interface.view().empty()) {
         return refuse(EFAULT, "a route needs a gateway or an interface");
     }
-    if (route.gateway != 0 && is_own_address(route.gateway)) {
+    if (route.gateway != 0 && is_router_address(route.gateway)) {
         return refuse(EFAULT, "the gateway is the router itself");
     }
     return is_taken(call, route) ? refuse(EFAULT, "there is such a route already") : 0;

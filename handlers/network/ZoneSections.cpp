@@ -131,6 +131,15 @@ bool find_firewall_zone(std::string_view zone, Text<62>& section)
     }) == 0;
 }
 
+/// Whether the ways from a zone are looked after here: also those of a zone that others have made, once
+/// somebody says whether it is isolated.
+bool is_arranged(std::string_view zone)
+{
+    RowText isolation;
+    read_option(kZonePackage, zone, "isolation", isolation);
+    return zone != kLanZone && (is_managed(zone) || !isolation.view().empty());
+}
+
 } // namespace
 
 bool is_managed(std::string_view zone)
@@ -251,13 +260,13 @@ u32 arrange_isolation()
         const std::string_view zone = zones.find(one);
         const bool is_closed = is_option_on(kZonePackage, zone, "isolation");
         Text<62> section;
-        if (is_managed(zone) && find_firewall_zone(zone, section)) {
+        if (is_arranged(zone) && find_firewall_zone(zone, section)) {
             code = uci_write(option_key(kFirewall, section.view(), "input").c_str(),
                              is_closed ? "REJECT" : "ACCEPT");
         }
         for (i32 two = zones.next(one); code == 0 && two != 0; two = zones.next(two)) {
             const std::string_view other = zones.find(two);
-            if (!is_managed(zone) && !is_managed(other)) {
+            if (!is_arranged(zone) && !is_arranged(other)) {
                 continue;
             }
             const bool is_open = !is_closed && !is_option_on(kZonePackage, other, "isolation");
