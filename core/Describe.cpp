@@ -85,7 +85,8 @@ Qsc_ObjectInfo describe(const Qsc_CommandEntry& entry, const Object& object)
             .access = subtree.served & u32{QSC_OPER_GET | QSC_OPER_SET},
             .flags = (has_instances(object) ? QSC_OBJECT_INSTANCES : 0) |
                      (find_row(object, "X_QRN_Add") != nullptr ? QSC_OBJECT_GROWS : 0) |
-                     (subtree.actions() != nullptr ? QSC_OBJECT_ACTIONS : 0),
+                     (subtree.actions() != nullptr ? QSC_OBJECT_ACTIONS : 0) |
+                     (object.rows_by() != nullptr ? QSC_OBJECT_ROWS : 0),
             .object = &object};
 }
 

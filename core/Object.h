@@ -66,6 +66,7 @@ struct ObjectDescription {
     const char* package = nullptr;
     Arrange arrange = nullptr;       ///< where it changes packages as a whole
     LocateInstance locate = nullptr; ///< where their values are not all in `section`
+    const char* rows_by = nullptr;   ///< what may come after the path: "number", "address"
 
     using Cell = ObjectCell;
     enum Part : u16 {
@@ -82,6 +83,7 @@ struct ObjectDescription {
         kLocate = 0x400,
         kArrange = 0x800,
         kCount = 0x1000,
+        kRowsBy = 0x2000,
     };
     template <typename Use>
     constexpr void for_each_cell(Use use) const
@@ -99,6 +101,7 @@ struct ObjectDescription {
         use_member(use, kLocate, locate, Cell{.locate = locate});
         use_member(use, kArrange, arrange, Cell{.arrange = arrange});
         use_member(use, kCount, count, Cell{.count = count});
+        use_member(use, kRowsBy, rows_by, Cell{.text = rows_by});
     }
 };
 
@@ -136,6 +139,7 @@ class Object : Sparse<ObjectCell, u16>
     [[nodiscard]] const char* package() const { return at<&ObjectCell::text>(Plain::kPackage); }
     [[nodiscard]] LocateInstance locate() const { return at<&ObjectCell::locate>(Plain::kLocate); }
     [[nodiscard]] Arrange arrange() const { return at<&ObjectCell::arrange>(Plain::kArrange); }
+    [[nodiscard]] const char* rows_by() const { return at<&ObjectCell::text>(Plain::kRowsBy); }
 
   private:
     const PackedRow* rows_;
@@ -165,7 +169,7 @@ struct Parameter {
 /// The instance number that a path has where the object's has "{i}"; 0: none.
 [[nodiscard]] i32 instance_in_path(const Object& object, std::string_view path);
 
-/// What a path has behind the object's own, without the dot between them; empty: nothing.
+/// What a path has after the object's own, without the dot between them; empty: nothing.
 [[nodiscard]] std::string_view rest_of_path(const Object& object, std::string_view path);
 
 /// Whether an object whose instances neither come nor go has this one.

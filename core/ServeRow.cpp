@@ -238,6 +238,10 @@ void record(const RowCall& call, std::string_view stored)
     if (call.request.instance > 0) {
         place.append(" [").append_number(call.request.instance).append("]");
     }
+    if (object.rows_by() != nullptr) {
+        const std::string_view row = rest_of_path(object, call.request.path);
+        place.append(row.empty() ? "" : " ").append(row);
+    }
     if (call.row.place == Place::kInstance) {
         if (stored == "1") {
             QSC_EVENT(call, "%s %s by %s", call.row.kind == Kind::kAdd ? "add" : "delete", place.c_str(),

@@ -40,6 +40,7 @@ typedef struct {
 #define QSC_OBJECT_INSTANCES 0x1u /**< its path ends in, or holds, an instance number */
 #define QSC_OBJECT_GROWS 0x2u     /**< instances are added with X_QRN_Add and deleted with X_QRN_Delete */
 #define QSC_OBJECT_ACTIONS 0x4u   /**< its parameters are actions, of which a request names one in "Action" */
+#define QSC_OBJECT_ROWS 0x8u /**< a number or a MAC address may come after its path, for one of its rows */
 
 /** One object: what a path leads to. */
 typedef struct {

@@ -331,6 +331,6 @@ constexpr Row kWantedRows[] = {
 
 } // namespace
 
-QSC_OBJECT(kDnsServers, "Device.DNS.Client.Server.", kServerRows)
+QSC_OBJECT(kDnsServers, "Device.DNS.Client.Server.", kServerRows, .rows_by = "number")
 QSC_OBJECT(kWantedDns, "Device.DNS.Client.Server.X_QRN_Custom", kWantedRows, .area = "custom dns",
            .package = "network")

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.WiFi.AccessPoint.{i}.X_QRN_ACLNotes": the list of addresses that may connect, or may not, and with
-// an address behind the path what somebody has noted about it.
+// an address after the path what somebody has noted about it.
 #include "base/UciOptional.h"
 #include "core/Objects.h"
 #include "handlers/wifi/AccessPoint.h"
@@ -17,7 +17,7 @@ constexpr const char* kPackage = "mtkwireless";
 constexpr const char* kType = "aclnote";
 constexpr u32 kMostNotes = 1024;
 
-/// What stands behind the path; empty: nothing.
+/// What comes after the path; empty: nothing.
 std::string_view address_of(const RowCall& call)
 {
     return rest_of_path(call.request.object, call.request.path);
@@ -46,7 +46,7 @@ u32 answer_row(const RowCall& call)
 u32 check_row(const RowCall& call, std::string_view stored)
 {
     return address_of(call).empty() ? check_access_list(call, stored)
-                                    : refuse(EINVAL, "it is set without an address behind the path");
+                                    : refuse(EINVAL, "it is set without an address after the path");
 }
 
 u32 answer_note(const RowCall& call)
@@ -67,7 +67,7 @@ u32 check_note(const RowCall& call, std::string_view stored)
 {
     u32 count = 0;
     if (!is_mac_address(address_of(call))) {
-        return refuse(EINVAL, "a note needs an address behind the path");
+        return refuse(EINVAL, "a note needs an address after the path");
     }
     (void)call_optional(QrnUci_CountSections, kPackage, kType, &count);
     ValueText type;
@@ -133,4 +133,5 @@ constexpr Row kRows[] = {
 } // namespace
 
 QSC_OBJECT(kWiFiAclNotes, "Device.WiFi.AccessPoint.{i}.X_QRN_ACLNotes", kRows, .area = "WiFi MAC list",
-           .instances = kLastVap, .exists = has_vap, .locate = locate_vap)
+           .instances = kLastVap, .exists = has_vap, .package = kPackage, .locate = locate_vap,
+           .rows_by = "address")

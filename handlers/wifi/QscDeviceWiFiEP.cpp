@@ -142,4 +142,4 @@ constexpr Row kRows[] = {
 } // namespace
 
 QSC_OBJECT(kWiFiEndPoint, "Device.WiFi.EndPoint.", kRows, .area = "WiFi end point",
-           .section = "mtkwireless.endpoint.", .section_type = "endpoint")
+           .section = "mtkwireless.endpoint.", .section_type = "endpoint", .package = "mtkwireless")

@@ -96,5 +96,5 @@ constexpr Row kTopologyRows[] = {
 } // namespace
 
 QSC_OBJECT(kWiFiMultiAp, "Device.WiFi.MultiAP", kRows, .area = "WiFi mesh", .section = "mtkwireless.mesh.",
-           .section_type = "mesh")
+           .section_type = "mesh", .package = "mtkwireless")
 QSC_OBJECT(kWiFiMeshTopology, "Device.WiFi.MultiAP.X_QRN_MeshTopo", kTopologyRows)

@@ -312,6 +312,7 @@ constexpr Row kAccountingRows[] = {
 } // namespace
 
 QSC_OBJECT(kWiFiSecurity, "Device.WiFi.AccessPoint.{i}.Security", kRows, .area = "WiFi security",
-           .instances = kLastVap, .exists = has_vap, .locate = locate_vap)
+           .instances = kLastVap, .exists = has_vap, .package = "mtkwireless", .locate = locate_vap)
 QSC_OBJECT(kWiFiAccounting, "Device.WiFi.AccessPoint.{i}.Accounting", kAccountingRows,
-           .area = "WiFi accounting", .instances = kLastVap, .exists = has_vap, .locate = locate_vap)
+           .area = "WiFi accounting", .instances = kLastVap, .exists = has_vap, .package = "mtkwireless",
+           .locate = locate_vap)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// "Device.WiFi.AccessPoint.{i}.AssociatedDevice": the stations of an access point. With a number behind the
+// "Device.WiFi.AccessPoint.{i}.AssociatedDevice": the stations of an access point. With a number after the
 // path one of them, by the order of their addresses.
 #include <ctime>
 
@@ -175,4 +175,4 @@ static_assert(std::size(kRows) <= 16, "a column each");
 } // namespace
 
 QSC_OBJECT(kWiFiStations, "Device.WiFi.AccessPoint.{i}.AssociatedDevice", kRows, .instances = kLastVap,
-           .exists = has_vap, .locate = locate_vap)
+           .exists = has_vap, .locate = locate_vap, .rows_by = "number")

@@ -28,7 +28,7 @@ without_numbers() { sed -E 's/\.(\{i\}|[0-9]+)?\.? / /; s/\.([0-9]+|\{i\})\././g
 @test "the table holds every parameter that can be set and read" {
     device sh -c 'for object in $(qsc -q list); do
         qsc list "$object" | awk -v object="$object" "\$3 == \"rw\" { print object, \$1 }"; done' >"$BATS_TEST_TMPDIR/all"
-    # The log's settings last as long as their process, and notes belong to addresses, which qsc does not take in paths.
+    # The log's settings last as long as their process, and notes belong to addresses.
     same "$(grep -v '^syslog \|X_QRN_ACLNotes Note$' "$BATS_TEST_TMPDIR/all" | without_numbers |
         comm -23 - <(sed -n 's/^\(Device[^ ]*\) \([^=]*\)=.*/\1 \2/p' "$table" | without_numbers))" ""
 }

@@ -229,28 +229,26 @@ $iwpriv ra0 set WscGetConf=1"
 @test "an address has a note" {
     n=$ap.11.X_QRN_ACLNotes
     a=$n.02:00:5e:00:53:0a
-    same "$(ask $a get '{}')" '{"List":{"ParamId":0},"Mode":{"ParamId":0},"Note":{"ParamValue":"","ParamId":0}}'
-    same "$(ask $a set '{"Note":{"ParamValue":"Annas-Telefon"}}')" '{"Note":{"ParamValue":"Annas-Telefon","ParamId":0}}'
-    same "$(ask $n.02:00:5E:00:53:0A get '{"Note":{}}')" '{"Note":{"ParamValue":"Annas-Telefon","ParamId":0}}'
-    same "$(ask $ap.1.X_QRN_ACLNotes.02:00:5E:00:53:0A get '{"Note":{}}')" '{"Note":{"ParamValue":"","ParamId":0}}'
+    same "$(qsc get $a)" "Note = "
+    qsc set $a Note="Annas Telefon"
+    same "$(events)" "set WiFi MAC list [11] 02:00:5e:00:53:0a Note Annas Telefon by CLI"
+    same "$(qsc get $n.02:00:5E:00:53:0A)" "Note = Annas Telefon"
+    same "$(qsc -q get $ap.1.X_QRN_ACLNotes.02:00:5E:00:53:0A.Note)" ""
     same "$(ask $n get '{"Note":{}}')" '{"Note":{"ParamId":0}}'
     qsc commit Device.WiFi
     same "$(sed -n "/aclnote/,\$ p" "$state/etc/config/mtkwireless" | tr -d "\t'" | grep . | tr '\n' ';')" \
-        "config aclnote note11_02005E00530A;option ap 11;option mac 02:00:5E:00:53:0A;option note Annas-Telefon;"
-    long=$(printf '%064d' 0)
-    while IFS='|' read -r path parameter value code; do
-        run ask "$path" set "{\"$parameter\":{\"ParamValue\":\"$value\"}}"
-        same "${output##*\"ParamId\":}" "$code}}"
-    done <<END
-$a|Note|$long|14
-$a|Note|a\\nb|14
-$a|Mode|Deny|22
-$a|List|02:00:00:00:00:01|22
-$n|Note|x|22
-$n.02:00:5e:00:53|Note|x|22
-$n.03:00:5e:00:53:0a|Note|x|22
-END
-    same "$(ask $a set '{"Note":{"ParamValue":""}}')" '{"Note":{"ParamValue":"","ParamId":0}}'
+        "config aclnote note11_02005E00530A;option ap 11;option mac 02:00:5E:00:53:0A;option note Annas Telefon;"
+    no_address="a note needs an address after the path"
+    refused $a Note="$(printf '%064d' 0)" "Note: it has 64 characters, not at most 63"
+    refused $a Note=$'a\nb' "Note: 'a?b' is a text with control characters"
+    refused $a Mode=Deny "Mode: it is set without an address after the path"
+    refused $a List=02:00:00:00:00:01 "List: it is set without an address after the path"
+    refused $n Note=x "Note: $no_address"
+    refused $n.02:00:5e:00:53 Note=x "Note: $no_address"
+    refused $n.03:00:5e:00:53:0a Note=x "Note: $no_address"
+    run qsc get $n.02:00:5e:00:53
+    same "$output" "qsc: $n.02:00:5e:00:53: Note: there is no such address"
+    qsc set $a Note=
     qsc commit Device.WiFi
     run grep aclnote "$state/etc/config/mtkwireless"
     same "$status" 1

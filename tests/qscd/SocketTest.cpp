@@ -54,6 +54,10 @@ TEST_F(Socket, AnswersEachMethod)
         client.call("list", R"({"path":"syslog"})").find(R"({"path":"syslog","parameters":[{"name":"level")"),
         std::string::npos);
     EXPECT_NE(client.call("stats", "{}").find(R"("requests":10,)"), std::string::npos);
+    const std::string note = "Device.WiFi.AccessPoint.1.X_QRN_ACLNotes.02:00:5e:00:53:0a.Note";
+    EXPECT_EQ(client.call("get", R"({"path":")" + note + "\"}"),
+              R"("result":{"values":{")" + note + R"(":""}})")
+        << "a row of an object";
     EXPECT_NE(client.call("get", R"({"path":"Device."})").find(R"(},"failed":[{"path":"Device.)"),
               std::string::npos)
         << "this machine is no device, but has some of what one has";

@@ -53,6 +53,13 @@ inline bool part_fits(std::string_view written, std::string_view described)
            (described == kInstance && (is_every(written) || is_number(written)));
 }
 
+/// Whether a part may name a row of an object: by a number or a MAC address.
+inline bool is_row(std::string_view part)
+{
+    return !part.empty() && (is_digit(part.front()) || part.find(':') != std::string_view::npos) &&
+           std::ranges::all_of(part, [](char c) { return hex_value(c) >= 0 || c == ':'; });
+}
+
 /// Whether a path leaves open which instances are meant.
 inline bool holds_every(std::string_view path)
 {

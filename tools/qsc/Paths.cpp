@@ -24,6 +24,18 @@ struct Fits {
     [[nodiscard]] bool is_served() const { return is_object && object.parameters != 0; }
 };
 
+/// How a path as it was written stands to an object, of which it may name a row.
+Fit fit_object(std::string_view written, const Object& object)
+{
+    const Fit kind = fit(written, object.path);
+    const std::size_t dot = written.rfind('.');
+    if (kind != Fit::kNone || (object.flags & QSC_OBJECT_ROWS) == 0 || dot == std::string_view::npos ||
+        !is_row({written.data() + dot + 1, written.size() - dot - 1})) {
+        return kind;
+    }
+    return fit({written.data(), dot}, object.path) == Fit::kObject ? Fit::kObject : Fit::kNone;
+}
+
 /// Whether the path is an object's own, dot or not, and not one that leaves its instance open.
 bool is_own_path(const Object& object, std::string_view path)
 {
@@ -37,7 +49,7 @@ Fits find_fits(std::string_view path)
 {
     Fits found;
     for_each_object([&](const Object& object) {
-        const Fit kind = fit(path, object.path);
+        const Fit kind = fit_object(path, object);
         if (kind == Fit::kAbove) {
             found.is_above = true;
             found.has_below = found.has_below || object.parameters != 0;
@@ -66,7 +78,9 @@ bool make_path(const Object& object, std::string_view written, std::string_view 
                     : is_number_given ? own
                                       : number);
     }
-    path.append(std::string_view{object.path}.ends_with('.') ? "." : "");
+    std::string_view row;
+    const bool has_row = given.next(row);
+    path.append(has_row || std::string_view{object.path}.ends_with('.') ? "." : "").append(row);
     return is_open;
 }
 
@@ -183,7 +197,7 @@ ExitCode list_objects(const Options& options, const Place& place, JsonRef& paths
     // A list's own path also fits its instances, which are then below it.
     const bool is_alone = place.reach != Place::kBelow && is_own_path(find_fits(path).object, path);
     for_each_object([&](const Object& object) {
-        const Fit kind = fit(path, object.path);
+        const Fit kind = fit_object(path, object);
         if (object.parameters != 0 && (!is_alone || is_own_path(object, path)) &&
             (kind == Fit::kObject || (kind == Fit::kAbove && place.reach == Place::kBelow))) {
             is_served = true;

@@ -79,7 +79,16 @@ bool has_objects(std::string_view path)
 
 bool is_plain(char c)
 {
-    return is_digit(c) || is_lower(c) || is_upper(c) || c == '.' || c == '_' || c == '-' || c == '*';
+    return is_digit(c) || is_lower(c) || is_upper(c) ||
+           std::string_view{"._-*:"}.find(c) != std::string_view::npos;
+}
+
+/// Whether a name may be that of an object's row: a number or a MAC address.
+bool is_row(const Qsc_ObjectInfo& object, std::string_view name)
+{
+    return (object.flags & QSC_OBJECT_ROWS) != 0 && !name.empty() &&
+           (is_digit(name.front()) || name.find(':') != std::string_view::npos) &&
+           std::ranges::all_of(name, [](char c) { return hex_value(c) >= 0 || c == ':'; });
 }
 
 } // namespace
@@ -148,6 +157,10 @@ const char* find_place(std::string_view path, Place& place)
     std::string_view pattern = without_dot(object.path);
     std::string_view rest = object_path;
     take_common(pattern, rest);
+    std::string_view after = rest;
+    if (pattern.empty() && is_row(object, take_name(after))) {
+        rest = after;
+    }
     if (pattern.empty() && rest.empty()) {
         (void)place.object.assign(object_path == without_dot(object.entry->path) ? object.entry->path
                                                                                  : object_path);
