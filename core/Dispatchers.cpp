@@ -211,7 +211,8 @@ SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteAccess_Telnet, .object = &kTelnet, .pac
 SUBTREE(QSysCmdHal_Do_Device_X_QRN_RemoteAccess_SSH, .object = &kSsh, .packages = "dropbear firewall",
         .service = system::serve_ssh)
 SUBTREE(QSysCmdHal_Do_PortForwarding, .label = "Port forwarding", .object = &kPortForwarding,
-        .choices = kPortForwardingChoices, .packages = "firewall", .scripts = "firewall")
+        .choices = kPortForwardingChoices, .packages = "firewall", .scripts = "firewall",
+        .commit = services::commit_firewall)
 SUBTREE(QSysCmdHal_Do_PortTrigger, .label = "Port Trigger", .object = &kPortTrigger,
         .choices = kPortTriggerChoices, .packages = "firewall", .scripts = "firewall")
 SUBTREE(QSysCmdHal_Do_Device_NewZone_Config, .label = "New zone", .object = &kNewZone,
@@ -234,7 +235,8 @@ SUBTREE(QSysCmdHal_Do_ParentalControl, .label = "Parental control", .object = &k
         .service = services::serve_parental_control)
 SUBTREE(QSysCmdHal_Do_SNMP, .label = "SNMP", .object = &kSnmp, .choices = kSNMPChoices, .packages = "snmpd",
         .scripts = "snmpd")
-SUBTREE(QSysCmdHal_Do_DMZ, .label = "DMZ", .object = &kDmz, .packages = "firewall", .scripts = "firewall")
+SUBTREE(QSysCmdHal_Do_DMZ, .label = "DMZ", .object = &kDmz, .packages = "firewall", .scripts = "firewall",
+        .commit = services::commit_firewall)
 SUBTREE(QSysCmdHal_Do_nDPI, .label = "nDPI", .object = &kNdpi, .packages = "ndpi", .scripts = "ndpi")
 
 namespace

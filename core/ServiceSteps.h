@@ -41,6 +41,9 @@ namespace qsc::services
 u32 serve_ddns(const char* path, json_object* request);
 u32 serve_mqtt(const char* path, json_object* request);
 
+/// Commits the redirects with those that belong to the DMZ as they are to be now.
+u32 commit_firewall(const char* path, json_object* request, u32 oper, u32 argument, i64 context, u64 value);
+
 u32 serve_qos(const char* path, json_object* request);
 
 /// Ends the connections of devices that have no way out now, too.

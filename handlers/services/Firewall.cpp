@@ -187,32 +187,52 @@ bool find_zone_of(std::string_view client, RowText& zone)
     return is_ipv4(client, address) && network::find_zone_of(address, &zone) != 0;
 }
 
+namespace
+{
+
+u32 read_description(const RowCall& call, RowText& text)
+{
+    const u32 code = read_stored(call.request, call.row, text);
+    if (code == 0 && text.view().empty()) {
+        (void)kFirewall.read(section_name(call.request), "name", text);
+    }
+    return code;
+}
+
+/// Letters and digits, with a blank for each run of other characters between them.
+Text<60> clean_name(std::string_view text)
+{
+    Text<60> name;
+    bool is_apart = false;
+    for (const char& letter : text) {
+        const bool is_clean = is_digit(letter) || is_lower(to_lower(letter));
+        if (is_clean && name.view().size() < 60) {
+            name.append(is_apart && !name.view().empty() && name.view().size() < 59 ? " " : "");
+            name.append({&letter, 1});
+        }
+        is_apart = !is_clean;
+    }
+    return name;
+}
+
+} // namespace
+
 u32 answer_description(const RowCall& call)
 {
     RowText text;
-    if (const u32 code = read_stored(call.request, call.row, text)) {
-        return code;
-    }
-    if (text.view().empty()) {
-        (void)kFirewall.read(section_name(call.request), "name", text);
-    }
-    return answer_stored(call, text.view());
+    const u32 code = read_description(call, text);
+    return code != 0 ? code : answer_stored(call, text.view());
 }
 
-u32 store_name(const RowCall& call, std::string_view stored)
+u32 store_description(const RowCall& call, std::string_view stored)
 {
-    constexpr std::size_t kLongest = 60;
-    Text<kLongest> name;
-    for (const char& letter : stored) {
-        const bool is_clean = is_digit(letter) || is_lower(to_lower(letter));
-        const std::string_view so_far = name.view();
-        if (so_far.size() < kLongest && (is_clean || !(so_far.empty() || so_far.ends_with(' ')))) {
-            name.append(is_clean ? std::string_view{&letter, 1} : " ");
-        }
+    RowText before;
+    u32 code = read_description(call, before);
+    if (code != 0 || before.view() == stored) {
+        return code; // the name that somebody else has given it stays
     }
-    std::string_view trimmed = name.view();
-    trimmed.remove_suffix(trimmed.ends_with(' ') ? 1 : 0);
-    return kFirewall.keep(section_name(call.request), "name", trimmed);
+    code = write_stored(call, stored);
+    return code != 0 ? code : kFirewall.keep(section_name(call.request), "name", clean_name(stored).view());
 }
 
 } // namespace qsc::services

@@ -28,6 +28,8 @@ inline constexpr Protocols kUdp = 2;
 struct PortRange {
     u32 first = 0; ///< 0: none
     u32 last = 0;  ///< 0: the first alone
+
+    bool operator==(const PortRange&) const = default;
 };
 
 /// Reads "80", "80-90" or "80:90".
@@ -92,16 +94,17 @@ inline constexpr std::string_view kOwnSection = "qrn_own_";
 /// The same for others.
 [[nodiscard]] u32 update_dmz();
 
-/// A description as the caller has written it, and from it the section's name, which the firewall shows. One
-/// wrong character there would break its whole rule set.
+/// Serve a description as the caller has written it, from which the section's name is made that the firewall
+/// shows: one wrong character there would break its whole rule set. Where there is none, that name answers.
 [[nodiscard]] u32 answer_description(const RowCall& call);
-[[nodiscard]] u32 store_name(const RowCall& call, std::string_view stored);
+[[nodiscard]] u32 store_description(const RowCall& call, std::string_view stored);
 
 inline constexpr Row kDescriptionRow{.name = "Description",
                                      .access = Access::kReadWrite,
+                                     .place = Place::kFunction,
                                      .limits = ":256",
                                      .key = "qrn_description",
                                      .get = answer_description,
-                                     .set = store_name};
+                                     .set = store_description};
 
 } // namespace qsc::services

@@ -3,6 +3,7 @@
 // everything, so the ports that the router serves itself are redirected to the router before it.
 #include "base/UciOptional.h"
 #include "core/Objects.h"
+#include "core/ServiceSteps.h"
 #include "handlers/services/Firewall.h"
 #include "include/qsc_handlers.h"
 
@@ -117,22 +118,29 @@ u32 check_outcome(const RowCall& call, std::string_view)
     return enabled.view() == "1" || is_named(call, "DestIP") ? check_client(destination.view(), zone) : 0;
 }
 
-u32 store_prefix(const RowCall& call, std::string_view stored)
+/// Makes the section for its first value; `is_nothing` is none.
+u32 make_for(bool is_nothing)
 {
-    const u32 code = make_dmz();
-    return code != 0 ? code : write_stored(call, stored);
+    return is_nothing ? 0 : make_dmz();
 }
 
-u32 store_description(const RowCall& call, std::string_view stored)
+u32 store_prefix(const RowCall& call, std::string_view stored)
 {
-    const u32 code = store_prefix(call, stored);
-    return code != 0 ? code : store_name(call, stored);
+    const u32 code = make_for(stored.empty());
+    return code != 0 || !has_dmz() ? code : write_stored(call, stored);
+}
+
+u32 store_text(const RowCall& call, std::string_view stored)
+{
+    const u32 code = make_for(stored.empty());
+    return code != 0 || !has_dmz() ? code : store_description(call, stored);
 }
 
 u32 store_destination(const RowCall&, std::string_view stored)
 {
-    const u32 code = make_dmz();
-    return code != 0 ? code : kFirewall.keep(kSection, is_on() ? kDestination : kWaiting, stored);
+    const u32 code = make_for(stored.empty());
+    return code != 0 || !has_dmz() ? code
+                                   : kFirewall.keep(kSection, is_on() ? kDestination : kWaiting, stored);
 }
 
 u32 store_enable(const RowCall&, std::string_view stored)
@@ -142,10 +150,13 @@ u32 store_enable(const RowCall&, std::string_view stored)
     read_destination(destination);
     const OptionValue options[] = {{kDestination, on ? destination.c_str() : ""},
                                    {kWaiting, on ? "" : destination.c_str()},
-                                   {"dest", ""}, // keep_zone() knows it
                                    {"enabled", on ? "1" : "0"}};
-    const u32 code = make_dmz();
-    return code != 0 ? code : kFirewall.keep(kSection, options);
+    u32 code = make_for(!on);
+    if (code == 0 && has_dmz()) {
+        code = kFirewall.keep(kSection, options);
+        code = code != 0 || on ? code : kFirewall.keep(kSection, "dest", "");
+    }
+    return code;
 }
 
 u32 answer_status(const RowCall& call)
@@ -271,7 +282,7 @@ constexpr Row kRows[] = {
      .key = "qrn_description",
      .get = answer_description,
      .check = check_description,
-     .set = store_description},
+     .set = store_text},
     {.name = "SourcePrefix",
      .kind = Kind::kIPPrefix,
      .access = kReadWrite,
@@ -322,6 +333,13 @@ u32 qsc::services::update_dmz()
     const u32 code = arrange_dmz();
     const u32 ended = call_optional(QrnUci_EndChange, code == 0 ? 1U : 0U);
     return code != 0 ? code : ended;
+}
+
+/// Others change rules as well: what no rule lets in any more must not come in by a redirect.
+u32 qsc::services::commit_firewall(const char*, json_object* request, u32, u32, i64, u64)
+{
+    const u32 code = is_object(request) ? update_dmz() : EINVAL;
+    return code != 0 ? finish(request, code) : serve_packages(request, "firewall");
 }
 
 QSC_EXPORTED_OBJECT(kDmz, "Device.X_QRN_DMZ", g_QscDMZCmd, kRows, .area = "dmz", .section = "firewall.dmz.",

@@ -269,6 +269,9 @@ u32 store_blocked(const RowCall& call, std::string_view stored)
     if (read_stored(call.request, call.row, before) != 0 || !addresses.read(kAddresses)) {
         return refuse(EFAULT, "the addresses of the name server cannot be read");
     }
+    if (before.view() == stored) {
+        return 0;
+    }
     (void)for_each_item(before.view(), [&](std::string_view name) -> u32 {
         addresses.unblock(name);
         return 0;

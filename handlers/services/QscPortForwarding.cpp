@@ -15,6 +15,8 @@ QSC_MODULE("QscPortForwarding");
 struct Ports {
     PortRange external;
     u32 internal = 0; ///< 0: the external one
+
+    bool operator==(const Ports&) const = default;
 };
 
 /// What the request says of a number, else what it is.
@@ -115,8 +117,9 @@ void append_ports(RowText& text, u32 first, u32 length, bool is_range)
 u32 store_ports(const RowCall& call, std::string_view)
 {
     Ports ports;
-    if (const u32 code = read_next_ports(call, ports)) {
-        return code;
+    const u32 refused = read_next_ports(call, ports);
+    if (refused != 0 || ports == read_stored_ports(call.request)) {
+        return refused;
     }
     const bool is_range = ports.external.last != 0;
     const u32 length = is_range ? ports.external.last - ports.external.first : 0;

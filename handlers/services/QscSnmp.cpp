@@ -111,16 +111,29 @@ void append_lan(RowText& text)
     }
 }
 
-u32 answer_source(const RowCall& call)
+/// Reads from where communities are let in; the LAN if nobody has said.
+u32 read_source(const RowCall& call, RowText& source)
 {
-    RowText source;
-    if (const u32 code = read_stored(call.request, call.row, source)) {
-        return code;
-    }
+    const u32 code = read_stored(call.request, call.row, source);
     if (source.view().empty()) {
         append_lan(source);
     }
-    return answer_stored(call, source.view());
+    return code;
+}
+
+u32 answer_source(const RowCall& call)
+{
+    RowText source;
+    const u32 code = read_source(call, source);
+    return code != 0 ? code : answer_stored(call, source.view());
+}
+
+/// The LAN that is sent back as it was read stays whatever the LAN will be.
+u32 store_source(const RowCall& call, std::string_view stored)
+{
+    RowText source;
+    const u32 code = read_source(call, source);
+    return code != 0 || source.view() == stored ? code : write_stored(call, stored);
 }
 
 u32 check_source(const RowCall&, std::string_view stored)
@@ -396,9 +409,11 @@ constexpr Row kRows[] = {
     {.name = "AllowedSource",
      .kind = Kind::kIPPrefix,
      .access = kReadWrite,
+     .place = kFunction,
      .key = "qrn_source",
      .get = answer_source,
-     .check = check_source},
+     .check = check_source,
+     .set = store_source},
     {.name = "SystemName", .access = kReadWrite, .limits = kSystemSize, .key = "snmpd.@system[0].sysName"},
     {.name = "SystemLocation",
      .access = kReadWrite,

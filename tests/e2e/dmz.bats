@@ -103,6 +103,36 @@ dmz: name=DMZ; target=DNAT; src=wan; proto=all; family=ipv4; enabled=1; dest_ip=
     [[ $(stored) != *qrn_own_6* ]]
 }
 
+@test "what no rule lets in any more does not come in by a redirect" {
+    printf '\nconfig rule %s\n\toption src wan\n\toption dest_port 8443\n\toption target ACCEPT\n' "'own'" \
+        >>"$state/etc/config/firewall"
+    qsc set $path DestIP=192.168.1.50 Enable=1 --apply
+    [[ $(stored) == *qrn_own_2*8443* ]]
+    sed -i "/^config rule 'own'/,/^\$/d" "$state/etc/config/firewall"
+    qsc commit $path
+    [[ $(stored) != *8443* && $(stored) == *qrn_own_1*dmz* ]]
+}
+
+@test "what changes nothing writes nothing" {
+    qsc set $path Enable=0 DestIP= SourcePrefix= Description=
+    [ ! -s "$state/tmp/.uci/firewall" ]
+    qsc set $path DestIP=192.168.1.50 Description="den" Enable=1 --apply
+    qsc set $path DestIP=192.168.1.50 Description="den" SourcePrefix= Enable=1
+    [ ! -s "$state/tmp/.uci/firewall" ]
+}
+
+@test "without the firewall's package nothing is stored" {
+    rm "$state/etc/config/firewall"
+    for set in "$path DestIP=192.168.1.50" "${list}1 X_QRN_Add=1 ExternalPort=80 Protocol=TCP InternalClient=192.168.1.20"; do
+        # shellcheck disable=SC2086  # words are what is meant
+        run qsc set $set
+        [ "$status" -eq 1 ]
+        [[ $output == *": firewall is not installed" ]]
+    done
+    same "$(qsc -q get $path Enable Status | tr '\n' ' ')" "0 Disabled "
+    same "$(qsc -q get ${list%.} PortMappingNumberOfEntries)" "0"
+}
+
 @test "what would lead nowhere or to the router is refused, and nothing is written" {
     while IFS='|' read -r arguments sentence; do
         # shellcheck disable=SC2086  # words are what is meant

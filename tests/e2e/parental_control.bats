@@ -47,6 +47,14 @@ blocked() { sed -n "s/^\tlist address '\(.*\)'/\1/p" "$state/etc/config/dhcp" | 
     same "$(stored)" ": qrn_index=2; enabled=0; qrn=parental; src=lan; dest=*; proto=all; target=REJECT; src_mac=02:00:00:00:00:0B; start_time=22:00; stop_time=23:59:59;"
 }
 
+@test "what changes nothing writes nothing" {
+    qsc add $list MACAddress=$tablet Days=6,0 StartTime=21:00 EndTime=06:30 Enable=1 --apply
+    qsc set ${list%.} BlockedNames=a.example --apply
+    qsc set ${list}1 MACAddress=$tablet Days=0,6 StartTime=21:00 EndTime=06:30 Enable=1 Description=
+    qsc set ${list%.} BlockedNames=a.example
+    [ ! -s "$state/tmp/.uci/firewall" ] && [ ! -s "$state/tmp/.uci/dhcp" ]
+}
+
 @test "whole days have no times" {
     qsc add $list MACAddress=$tablet StartTime=08:00 EndTime=09:00 Enable=1 --apply
     qsc set ${list}1 StartTime=00:00 EndTime=00:00 Days=0,1,2,3,4,5,6 --apply

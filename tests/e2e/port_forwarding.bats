@@ -43,7 +43,7 @@ delete port forwarding [1] by CLI"
     cat >>"$state/etc/config/firewall" <<'OTHERS'
 
 config redirect
-	option name 'Games'
+	option name 'Games & more'
 	option src 'wan'
 	option src_dport '3000:3009'
 	option proto 'tcp udp'
@@ -64,8 +64,10 @@ config redirect 'nas'
 	option enabled '1'
 OTHERS
     before=$(stored)
+    qsc set ${list}1 RemoteHost= ExternalPort=3000 ExternalPortEndRange=3009 InternalPort=0 Description="Games & more" Enable=1 --apply
+    same "$(stored | sed 's/ qrn_index=[12];//')" "$before"
     same "$(qsc -q get ${list%.} X_QRN_Instances)" "1,2"
-    same "$(qsc -q get ${list}1 | tr '\n' '|')" "0|0|Games||3000|3009|0|X_QRN_Both|192.168.1.30|1|Enabled|"
+    same "$(qsc -q get ${list}1 | tr '\n' '|')" "0|0|Games & more||3000|3009|0|X_QRN_Both|192.168.1.30|1|Enabled|"
     same "$(qsc -q get ${list}2 ExternalPort InternalPort Protocol Enable Status | tr '\n' '|')" "5000|5001|TCP|1|Error_Misconfigured|"
     qsc add $list ExternalPort=80 Protocol=TCP InternalClient=192.168.1.20 --apply
     same "$(stored | sed 's/ qrn_index=[12];//' | head -n 3)" "$before"
@@ -98,6 +100,14 @@ OTHERS
     qsc set $ssh WANAccess=1 Port=22
     run qsc set $ssh Port=2222
     same "$output" "qsc: $ssh: Port: port forwarding 2 takes port 2222"
+}
+
+@test "what changes nothing writes nothing" {
+    qsc add $list ExternalPort=8000 ExternalPortEndRange=8010 Protocol=X_QRN_Both InternalClient=192.168.1.20 \
+        RemoteHost=198.51.100.0/24 Description="a \"b\"" --apply
+    qsc set ${list}1 ExternalPort=8000 ExternalPortEndRange=8010 InternalPort=0 Protocol=X_QRN_Both \
+        InternalClient=192.168.1.20 RemoteHost=198.51.100.0/24 Description="a \"b\"" Enable=0
+    [ ! -s "$state/tmp/.uci/firewall" ]
 }
 
 @test "what cannot be forwarded is refused, and nothing is written" {

@@ -56,6 +56,11 @@ $path.X_QRN_NetZone.2 DownloadRate=100|$path.X_QRN_NetZone.2: DownloadRate: the 
 $path.X_QRN_NetZone.9 DownloadRate=100|$path.X_QRN_NetZone.9: DownloadRate: there is no instance 9
 REFUSED
     [ ! -e "$state/tmp/.uci/sqm" ]
+    mv "$state/etc/config/sqm" "$state/tmp/sqm.away"
+    run qsc set $path X_QRN_Enable=1
+    same "$output" "qsc: $path: X_QRN_Enable: sqm is not installed"
+    same "$(qsc -q get $path X_QRN_Enable X_QRN_Status | tr '\n' ' ')" "0 Disabled "
+    mv "$state/tmp/sqm.away" "$state/etc/config/sqm"
     sed -i "s/enabled '0'/enabled '1'/" "$state/etc/config/sqm"
     run qsc set $path X_QRN_Enable=1
     same "$output" "qsc: $path: X_QRN_Enable: eth1 has a queue already, \"eth1\""

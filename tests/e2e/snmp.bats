@@ -80,6 +80,21 @@ qrn 1;trapsess -v 3 -u anna -a SHA -A \"long enough\" -l authNoPriv 192.0.2.9:11
     same "$(section qrn_trap trapsess)" ""
 }
 
+@test "what changes nothing writes nothing" {
+    qsc set $path ReadCommunity=look V3User=anna V3AuthPassword="long enough" Enable=1 --apply
+    qsc set $path.trap Address=192.0.2.9 Version=3 Enable=1 --apply
+    qsc set $path ReadCommunity= V3User=anna V3AuthPassword= Port=161 AllowedSource=192.168.1.0/24 Enable=1
+    qsc set $path.trap Enable=1
+    [ ! -s "$state/tmp/.uci/snmpd" ]
+}
+
+@test "without its package nothing is stored" {
+    rm "$state/etc/config/snmpd"
+    run qsc set $path Enable=1
+    same "$output" "qsc: $path: Enable: snmpd is not installed"
+    same "$(qsc -q get $path Port Enable Status | tr '\n' ' ')" "161 0 Disabled "
+}
+
 @test "what would let in anybody is refused, and nothing is written" {
     while IFS='|' read -r arguments sentence; do
         # shellcheck disable=SC2086  # words are what is meant
