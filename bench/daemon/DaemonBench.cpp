@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 // The daemon's socket as ratios:
-//   socket_one     getting one parameter, against a bare socket round trip of the same bytes and the direct
-//   call socket_eleven  getting the eleven parameters of Device.Time, against the same socket_idle64  one
-//   parameter while 63 other clients are connected, against one client alone
+//   socket_one       getting one parameter, against a bare socket round trip of the same bytes and the direct
+//                    call
+//   socket_eleven    getting the eleven parameters of Device.Time, against the same
+//   socket_idle64    one parameter while 63 other clients are connected, against one client alone
+// Where libubus, ubusd and rpcd are installed:
+//   one_to_rpcd      socket_one, against asking rpcd over ubus for one option of the configuration
+//   eleven_to_rpcd   socket_eleven, against asking it for the whole section
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -16,6 +21,13 @@
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#ifdef QSC_RPCD
+extern "C" {
+#include <libubox/blobmsg.h>
+#include <libubus.h>
+}
+#endif
 
 #include "bench/support/Ratios.h"
 #include "include/qsc_handlers.h"
@@ -121,6 +133,88 @@ void bare(benchmark::State& state, const Case& what)
     waitpid(pid, nullptr, 0);
 }
 
+#ifdef QSC_RPCD
+
+constexpr const char* kBus = "/tmp/bench.bus";
+
+pid_t start_program(const char* program)
+{
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
+        execl(program, program, "-s", kBus, nullptr);
+        _exit(127);
+    }
+    return pid;
+}
+
+/// A bus with rpcd on it, and a client of both.
+class Bus
+{
+  public:
+    Bus()
+    {
+        // The bus wants to know its clients by name.
+        std::ofstream{"/etc/passwd"} << "root:x:0:0:root:/root:/bin/sh\n";
+        std::ofstream{"/etc/group"} << "root:x:0:\n";
+        bus_ = start_program(QSC_UBUSD);
+        for (int i = 0; i < 1000 && context_ == nullptr; ++i) {
+            usleep(10000);
+            context_ = ubus_connect(kBus);
+        }
+        rpcd_ = start_program(QSC_RPCD);
+        for (int i = 0; i < 1000 && context_ != nullptr && !is_ready_; ++i) {
+            usleep(10000);
+            is_ready_ = ubus_lookup_id(context_, "uci", &object_) == 0;
+        }
+    }
+    Bus(const Bus&) = delete;
+    Bus& operator=(const Bus&) = delete;
+    ~Bus()
+    {
+        if (context_ != nullptr) {
+            ubus_free(context_);
+        }
+        for (const pid_t pid : {rpcd_, bus_}) {
+            kill(pid, SIGTERM);
+            waitpid(pid, nullptr, 0);
+        }
+    }
+
+    void get(benchmark::State& state, const char* option) const
+    {
+        blob_buf parameters{};
+        blob_buf_init(&parameters, 0);
+        blobmsg_add_string(&parameters, "config", "system");
+        blobmsg_add_string(&parameters, "section", "ntp");
+        if (option != nullptr) {
+            blobmsg_add_string(&parameters, "option", option);
+        }
+        for (auto _ : state) {
+            bool has_answered = false;
+            const auto note = [](ubus_request* request, int, blob_attr* message) {
+                *static_cast<bool*>(request->priv) = message != nullptr && blob_len(message) > 0;
+            };
+            if (!is_ready_ ||
+                ubus_invoke(context_, object_, "get", parameters.head, note, &has_answered, 5000) != 0 ||
+                !has_answered) {
+                state.SkipWithError("rpcd does not answer");
+                break;
+            }
+        }
+        blob_buf_free(&parameters);
+    }
+
+  private:
+    pid_t bus_ = -1;
+    pid_t rpcd_ = -1;
+    ubus_context* context_ = nullptr;
+    uint32_t object_ = 0;
+    bool is_ready_ = false;
+};
+
+#endif
+
 } // namespace
 
 int main(int count, char** arguments)
@@ -157,11 +251,20 @@ int main(int count, char** arguments)
         }
         idle.clear();
     });
+#ifdef QSC_RPCD
+    const Bus bus;
+    add("rpcd_one", [&](benchmark::State& state) { bus.get(state, "enabled"); });
+    add("rpcd_section", [&](benchmark::State& state) { bus.get(state, nullptr); });
+#endif
     const bench::Ratio ratios[] = {
         {"socket_one", "socket_one", "bare_one", "a bare round trip of the same bytes and the direct call",
          1.5},
         {"socket_eleven", "socket_eleven", "bare_eleven", "the same for eleven parameters", 1.5},
         {"socket_idle64", "socket_idle64", "socket_one", "one client alone"},
+#ifdef QSC_RPCD
+        {"one_to_rpcd", "socket_one", "rpcd_one", "ubus_invoke of rpcd, one option", 0.5},
+        {"eleven_to_rpcd", "socket_eleven", "rpcd_section", "ubus_invoke of rpcd, a whole section", 0.75},
+#endif
     };
     const int result = bench::run(count, arguments, ratios);
     kill(pid, SIGTERM);
