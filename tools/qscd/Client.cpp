@@ -8,6 +8,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "include/bacl.h"
+
 using namespace qsc;
 
 namespace qscd
@@ -101,7 +103,7 @@ void Client::forget_lines()
     }
 }
 
-bool Client::send(std::string_view line, u64 now)
+bool Client::send(std::string_view line)
 {
     if (out_.size() == 0) {
         const ssize_t sent = ::send(socket_.get(), line.data(), line.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
@@ -109,17 +111,17 @@ bool Client::send(std::string_view line, u64 now)
             return false;
         }
         line.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(sent, 0)));
-        stuck_since = line.empty() ? 0 : now;
+        stuck_since = line.empty() ? 0 : BaCL_GetTimestampMSHQ();
     }
     return out_.append(line).fits();
 }
 
-bool Client::flush(u64 now)
+bool Client::flush()
 {
     const ssize_t sent = ::send(socket_.get(), out_.view().data(), out_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent > 0) {
         out_.take(static_cast<std::size_t>(sent));
-        stuck_since = out_.size() != 0 ? now : 0;
+        stuck_since = out_.size() != 0 ? BaCL_GetTimestampMSHQ() : 0;
     }
     return sent >= 0 || errno == EAGAIN || errno == EINTR;
 }

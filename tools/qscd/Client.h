@@ -49,9 +49,9 @@ class Client
     [[nodiscard]] std::size_t queued() const { return in_.size() + out_.size(); }
 
     /// Sends a line, or keeps what does not go out yet. False: it takes no more, or is gone.
-    [[nodiscard]] bool send(std::string_view line, qsc::u64 now);
+    [[nodiscard]] bool send(std::string_view line);
     /// Sends what was kept. False: it is gone.
-    [[nodiscard]] bool flush(qsc::u64 now);
+    [[nodiscard]] bool flush();
 
     u32 in_flight = 0;
     u32 events = 0;           ///< what epoll watches

@@ -6,7 +6,6 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
-#include "include/bacl.h"
 #include "tools/qscd/Server.h"
 
 using namespace qsc;
@@ -184,7 +183,7 @@ void Server::send(std::size_t slot, std::string_view line)
 {
     Client& client = clients_[slot];
     counters_.bytes_out += line.size();
-    if (!client.send(line, BaCL_GetTimestampMSHQ())) {
+    if (!client.send(line)) {
         close_client(slot, "it takes no answers");
     }
 }

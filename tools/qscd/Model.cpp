@@ -2,6 +2,7 @@
 #include "tools/qscd/Model.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <utility>
 
@@ -91,6 +92,68 @@ bool is_row(const Qsc_ObjectInfo& object, std::string_view name)
            std::ranges::all_of(name, [](char c) { return hex_value(c) >= 0 || c == ':'; });
 }
 
+/// A path that was asked for, and what it leads to, which never changes. Most clients ask for the same ones
+/// again and again.
+struct Found {
+    PathText path;
+    Place place;
+};
+
+std::array<Found, 16> g_found;
+
+std::size_t hash_of(std::string_view path)
+{
+    std::size_t hash = path.size();
+    for (const char c : path) {
+        hash = hash * 31 + static_cast<unsigned char>(c);
+    }
+    return hash;
+}
+
+const char* search_place(std::string_view path, Place& place)
+{
+    if (path.empty() || path.size() > 254 || !std::ranges::all_of(path, is_plain) ||
+        path.find("..") != std::string_view::npos || path.starts_with('.')) {
+        return "a path is 1 to 254 letters, digits, dots and _, such as Device.Time";
+    }
+    const std::string_view object_path = without_dot(path);
+    (void)place.object.assign(object_path);
+    if (path.ends_with('.') && has_objects(object_path)) {
+        place.is_partial = true;
+        return nullptr;
+    }
+    Qsc_ObjectInfo object{};
+    Qsc_ParameterInfo parameter{};
+    if (!find_object(object_path, object)) {
+        return "there is no such path";
+    }
+    place.entry = object.entry;
+    std::string_view pattern = without_dot(object.path);
+    std::string_view rest = object_path;
+    take_common(pattern, rest);
+    std::string_view after = rest;
+    if (pattern.empty() && is_row(object, take_name(after))) {
+        rest = after;
+    }
+    if (pattern.empty() && rest.empty()) {
+        (void)place.object.assign(object_path == without_dot(object.entry->path) ? object.entry->path
+                                                                                 : object_path);
+        return nullptr;
+    }
+    if (pattern.empty() && rest.find('.') == std::string_view::npos && describe(object, rest, parameter)) {
+        std::string_view above = object_path;
+        above.remove_suffix(rest.size() + 1);
+        (void)place.object.assign(above == without_dot(object.entry->path) ? object.entry->path : above);
+        (void)place.name.assign(rest);
+        return nullptr;
+    }
+    if (has_objects(object_path)) {
+        return "the number of an instance is missing, or a dot at the end for everything below";
+    }
+    return pattern.empty() && rest.find('.') == std::string_view::npos ? kNoSuchParameter.sentence
+                                                                       : "there is no such path";
+}
+
 } // namespace
 
 std::string_view without_dot(std::string_view path)
@@ -138,46 +201,16 @@ bool is_secret(std::string_view path)
 
 const char* find_place(std::string_view path, Place& place)
 {
-    if (path.empty() || path.size() > 254 || !std::ranges::all_of(path, is_plain) ||
-        path.find("..") != std::string_view::npos || path.starts_with('.')) {
-        return "a path is 1 to 254 letters, digits, dots and _, such as Device.Time";
-    }
-    const std::string_view object_path = without_dot(path);
-    (void)place.object.assign(object_path);
-    if (path.ends_with('.') && has_objects(object_path)) {
-        place.is_partial = true;
+    Found& found = g_found[hash_of(path) % g_found.size()];
+    if (!path.empty() && found.path.view() == path) {
+        place = found.place;
         return nullptr;
     }
-    Qsc_ObjectInfo object{};
-    Qsc_ParameterInfo parameter{};
-    if (!find_object(object_path, object)) {
-        return "there is no such path";
+    const char* const wrong = search_place(path, place);
+    if (wrong == nullptr && found.path.assign(path)) {
+        found.place = place;
     }
-    place.entry = object.entry;
-    std::string_view pattern = without_dot(object.path);
-    std::string_view rest = object_path;
-    take_common(pattern, rest);
-    std::string_view after = rest;
-    if (pattern.empty() && is_row(object, take_name(after))) {
-        rest = after;
-    }
-    if (pattern.empty() && rest.empty()) {
-        (void)place.object.assign(object_path == without_dot(object.entry->path) ? object.entry->path
-                                                                                 : object_path);
-        return nullptr;
-    }
-    if (pattern.empty() && rest.find('.') == std::string_view::npos && describe(object, rest, parameter)) {
-        std::string_view above = object_path;
-        above.remove_suffix(rest.size() + 1);
-        (void)place.object.assign(above == without_dot(object.entry->path) ? object.entry->path : above);
-        (void)place.name.assign(rest);
-        return nullptr;
-    }
-    if (has_objects(object_path)) {
-        return "the number of an instance is missing, or a dot at the end for everything below";
-    }
-    return pattern.empty() && rest.find('.') == std::string_view::npos ? kNoSuchParameter.sentence
-                                                                       : "there is no such path";
+    return wrong;
 }
 
 bool ObjectWalk::next()

@@ -25,7 +25,8 @@ struct Place {
     bool is_partial = false; ///< everything below `object`, which the path ended in a dot to say
 };
 
-/// Finds what a path leads to; null: found, otherwise a sentence that says what is wrong with it.
+/// Finds what a path leads to; null: found, otherwise a sentence that says what is wrong with it. Only for
+/// the thread that reads the sockets: what it has found before it remembers.
 [[nodiscard]] const char* find_place(std::string_view path, Place& place);
 
 [[nodiscard]] std::string_view without_dot(std::string_view path);

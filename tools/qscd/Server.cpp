@@ -112,9 +112,12 @@ void Server::load_access()
 bool Server::serve()
 {
     std::array<epoll_event, 32> events;
-    while (!is_ending_) {
+    for (u64 now = started_; !is_ending_; now = BaCL_GetTimestampMSHQ()) {
+        if (now >= next_tick_) {
+            tick(now);
+        }
         const int count =
-            epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), next_wait());
+            epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), next_wait(now));
         for (int i = 0; i < count; ++i) {
             const auto mark = static_cast<std::size_t>(events[static_cast<std::size_t>(i)].data.u64);
             const u32 what = events[static_cast<std::size_t>(i)].events;
@@ -130,8 +133,7 @@ bool Server::serve()
             } else if (mark == kUbusMark) {
                 ubus_.handle((what & (EPOLLHUP | EPOLLERR)) != 0);
             } else if (clients_[mark].is_open()) {
-                const bool is_stuck =
-                    (what & EPOLLOUT) != 0 && !clients_[mark].flush(BaCL_GetTimestampMSHQ());
+                const bool is_stuck = (what & EPOLLOUT) != 0 && !clients_[mark].flush();
                 const bool is_gone = (what & (EPOLLHUP | EPOLLERR)) != 0 &&
                                      (clients_[mark].has_ended || !clients_[mark].is_welcome());
                 if (is_stuck || is_gone) {
@@ -149,10 +151,6 @@ bool Server::serve()
                 serve_lines(slot);
             }
         }
-        const u64 now = BaCL_GetTimestampMSHQ();
-        if (now >= next_tick_) {
-            tick(now);
-        }
     }
     return !has_failed_;
 }
@@ -169,7 +167,7 @@ bool Server::end()
             Answer answer;
             answer.begin();
             answer.fail(kEnding, sentence_of(kEnding));
-            (void)clients_[slot].send(answer.line(), 0);
+            (void)clients_[slot].send(answer.line());
         }
         clients_[slot].close();
     }
@@ -178,18 +176,18 @@ bool Server::end()
     return log_.stop() == 0 && is_whole;
 }
 
-int Server::next_wait()
+int Server::next_wait(u64 now)
 {
     int wait = workers_.supervise({this, warn_overdue, end_late, give_up});
     const auto at_most = [&](u64 milliseconds) {
         wait = wait < 0 ? static_cast<int>(milliseconds) : std::min(wait, static_cast<int>(milliseconds));
     };
-    const int watch_wait = watch_.look(BaCL_GetTimestampMSHQ(), workers_.is_changing());
+    const int watch_wait = watch_.look(now, workers_.is_changing());
     if (watch_.take_new_descriptors()) {
         (void)add_to_epoll(watch_.files(), kFilesMark);
         (void)add_to_epoll(watch_.network(), kNetworkMark);
     }
-    const int ubus_wait = ubus_.look(BaCL_GetTimestampMSHQ());
+    const int ubus_wait = ubus_.look(now);
     if (ubus_.take_descriptor_changed()) {
         (void)add_to_epoll(ubus_.descriptor(), kUbusMark);
     }
@@ -207,8 +205,12 @@ int Server::next_wait()
     if (log_.has_lines()) {
         at_most(kLogPause);
     }
-    if (with_output_ != 0 || queue_.is_open() || options_.watchdog_seconds != 0) {
+    if (with_output_ != 0 || queue_.is_open()) {
         at_most(kTick);
+    }
+    if (options_.watchdog_seconds != 0) {
+        const u64 next = std::max(next_report_, next_tick_);
+        at_most(next > now ? next - now : 0);
     }
     return wait;
 }

@@ -73,7 +73,7 @@ class Server
     void take_signals();
     void take_done();
     void tick(u64 now);
-    [[nodiscard]] int next_wait();
+    [[nodiscard]] int next_wait(u64 now);
     void execute_here(Call& call);
     void write_stats(Call& call);
     void log_call(const Call& call);

@@ -111,6 +111,7 @@ bool Workers::start_thread(void* (*run)(void*))
 void Workers::submit(Call* call, bool is_ordered)
 {
     const Locked locked{mutex_};
+    ++held_;
     if (is_ordered) {
         ordered_.push(call);
         (void)pthread_cond_signal(&ordered_wakes_);
@@ -244,6 +245,7 @@ void* Workers::run_get(void* workers)
 Call* Workers::take_done()
 {
     const Locked locked{mutex_};
+    held_ -= done_.count();
     return done_.take();
 }
 
@@ -278,6 +280,9 @@ void Workers::judge(Call& call, u64 now, const Supervision& supervision, int& wa
 
 int Workers::supervise(const Supervision& supervision)
 {
+    if (held_ == 0) {
+        return -1;
+    }
     const u64 now = BaCL_GetTimestampMSHQ();
     int wait = -1;
     const Locked locked{mutex_};
@@ -351,6 +356,9 @@ bool Workers::stop(u32 limit_ms)
 
 bool Workers::is_changing()
 {
+    if (held_ == 0) {
+        return false;
+    }
     const Locked locked{mutex_};
     return running_[0] != nullptr || !ordered_.is_empty();
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 
 #include <pthread.h>
 
@@ -100,6 +101,7 @@ class Workers
     CallList gets_;
     CallList done_;
     std::array<Call*, kMost + 1> running_{}; ///< the ordered one first
+    std::atomic<u32> held_{0};               ///< calls that were submitted and are not taken back
     u32 threads_ = 0;                        ///< all that have not ended
     u32 getters_ = 0;
     u32 idle_ = 0; ///< of the getters
