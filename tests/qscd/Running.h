@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -170,6 +171,21 @@ class Running : public testing::Test
 
     TemporaryFolder folder_;
     pid_t pid_ = -1;
+};
+
+/// A daemon that finds tools of the test's own before those of this machine.
+class RunningWithTools : public Running
+{
+  protected:
+    RunningWithTools() { mkdir((folder_ / "bin").c_str(), 0755); }
+
+    void prepare_child() override { setenv("PATH", (folder_ / "bin:" + getenv("PATH")).c_str(), 1); }
+
+    void write_tool(const std::string& name, const std::string& script) const
+    {
+        test::write_file(folder_ / "bin/" + name, "#!/bin/sh\n" + script);
+        chmod((folder_ / "bin/" + name).c_str(), 0755);
+    }
 };
 
 } // namespace test

@@ -8,7 +8,16 @@ using test::Connection;
 namespace
 {
 
-using Soak = test::Running;
+class Soak : public test::RunningWithTools
+{
+  protected:
+    void SetUp() override
+    {
+        write_tool("iwconfig", "echo 'Access Point: 02:0C:43:26:60:00'\n");
+        write_tool("date", "exit 0\n");
+        start();
+    }
+};
 
 /// The memory of a process that is its own, in KiB.
 long resident(pid_t pid)
@@ -30,8 +39,15 @@ void ask_much(const std::string& path, int requests, int connections)
         R"({"jsonrpc":"2.0","id":1,"method":"stats"})",
         "nonsense",
     };
+    // Tools take long, so each connection has only one started, by a get or by a set.
+    const std::string with_tools[] = {
+        R"({"jsonrpc":"2.0","id":1,"method":"get","params":{"path":"Device.WiFi.SSID.1.BSSID"}})",
+        R"({"jsonrpc":"2.0","id":1,"method":"set","params":{"values":{"Device.Time.CurrentLocalTime":"2026-01-02 03:04:05"}}})",
+    };
     for (int i = 0; i < connections; ++i) {
         Connection client{path};
+        ASSERT_NE(client.ask(with_tools[static_cast<size_t>(i) % std::size(with_tools)]).find("\"result\""),
+                  std::string::npos);
         for (int j = 0; j < requests / connections; ++j) {
             ASSERT_NE(client.ask(lines[static_cast<size_t>(i + j) % std::size(lines)]), "(closed)");
         }

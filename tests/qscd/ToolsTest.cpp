@@ -13,12 +13,11 @@ namespace
 {
 
 /// A daemon whose `iwconfig` and `date` are as the test wants them.
-class Tools : public test::Running
+class Tools : public test::RunningWithTools
 {
   protected:
     void SetUp() override
     {
-        mkdir((folder_ / "bin").c_str(), 0755);
         // It hangs itself, and leaves a child in a session of its own and one whose parents have gone.
         write_tool("iwconfig", "echo $$ >>" + pids() +
                                    "\n"
@@ -32,14 +31,6 @@ class Tools : public test::Running
         write_tool("date", "[ ! -e " + (folder_ / "hang") + " ] || hang=1\necho \"$@\" >>" +
                                (folder_ / "dates") + "\n[ -z \"$hang\" ] || exec sleep 1000\n");
         ASSERT_TRUE(start({"--deadline", "1"}));
-    }
-
-    void prepare_child() override { setenv("PATH", (folder_ / "bin:" + getenv("PATH")).c_str(), 1); }
-
-    void write_tool(const std::string& name, const std::string& script) const
-    {
-        test::write_file(folder_ / "bin/" + name, "#!/bin/sh\n" + script);
-        chmod((folder_ / "bin/" + name).c_str(), 0755);
     }
 
     [[nodiscard]] std::string pids() const { return folder_ / "pids"; }
