@@ -63,4 +63,40 @@ TEST(Parse, ReadsTheNumberThatATextBeginsWith)
     }
 }
 
+TEST(Parse, TakesTheBaseFromHowANumberIsWritten)
+{
+    const struct {
+        const char* text;
+        std::optional<i32> number;
+    } cases[] = {{"10", 10},
+                 {"0x1F", 31},
+                 {"0X1f", 31},
+                 {"-0x10", -16},
+                 {"010", 8},
+                 {"+010", 8},
+                 {"0", 0},
+                 {"-0", 0},
+                 {"00", 0},
+                 {"2147483647", INT32_MAX},
+                 {"-2147483648", INT32_MIN},
+                 {"2147483648", {}},
+                 {"-2147483649", {}},
+                 {"0x80000000", {}},
+                 {"-0x80000000", INT32_MIN},
+                 {"4294967297", {}},
+                 {"08", {}},
+                 {"0x", {}},
+                 {"x1", {}},
+                 {"", {}},
+                 {"-", {}},
+                 {"--1", {}},
+                 {"+-1", {}},
+                 {"1 ", {}}};
+    for (const auto& [text, expected] : cases) {
+        i32 number = 42;
+        EXPECT_EQ(parse_any_base(text, number), expected.has_value()) << text;
+        EXPECT_EQ(number, expected.value_or(42)) << text;
+    }
+}
+
 } // namespace

@@ -94,3 +94,19 @@ TEST_F(ProcessLock, FilesOfOthersAreNoLocks)
         pthread_mutex_unlock(&g_mutex);
     }
 }
+
+TEST_F(ProcessLock, WithoutTheMutexNothingIsOpened)
+{
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_ERRORCHECK);
+    pthread_mutex_t own;
+    pthread_mutex_init(&own, &attributes);
+    pthread_mutex_lock(&own);
+    const std::string path = folder_ / "lock";
+    EXPECT_EQ((qsc::ProcessLock{own, path.c_str()}.code()), uint32_t{EDEADLK});
+    EXPECT_FALSE(std::filesystem::exists(path));
+    EXPECT_EQ(pthread_mutex_unlock(&own), 0) << "it is not given back";
+    pthread_mutex_destroy(&own);
+    pthread_mutexattr_destroy(&attributes);
+}

@@ -2,6 +2,7 @@
 #include "base/SafeFile.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <string>
 #include <thread>
 
@@ -11,6 +12,7 @@
 #include <unistd.h>
 
 #include "base/FileDescriptor.h"
+#include "base/ReplaceFile.h"
 #include "support/ClosedStdio.h"
 #include "support/TemporaryFolder.h"
 
@@ -44,6 +46,10 @@ TEST_F(SafeFile, WholeContentUpToTheLimit)
     EXPECT_EQ(qsc::read_safe_file("/proc/self/status", text), 0u) << "reports size 0";
     EXPECT_EQ(text.view().substr(0, 5), "Name:");
     EXPECT_EQ(qsc::read_safe_file("/proc/self/status", text, 100), uint32_t{EFBIG});
+    ASSERT_EQ(qsc::read_safe_file("/proc/version", text), 0u);
+    const size_t size = text.view().size();
+    EXPECT_EQ(qsc::read_safe_file("/proc/version", text, size), 0u);
+    EXPECT_EQ(qsc::read_safe_file("/proc/version", text, size - 1), uint32_t{EFBIG});
 }
 
 TEST_F(SafeFile, OnlyRegularFiles)
@@ -97,6 +103,36 @@ TEST_F(SafeFile, TextsAreTerminatedWhereverTheyComeFrom)
         EXPECT_STREQ(text.c_str(), whole);
         EXPECT_EQ(text.view(), whole);
     }
+}
+
+TEST_F(SafeFile, FilesAreReplacedWholeOrNotAtAll)
+{
+    const std::string path = folder_ / "file";
+    const auto names = [&] { return std::distance(std::filesystem::directory_iterator{folder_ / ""}, {}); };
+    struct stat before = {};
+    struct stat after = {};
+    EXPECT_EQ(qsc::replace_file(path.c_str(), "one", 0640), 0u);
+    ASSERT_EQ(stat(path.c_str(), &before), 0);
+    EXPECT_EQ(before.st_mode & 07777, 0640u);
+    // What somebody who was killed has left, or put there.
+    write_file(folder_ / "target", "untouched");
+    std::filesystem::create_symlink(folder_ / "target", path + ".qrn-new");
+    EXPECT_EQ(qsc::replace_file(path.c_str(), "two", 0600), 0u);
+    EXPECT_EQ(read_file(path), "two");
+    EXPECT_EQ(read_file(folder_ / "target"), "untouched");
+    ASSERT_EQ(stat(path.c_str(), &after), 0);
+    EXPECT_NE(after.st_ino, before.st_ino);
+    EXPECT_EQ(after.st_mode & 07777, 0600u);
+    EXPECT_EQ(names(), 2);
+    std::filesystem::create_directory(folder_ / "folder");
+    EXPECT_EQ(qsc::replace_file((folder_ / "folder").c_str(), "x", 0600), uint32_t{EISDIR});
+    EXPECT_EQ(names(), 3);
+    std::filesystem::create_directory(path + ".qrn-new");
+    EXPECT_EQ(qsc::replace_file(path.c_str(), "three", 0600), uint32_t{EEXIST});
+    EXPECT_EQ(read_file(path), "two");
+    EXPECT_EQ(qsc::replace_file((folder_ / "none/file").c_str(), "x", 0600), uint32_t{ENOENT});
+    EXPECT_EQ(qsc::replace_file((folder_ / std::string(250, 'x')).c_str(), "x", 0600),
+              uint32_t{ENAMETOOLONG});
 }
 
 // While one thread occupies the closed descriptors, another one must not take them for open.
