@@ -221,13 +221,20 @@ SUBTREE(QSysCmdHal_Do_Device_NewZone_Config, .label = "New zone", .object = &kNe
 SUBTREE(QSysCmdHal_Do_Device_AutoReboot, .labels = &kAutoRebootLabels, .object = &kAutoReboot,
         .packages = "autoreboot", .service = system::serve_auto_reboot)
 SUBTREE(QSysCmdHal_Do_Device_Speedtest, .label = "Speedtest", .object = &kSpeedtest)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_1, .label = "X_QRN_VPN_1", .object = &kVpn1)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_2, .label = "X_QRN_VPN_2", .object = &kVpn2)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_3, .label = "X_QRN_VPN_3", .object = &kVpn3)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_4, .label = "X_QRN_VPN_4", .object = &kVpn4)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_5, .label = "X_QRN_VPN_5", .object = &kVpn5)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_6, .label = "X_QRN_VPN_6", .object = &kVpn6)
-SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN, .label = "X_QRN_VPN", .object = &kVpn)
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_1, .label = "X_QRN_VPN_1", .object = &kVpn1,
+        .packages = "network firewall", .scripts = "network firewall")
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_2, .label = "X_QRN_VPN_2", .object = &kVpn2,
+        .packages = "network firewall", .scripts = "network firewall")
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_3, .label = "X_QRN_VPN_3", .object = &kVpn3,
+        .packages = "ipsec firewall", .service = services::serve_vpn)
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_4, .label = "X_QRN_VPN_4", .object = &kVpn4,
+        .commit = services::commit_vpn, .service = services::serve_vpn)
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_5, .label = "X_QRN_VPN_5", .object = &kVpn5,
+        .packages = "network firewall", .scripts = "network firewall")
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN_6, .label = "X_QRN_VPN_6", .object = &kVpn6,
+        .packages = "network firewall", .scripts = "network firewall")
+SUBTREE(QSysCmdHal_Do_Device_X_QRN_VPN, .label = "X_QRN_VPN", .object = &kVpn, .commit = services::commit_vpn,
+        .service = services::serve_vpn)
 SUBTREE(QSysCmdHal_Do_Device_QoS, .label = "Device_QoS", .object = &kQoS, .choices = kQoSChoices,
         .packages = "sqm", .service = services::serve_qos)
 SUBTREE(QSysCmdHal_Do_ParentalControl, .label = "Parental control", .object = &kParentalRule,

@@ -40,6 +40,9 @@ namespace qsc::services
 /// Commits the package as well, since the subtree has no commit of its own.
 u32 serve_ddns(const char* path, json_object* request);
 u32 serve_mqtt(const char* path, json_object* request);
+/// For the tunnels. What a device has not installed is passed over.
+u32 commit_vpn(const char* path, json_object* request, u32 oper, u32 argument, i64 context, u64 value);
+u32 serve_vpn(const char* path, json_object* request);
 
 /// Commits the redirects with those that belong to the DMZ as they are to be now.
 u32 commit_firewall(const char* path, json_object* request, u32 oper, u32 argument, i64 context, u64 value);

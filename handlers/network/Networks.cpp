@@ -26,8 +26,13 @@ void for_each_network(std::string_view section, Use use)
         key.append("network.").append(section).append(".").append(option);
         (void)uci_peek(key.c_str(), value);
     };
+    RowText protocol;
     RowText mask_text;
     RowText addresses;
+    read("proto", protocol);
+    if (protocol.view().starts_with("gre")) {
+        return; // its address is the outer end, in a network of another interface
+    }
     read("netmask", mask_text);
     read("ipaddr", addresses);
     (void)for_each_word(addresses.view(), [&](std::string_view item) -> u32 {

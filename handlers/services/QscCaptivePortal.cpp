@@ -132,31 +132,38 @@ u32 set_allowed(const RowCall& call, std::string_view stored)
     return code;
 }
 
-/// The portal is on a device: that of a zone, or the zone's own name.
+/// The zone that the portal stands before: it is stored by its device, or by its own name. 0: there is none.
+i32 find_zone_on(std::string_view stored, RowText& name)
+{
+    i32 found = 0;
+    (void)network::for_each_zone([&](i32 number, const char* zone) {
+        network::DeviceName device;
+        if (stored == zone || (network::read_device(zone, device) && device.view() == stored)) {
+            found = name.assign(zone) ? number : 0;
+        }
+    });
+    return found;
+}
+
 u32 answer_interface(const RowCall& call)
 {
     RowText stored;
+    RowText zone;
     RowText reference;
     if (const u32 code = read_stored(call.request, call.row, stored)) {
         return code;
     }
-    (void)network::for_each_zone([&](i32, const char* zone) {
-        network::DeviceName device;
-        if (stored.view() == zone || (network::read_device(zone, device) && device.view() == stored.view())) {
-            network::refer_to_interface(zone, reference);
-        }
-    });
+    if (find_zone_on(stored.view(), zone) != 0) {
+        network::refer_to_interface(zone.view(), reference);
+    }
     return answer_stored(call, reference.view());
 }
 
 /// The network of a zone that may have a portal. False: it is none.
 bool find_zone(std::string_view reference, RowText& zone)
 {
-    i32 number = 0;
-    const bool is_found = network::find_interface(reference, zone);
-    (void)network::for_each_zone(
-        [&](i32 each, const char* name) { number = is_found && zone.view() == name ? each : number; });
-    return number > network::kFirstZone;
+    RowText name;
+    return network::find_interface(reference, zone) && find_zone_on(zone.view(), name) > network::kFirstZone;
 }
 
 u32 check_interface(const RowCall&, std::string_view stored)
@@ -176,23 +183,15 @@ u32 set_interface(const RowCall& call, std::string_view stored)
 /// Administrators must get past it: it never stands before the first zone.
 u32 check_enable(const RowCall& call, std::string_view stored)
 {
-    if (stored != "1") {
-        return 0;
-    }
     RowText interface;
-    if (is_named(call, "Interface")) {
-        return 0; // it is judged by itself
+    RowText zone;
+    if (stored != "1" || is_named(call, "Interface")) {
+        return 0; // that is judged by itself
     }
     const u32 code = read_stored(call.request, *find_row(call.request.object, "Interface"), interface);
-    bool is_found = false;
-    (void)network::for_each_zone([&](i32 number, const char* zone) {
-        network::DeviceName device;
-        const bool is_own = interface.view() == zone ||
-                            (network::read_device(zone, device) && device.view() == interface.view());
-        is_found = is_found || (is_own && number > network::kFirstZone);
-    });
-    return code == 0 && !is_found ? refuse(EFAULT, "it needs an interface: a zone other than the first")
-                                  : code;
+    return code == 0 && find_zone_on(interface.view(), zone) <= network::kFirstZone
+               ? refuse(EFAULT, "it needs an interface: a zone other than the first")
+               : code;
 }
 
 u32 answer_timeout(const RowCall& call)

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: Apache-2.0
+// "Device.X_QRN_VPN.1" and ".2": tunnels of PPTP and L2TP, which are weak by today's measure.
+#include "core/Objects.h"
+#include "handlers/services/Credentials.h"
+#include "handlers/services/Tunnel.h"
+#include "include/qsc_handlers.h"
+
+using namespace qsc;
+using namespace qsc::services;
+
+namespace
+{
+
+QSC_MODULE("QscVpnPpp");
+
+u32 check_whole(const RowCall& call, std::string_view)
+{
+    return will_be_on(call, "Enable") && (!will_hold(call, "Server") || !will_hold(call, "Username"))
+               ? refuse(EFAULT, "it needs a server and a user name")
+               : 0;
+}
+
+u32 check_switch(const RowCall& call, std::string_view stored)
+{
+    const u32 code = check_wan_zone(call, stored);
+    return code != 0 ? code : check_whole(call, stored);
+}
+
+u32 check_name(const RowCall& call, std::string_view stored)
+{
+    const u32 code = check_user_name(call, stored);
+    return code != 0 ? code : check_whole(call, stored);
+}
+
+u32 warn(const RowCall& call, std::string_view stored)
+{
+    if (stored == "0") { // not disabled
+        QSC_LOG_CALL(call, kLogWarning, "%s is on, which can be broken into\n", call.request.object.area());
+    }
+    return 0;
+}
+
+constexpr Access kReadWrite = Access::kReadWrite;
+
+constexpr Row kServerRow{
+    .name = "Server", .kind = Kind::kHost, .access = kReadWrite, .key = "server", .check = check_whole};
+constexpr Row kUsernameRow{.name = "Username",
+                           .access = kReadWrite,
+                           .limits = ":126",
+                           .key = "username",
+                           .check = check_name,
+                           .set = forget_password};
+constexpr Row kPasswordRow{.name = "Password",
+                           .access = kReadWrite,
+                           .marks = kSecret,
+                           .limits = ":126",
+                           .key = "password",
+                           .check = check_password};
+constexpr Row kMtuRow{.name = "MTU",
+                      .kind = Kind::kUnsigned,
+                      .access = kReadWrite,
+                      .unit = Unit::kBytes,
+                      .limits = kTunnelMtus,
+                      .key = "mtu",
+                      .fallback = "1500"};
+constexpr Row kRouteRow{.name = "DefaultRoute",
+                        .kind = Kind::kBoolean,
+                        .access = kReadWrite,
+                        .key = "defaultroute",
+                        .fallback = "0"};
+constexpr Row kEnableRow{.name = "Enable",
+                         .kind = Kind::kBoolean,
+                         .access = kReadWrite,
+                         .marks = kInverted,
+                         .key = "disabled",
+                         .fallback = "1",
+                         .get = answer_tunnel_enable,
+                         .check = check_switch,
+                         .set = warn};
+constexpr Row kStatusRow{.name = "Status",
+                         .kind = Kind::kWord,
+                         .place = Place::kFunction,
+                         .limits = kTunnelStates,
+                         .get = answer_tunnel_status};
+constexpr Row kAddressRow{
+    .name = "IPAddress", .kind = Kind::kIPv4, .place = Place::kFunction, .get = answer_tunnel_address};
+constexpr Row kUpTimeRow{.name = "UpTime",
+                         .kind = Kind::kUnsigned,
+                         .place = Place::kFunction,
+                         .unit = Unit::kSeconds,
+                         .get = answer_tunnel_uptime};
+
+constexpr Row kPptpRows[] = {
+    kServerRow,
+    kUsernameRow,
+    kPasswordRow,
+    kMtuRow,
+    kRouteRow,
+    // The program asks for encryption unless it is told not to.
+    {.name = "Encryption",
+     .kind = Kind::kStoredWord,
+     .access = kReadWrite,
+     .limits = QSC_STORED_WORDS("Required|Off", "|nomppe"),
+     .key = "pppd_options"},
+    kEnableRow,
+    kStatusRow,
+    kAddressRow,
+    kUpTimeRow,
+};
+constexpr Row kL2tpRows[] = {
+    kServerRow, kUsernameRow, kPasswordRow, kMtuRow,    kRouteRow,
+    kEnableRow, kStatusRow,   kAddressRow,  kUpTimeRow,
+};
+
+} // namespace
+
+QSC_EXPORTED_OBJECT(kVpn1, "Device.X_QRN_VPN.1", g_QscVpn1Cmd, kPptpRows, .area = "PPTP",
+                    .section = "network.vpn1.", .section_type = "interface", .package = "network firewall",
+                    .arrange = complete_tunnel)
+QSC_EXPORTED_OBJECT(kVpn2, "Device.X_QRN_VPN.2", g_QscVpn2Cmd, kL2tpRows, .area = "L2TP",
+                    .section = "network.vpn2.", .section_type = "interface", .package = "network firewall",
+                    .arrange = complete_tunnel)
