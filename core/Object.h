@@ -61,7 +61,7 @@ struct ObjectDescription {
     u16 instances = 0;                     ///< instances 1 to this one exist
     HasInstance exists = nullptr;          ///< where they have gaps; up to `instances`
     CountInstances count = nullptr;        ///< where only the device knows; up to `instances`
-    /// The packages that a set has to itself, in order, with blanks between them: what it writes in them is
+    /// The packages that a set has to itself, with blanks between them: what it writes in them is
     /// staged together or not at all. Null: that of its list, if it has one.
     const char* package = nullptr;
     Arrange arrange = nullptr;       ///< where it changes packages as a whole

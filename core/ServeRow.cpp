@@ -401,18 +401,27 @@ const char* packages_of(const Object& object)
                                        : "";
 }
 
-/// Has the object's packages to itself.
+/// Has the object's packages to itself. They are begun in the order of their names, so that nobody waits in a
+/// circle, whichever others are changed with them.
 u32 begin_change(RowRequest& request)
 {
-    return for_each_word(packages_of(request.object), [&](std::string_view word) -> u32 {
-        Text<126> package;
-        package.append(word);
+    Text<126> package;
+    for (;;) {
+        std::string_view next;
+        (void)for_each_word(packages_of(request.object), [&](std::string_view word) -> u32 {
+            next = word > package.view() && (next.empty() || word < next) ? word : next;
+            return 0;
+        });
+        if (next.empty()) {
+            return 0;
+        }
+        package.clear();
+        package.append(next);
         if (const u32 code = call_optional(QrnUci_BeginChange, package.c_str())) {
-            return is_installed(word) ? code : refuse(code, "%s is not installed", package.c_str());
+            return is_installed(next) ? code : refuse(code, "%s is not installed", package.c_str());
         }
         request.is_change = true;
-        return 0;
-    });
+    }
 }
 
 u32 arrange(RowRequest& request, bool is_written)

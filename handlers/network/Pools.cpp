@@ -220,7 +220,8 @@ u32 store_pool_enable(const RowCall& call, std::string_view stored)
 {
     const bool is_on = stored == "1";
     const std::string_view zone = zone_of(call.request);
-    const u32 code = uci_write(pool_key(zone, "dhcpv4").c_str(), is_on ? "server" : "disabled");
+    u32 code = make_pool(zone);
+    code = code != 0 ? code : uci_write(pool_key(zone, "dhcpv4").c_str(), is_on ? "server" : "disabled");
     return code != 0 ? code : uci_write(pool_key(zone, "ignore").c_str(), is_on ? "" : "1");
 }
 
@@ -242,7 +243,8 @@ u32 store_ends(const RowCall& call, const Pool& pool)
         return 0;
     }
     const u32 start = pool.first & ~pool.network.mask;
-    const u32 code = uci_write_int(pool_key(zone, "start").c_str(), static_cast<i32>(start));
+    u32 code = make_pool(zone);
+    code = code != 0 ? code : uci_write_int(pool_key(zone, "start").c_str(), static_cast<i32>(start));
     return code != 0
                ? code
                : uci_write_int(pool_key(zone, "limit").c_str(), static_cast<i32>(pool.last - pool.first + 1));
@@ -272,7 +274,8 @@ u32 store_servers(const RowCall& call, std::string_view stored)
     if (code != 0 || before.view() == stored) {
         return code;
     }
-    code = options.read(zone);
+    code = make_pool(zone);
+    code = code != 0 ? code : options.read(zone);
     const Text<14> prefix = prefix_of(call);
     RowText own;
     own.append(prefix.view()).append(stored);
@@ -338,14 +341,15 @@ u32 store_lease_time(const RowCall& call, std::string_view stored)
     RowText after;
     i64 seconds = kUsualLeaseTime;
     (void)parse_whole(stored, seconds);
-    const u32 code = read_stored(call.request, call.row, before);
+    u32 code = read_stored(call.request, call.row, before);
     if (code != 0 || parse_lease_time(before.view()) == seconds) {
         return code;
     }
+    code = make_pool(zone_of(call.request));
     append_lease_time(seconds, after);
     Text<254> key;
     append_key(call.request, call.row, key);
-    return uci_write(key.c_str(), after.c_str());
+    return code != 0 ? code : uci_write(key.c_str(), after.c_str());
 }
 
 } // namespace qsc::network

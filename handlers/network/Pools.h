@@ -29,7 +29,8 @@ struct Pool {
 /// MaxAddress. `pool` is that pool then.
 [[nodiscard]] u32 check_pool(const RowCall& call, const Network& network, Pool& pool);
 
-/// Makes a zone's section if it has none. It is switched off until somebody switches it on.
+/// Makes a zone's section if it has none, as what stores something does. It is off until somebody switches it
+/// on.
 [[nodiscard]] u32 make_pool(std::string_view zone);
 
 /// What Enable or DHCPEnable of a pool, its ends, its option list and its lease time are served by. Ends are

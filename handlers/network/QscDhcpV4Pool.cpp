@@ -56,11 +56,6 @@ u32 store_local(const RowCall&, std::string_view stored)
     return uci_write("dhcp.@dnsmasq[0].local", local.c_str());
 }
 
-u32 make_lan_pool(RowRequest&, bool is_written)
-{
-    return is_written ? 0 : make_pool(kLan);
-}
-
 u32 answer_mask(const RowCall& call)
 {
     Network network{};
@@ -289,7 +284,6 @@ constexpr Row kStaticAddressRows[] = {
 } // namespace
 
 QSC_EXPORTED_OBJECT(kDhcpV4Pool, "Device.DHCPv4.Server.Pool.1", g_QscDhcpV4ServerPoolCmd, kPoolRows,
-                    .area = "dhcp pool", .section = "dhcp.lan.", .counted = &kHosts, .package = "dhcp",
-                    .arrange = make_lan_pool)
+                    .area = "dhcp pool", .section = "dhcp.lan.", .counted = &kHosts, .package = "dhcp")
 QSC_OBJECT(kDhcpV4StaticAddress, "Device.DHCPv4.Server.Pool.1.StaticAddress.{i}", kStaticAddressRows,
            .area = "static address", .list = &kHosts)

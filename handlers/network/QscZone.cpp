@@ -264,8 +264,8 @@ constexpr Row kCountRows[] = {
 /// made more of the zones, there is nothing to bring in line.
 u32 arrange_moved()
 {
-    u32 code = call_optional(QrnUci_BeginChange, kZonePackage);
-    if (code == 0 && call_optional(QrnUci_BeginChange, "network") != 0) {
+    u32 code = call_optional(QrnUci_BeginChange, "network");
+    if (code == 0 && call_optional(QrnUci_BeginChange, kZonePackage) != 0) {
         return call_optional(QrnUci_EndChange, 0U);
     }
     if (code != 0) {

@@ -163,9 +163,6 @@ Text<62> bridge_device(std::string_view zone)
 
 u32 make_zone(std::string_view zone)
 {
-    if (zone == kLanZone) {
-        return make_pool(zone);
-    }
     constexpr Option kInterface[] = {{"proto", "static"}, {"device", "br-*"}, {"disabled", "1"}};
     constexpr Option kBridge[] = {{"name", "br-*"}, {"type", "bridge"}, {"bridge_empty", "1"}};
     constexpr Option kZone[] = {
@@ -176,8 +173,8 @@ u32 make_zone(std::string_view zone)
                                 {"proto", "tcp udp"},
                                 {"dest_port", "53 67"},
                                 {"target", "ACCEPT"}};
-    if (has_section(kNetwork, zone) && !is_managed(zone)) {
-        return make_pool(zone); // somebody else looks after it
+    if (zone == kLanZone || (has_section(kNetwork, zone) && !is_managed(zone))) {
+        return 0; // somebody else looks after it
     }
     u32 code = make_section(kNetwork, "interface", zone, zone, kInterface);
     code = code != 0 ? code : make_section(kNetwork, "device", bridge_section(zone).view(), zone, kBridge);

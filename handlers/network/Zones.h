@@ -13,7 +13,7 @@ namespace qsc::network
 
 inline constexpr const char* kZonePackage = "qrnnetworkzone";
 
-/// All packages that a zone is in, in the order in which they are locked and committed.
+/// All packages that a zone is in, in the order in which they are committed.
 inline constexpr const char* kZonePackages = "qrnnetworkzone network dhcp firewall";
 
 inline constexpr GrowingList kZones{.package = kZonePackage, .type = "zone", .limit = 16, .named_by = "Name"};
