@@ -11,6 +11,8 @@
 #include "core/Refusal.h"
 #include "core/RowSource.h"
 #include "core/RowValue.h"
+#include "handlers/network/Leases.h"
+#include "handlers/network/Pools.h"
 
 using namespace qsc;
 
@@ -105,6 +107,21 @@ void read_text(std::string_view places)
     (void)(!names_file && read_places(sources, places, "Fuzz", text));
 }
 
+/// Leases, whose names are the clients' own, and the times that they last.
+void take_leases(std::string_view text)
+{
+    std::string_view rest = text;
+    network::Lease lease;
+    while (network::take_lease(rest, lease)) {
+        expect(is_mac_address(lease.mac_address) && lease.host_name.find('\n') == std::string_view::npos);
+    }
+    expect(rest.empty());
+    RowText stored;
+    const i64 seconds = network::parse_lease_time(first_line(text));
+    network::append_lease_time(seconds, stored);
+    expect((seconds == -1 || seconds >= 120) && network::parse_lease_time(stored.view()) == seconds);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -116,6 +133,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const std::size_t choice = data[0];
     if (choice < kPackedRows.size()) {
         take(kPackedRows[choice], text);
+    } else if (choice >= 0xF0) {
+        take_leases(text);
     } else if (choice % 4 == 0) {
         find_line(text);
     } else if (choice % 4 == 1) {

@@ -310,7 +310,7 @@ i64 parse_lease_time(std::string_view text)
         return kUsualLeaseTime;
     }
     constexpr i64 kLeast = 120; // the server takes nothing shorter
-    return std::max(i64{number} * unit->seconds, kLeast);
+    return std::clamp(i64{number} * unit->seconds, kLeast, i64{INT32_MAX});
 }
 
 void append_lease_time(i64 seconds, RowText& text)

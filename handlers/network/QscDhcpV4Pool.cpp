@@ -173,8 +173,12 @@ u32 answer_address(const RowCall& call)
 u32 check_address(const RowCall& call, std::string_view stored)
 {
     Network lan{};
+    RowText before;
     u32 address = 0;
     (void)is_ipv4(stored, address);
+    if (!call.request.is_new && read_stored(call.request, call.row, before) == 0 && before.view() == stored) {
+        return 0; // also one of another zone, which somebody else has made
+    }
     if (!read_network(kLan, lan) || !is_within(address, lan) || !is_host_address({address, lan.mask})) {
         return refuse(EFAULT, "it is no address of the LAN");
     }

@@ -83,6 +83,22 @@ u32 check_static_addresses(const Network& before, const Network& after)
     return unread != 0 ? unread : code;
 }
 
+/// Judges another network of a zone.
+u32 judge_move(std::string_view zone, const Network* before, const Network& network)
+{
+    RowText other;
+    if (network.mask == 0) {
+        return refuse(EFAULT, "an address needs its mask");
+    }
+    if (!is_host_address(network)) {
+        return refuse(EFAULT, "the address is none of a host in its network");
+    }
+    if (overlaps_interface(network, zone, other) || overlaps_live(network, kWan, other)) {
+        return refuse(EFAULT, "the network overlaps that of %s", other.c_str());
+    }
+    return before != nullptr ? check_static_addresses(*before, network) : 0;
+}
+
 u32 check_network(const RowCall& call, std::string_view)
 {
     Network network{};
@@ -100,18 +116,9 @@ u32 check_network(const RowCall& call, std::string_view)
                : needs_pool   ? refuse(EFAULT, "the pool needs the zone to have an address")
                               : 0;
     }
-    RowText other;
-    if (network.mask == 0) {
-        return refuse(EFAULT, "an address needs its mask");
-    }
-    if (!is_host_address(network)) {
-        return refuse(EFAULT, "the address is none of a host in its network");
-    }
-    if (overlaps_interface(network, zone, other) || overlaps_live(network, kWan, other)) {
-        return refuse(EFAULT, "the network overlaps that of %s", other.c_str());
-    }
+    // What is set as it is may be told by whoever made it so.
     const bool moves = !has_before || before.address != network.address || before.mask != network.mask;
-    code = has_before && moves ? check_static_addresses(before, network) : 0;
+    code = moves ? judge_move(zone, has_before ? &before : nullptr, network) : 0;
     Pool pool;
     return code != 0 || !needs_pool ? code : check_pool(call, network, pool);
 }

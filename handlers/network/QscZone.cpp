@@ -190,7 +190,8 @@ u32 check_zone_vlan(const RowCall& call, std::string_view)
     VlanChange change;
     RowText interfaces;
     u32 code = read_change(call, change, interfaces);
-    code = code != 0 ? code : check_vlan(change);
+    const bool is_unchanged = !call.request.is_new && vlan_of(zone_of(call.request)) == change.vlan;
+    code = code != 0 || is_unchanged ? code : check_vlan(change);
     return code != 0 ? code : check_management(change);
 }
 

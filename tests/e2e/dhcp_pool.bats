@@ -24,6 +24,8 @@ is_accepted() {
     sed -i "/start\|leasetime\|domain\|dhcpv4\|local/d; s/limit '150'/limit '900'/" "$state/etc/config/dhcp"
     same "$(qsc -q get $pool MinAddress MaxAddress LeaseTime DomainName Enable | tr '\n' ' ')" \
         "192.168.1.100 192.168.1.254 43200 lan 1 "
+    sed -i "s/option interface 'lan'/&\n\toption leasetime '9999999w'/" "$state/etc/config/dhcp"
+    same "$(qsc -q get $pool LeaseTime)" 2147483647
     sed -i "s/limit '900'/option start '10.9.8.7'\n\toption limit '1'/; s/option option/option/" "$state/etc/config/dhcp"
     same "$(qsc -q get $pool MinAddress MaxAddress | tr '\n' ' ')" "192.168.1.7 192.168.1.7 "
     sed -i "/netmask '255.255.255.0'/d; s/option ipaddr '192.168.1.1'/list ipaddr '192.168.1.1\/24'/" "$state/etc/config/network"
@@ -144,6 +146,12 @@ config host
 HOSTS
     same "$(qsc -q get ${hosts}1 Chaddr Yiaddr X_QRN_Name Enable | tr '\n' ' ')" "AA:BB:CC:00:11:30  camera 1 "
     same "$(qsc -q get ${hosts}2 Chaddr Yiaddr | tr '\n' ' ')" "AA:BB:CC:00:11:32 192.168.1.60 "
+    # One of another zone stays as it is, but nobody is moved there.
+    sed -i "s/192.168.1.60/192.168.20.60/" "$state/etc/config/dhcp"
+    qsc set ${hosts}2 Yiaddr=192.168.20.60
+    run qsc set ${hosts}2 Yiaddr=192.168.20.61
+    same "$output" "qsc: ${hosts}2: Yiaddr: it is no address of the LAN"
+    sed -i "s/192.168.20.60/192.168.1.60/" "$state/etc/config/dhcp"
     run qsc add $hosts Chaddr=AA:BB:CC:00:11:33 Yiaddr=192.168.1.61
     same "$output" "qsc: ${hosts}3: Chaddr: static address 2 has this MAC address already"
     qsc set ${hosts}1 Chaddr=AA:BB:CC:00:11:30 Yiaddr=192.168.1.62 --apply

@@ -72,6 +72,10 @@ set zone [2] DHCPEnable 0 by CLI"
     printf "\toption ipaddr '203.0.113.5'\n\toption netmask '255.255.255.0'\n" >"$BATS_TEST_TMPDIR/wan"
     sed -i "/device 'eth1'/r $BATS_TEST_TMPDIR/wan" "$state/etc/config/network"
     before=$(cat "$state"/tmp/.uci/*)
+    # A network that is what it was is not judged again.
+    sed -i "s/203.0.113.5/192.168.1.9/" "$state/etc/config/network"
+    qsc set $lan IPAddress=192.168.1.1 SubnetMask=255.255.255.0
+    sed -i "s/192.168.1.9/203.0.113.5/" "$state/etc/config/network"
     while IFS='|' read -r arguments sentence; do
         # shellcheck disable=SC2086  # words are what is meant
         run qsc set $arguments
