@@ -40,6 +40,13 @@ bool Package::read(std::string_view section, const char* option, RowText& value)
     return uci_read_whole(option_key(*this, section, option).c_str(), value) == 0;
 }
 
+RowText Package::get(std::string_view section, const char* option) const
+{
+    RowText value;
+    (void)read(section, option, value);
+    return value;
+}
+
 bool Package::holds(std::string_view section, const char* option, std::string_view text) const
 {
     RowText value;

@@ -27,6 +27,9 @@ struct Package {
     /// cannot be read.
     [[nodiscard]] bool read(std::string_view section, const char* option, RowText& value) const;
 
+    /// The same as a text, where what cannot be read is none.
+    [[nodiscard]] RowText get(std::string_view section, const char* option) const;
+
     /// Whether an option is this text; empty: it is missing.
     [[nodiscard]] bool holds(std::string_view section, const char* option, std::string_view text) const;
 

@@ -147,6 +147,10 @@ u32 check_user(const RowCall& call, std::string_view)
     RowText name;
     RowText password;
     u32 code = read_outcome(call, "V3User", name);
+    if (code == 0 && name.view().empty() && is_option_on("qrn_trap") &&
+        kPackage.holds(kGeneral, "qrn_Type", "3")) {
+        return refuse(EFAULT, "traps of version 3 are sent as this user");
+    }
     code = code != 0 || name.view().empty() ? code : check_identifier(call, name.view());
     code = code != 0 ? code : read_outcome(call, "V3AuthPassword", password);
     return code == 0 && !name.view().empty() && password.view().empty()
@@ -246,10 +250,15 @@ bool has_user()
     return !kPackage.holds(kUser, "username", "") && !kPackage.holds(kUser, "auth_pass", "");
 }
 
+u32 drop_if_there(const char* section)
+{
+    return kPackage.type_of(section).view().empty() ? 0 : kPackage.drop(section);
+}
+
 u32 keep_user(bool may_write)
 {
     if (!has_user()) {
-        const u32 code = kPackage.type_of(kUser).view().empty() ? 0 : kPackage.drop(kUser);
+        const u32 code = drop_if_there(kUser);
         return code != 0 ? code : kPackage.keep(kGeneral, "snmp_version", "v1/v2c");
     }
     RowText digest;
@@ -283,59 +292,72 @@ u32 keep_networks()
     return has_wan ? call_optional(QrnUci_SetList, "snmpd.general.network", items.data(), count) : 0;
 }
 
-/// A message to somebody, by the community or as the user.
-u32 keep_trap()
+/// Where traps go, as the agent writes it.
+RowText trap_host()
 {
-    RowText host;
-    RowText port;
-    RowText version;
-    RowText community;
-    (void)(kPackage.read(kGeneral, "qrn_HostIP", host) && kPackage.read(kGeneral, "qrn_Port", port) &&
-           kPackage.read(kGeneral, "qrn_Type", version) &&
-           kPackage.read(kGeneral, "qrn_Community", community));
-    const bool is_on = is_option_on("qrn_trap");
-    const bool is_user = version.view() == "3";
-    if (port.view().empty()) {
-        port.append("162");
-    }
+    const RowText host = kPackage.get(kGeneral, "qrn_HostIP");
     const bool is_six = host.view().find(':') != std::string_view::npos;
     RowText place;
     place.append(is_six ? "udp6:[" : "").append(host.view()).append(is_six ? "]" : "");
-    u32 code = 0;
-    if (is_on && !is_user) {
-        const OptionValue options[] = {{"HostIP", place.c_str()},
-                                       {"Port", port.c_str()},
-                                       {"Community", community.c_str()},
-                                       {"Type", version.view() == "1" ? "trapsink" : "trap2sink"}};
-        code = kPackage.make(kTrap, "trap_HostIP");
-        code = code != 0 ? code : kPackage.keep(kTrap, options);
-    } else if (!kPackage.type_of(kTrap).view().empty()) {
-        code = kPackage.drop(kTrap);
+    return place;
+}
+
+RowText trap_port()
+{
+    RowText port = kPackage.get(kGeneral, "qrn_Port");
+    port.append(port.view().empty() ? "162" : "");
+    return port;
+}
+
+/// Traps by a community.
+u32 keep_sink(bool is_wanted, bool is_first_version)
+{
+    if (!is_wanted) {
+        return drop_if_there(kTrap);
     }
-    if (code != 0) {
-        return code;
-    }
-    if (!is_on || !is_user || !has_user()) {
+    const RowText host = trap_host();
+    const RowText port = trap_port();
+    const RowText community = kPackage.get(kGeneral, "qrn_Community");
+    const OptionValue options[] = {{"HostIP", host.c_str()},
+                                   {"Port", port.c_str()},
+                                   {"Community", community.c_str()},
+                                   {"Type", is_first_version ? "trapsink" : "trap2sink"}};
+    const u32 code = kPackage.make(kTrap, "trap_HostIP");
+    return code != 0 ? code : kPackage.keep(kTrap, options);
+}
+
+/// Traps as the user.
+u32 keep_session(bool is_wanted)
+{
+    if (!is_wanted || !has_user()) {
         return kPackage.holds(kSession, "qrn", "1") ? kPackage.drop(kSession) : 0;
     }
-    RowText user;
-    RowText digest;
-    RowText password;
-    RowText secret;
-    (void)(kPackage.read(kUser, "username", user) && kPackage.read(kUser, "auth_type", digest) &&
-           kPackage.read(kUser, "auth_pass", password) && kPackage.read(kUser, "privacy_pass", secret));
     RowText line;
-    line.append("-v 3 -u ").append(user.view()).append(" -a ").append(digest.view());
-    line.append(" -A \"").append(password.view());
-    if (secret.view().empty()) {
+    const auto add = [&](const char* before, const char* option) {
+        line.append(before).append(kPackage.get(kUser, option).view());
+    };
+    add("-v 3 -u ", "username");
+    add(" -a ", "auth_type");
+    add(" -A \"", "auth_pass");
+    if (kPackage.holds(kUser, "privacy_pass", "")) {
         line.append("\" -l authNoPriv ");
     } else {
-        line.append("\" -x AES -X \"").append(secret.view()).append("\" -l authPriv ");
+        add("\" -x AES -X \"", "privacy_pass");
+        line.append("\" -l authPriv ");
     }
-    line.append(place.view()).append(":").append(port.view());
-    const OptionValue options[] = {{"qrn", "1"}, {kSession, line.c_str()}};
-    code = kPackage.make(kSession, "trapsess");
+    line.append(trap_host().view()).append(":").append(trap_port().view());
+    const OptionValue options[] = {{"qrn", "1"}, {"trapsess", line.c_str()}};
+    const u32 code = kPackage.make(kSession, "trapsess");
     return code != 0 ? code : kPackage.keep(kSession, options);
+}
+
+u32 keep_trap()
+{
+    const RowText version = kPackage.get(kGeneral, "qrn_Type");
+    const bool is_on = is_option_on("qrn_trap");
+    const bool is_user = version.view() == "3";
+    const u32 code = keep_sink(is_on && !is_user, version.view() == "1");
+    return code != 0 ? code : keep_session(is_on && is_user);
 }
 
 u32 prepare()

@@ -74,6 +74,8 @@ sysLocation the hall, upstairs;sysContact anna@example.net;sysName gate;"
     qsc set $path.trap Version=3 Address=192.0.2.9 --apply
     same "$(section qrn_trap trapsess)" "
 qrn 1;trapsess -v 3 -u anna -a SHA -A \"long enough\" -l authNoPriv 192.0.2.9:1162;"
+    run qsc set $path V3User=
+    same "$output" "qsc: $path: V3User: traps of version 3 are sent as this user"
     qsc set $path V3PrivPassword=also-long-enough --apply
     same "$(section trapsess)" "qrn 1;trapsess -v 3 -u anna -a SHA -A \"long enough\" -x AES -X \"also-long-enough\" -l authPriv 192.0.2.9:1162;"
     qsc set $path.trap Enable=0 --apply
