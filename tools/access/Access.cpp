@@ -45,7 +45,7 @@ std::string_view take_word(std::string_view& rest, std::string_view ends)
 bool read_who(std::string_view word, Table::Rule& rule)
 {
     if (word == "*") {
-        rule.who = Table::Rule::kEverybody;
+        rule.who = Table::Rule::kEveryone;
         return true;
     }
     const bool is_user = word.starts_with("user:");
@@ -170,7 +170,7 @@ bool Table::load(const char* file, Text<254>& error)
     char text[kLongestFile];
     const ssize_t length = read_file(file, text, sizeof text);
     if (length < 0) {
-        error.append(errno == EPERM ? "it must be a file of root's that nobody else may write"
+        error.append(errno == EPERM ? "it must be a file of root's that no one else may write"
                                     : std::strerror(errno));
         return errno == ENOENT;
     }
@@ -191,7 +191,7 @@ bool Table::load(const char* file, Text<254>& error)
 
 bool Table::fits(const Rule& rule, const Peer& peer)
 {
-    return rule.who == Rule::kEverybody || (rule.who == Rule::kUser && rule.id == peer.user) ||
+    return rule.who == Rule::kEveryone || (rule.who == Rule::kUser && rule.id == peer.user) ||
            (rule.who == Rule::kGroup &&
             std::ranges::find(peer.all_groups(), rule.id) != peer.all_groups().end());
 }

@@ -5,11 +5,11 @@
 //   group:monitor   *                       get
 //   *               Device.Time             get
 //
-// WHO is user:NAME, group:NAME (or their numbers), or * for everybody. PATH is a path with everything below
+// WHO is user:NAME, group:NAME (or their numbers), or * for everyone. PATH is a path with everything below
 // it, or
 // * for all. RIGHTS are get, set, commit, service, watch, secrets, as:COMMANDER and all. What several rules
-// say of one path adds up. Root and the daemon's own user may everything without a rule; nobody else may
-// anything.
+// say of one path adds up. Root and the daemon's own user may do everything without a rule; no one else
+// may do anything.
 #pragma once
 
 #include <array>
@@ -37,38 +37,38 @@ enum Right : u32 {
 /// The name of one right, as the file has it.
 [[nodiscard]] const char* name_of(Right right);
 
-/// What somebody may do with a path.
+/// What a peer may do with a path.
 struct Grant {
     u32 rights = 0;     ///< Right bits
-    u32 commanders = 0; ///< the commanders he may speak as
+    u32 commanders = 0; ///< the commanders that it may speak as
 };
 
 class Table
 {
   public:
-    /// Who may everything beside root.
+    /// The user who may do everything besides root.
     explicit Table(uid_t owner) : owner_(owner) {}
 
     /// Reads the file in place of what was read before. A file that is not there has no rules. False: it
-    /// cannot be used, `error` says why, and nobody but root and the owner may anything.
+    /// cannot be used, `error` says why, and only root and the owner have rights.
     [[nodiscard]] bool load(const char* file, Text<254>& error);
 
     [[nodiscard]] Grant grant(const Peer& peer, std::string_view path) const;
 
-    /// Whether any rule speaks of somebody.
+    /// Whether any rule names a peer.
     [[nodiscard]] bool knows(const Peer& peer) const;
 
     [[nodiscard]] bool is_master(const Peer& peer) const { return peer.user == 0 || peer.user == owner_; }
 
     struct Rule {
-        enum { kUser, kGroup, kEverybody } who = kEverybody;
+        enum { kUser, kGroup, kEveryone } who = kEveryone;
         u32 id = 0; ///< of the user or group
         u32 line = 0;
         Text<126> path; ///< empty: all
         Grant grant;
     };
 
-    /// Calls show(rule) for each rule that gives somebody something at a path.
+    /// Calls show(rule) for each rule that gives a peer a right at a path.
     template <typename Show>
     void explain(const Peer& peer, std::string_view path, Show show) const
     {

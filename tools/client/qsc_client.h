@@ -49,7 +49,7 @@ typedef struct {
         scanned; /**< bytes of `text` that QscClient_Call() has looked at and left for QscClient_Receive() */
 } QscClient;
 
-/** Milliseconds of a clock that nobody sets. */
+/** Milliseconds of the monotonic clock. */
 static inline long long QscClient_Now(void)
 {
     struct timespec now;
@@ -250,7 +250,7 @@ static inline int QscClient_Call(QscClient* client, const char* method, const ch
         }
         if ((size_t)(end - client->text) - from >= strlen(start) &&
             memcmp(client->text + from, start, strlen(start)) == 0) {
-            /* It goes to the front, and what came before it after it. */
+            /* It is moved to the front, and what came before it after it. */
             const size_t length = (size_t)(end - client->text) + 1 - from;
             char* const moved = (char*)malloc(length);
             if (moved == NULL) {

@@ -124,7 +124,7 @@ class Client:
         return self.call("stats")
 
     def subscribe(self, *paths, interval=None):
-        """Subscribes and returns {"subscription", "sequence", "values"}; events() then tells what changes."""
+        """Subscribes and returns {"subscription", "sequence", "values"}; events() then yields what changes."""
         return self.call("subscribe", paths=list(paths), interval=interval)
 
     def unsubscribe(self, subscription):

@@ -46,7 +46,7 @@ ExitCode access_command(const Options&, Words words)
     }
     const access::Grant grant = table.grant(peer, words[1]);
     if (table.is_master(peer)) {
-        std::printf("%s may everything, without a rule\n", words[0]);
+        std::printf("%s may do everything, without a rule\n", words[0]);
         return kDone;
     }
     table.explain(peer, words[1], [&](const access::Table::Rule& rule) {

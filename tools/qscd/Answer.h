@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// The text of an answer, written once: values as json-c prints them, and around them what JSON-RPC wants.
+// The text of an answer, written once: values as json-c prints them, and around them what JSON-RPC requires.
 #pragma once
 
 #include <string_view>

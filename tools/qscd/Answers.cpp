@@ -24,7 +24,7 @@ u32 Answers::expire(u32 queue)
         return 0;
     }
     // The queue itself is looked at, not a list of what was sent: others put messages there as well. A young
-    // one goes to the end, so that each comes first in its turn.
+    // one is put at the end, so that each comes first in its turn.
     u32 count = 0;
     for (;;) {
         const u32 code = message_.receive(queue, qsc::queue::kRequestType, IPC_NOWAIT | MSG_EXCEPT);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // Answers that wait in the queue for their senders. Those of a sender that has died are taken out again, or
-// they would fill the queue in time and block everybody.
+// they would fill the queue in time and block all others.
 #pragma once
 
 #include "base/Types.h"
@@ -16,7 +16,7 @@ class Answers
   public:
     explicit Answers(u32 patience_seconds) : patience_(patience_seconds) {}
 
-    /// Takes out of the queue what has waited too long, whoever put it there. @return how many messages
+    /// Removes from the queue what has waited too long, whichever process sent it. @return how many messages
     u32 expire(u32 queue);
 
   private:

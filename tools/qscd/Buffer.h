@@ -33,7 +33,7 @@ class Buffer
     /// Whether everything that was appended is there.
     [[nodiscard]] bool fits() const { return fits_; }
 
-    /// Makes room behind the text; null: beyond the limit, or no memory.
+    /// Makes room after the text; null: beyond the limit, or no memory.
     [[nodiscard]] char* reserve(std::size_t count)
     {
         if (count > limit_ - size_) {

@@ -35,7 +35,7 @@ struct Call {
     Call* next = nullptr;
 
     // Who asks, and for what.
-    u64 client = 0; ///< number of the connection; 0: it is gone
+    u64 client = 0; ///< number of the connection; 0: it is closed
     u32 slot = 0;   ///< of the connection
     bool is_notification = false;
     QueueServer* queue = nullptr; ///< null: it came over the socket
@@ -50,7 +50,7 @@ struct Call {
     std::unique_ptr<Item[], FreeMemory> items;
     u32 item_count = 0;
 
-    // How it goes. The supervisor reads these under its lock.
+    // Its progress. The supervisor reads these under its lock.
     ToolRun run;
     u64 came = 0;    ///< milliseconds of the monotonic clock
     u64 started = 0; ///< 0: not yet

@@ -12,9 +12,9 @@ namespace qscd
 class Client
 {
   public:
-    /// Requests of one client that are being served or wait for it. More stay unread in his socket.
+    /// Requests of one client that are being served or wait for it. More stay unread in its socket.
     static constexpr u32 kMostInFlight = 16;
-    /// With so many bytes unread by a client, nothing more is read from him.
+    /// With so many bytes unread by a client, nothing more is read from it.
     static constexpr std::size_t kHighWater = std::size_t{64} * 1024;
 
     enum class Line {
@@ -31,10 +31,10 @@ class Client
     [[nodiscard]] qsc::u64 number() const { return number_; }
     [[nodiscard]] const qsc::access::Peer& peer() const { return peer_; }
 
-    /// Reads what there is. False: the other end says no more, or is gone.
+    /// Reads what there is. False: the other end sends no more, or has closed.
     [[nodiscard]] bool read();
 
-    /// Whether the other end is gone altogether, and takes no answers either.
+    /// Whether the other end has closed both directions, and takes no answers either.
     [[nodiscard]] bool has_hung_up() const;
 
     /// The next line, without its end; valid until forget_lines().
@@ -48,16 +48,16 @@ class Client
     [[nodiscard]] bool has_output() const { return out_.size() != 0; }
     [[nodiscard]] std::size_t queued() const { return in_.size() + out_.size(); }
 
-    /// Sends a line, or keeps what does not go out yet. False: it takes no more, or is gone.
+    /// Sends a line, or keeps what cannot be sent yet. False: it takes no more, or has closed.
     [[nodiscard]] bool send(std::string_view line);
-    /// Sends what was kept. False: it is gone.
+    /// Sends what was kept. False: it has closed.
     [[nodiscard]] bool flush();
 
     u32 in_flight = 0;
     u32 events = 0;           ///< what epoll watches
-    qsc::u64 stuck_since = 0; ///< with output that nobody takes; 0: it is not
+    qsc::u64 stuck_since = 0; ///< when the client stopped reading its answers; 0: it reads
     bool may_have_lines = false;
-    bool has_ended = false;   ///< it says no more, and waits for its answers
+    bool has_ended = false;   ///< it sends no more, and waits for its answers
     bool is_watching = false; ///< it has subscriptions
 
   private:

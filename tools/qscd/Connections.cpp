@@ -172,7 +172,7 @@ void Server::serve_lines(std::size_t slot)
     }
 }
 
-/// The connection that a call came over; null: it is gone, or there was none.
+/// The connection that a call came over; null: it is closed, or there was none.
 Client* Server::client_of(const Call& call)
 {
     Client* const client = call.slot < clients_.size() ? &clients_[call.slot] : nullptr;

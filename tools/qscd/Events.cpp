@@ -21,7 +21,7 @@ bool has_key(json_object* object, const char* name)
     return json_object_object_get_ex(object, name, nullptr) != 0;
 }
 
-/// What stands above a parameter's path.
+/// The object of a parameter's path.
 std::string_view object_of(std::string_view path)
 {
     const std::size_t dot = path.rfind('.');
@@ -98,7 +98,7 @@ void Watch::compare(json_object* now, const Call& call)
         (void)instance.assign(path);
         return is_new;
     };
-    // What was not read this time stays, unless nobody watches it any more.
+    // What was not read this time stays, unless it is not watched any more.
     json_object_object_foreach(values_.get(), old_path, old_value)
     {
         const auto reads = [&](const Item& item) { return is_read_by(item, old_path); };
@@ -145,7 +145,7 @@ void Watch::tell_value(std::string_view path, json_object* before, json_object* 
     tell("changed", path, open.line(), author_of(path));
 }
 
-/// Tells everybody whom it concerns, and who may see it.
+/// Sends an event to the subscribers of the path who may see it.
 void Watch::tell(std::string_view type, std::string_view path, std::string_view more, const char* by,
                  bool is_operation)
 {
@@ -169,7 +169,7 @@ void Watch::tell(std::string_view type, std::string_view path, std::string_view 
         event.text().append(R"(,"by":)");
         event.append_text(by);
         event.text().append("}}\n");
-        // After one that was lost, all are until that has been told: nobody may take a gap for the order.
+        // After one that was lost, all are, until the client knows of the gap.
         if (subscription.lost != 0 ||
             !hooks_.send(hooks_.owner, subscription.slot, subscription.client, event.line())) {
             ++subscription.lost;

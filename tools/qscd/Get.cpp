@@ -79,7 +79,7 @@ class Get
                one.object.view() == other.object.view();
     }
 
-    /// Asks those alone that a failure of another one has kept from being read.
+    /// Reads those one by one that were not read because another one failed.
     bool check_named(const Place& place, json_object* request)
     {
         json_object_object_foreach(request, name, parameter)
@@ -103,7 +103,7 @@ class Get
         return true;
     }
 
-    /// Asks for one parameter, and puts what it has answered among those of the object. @return its code
+    /// Reads one parameter, and adds its answer to those of the object. @return its code
     i64 ask_alone(const Qsc_CommandEntry& entry, const PathText& object, const char* name, json_object* all)
     {
         const JsonRef request{json_object_new_object()};
@@ -215,7 +215,7 @@ class Get
         call_.answer.append_value(value);
         const std::size_t line = text().size() + types_.line().size() + failures_.list().size();
         if (!text().fits() || text().size() - start_ > limit_ || line + kReserve > kLongestLine) {
-            // The first one is answered whatever the limit, or nobody would get past it.
+            // The first one is answered whatever the limit, or no request would get past it.
             if (before != start_ || !text().fits()) {
                 text().cut(before);
                 next_.append(path.view());

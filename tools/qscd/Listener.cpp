@@ -67,7 +67,7 @@ bool Listener::open(const char* path)
     struct stat status {
     };
     if (lstat(path, &status) == 0) {
-        // Who holds the lock may remove a socket. Anything else there is nobody's idea of a socket.
+        // Who holds the lock may remove a socket. Anything else there was not left by a daemon.
         if (!S_ISSOCK(status.st_mode)) {
             return say(path, "there is something else than a socket in its place; remove it");
         }
@@ -116,7 +116,7 @@ int Listener::accept()
     if (client < 0 && (errno == EMFILE || errno == ENFILE)) {
         // Left in the backlog it would wake us for ever.
         (void)spare_.close();
-        // The first call fails also when nobody waits.
+        // The first call fails also when no connection waits.
         FileDescriptor surplus{accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC)};
         const int code = surplus.is_open() ? EMFILE : EAGAIN;
         (void)surplus.close();

@@ -30,11 +30,11 @@ class Listener
     Listener& operator=(const Listener&) = delete;
     ~Listener() { close(); }
 
-    /// Makes the socket, in the place of one that is left behind. Whoever may is decided when he asks, so
-    /// everybody may connect. False: it could not, which has been said.
+    /// Makes the socket, in the place of one that is left behind. Rights are checked for each request, so
+    /// everyone may connect. False: it could not, which has been said.
     [[nodiscard]] bool open(const char* path);
 
-    /// Takes a socket that somebody else has made, from --fd or from the supervisor (LISTEN_FDS); false: it
+    /// Takes a socket that another process has made, from --fd or from the supervisor (LISTEN_FDS); false: it
     /// is none.
     [[nodiscard]] bool inherit(int descriptor);
 

@@ -51,7 +51,7 @@ bool prepare_set(Call& call, const Caller& caller)
     return finish_items(call, failures);
 }
 
-/// Commit and service: one object, with or without a dot behind it.
+/// Commit and service: one object, with or without a dot after it.
 bool prepare_object(Call& call, const Caller& caller)
 {
     json_object* const path = member(call.params, "path");
@@ -116,7 +116,7 @@ bool prepare_request(Call& call, const Caller& caller)
         rights |= (call.operation & bit) != 0 ? right : 0;
         known |= bit;
     }
-    // Nobody knows what an operation of another name will do one day.
+    // What other bits will mean one day is not known.
     rights |= (call.operation & ~known) != 0 ? u32{access::kAllRights} : 0;
     if (!make_items(call, 1) || !check_rights(call, caller, without_dot(text_of(path)), rights)) {
         return false;

@@ -40,7 +40,7 @@ struct Place {
 /// Describes a parameter of an object; false: the library does not know it.
 [[nodiscard]] bool describe(const PathText& object, std::string_view name, Qsc_ParameterInfo& parameter);
 
-/// Whether the value at a parameter's path is nobody's business.
+/// Whether the value at a parameter's path is secret.
 [[nodiscard]] bool is_secret(std::string_view path);
 
 /// Whether a described object has a path of its own, and is not a part that others hold.

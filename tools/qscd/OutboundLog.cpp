@@ -18,7 +18,7 @@ namespace
 constexpr u32 kCapacity = 16 * 1024;
 constexpr u32 kStartLimitMs = 5000;
 
-/// Whoever reads the log and does not may not hold up the end of the daemon.
+/// A program that should read the log and does not must not hold up the end of the daemon.
 constexpr u32 kStopLimitMs = 300;
 
 } // namespace
@@ -41,7 +41,7 @@ u32 OutboundLog::start(const char* file)
     }
     BaCL_RingBuf_SetState(&ring_, BACL_RING_ENABLED);
     BaCL_RingBuf_SetStateFlag(&ring_, BACL_RING_NO_OVERWRITE);
-    // A line wakes nobody: flush() does, now and then, or a buffer that fills up.
+    // A line wakes no thread: flush() does, now and then, or a buffer that fills up.
     BaCL_RingBuf_SetThreshold(&ring_, kCapacity / 2);
     job_.PtrParam = this;
     BaCL_RegInfo_SetState(&job_, BACL_JOB_AVAILABLE);
@@ -54,7 +54,7 @@ u32 OutboundLog::stop()
         return 0;
     }
     is_started_ = false;
-    // The thread is woken first: the stop that it must acknowledge is a flag, which wakes nobody.
+    // The thread is woken first: the stop that it must acknowledge is a flag, which wakes no thread.
     if (BaCL_RingBuf_ThreadMuxLock(&ring_, 1) == 0) {
         is_ending_ = true;
         BaCL_RingBuf_ThreadCondSignal(&ring_);
@@ -81,7 +81,7 @@ bool OutboundLog::wait()
     return goes_on;
 }
 
-/// Opens the file anew, which somebody has renamed. Where that fails, the old one goes on.
+/// Opens the file again, which has been renamed. Where that fails, the old one stays in use.
 bool OutboundLog::reopen()
 {
     const int opened = open(file_, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NOCTTY, 0640);
@@ -111,7 +111,7 @@ void OutboundLog::write_all()
     char part[1024];
     while (const u32 count = BaCL_RingBuf_PopAvailable(&ring_, part, sizeof part)) {
         if (!qsc::write_all(output_.is_open() ? output_.get() : STDERR_FILENO, {part, count})) {
-            return; // nobody listens, or the disk is full; the lines are gone, the requests are not
+            return; // no reader, or a full disk: lines are lost, requests are not
         }
     }
 }
@@ -149,7 +149,7 @@ void OutboundLog::add(const char* format, ...)
         std::vsnprintf(line + prefix, sizeof line - static_cast<std::size_t>(prefix) - 1, format, arguments);
     va_end(arguments);
     const int end = std::min(prefix + std::max(length, 0), static_cast<int>(sizeof line) - 2);
-    // What stands in a request must not break the line.
+    // The text of a request must not break the line.
     std::replace_if(
         line + prefix, line + end, [](char c) { return static_cast<unsigned char>(c) < ' '; }, '?');
     line[end] = '\n';

@@ -55,7 +55,7 @@ bool check_rights(Call& call, const Caller& caller, std::string_view path, u32 r
             return deny(call, access::name_of(static_cast<access::Right>(right)), "", path);
         }
     }
-    // Everybody may speak as nobody in particular.
+    // Everyone may speak as OTHER.
     if (call.commander != QSC_COMMANDER_OTHER && (call.commander & ~grant.commanders) != 0) {
         return deny(call, QSysCmdHal_GetCommanderName(static_cast<i32>(call.commander)), "as:", path);
     }
@@ -95,7 +95,7 @@ bool make_items(Call& call, std::size_t count)
     return call.items != nullptr || refuse(call, kFailed, "out of memory");
 }
 
-/// Adds one path; what is wrong with it goes to the failures, what is not allowed ends the request.
+/// Adds one path; what is wrong with it is added to the failures, what is not allowed ends the request.
 bool add_item(Call& call, const Caller& caller, std::string_view path, json_object* value, Failures& failures)
 {
     if (!check_rights(call, caller, without_dot(path), call.method->right)) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// Reading the parameters of a request. Whatever refuses one has written the answer.
+// Reading the parameters of a request. A function that refuses one has written the answer.
 #pragma once
 
 #include "tools/qscd/Methods.h"
@@ -20,7 +20,7 @@ bool refuse(Call& call, ErrorCode code, std::string_view first, std::string_view
 /// Makes room for so many items.
 [[nodiscard]] bool make_items(Call& call, std::size_t count);
 
-/// Adds one path; what is wrong with it goes to the failures, what is not allowed ends the request.
+/// Adds one path; what is wrong with it is added to the failures, what is not allowed ends the request.
 [[nodiscard]] bool add_item(Call& call, const Caller& caller, std::string_view path, json_object* value,
                             Failures& failures);
 

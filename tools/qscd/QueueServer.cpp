@@ -23,7 +23,7 @@ namespace qscd
 namespace
 {
 
-/// Whoever sent a request that is older than this, in seconds, has given up on it.
+/// The sender of a request that is older than this, in seconds, has given up on it.
 constexpr u32 kOldestRequest = 60;
 
 /// Serves a request on a copy: what an attempt has left in it, another one must not find.
@@ -141,7 +141,7 @@ void QueueServer::receive_all()
     }
 }
 
-/// What a message holds is nobody else's business: only that it was dropped is logged.
+/// The content of a message may be secret: only that it was dropped is logged.
 void QueueServer::drop(const char* why)
 {
     ++dropped_;
@@ -156,7 +156,7 @@ void QueueServer::handle(const Received& message)
     }
     Call* const call = new_call();
     if (call == nullptr) {
-        drop("a request, for want of memory");
+        drop("a request, because there is no memory");
         return;
     }
     call->message = message.parse();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The System V queue, for commanders that speak it: a thread receives requests and hands them on like those
-// of the socket; whoever has served one answers it.
+// of the socket; the thread that has served one answers it.
 #pragma once
 
 #include <atomic>
@@ -31,15 +31,15 @@ class QueueServer
     /// Makes the queue and starts the thread; false: it could not, which has been said.
     [[nodiscard]] bool start(int wake_fd);
 
-    /// Removes the queue, which tells every client, and ends the thread.
+    /// Removes the queue, which every client notices, and ends the thread.
     void stop();
 
-    /// Throws away what nobody takes.
+    /// Removes the answers that no one takes.
     void expire() { expired_ += answers_.expire(queue_); }
 
     [[nodiscard]] bool is_open() const { return queue_ != QSCBASE_NO_QUEUE; }
     [[nodiscard]] u32 queue() const { return queue_; }
-    /// Whether somebody else has removed the queue.
+    /// Whether another process has removed the queue.
     [[nodiscard]] bool has_failed() const { return has_failed_; }
 
     [[nodiscard]] u32 served() const { return served_; }

@@ -79,7 +79,7 @@ bool Server::understand(Call& call, std::string_view line)
     } else {
         return true;
     }
-    call.is_notification = false; // nobody could tell that it was one
+    call.is_notification = false; // whether it was one is not known
     return false;
 }
 

@@ -24,7 +24,7 @@ namespace qscd
 namespace
 {
 
-// What epoll tells them apart by; smaller numbers are slots of clients.
+// The marks of descriptors in epoll; smaller numbers are slots of clients.
 constexpr u64 kListenerMark = 1000;
 constexpr u64 kWakeMark = 1001;
 constexpr u64 kFilesMark = 1002;
@@ -104,8 +104,7 @@ void Server::load_access()
 {
     Text<254> error;
     if (!access_.load(options_.access_file, error)) {
-        log_.add("%s: %s; nobody but root and the own user may anything", options_.access_file,
-                 error.c_str());
+        log_.add("%s: %s; only root and the own user have rights", options_.access_file, error.c_str());
     }
 }
 

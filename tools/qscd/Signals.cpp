@@ -31,7 +31,7 @@ void take(int signal)
     errno = kept;
 }
 
-/// A writer whose reader has gone gets an error from its write.
+/// A write to a closed pipe returns an error.
 void take_nothing(int) {}
 
 } // namespace

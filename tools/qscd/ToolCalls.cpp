@@ -202,7 +202,7 @@ QSC_TOOL_CALL int posix_spawnp(pid_t* pid, const char* file, const posix_spawn_f
     return spawn("posix_spawnp", pid, file, actions, attributes, arguments, environment);
 }
 
-/// What an attempt logs that is given up because it wants a tool (see Attempt.h) is no failure.
+/// What an attempt logs after it was refused a tool is no failure.
 QSC_TOOL_CALL void syslog(int priority, const char* format, ...)
 {
     const ToolRun* const run = current_run();

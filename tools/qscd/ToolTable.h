@@ -12,7 +12,7 @@
 namespace qscd
 {
 
-/// What children are marked with in their environment: where parents have died, it tells whose they are.
+/// What children are marked with in their environment: where parents have died, it shows whose they are.
 inline constexpr std::string_view kMark = "QSC_REQUEST=";
 
 /// The mark of a run, for an environment.

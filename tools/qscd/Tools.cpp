@@ -45,7 +45,7 @@ u64 mark_of_daemon()
     static constinit u64 mark = 0;
     if (mark == 0) {
         if (getentropy(&mark, sizeof mark) != 0) {
-            mark = static_cast<u64>(getpid()) << 32; // still told apart from other processes
+            mark = static_cast<u64>(getpid()) << 32; // still different from other processes
         }
     }
     return mark;
@@ -199,7 +199,7 @@ bool may_start(std::string_view command)
         errno = EAGAIN;
         return false;
     }
-    // The program alone: what follows may hold somebody's password.
+    // The program alone: its arguments may hold a password.
     const std::size_t length =
         std::min({command.find_first_of(" \t;|&<>"), command.size(), sizeof run->tool - 1});
     command.copy(run->tool, length);

@@ -18,7 +18,7 @@ using qsc::u64;
 
 /// What one request does with tools.
 struct ToolRun {
-    bool may_start = true; ///< false: none is started, which `was_refused` tells
+    bool may_start = true; ///< false: none is started, and `was_refused` is set
     bool was_refused = false;
     std::atomic<bool> is_over{false}; ///< ended: it starts none any more
     u64 number = 0;                   ///< unique while the daemon runs

@@ -31,7 +31,7 @@ constexpr std::size_t kLongestMessage = std::size_t{1024} * 1024;
 constexpr std::size_t kEnvelope = 256;
 constexpr u64 kPause = 1000;
 
-/// The status that goes with an error, for those who look at nothing else.
+/// The status of an error, for callers that look at nothing else.
 int status_of(json_object* error)
 {
     switch (json_object_get_int(member(error, "code"))) {

@@ -41,7 +41,7 @@ class Ubus
     /// Whether there is a new descriptor since the last call.
     [[nodiscard]] bool take_descriptor_changed();
 
-    /// Answers with a line of the socket's protocol; the request is gone then.
+    /// Answers with a line of the socket's protocol; the request is freed.
     void answer(UbusRequest* request, std::string_view line);
 
     /// Which connection to the bus this is, counted from 1.

@@ -21,7 +21,7 @@ namespace
 
 /// Several changes that come together are read once, in milliseconds.
 constexpr u64 kGather = 50;
-/// For so long, a change by others waits for what the daemon itself is setting, to be told apart from it.
+/// For so long, a change by others waits for what the daemon itself is setting, to be distinguished from it.
 constexpr u64 kMostWait = 1000;
 constexpr u32 kLeastInterval = 1000;
 constexpr int kRetry = 100;
@@ -85,7 +85,7 @@ void Watch::finish_subscribe(Call& call)
 {
     Subscription* const subscription = find(call);
     if (subscription == nullptr) {
-        return; // its client is gone
+        return; // its client has left
     }
     if (call.is_late || call.sample == nullptr) {
         release(*subscription);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Subscriptions: what the subscribers' paths hold now, and the events that tell how it changes.
+// Subscriptions: what the subscribers' paths hold now, and the events that report how it changes.
 //
-// There is one picture of all values that somebody watches. Whenever something may have changed them - a set
+// There is one picture of all values that are watched. Whenever something may have changed them - a set
 // through the daemon, a write to the configuration by others, the kernel's word of links and addresses, or
 // the time that a subscriber asked for - they are read again, once for all, and what differs is told to whom
 // it concerns.
@@ -23,8 +23,8 @@ struct Subscription {
     u64 client = 0; ///< number of the connection; 0: free
     u32 slot = 0;
     u32 number = 0;
-    u64 sequence = 0; ///< of the last event, told or lost
-    u64 lost = 0;     ///< since the last that was told
+    u64 sequence = 0; ///< of the last event, sent or lost
+    u64 lost = 0;     ///< since the last that was sent
     u32 interval = 0; ///< milliseconds; 0: it asked for none
     u32 path_count = 0;
     std::array<PathText, kMostPaths> paths;
@@ -66,7 +66,7 @@ class Watch
     /// has to look again; -1: there is nothing to look for
     [[nodiscard]] int look(u64 now, bool is_changing);
 
-    /// Descriptors that tell of changes by others; -1: not open. Readable ones are given to drain().
+    /// Descriptors that show changes by others; -1: not open. Readable ones are given to drain().
     [[nodiscard]] int files() const { return sources_.files(); }
     [[nodiscard]] int network() const { return sources_.network(); }
     void drain(int descriptor, u64 now);
@@ -113,7 +113,7 @@ class Watch
     u32 count_ = 0; ///< of subscriptions
     u32 last_number_ = 0;
     u64 due_ = 0;        ///< when to sample; 0: nothing has happened
-    u64 next_round_ = 0; ///< of the sampling that somebody asked for
+    u64 next_round_ = 0; ///< of the sampling that subscribers asked for
     bool is_sampling_ = false;
 };
 

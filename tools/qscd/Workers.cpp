@@ -133,8 +133,8 @@ void Workers::start_getter()
     }
 }
 
-/// The first get whose client has not more than his share of the workers. While half of them are free, that
-/// is several; then everybody has one.
+/// The first get whose client has not more than its share of the workers. While half of them are free, that
+/// is several; then each has one.
 Call* Workers::next_get()
 {
     const auto busy =

@@ -29,7 +29,7 @@ void tell_version()
     }
 }
 
-/// The tools that we start read from nobody, and nothing that we open becomes a standard stream.
+/// The tools that we start have no input, and nothing that we open becomes a standard stream.
 void prepare_streams()
 {
     const int nothing = open("/dev/null", O_RDWR);

@@ -38,7 +38,7 @@ u32 Received::receive(u32 queue, i64 type, u32 flags)
 {
     const u32 code = QSCBase_Receive(queue, flags, type, bytes_, sizeof bytes_);
     if (code == E2BIG) {
-        // Left where it is, it would stand before everybody's next one.
+        // Left where it is, it would come before every next message.
         (void)QSCBase_Receive(queue, flags | IPC_NOWAIT | MSG_NOERROR, type, bytes_, sizeof bytes_);
     }
     return code;

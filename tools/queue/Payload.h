@@ -11,7 +11,7 @@
 namespace qsc::queue
 {
 
-/// The text of a payload; one byte behind the longest ends it.
+/// The text of a payload; one byte after the longest ends it.
 class Payload
 {
   public:
@@ -36,7 +36,7 @@ class Received
     /// E2BIG. @return 0 or the errno of msgrcv()
     [[nodiscard]] u32 receive(u32 queue, i64 type, u32 flags = 0);
 
-    /// Puts it back behind the others, as it was sent. @return 0 or the errno of msgsnd(), EAGAIN when the
+    /// Puts it back after the others, as it was sent. @return 0 or the errno of msgsnd(), EAGAIN when the
     /// queue is full
     [[nodiscard]] u32 send_back(u32 queue);
 
