@@ -37,6 +37,12 @@ u32 for_each_word(std::string_view text, Use use)
     return 0;
 }
 
+/// Whether a text has a word between its blanks.
+[[nodiscard]] inline bool is_word_of(std::string_view text, std::string_view word)
+{
+    return for_each_word(text, [&](std::string_view each) -> u32 { return each == word ? 1 : 0; }) != 0;
+}
+
 /// The state of a text. The functions below work on texts of every size, so that their code exists once.
 struct TextState {
     std::size_t length = 0;

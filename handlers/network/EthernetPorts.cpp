@@ -9,6 +9,7 @@
 
 #include "base/FileDescriptor.h"
 #include "base/UciOptional.h"
+#include "handlers/network/Networks.h"
 
 namespace qsc::network
 {
@@ -113,9 +114,8 @@ std::string_view device_file(Sources& sources, std::string_view device, const ch
 
 bool read_device(std::string_view interface, DeviceName& device)
 {
-    Text<126> key;
-    key.append("network.").append(interface).append(".device");
-    return uci_peek(key.c_str(), device) == 0 && device.view().find_first_of("/@") == std::string_view::npos;
+    return uci_peek(network_key(interface, "device").c_str(), device) == 0 &&
+           device.view().find_first_of("/@") == std::string_view::npos;
 }
 
 bool find_device_section(std::string_view device, DeviceName& section)
@@ -162,11 +162,9 @@ bool carries(std::string_view interface, std::string_view port)
     // A bridge as it is configured, or as it is.
     if (find_device_section(base, section)) {
         RowText ports;
-        Text<126> key;
-        key.append("network.").append(section.view()).append(".ports");
-        const auto is_it = [&](std::string_view each) -> u32 { return each == port ? EEXIST : 0; };
-        if (uci_peek(key.c_str(), ports) == 0) {
-            return for_each_word(ports.view(), is_it) != 0;
+        read_network_option(section.view(), "ports", ports);
+        if (!ports.view().empty()) {
+            return is_word_of(ports.view(), port);
         }
     }
     DeviceName lower;

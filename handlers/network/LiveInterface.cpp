@@ -99,14 +99,11 @@ void ask_kernel(const char* device, Uplink uplink, Part part, RowText& text)
 
 bool is_uplink_on(Uplink uplink)
 {
-    ValueText text;
-    Text<62> key;
-    key.append("network.").append(name_of(uplink));
-    if (uci_peek(key.c_str(), text) != 0) {
-        return false;
-    }
-    key.append(".disabled");
-    return uci_peek(key.c_str(), text) != 0 || !is_switched_on(text.view());
+    RowText protocol;
+    RowText disabled;
+    read_network_option(name_of(uplink), "proto", protocol);
+    read_network_option(name_of(uplink), "disabled", disabled);
+    return !protocol.view().empty() && !is_switched_on(disabled.view());
 }
 
 json_object* live_status(const RowCall& call, Uplink uplink)

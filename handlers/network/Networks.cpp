@@ -13,6 +13,18 @@
 namespace qsc::network
 {
 
+Text<126> network_key(std::string_view section, std::string_view option)
+{
+    Text<126> key;
+    key.append("network.").append(section).append(".").append(option);
+    return key;
+}
+
+void read_network_option(std::string_view section, std::string_view option, RowText& value)
+{
+    (void)uci_peek(network_key(section, option).c_str(), value);
+}
+
 namespace
 {
 
@@ -21,20 +33,15 @@ namespace
 template <typename Use>
 void for_each_network(std::string_view section, Use use)
 {
-    const auto read = [&](const char* option, RowText& value) {
-        Text<254> key;
-        key.append("network.").append(section).append(".").append(option);
-        (void)uci_peek(key.c_str(), value);
-    };
     RowText protocol;
     RowText mask_text;
     RowText addresses;
-    read("proto", protocol);
+    read_network_option(section, "proto", protocol);
     if (protocol.view().starts_with("gre")) {
         return; // its address is the outer end, in a network of another interface
     }
-    read("netmask", mask_text);
-    read("ipaddr", addresses);
+    read_network_option(section, "netmask", mask_text);
+    read_network_option(section, "ipaddr", addresses);
     (void)for_each_word(addresses.view(), [&](std::string_view item) -> u32 {
         const std::size_t slash = item.find('/');
         Network network{0, UINT32_MAX};
@@ -153,10 +160,8 @@ void for_each_live(Use use)
 
 bool overlaps_live(const Network& network, const char* interface, RowText& name)
 {
-    Text<126> key;
-    ValueText device;
-    key.append("network.").append(interface).append(".device");
-    (void)uci_peek(key.c_str(), device);
+    RowText device;
+    read_network_option(interface, "device", device);
     bool is_found = false;
     for_each_live([&](std::string_view each, const Network& live) {
         is_found = is_found || (each == device.view() && overlap(network, live));

@@ -17,6 +17,12 @@ struct Network {
 /// address, and none that only stands for others.
 [[nodiscard]] bool is_host_address(const Network& network);
 
+/// The key of an option of the package "network".
+[[nodiscard]] Text<126> network_key(std::string_view section, std::string_view option);
+
+/// Reads an option of the package "network"; empty: there is none.
+void read_network_option(std::string_view section, std::string_view option, RowText& value);
+
 /// Whether this is the IPv6 address of one device, or of one on the same link where that will do.
 [[nodiscard]] bool is_host_ipv6(const char* text, bool may_be_local);
 

@@ -60,7 +60,7 @@ struct Custom {
 
     explicit Custom(const RowCall& call)
     {
-        is_in_device = append_device_key(kOption, key);
+        is_in_device = read_device_key(kOption, key);
         is_on = uci_peek(key.c_str(), used) == 0 && !used.view().empty() &&
                 !(is_in_device && is_same_address(used.view(), factory_address(call)));
         (void)(is_on ? address.assign(used.view()) : uci_peek(kWaiting, address) == 0);

@@ -15,25 +15,18 @@ namespace
 
 QSC_MODULE("QscDns");
 
-using Key = Text<62>;
+using Key = Text<126>;
 using AddressText = Text<62>;
 
 Key key_of(Uplink uplink, const char* option)
 {
-    Key key;
-    key.append("network.").append(name_of(uplink)).append(".").append(option);
-    return key;
+    return network_key(name_of(uplink), option);
 }
 
 /// Reads an option of an interface; empty: there is none.
 void read_option(Uplink uplink, const char* option, RowText& text)
 {
-    (void)uci_peek(key_of(uplink, option).c_str(), text);
-}
-
-bool is_word_of(std::string_view text, std::string_view word)
-{
-    return for_each_word(text, [&](std::string_view each) -> u32 { return each == word ? EEXIST : 0; }) != 0;
+    read_network_option(name_of(uplink), option, text);
 }
 
 i64 number_in(Uplink uplink, const char* option)

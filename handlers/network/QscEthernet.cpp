@@ -7,6 +7,7 @@
 #include "base/MutexLock.h"
 #include "core/Objects.h"
 #include "handlers/network/EthernetPorts.h"
+#include "handlers/network/Networks.h"
 #include "include/bacl.h"
 #include "include/qsc_handlers.h"
 
@@ -75,12 +76,11 @@ bool is_port_on(std::string_view port)
 {
     DeviceName section;
     RowText enabled;
-    Text<126> key;
     if (!find_device_section(port, section)) {
         return true;
     }
-    key.append("network.").append(section.view()).append(".enabled");
-    return uci_peek(key.c_str(), enabled) != 0 || is_switched_on(enabled.view());
+    read_network_option(section.view(), "enabled", enabled);
+    return enabled.view().empty() || is_switched_on(enabled.view());
 }
 
 u32 check_enable(const RowCall& call, std::string_view stored)

@@ -43,7 +43,7 @@ u32 check_static(const RowCall& call, std::string_view)
     read_next_part(call, kUplink, "X_QRN_DefaultGateway", Part::kGateway, gateway_text);
     Network network{};
     Network gateway{};
-    if (!is_ipv4(address.view(), network.address) || !read_mask(mask.view(), network.mask) ||
+    if (!is_ipv4(address.view(), network.address) || !read_netmask(mask.view(), network.mask) ||
         !is_ipv4(gateway_text.view(), gateway.address)) {
         return refuse(EFAULT, "Static needs an address, a mask and a gateway");
     }
@@ -132,7 +132,7 @@ u32 store_mtu(const RowCall& call, std::string_view stored)
     ValueText value;
     i64 mtu = 0;
     read_next_type(call, type);
-    append_mtu_key(type.view(), key);
+    read_mtu_key(type.view(), key);
     const bool is_other = value.assign(stored) && parse_whole(stored, mtu) && mtu != read_mtu(type.view());
     return is_other ? uci_write(key.c_str(), value.c_str()) : 0;
 }

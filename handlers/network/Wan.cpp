@@ -5,6 +5,7 @@
 
 #include "base/UciOptional.h"
 #include "handlers/network/EthernetPorts.h"
+#include "handlers/network/Networks.h"
 
 namespace qsc::network
 {
@@ -24,10 +25,9 @@ const char* option_of(Uplink uplink, Part part)
 
 Key key_of(Uplink uplink, Part part, bool waits)
 {
-    Key key;
-    key.append("network.").append(name_of(uplink)).append(".").append(waits ? "qrn_" : "");
-    key.append(or_empty(option_of(uplink, part)));
-    return key;
+    Text<30> option;
+    option.append(waits ? "qrn_" : "").append(or_empty(option_of(uplink, part)));
+    return network_key(name_of(uplink), option.view());
 }
 
 /// Reads the first item of the option that holds the address.
@@ -60,9 +60,7 @@ std::string_view length_of(std::string_view item)
 
 bool is_static(Uplink uplink)
 {
-    Text<62> key;
-    key.append("network.").append(name_of(uplink)).append(".proto");
-    return uci_holds(key.c_str(), "static");
+    return uci_holds(network_key(name_of(uplink), "proto").c_str(), "static");
 }
 
 void read_stored_part(Uplink uplink, Part part, RowText& text)
@@ -165,33 +163,23 @@ void read_next_part(const RowCall& call, Uplink uplink, const char* name, Part p
     }
 }
 
-bool read_mask(std::string_view text, u32& mask)
-{
-    u32 length = 0;
-    if (!parse_whole(text, length)) {
-        return is_netmask(text, mask);
-    }
-    mask = length == 0 ? 0 : UINT32_MAX << (32 - std::min(length, 32U));
-    return length <= 32;
-}
-
-bool append_device_key(const char* option, Text<126>& key)
+bool read_device_key(const char* option, Text<126>& key)
 {
     DeviceName device;
     DeviceName section;
     const bool has_section =
         read_device("wan", device) && (find_device_section(device.view(), section) ||
                                        find_device_section(base_device(device.view()), section));
-    key.append("network.").append(has_section ? section.view() : "wan").append(".").append(option);
+    key = network_key(has_section ? section.view() : "wan", option);
     return has_section;
 }
 
-void append_mtu_key(std::string_view type, Text<126>& key)
+void read_mtu_key(std::string_view type, Text<126>& key)
 {
     if (type == kDialled) {
-        key.append("network.wan.mtu");
+        key = network_key("wan", "mtu");
     } else {
-        (void)append_device_key("mtu", key);
+        (void)read_device_key("mtu", key);
     }
 }
 
@@ -201,7 +189,7 @@ i64 read_mtu(std::string_view type)
     Text<126> key;
     ValueText text;
     i64 mtu = 0;
-    append_mtu_key(type, key);
+    read_mtu_key(type, key);
     const bool is_set = uci_peek(key.c_str(), text) == 0 && parse_whole(text.view(), mtu);
     return is_set ? mtu : type == kDialled ? kMostDialled : kEthernet;
 }

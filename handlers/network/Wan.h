@@ -38,21 +38,18 @@ inline constexpr const char* kGatewayKey = "gateway";
 /// Reads what a part will be after the request, which names it `name`; it is judged elsewhere.
 void read_next_part(const RowCall& call, Uplink uplink, const char* name, Part part, RowText& text);
 
-/// Reads a mask, in the form of an address or as a number of bits.
-[[nodiscard]] bool read_mask(std::string_view text, u32& mask);
-
 /// PPPoE, and the most that it carries in a packet.
 inline constexpr const char* kDialled = "pppoe";
 inline constexpr i32 kMostDialled = 1492;
 /// The least that IPv6 needs.
 inline constexpr i32 kLeastSix = 1280;
 
-/// Appends the key of an option of the WAN's device. The section that names the device, if there is one,
+/// Reads the key of an option of the WAN's device. The section that names the device, if there is one,
 /// comes before the interface's own. @return whether there is one
-bool append_device_key(const char* option, Text<126>& key);
+bool read_device_key(const char* option, Text<126>& key);
 
 /// The key of the WAN's MTU, which depends on how the interface gets its address: PPPoE has its own.
-void append_mtu_key(std::string_view type, Text<126>& key);
+void read_mtu_key(std::string_view type, Text<126>& key);
 
 /// The MTU, or its default.
 [[nodiscard]] i64 read_mtu(std::string_view type);
