@@ -436,7 +436,13 @@ uint32_t QrnUci_SetNewString(const char* key, const char* value, uint32_t reserv
 
 uint32_t QrnUci_SetListItem(const char* key, uint32_t index, const char* value)
 {
-    return QrnUci_SetNewString(test::list_item(key, index).c_str(), value, 0, 1);
+    const std::string item = test::list_item(key, index);
+    static auto* const next = real<uint32_t(const char*, uint32_t, const char*)>("QrnUci_SetListItem");
+    if (!outside().has_real_uci) {
+        return QrnUci_SetNewString(item.c_str(), value, 0, 1);
+    }
+    const uint32_t code = code_of("set " + item + "=" + value);
+    return code == 0 ? next(key, index, value) : code;
 }
 
 uint32_t QrnUci_BeginView(void)
