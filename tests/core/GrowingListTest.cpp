@@ -284,4 +284,12 @@ TEST_F(Growing, MoreThanCanBeListedIsRefused)
     put("list", text + "config item\n");
     EXPECT_EQ(send(kCounting, "Device.Count", kGet, "{}"), Fails(EFAULT));
     EXPECT_EQ(set("1", named("Name=x")), Fails(EFAULT));
+    // Nor may their names take more room than there is.
+    text.clear();
+    for (uint32_t i = 0; i < 60; ++i) {
+        text += "config item '" + std::string(150, 'x') + std::to_string(i) + "'\n";
+    }
+    put("list", text);
+    EXPECT_EQ(send(kCounting, "Device.Count", kGet, "{}"), Fails(EFAULT));
+    EXPECT_EQ(set("1", named("Name=x")), Fails(EFAULT));
 }
