@@ -8,7 +8,7 @@
 #include "handlers/network/Networks.h"
 #include "handlers/network/Sockets.h"
 #include "handlers/services/Credentials.h"
-#include "handlers/services/Package.h"
+#include "handlers/services/Firewall.h"
 
 using namespace qsc;
 using namespace qsc::services;
@@ -22,6 +22,9 @@ constexpr Package kPackage{"snmpd"};
 constexpr const char* kGeneral = "general";
 constexpr const char* kUser = "v3";
 constexpr const char* kTrap = "qrn_trap";
+constexpr const char* kRule = "qrn_snmp";
+constexpr const char* kFirewallPackage = "firewall";
+constexpr u32 kUsualPort = 161;
 constexpr const char* kSession = "trapsess";
 constexpr const char* kCommunity = "community";
 constexpr const char* kWaitingCommunity = "qrn_community";
@@ -50,7 +53,7 @@ bool is_on()
 u32 port_of_agent()
 {
     RowText address;
-    u32 port = 161;
+    u32 port = kUsualPort;
     (void)kPackage.read("@agent[0]", "agentaddress", address);
     const std::size_t colon = address.view().find(':');
     if (colon != std::string_view::npos) {
@@ -360,6 +363,31 @@ u32 keep_trap()
     return code != 0 ? code : keep_session(is_on && is_user);
 }
 
+/// The package lets in its usual port alone; another needs a rule of the firewall's, for the LAN.
+u32 keep_rule()
+{
+    const u32 port = port_of_agent();
+    const bool is_there = !kFirewall.type_of(kRule).view().empty();
+    const bool is_wanted = port != kUsualPort && is_installed(kFirewallPackage);
+    if (!is_there && !is_wanted) {
+        return 0;
+    }
+    // It is staged together with what this package is told.
+    u32 code = call_optional(QrnUci_BeginChange, kFirewallPackage);
+    if (code != 0 || !is_wanted) {
+        return code != 0 ? refuse(code, "the firewall could not be changed") : kFirewall.drop(kRule);
+    }
+    Text<14> number;
+    number.append_number(port);
+    const OptionValue options[] = {{"name", "SNMP from LAN"},
+                                   {"src", "lan"},
+                                   {"proto", "udp"},
+                                   {"dest_port", number.c_str()},
+                                   {"target", "ACCEPT"}};
+    code = kFirewall.make(kRule, "rule");
+    return code != 0 ? code : kFirewall.keep(kRule, options);
+}
+
 u32 prepare()
 {
     const u32 code = make_sections();
@@ -377,7 +405,8 @@ u32 arrange(RowRequest& request, bool is_written)
     u32 code = keep_communities(may_write);
     code = code != 0 ? code : keep_user(may_write);
     code = code != 0 ? code : keep_networks();
-    return code != 0 ? code : keep_trap();
+    code = code != 0 ? code : keep_trap();
+    return code != 0 ? code : keep_rule();
 }
 
 u32 arrange_trap(RowRequest&, bool is_written)

@@ -21,7 +21,8 @@ secname ro;source 192.168.1.0/24;
 secname ro;source ::1;
 secname rw;source 192.168.1.0/24;
 secname rw;source ::1;"
-    same "$(journal)" "/etc/init.d/snmpd restart"
+    same "$(journal)" "/etc/init.d/snmpd restart
+/etc/init.d/firewall restart"
     same "$(qsc -q get $path Enable Status | tr '\n' '|')" "1|Error|"
 }
 
@@ -49,6 +50,16 @@ secname rw;source ::1;"
     same "$(section agent system)" "agentaddress UDP:1161,UDP6:1161;
 sysLocation the hall, upstairs;sysContact anna@example.net;sysName gate;"
     same "$(qsc -q get $path Port)" "1161"
+    rule="config rule 'qrn_snmp'
+	option name 'SNMP from LAN'
+	option src 'lan'
+	option proto 'udp'
+	option dest_port '1161'
+	option target 'ACCEPT'"
+    same "$(sed -n "/qrn_snmp/,\$p" "$state/etc/config/firewall")" "$rule"
+    same "$(device fw4 check 2>&1)" ""
+    qsc set $path Port=161 --apply
+    ! grep -q qrn_snmp "$state/etc/config/firewall"
 }
 
 @test "a user of version 3 has a password, and goes as a whole" {
