@@ -7,8 +7,8 @@
 #include <ifaddrs.h>
 
 #include "base/FileDescriptor.h"
-#include "base/UciOptional.h"
 #include "core/UciAccess.h"
+#include "handlers/network/SectionNames.h"
 
 namespace qsc::network
 {
@@ -62,16 +62,11 @@ void for_each_network(std::string_view section, Use use)
 template <typename Use>
 void for_each_interface(Use use)
 {
-    std::array<char, 2048> names;
-    u32 count = 0;
-    if (call_optional(QrnUci_ListSections, "network", "interface", names.data(),
-                      static_cast<u32>(names.size()), &count) != 0) {
-        return;
-    }
-    const char* each = names.data();
-    for (u32 i = 0; i < count; ++i, each += std::strlen(each) + 1) {
-        use(std::string_view{each});
-    }
+    SectionNames names;
+    (void)(names.read("network", "interface") == 0 && names.for_each([&](std::string_view name) -> u32 {
+        use(name);
+        return 0;
+    }) != 0);
 }
 
 } // namespace

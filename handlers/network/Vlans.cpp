@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "handlers/network/Vlans.h"
 
-#include <array>
-#include <cstring>
-
-#include "base/UciOptional.h"
+#include "handlers/network/SectionNames.h"
 
 namespace qsc::network
 {
@@ -16,18 +13,14 @@ namespace
 template <typename Use>
 void for_each_other_vlan(Use use)
 {
-    std::array<char, 4096> names;
-    u32 count = 0;
-    const char* name = names.data();
-    if (call_optional(QrnUci_ListSections, "network", "bridge-vlan", names.data(),
-                      static_cast<u32>(names.size()), &count) != 0) {
-        return;
-    }
-    for (u32 i = 0; i < count; ++i, name += std::strlen(name) + 1) {
-        if (!std::string_view{name}.starts_with(kVlanSection)) {
-            use(std::string_view{name}, read_option_number("network", name, "vlan"));
+    SectionNames names;
+    (void)names.read("network", "bridge-vlan");
+    (void)names.for_each([&](std::string_view name) -> u32 {
+        if (!name.starts_with(kVlanSection)) {
+            use(name, read_option_number("network", name, "vlan"));
         }
-    }
+        return 0;
+    });
 }
 
 /// Whether a zone has an interface once others are given those of the change.

@@ -3,11 +3,12 @@
 // interfaces, or, when it has a VLAN, that VLAN of the LAN's bridge, which has the interfaces then. The first
 // VLAN of a bridge has the kernel filter all of it, so the LAN has one from then on as well, and goes back
 // when the last is gone.
+#include <algorithm>
 #include <array>
-#include <cstring>
 
 #include "base/UciOptional.h"
 #include "handlers/network/EthernetPorts.h"
+#include "handlers/network/SectionNames.h"
 #include "handlers/network/ZoneSections.h"
 
 namespace qsc::network
@@ -228,17 +229,12 @@ class Arrangement
 
     u32 delete_unused()
     {
-        std::array<char, 4096> names;
-        u32 count = 0;
-        u32 code = call_optional(QrnUci_ListSections, kNetwork, "bridge-vlan", names.data(),
-                                 static_cast<u32>(names.size()), &count);
-        const char* name = names.data();
-        for (u32 i = 0; code == 0 && i < count; ++i, name += std::strlen(name) + 1) {
-            if (std::string_view{name}.starts_with(kVlanSection) && !has_word(used_.view(), name)) {
-                code = call_optional(QrnUci_DeleteSection, option_key(kNetwork, name).c_str());
-            }
-        }
-        return code;
+        SectionNames names;
+        const u32 code = names.read(kNetwork, "bridge-vlan");
+        return code != 0 ? code : names.for_each([&](std::string_view name) -> u32 {
+            const bool is_unused = name.starts_with(kVlanSection) && !has_word(used_.view(), name);
+            return is_unused ? call_optional(QrnUci_DeleteSection, option_key(kNetwork, name).c_str()) : 0;
+        });
     }
 };
 

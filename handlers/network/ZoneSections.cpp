@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "handlers/network/ZoneSections.h"
 
-#include <array>
-#include <cstring>
+#include <span>
 
 #include "base/UciOptional.h"
 #include "handlers/network/Pools.h"
+#include "handlers/network/SectionNames.h"
 
 namespace qsc::network
 {
@@ -18,12 +18,14 @@ constexpr const char* kFirewall = "firewall";
 constexpr std::string_view kWan = "wan";
 
 /// An option of a section that is made, and its value; "*" stands for the zone's name.
-using Option = const char* [2];
+struct Option {
+    const char* name;
+    const char* value;
+};
 
 /// Makes a section of that name unless there is one.
-template <std::size_t Count>
 u32 make_section(const char* package, const char* type, std::string_view section, std::string_view zone,
-                 const Option (&options)[Count])
+                 std::span<const Option> options)
 {
     Text<62> name;
     name.append(section);
@@ -57,31 +59,6 @@ u32 delete_section(const char* package, std::string_view section)
                ? call_optional(QrnUci_DeleteSection, option_key(package, section).c_str())
                : 0;
 }
-
-/// The names of sections, which stay right while options change.
-struct SectionNames {
-    std::array<char, 8192> text;
-    u32 count = 0;
-
-    [[nodiscard]] u32 read(const char* package, const char* type)
-    {
-        return call_optional(QrnUci_ListSections, package, type, text.data(), static_cast<u32>(text.size()),
-                             &count);
-    }
-
-    /// Calls use(name) for each, until one answers with a code.
-    template <typename Use>
-    u32 for_each(Use use) const
-    {
-        const char* name = text.data();
-        for (u32 i = 0; i < count; ++i, name += std::strlen(name) + 1) {
-            if (const u32 code = use(std::string_view{name})) {
-                return code;
-            }
-        }
-        return 0;
-    }
-};
 
 bool has_value(std::string_view section, const char* option, std::string_view value)
 {
