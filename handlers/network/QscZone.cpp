@@ -38,7 +38,10 @@ u32 check_delete_zone(const RowCall& call, std::string_view stored)
     }
     RowText interfaces;
     const std::string_view zone = zone_of(call.request);
-    read_interfaces(zone, interfaces);
+    code = read_interfaces(zone, interfaces);
+    if (code != 0) {
+        return code;
+    }
     if (is_first(call)) {
         return refuse(EFAULT, "the LAN cannot be deleted");
     }
@@ -138,7 +141,10 @@ u32 check_interfaces(const RowCall& call, std::string_view stored)
     }
     // Who has no way into the LAN has none to the router.
     RowText lan;
-    read_interfaces(kLanZone, lan);
+    code = read_interfaces(kLanZone, lan);
+    if (code != 0) {
+        return code;
+    }
     const bool keeps_one = for_each_word(lan.view(), [&](std::string_view name) -> u32 {
                                return has_word(stored, name) ? 0 : EEXIST;
                            }) != 0;
@@ -162,8 +168,8 @@ u32 take_from_others(const RowCall& call, std::string_view stored)
         if (number == call.request.instance) {
             continue;
         }
-        read_interfaces(zones.find(number), interfaces);
-        code = for_each_word(interfaces.view(), [&](std::string_view name) -> u32 {
+        code = read_interfaces(zones.find(number), interfaces);
+        code = code != 0 ? code : for_each_word(interfaces.view(), [&](std::string_view name) -> u32 {
             const bool is_taken = has_word(stored, name);
             is_robbed = is_robbed || is_taken;
             if (is_taken) {

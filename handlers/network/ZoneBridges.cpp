@@ -84,10 +84,8 @@ class Arrangement
     u32 run()
     {
         has_bridge_ = find_lan_bridge(bridge_, ports_);
-        if (has_bridge_) {
-            find_wired_ports();
-        }
-        u32 code = arrange_zones();
+        u32 code = has_bridge_ ? find_wired_ports() : 0;
+        code = code != 0 ? code : arrange_zones();
         if (code != 0 || !has_bridge_) {
             return code;
         }
@@ -103,22 +101,25 @@ class Arrangement
     RowText used_;   ///< the sections of VLANs that are needed
     bool has_bridge_ = false;
 
-    void find_wired_ports()
+    /// What cannot be read whole is left as it is: a port that is missed would be cut off, or be let in.
+    u32 find_wired_ports()
     {
         RowText all;
         RowText in_zones;
-        read_option(kNetwork, ports_.view(), "ports", all);
-        (void)for_each_zone([&](i32, const char* zone) {
+        u32 code = uci_read_whole(option_key(kNetwork, ports_.view(), "ports").c_str(), all);
+        const u32 unread = for_each_zone([&](i32, const char* zone) {
             RowText interfaces;
-            read_interfaces(zone, interfaces);
+            code = code != 0 ? code : read_interfaces(zone, interfaces);
             in_zones.append(interfaces.view()).append(" ");
         });
+        code = code != 0 ? code : unread;
         (void)for_each_word(all.view(), [&](std::string_view port) -> u32 {
             if (!has_word(in_zones.view(), port)) {
                 wired_.append(wired_.view().empty() ? "" : " ").append(port);
             }
             return 0;
         });
+        return code != 0 ? code : in_zones.fits() ? 0 : refuse(EFAULT, "the zones have too many interfaces");
     }
 
     /// Writes the section of a VLAN of the LAN's bridge.
@@ -151,7 +152,9 @@ class Arrangement
     {
         Items members;
         RowText interfaces;
-        read_interfaces(zone, interfaces);
+        if (const u32 code = read_interfaces(zone, interfaces)) {
+            return code;
+        }
         const u32 vlan = has_bridge_ ? vlan_of(zone) : 0;
         if (vlan == 0) {
             members.add_words(interfaces.view());
@@ -203,10 +206,10 @@ class Arrangement
         Items members;
         RowText interfaces;
         DeviceName device;
-        read_interfaces(kLanZone, interfaces);
+        u32 code = read_interfaces(kLanZone, interfaces);
         members.add_words(wired_.view());
         members.add_words(interfaces.view());
-        u32 code = members.write(ports_.view(), "ports");
+        code = code != 0 ? code : members.write(ports_.view(), "ports");
         (void)read_device(kLanZone, device);
         const std::string_view own = device.view();
         u32 now = 0;

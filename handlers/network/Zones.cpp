@@ -66,9 +66,9 @@ bool has_section(std::string_view package, std::string_view section)
     return uci_peek(option_key(package, section).c_str(), type) == 0;
 }
 
-void read_interfaces(std::string_view zone, RowText& interfaces)
+u32 read_interfaces(std::string_view zone, RowText& interfaces)
 {
-    read_option(kZonePackage, zone, "iface", interfaces);
+    return uci_read_whole(option_key(kZonePackage, zone, "iface").c_str(), interfaces);
 }
 
 bool has_word(std::string_view words, std::string_view wanted)

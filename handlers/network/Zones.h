@@ -68,8 +68,8 @@ void read_option(const char* package, std::string_view section, const char* opti
 /// Whether a package has a section of that name.
 [[nodiscard]] bool has_section(std::string_view package, std::string_view section);
 
-/// The interfaces of a zone, with blanks between them.
-void read_interfaces(std::string_view zone, RowText& interfaces);
+/// The interfaces of a zone, with blanks between them. @return the code of uci_read_whole()
+[[nodiscard]] u32 read_interfaces(std::string_view zone, RowText& interfaces);
 
 /// Whether a word is among those of a text, which blanks or commas stand between.
 [[nodiscard]] bool has_word(std::string_view words, std::string_view wanted);

@@ -127,6 +127,14 @@ bridge-vlan qrn_vlan_30 device=br-lan vlan=30"
     same "$status" 1
     rmdir "$state/tmp/.uci/firewall"
     same "$(everything)" "$before"
+    # A list of ports that cannot be read whole is not cut either.
+    cp "$state/etc/config/network" "$BATS_TEST_TMPDIR/network"
+    seq -f "	list ports 'port%g'" 300 >"$BATS_TEST_TMPDIR/ports"
+    sed -i "/name 'br-lan'/r $BATS_TEST_TMPDIR/ports" "$state/etc/config/network"
+    run qsc add $zones Name=cafe
+    same "$status" 1
+    [ ! -s "$state/tmp/.uci/network" ] && [ ! -s "$state/tmp/.uci/qrnnetworkzone" ]
+    cp "$BATS_TEST_TMPDIR/network" "$state/etc/config/network"
     rm "$state/etc/config/firewall"
     run qsc add $zones Name=cafe
     same "$status $output" "1 qsc: ${zones}3: X_QRN_Add: firewall is not installed"
