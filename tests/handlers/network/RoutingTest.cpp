@@ -141,7 +141,8 @@ TEST_F(Routing, TheKernelsRoutesAreLookedUpByAllThatIsAskedFor)
     std::strcpy(loopback.ifr_name, "lo");
     loopback.ifr_flags = IFF_UP;
     ASSERT_EQ(ioctl(socket, SIOCSIFFLAGS, &loopback), 0);
-    const auto add = [&](const char* destination, const char* mask, short metric) {
+    const auto add = [&](const char* destination, const char* mask, short metric,
+                         const char* gateway = nullptr, unsigned long request = SIOCADDRT) {
         const auto address = [](const char* text) {
             sockaddr_in in{};
             in.sin_family = AF_INET;
@@ -153,10 +154,11 @@ TEST_F(Routing, TheKernelsRoutesAreLookedUpByAllThatIsAskedFor)
         rtentry route{};
         route.rt_dst = address(destination);
         route.rt_genmask = address(mask);
-        route.rt_flags = RTF_UP;
+        route.rt_flags = static_cast<unsigned short>(RTF_UP | (gateway != nullptr ? RTF_GATEWAY : 0));
+        route.rt_gateway = address(gateway != nullptr ? gateway : "0.0.0.0");
         route.rt_metric = static_cast<short>(metric + 1);
         route.rt_dev = loopback.ifr_name;
-        ASSERT_EQ(ioctl(socket, SIOCADDRT, &route), 0) << destination;
+        ASSERT_EQ(ioctl(socket, request, &route), 0) << destination;
     };
     add("10.6.0.0", "255.255.0.0", 7);
     add("10.8.0.0", "255.255.255.0", 0);
@@ -182,5 +184,18 @@ TEST_F(Routing, TheKernelsRoutesAreLookedUpByAllThatIsAskedFor)
         EXPECT_EQ(values(kRoutes + "1", "Status"), std::string{"\""} + one.status + "\"")
             << one.target << " " << one.netmask << one.more;
     }
+    // The default route of the WAN's device answers where nobody else knows the gateway.
+    const auto gateway = [] { return values("Device.IP.Interface.1", "X_QRN_DefaultGateway"); };
+    const auto use = [](const char* device) {
+        put("network",
+            std::string{"config interface 'wan'\n\toption proto 'dhcp'\n\toption device '"} + device + "'\n");
+    };
+    use("lo");
+    EXPECT_EQ(gateway(), "\"\"");
+    add("0.0.0.0", "0.0.0.0", 0, "10.8.0.1");
+    EXPECT_EQ(gateway(), "\"10.8.0.1\"");
+    use("eth7");
+    EXPECT_EQ(gateway(), "\"\"");
+    add("0.0.0.0", "0.0.0.0", 0, "10.8.0.1", SIOCDELRT);
     close(socket);
 }
