@@ -90,11 +90,10 @@ const std::set<std::string> kOurs = {
 /// Which kinds of addresses there are is ours to say.
 std::string general(const std::string& type)
 {
-    const std::string_view kAddress = "IPv4Address";
-    const bool is_address = type.ends_with(kAddress);
-    return type == "URL" ? "string"
-           : is_address  ? type.substr(0, type.size() - kAddress.size()) + "IPAddress"
-                         : type;
+    const size_t version = type.find("IPv4");
+    return type == "URL"          ? "string"
+           : version != type.npos ? type.substr(0, version + 2) + type.substr(version + 4)
+                                  : type;
 }
 
 std::string type_of(const Qsc_ParameterInfo& parameter)
