@@ -35,12 +35,26 @@ u32 check_user_name(const RowCall& call, std::string_view stored)
                : code;
 }
 
-u32 forget_password(const RowCall& call, std::string_view stored)
+u32 answer_kept(const RowCall& call)
 {
-    Text<254> key;
-    RowText password;
-    append_key(call.request, *find_row(call.request.object, "Password"), key);
-    return stored.empty() && uci_peek(key.c_str(), password) == 0 ? uci_write(key.c_str(), "") : 0;
+    RowText stored;
+    const u32 code = read_stored(call.request, call.row, stored);
+    return code != 0 ? code : answer_stored(call, stored.view());
+}
+
+u32 set_user_name(const RowCall& call, std::string_view stored)
+{
+    RowText before;
+    u32 code = read_stored(call.request, call.row, before);
+    if (code != 0 || before.view() == stored) {
+        return code;
+    }
+    code = write_stored(call, stored);
+    Text<254> password;
+    append_key(call.request, *find_row(call.request.object, "Password"), password);
+    return code != 0 || !stored.empty() || uci_peek(password.c_str(), before) != 0
+               ? code
+               : uci_write(password.c_str(), "");
 }
 
 } // namespace qsc::services

@@ -25,7 +25,10 @@ namespace qsc::services
 /// Whether the request brings a new value for a secret.
 [[nodiscard]] bool brings_secret(const RowCall& call, const char* name);
 
-/// Follows the user name "Username": without one there is no password either.
-[[nodiscard]] u32 forget_password(const RowCall& call, std::string_view stored);
+/// Answers a row that stores its value by itself with what is stored.
+[[nodiscard]] u32 answer_kept(const RowCall& call);
+
+/// Stores the user name that goes with "Password": when the name is taken away, the password goes as well.
+[[nodiscard]] u32 set_user_name(const RowCall& call, std::string_view stored);
 
 } // namespace qsc::services

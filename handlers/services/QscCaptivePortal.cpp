@@ -11,6 +11,7 @@
 #include "handlers/network/EthernetPorts.h"
 #include "handlers/network/References.h"
 #include "handlers/network/Zones.h"
+#include "handlers/services/Credentials.h"
 #include "handlers/services/Url.h"
 
 using namespace qsc;
@@ -83,16 +84,22 @@ u32 read_rules(Items& items)
     return code == EFAULT && uci_is_missing(kRules) ? 0 : code;
 }
 
-u32 answer_allowed(const RowCall& call)
+/// Those of ours, with commas between them.
+void append_allowed(const Items& items, RowText& allowed)
 {
-    Items items;
-    RowText allowed;
-    (void)read_rules(items);
     items.for_each([&](std::string_view rule) {
         if (rule.starts_with(kRule)) {
             allowed.append(allowed.view().empty() ? "" : ",").append(rule.substr(kRule.size()));
         }
     });
+}
+
+u32 answer_allowed(const RowCall& call)
+{
+    Items items;
+    RowText allowed;
+    (void)read_rules(items);
+    append_allowed(items, allowed);
     return answer_stored(call, allowed.view());
 }
 
@@ -109,6 +116,11 @@ u32 set_allowed(const RowCall& call, std::string_view stored)
     if (code != 0 || items.count > kMost) {
         return refuse(EFAULT, "the rules of the portal cannot be read");
     }
+    RowText before;
+    append_allowed(items, before);
+    if (before.view() == stored) {
+        return 0;
+    }
     items.for_each([&](const char* rule) {
         if (!std::string_view{rule}.starts_with(kRule)) {
             rules[count++] = rule;
@@ -122,7 +134,7 @@ u32 set_allowed(const RowCall& call, std::string_view stored)
         ++own;
         return 0;
     });
-    if (code != 0 || (count == items.count && own == 0)) {
+    if (code != 0) {
         return code;
     }
     code = call_optional(QrnUci_SetList, kRules, rules.data(), static_cast<u32>(count));
@@ -216,13 +228,6 @@ u32 set_timeout(const RowCall& call, std::string_view stored)
     Text<14> minutes;
     (void)parse_whole(stored, seconds);
     return write_stored(call, minutes.append_number(seconds / 60).view());
-}
-
-u32 answer_addresses(const RowCall& call)
-{
-    RowText stored;
-    const u32 code = read_stored(call.request, call.row, stored);
-    return code != 0 ? code : answer_stored(call, stored.view());
 }
 
 /// Nobody is trusted and blocked at once.
@@ -376,7 +381,7 @@ constexpr Row kRows[] = {
      .place = kFunction,
      .marks = kMany,
      .key = "trustedmac",
-     .get = answer_addresses,
+     .get = answer_kept,
      .check = check_addresses,
      .set = set_addresses},
     {.name = "BlockedList",
@@ -385,7 +390,7 @@ constexpr Row kRows[] = {
      .place = kFunction,
      .marks = kMany,
      .key = "blockedmac",
-     .get = answer_addresses,
+     .get = answer_kept,
      .check = check_addresses,
      .set = set_addresses},
     {.name = "Enable",

@@ -4,6 +4,7 @@
 #include "handlers/network/EthernetPorts.h"
 #include "handlers/network/Networks.h"
 #include "handlers/network/References.h"
+#include "handlers/services/Credentials.h"
 #include "handlers/services/Tunnel.h"
 #include "include/qsc_handlers.h"
 

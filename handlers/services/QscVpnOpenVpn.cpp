@@ -103,8 +103,8 @@ u32 set_credential(const RowCall& call, std::string_view stored)
         return code;
     }
     code = make_own_section();
-    code = code != 0 ? code : write_stored(call, stored);
-    return code != 0 || (call.row.marks & kSecret) != 0 ? code : forget_password(call, stored);
+    const bool is_secret = (call.row.marks & kSecret) != 0;
+    return code != 0 ? code : is_secret ? write_stored(call, stored) : set_user_name(call, stored);
 }
 
 /// The script's own words come after the file's, so none of that runs a program.

@@ -46,10 +46,12 @@ constexpr Row kServerRow{
     .name = "Server", .kind = Kind::kHost, .access = kReadWrite, .key = "server", .check = check_whole};
 constexpr Row kUsernameRow{.name = "Username",
                            .access = kReadWrite,
+                           .place = Place::kFunction,
                            .limits = ":126",
                            .key = "username",
+                           .get = answer_kept,
                            .check = check_name,
-                           .set = forget_password};
+                           .set = set_user_name};
 constexpr Row kPasswordRow{.name = "Password",
                            .access = kReadWrite,
                            .marks = kSecret,

@@ -166,7 +166,8 @@ TunnelState read_tunnel(Sources& sources, u32 number)
 
 u32 answer_tunnel_enable(const RowCall& call)
 {
-    return answer_number(call, is_tunnel_on(number_of(call.request)) ? 1 : 0);
+    const bool is_inverted = (call.row.marks & kInverted) != 0;
+    return answer_stored(call, is_tunnel_on(number_of(call.request)) != is_inverted ? "1" : "0");
 }
 
 u32 answer_tunnel_status(const RowCall& call)
@@ -182,13 +183,6 @@ u32 answer_tunnel_address(const RowCall& call)
 u32 answer_tunnel_uptime(const RowCall& call)
 {
     return answer_number(call, read_tunnel(call.request.sources, number_of(call.request)).uptime);
-}
-
-u32 answer_kept(const RowCall& call)
-{
-    RowText stored;
-    const u32 code = read_stored(call.request, call.row, stored);
-    return code != 0 ? code : answer_stored(call, stored.view());
 }
 
 bool will_be_on(const RowCall& call, const char* name)

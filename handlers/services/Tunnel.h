@@ -32,9 +32,6 @@ struct TunnelState {
 [[nodiscard]] u32 answer_tunnel_address(const RowCall& call);
 [[nodiscard]] u32 answer_tunnel_uptime(const RowCall& call);
 
-/// Answers a row that stores its value by itself with what is stored.
-[[nodiscard]] u32 answer_kept(const RowCall& call);
-
 /// Whether what a row of the same object will hold is switched on, or is not empty.
 [[nodiscard]] bool will_be_on(const RowCall& call, const char* name);
 [[nodiscard]] bool will_hold(const RowCall& call, const char* name);

@@ -33,6 +33,10 @@ transport_protocol TLS;username anna;"
 username berta"
     qsc set $path Username= --apply
     same "$(options | tr ';' '\n' | grep -E '^(user|pass)')" ""
+    # A form that sends back what it read takes nothing away.
+    device uci set mqtt.client.password=alone
+    qsc set $path Username= Password= --apply
+    same "$(options | tr ';' '\n' | grep -E '^(user|pass)')" "password alone"
 }
 
 @test "certificates wait for the service, and come back as they were sent" {

@@ -26,6 +26,8 @@ trustedmac 02:00:00:00:00:0b;blockedmac 02:00:00:00:00:0c;macmechanism block;"
     same "$(journal)" "/etc/init.d/nodogsplash restart"
     same "$(qsc -q get $path | sed -n 1,9p | tr '\n' ';')" "https://welcome.example.net/;\
 198.51.100.0/24,203.0.113.9;Guests here;$guest;3600;40;02:00:00:00:00:0A,02:00:00:00:00:0B;02:00:00:00:00:0C;1;"
+    qsc set $path AllowedList=198.51.100.0/24,203.0.113.9 TrustedList=02:00:00:00:00:0A,02:00:00:00:00:0B
+    [ ! -s "$state/tmp/.uci/nodogsplash" ]
     qsc set $path AllowedList= BlockedList= TrustedList=02:00:00:00:00:0B --apply
     same "$(config | grep -E 'pre|mac' | sort | tr '\n' ';')" "macmechanism block;\
 preauthenticated_users allow tcp port 443 to 198.51.100.1;trustedmac 02:00:00:00:00:0b;"

@@ -56,6 +56,7 @@ set PPTP Password by CLI"
 @test "what is live comes from the network daemon, and for all tunnels at once" {
     qsc set $vpn.1 Server=192.0.2.9 Username=anna Password=geheim Enable=1 --apply
     same "$(qsc -q get $vpn.1 Status)" Error
+    same "$(qsc --as MQTT -q get $vpn.1 Enable)$(qsc --as MQTT -q get $vpn.2 Enable)" truefalse
     ubus_says vpn1 '{"up":false,"pending":true}'
     same "$(qsc -q get $vpn.1 Status)" Connecting
     ubus_says vpn1 '{"up":true,"uptime":61,"ipv4-address":[{"address":"10.9.0.2","mask":32}]}'
