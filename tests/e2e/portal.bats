@@ -69,7 +69,9 @@ trust 02:00:00:00:00:0a;untrust 02:00:00:00:00:0a;"
     run qsc set $client Trust=02:00:00:00:00:0B
     same "$output" "qsc: $client: Trust: nodogsplash is not installed"
     run qsc get $client
-    [ "$status" -ne 0 ]
+    same "$status $output" "1 qsc: $client: the operation 0x1 is not served"
+    qsc get Device. >"$BATS_TEST_TMPDIR/all"
+    same "$(grep -c Ndsctl "$BATS_TEST_TMPDIR/all")" 0
 }
 
 @test "what the portal cannot use is refused, and its tool is not asked" {

@@ -71,6 +71,14 @@ ExitCode add_request(const char* path, json_object* names, json_object* plan)
     });
 }
 
+/// Whether an object was only found on the way, and can be set alone.
+bool is_passed_over(const Place& place, const char* path)
+{
+    Target target;
+    return place.reach == Place::kBelow && find_object(path, target) &&
+           (target.object.access & QSC_OPER_GET) == 0;
+}
+
 /// Reads all words: what is asked, in its order, and the requests that answer it, each object's once.
 ExitCode read_words(const Options& options, Words words, json_object* asked_in_order, json_object* plan,
                     bool& is_single)
@@ -82,6 +90,9 @@ ExitCode read_words(const Options& options, Words words, json_object* asked_in_o
         }
         is_single = count == 1 && asked.place.reach == Place::kObject;
         const ExitCode result = for_each_text(asked.objects.get(), [&](const char* path) {
+            if (is_passed_over(asked.place, path)) {
+                return kDone;
+            }
             json_object* const element = json_object_new_object();
             const bool is_added = json_object_array_add(asked_in_order, element) == 0 &&
                                   add(element, path, JsonRef{json_object_get(asked.names.get())});
