@@ -50,37 +50,3 @@ $key"
     same "$(events)" "set ssh AuthorizedKeys by CLI"
     same "$(ls "$state/etc/dropbear")" authorized_keys
 }
-
-@test "what is no key is refused" {
-    for bad in "ssh-ed25519 AAAA" "ssh-dss ${key#* }" "ssh-rsa ${key#* }" "command=\"x\" $key" "${key/AAAAC3/AAAA!3}" \
-        "$key"$'\n'"# note" "${key/x /x= }" "$(printf '%s\r' "$key")"; do
-        run qsc set $path AuthorizedKeys="$bad"
-        [ "$status" -eq 1 ]
-        [[ $output == "qsc: $path: AuthorizedKeys: key "?" is none: a type, base64 and a comment are wanted" ]]
-    done
-    run qsc set $path AuthorizedKeys="$(printf '%08193d' 0)"
-    same "$output" "qsc: $path: AuthorizedKeys: the keys have 8193 characters, not at most 8192"
-    [ ! -e "$state/etc/dropbear" ] || same "$(ls "$state/etc/dropbear")" ""
-}
-
-@test "nobody locks himself out" {
-    run qsc set $path AllowPasswordLogin=0
-    same "$status $output" \
-        "1 qsc: $path: AllowPasswordLogin: without a password login it needs an authorized key"
-    run qsc set $path AllowRootPasswordLogin=0
-    same "$output" \
-        "qsc: $path: AllowRootPasswordLogin: without a password for root it needs an authorized key or another account"
-    run qsc set $path AllowRootLogin=0 AuthorizedKeys="$key"
-    same "$output" "qsc: $path: AuthorizedKeys: without a root login it needs another account that can log in"
-    run qsc set $path Enable=0
-    same "$output" "qsc: $path: Enable: it is the last way to the router"
-    [ ! -e "$state/tmp/.uci/dropbear" ]
-    # With the key it is all right, and then the key must stay.
-    qsc set $path AllowPasswordLogin=0 AuthorizedKeys="$key" --apply
-    run qsc set $path AuthorizedKeys=
-    same "$output" "qsc: $path: AuthorizedKeys: without a password login it needs an authorized key"
-    sed -i "s/^anna::/anna:\$1\$a\$b:/" "$state/etc/shadow"
-    qsc set $path AllowRootLogin=0
-    qsc set Device.X_QRN_RemoteAccess.Telnet Enable=1
-    qsc set $path Enable=0
-}
