@@ -39,15 +39,17 @@ void ask_much(const std::string& path, int requests, int connections)
         R"({"jsonrpc":"2.0","id":1,"method":"stats"})",
         "nonsense",
     };
-    // Tools take long, so each connection has only one started, by a get or by a set.
+    // Tools take long, so every fourth connection has one started, by a get or by a set.
     const std::string with_tools[] = {
         R"({"jsonrpc":"2.0","id":1,"method":"get","params":{"path":"Device.WiFi.SSID.1.BSSID"}})",
         R"({"jsonrpc":"2.0","id":1,"method":"set","params":{"values":{"Device.Time.CurrentLocalTime":"2026-01-02 03:04:05"}}})",
     };
     for (int i = 0; i < connections; ++i) {
         Connection client{path};
-        ASSERT_NE(client.ask(with_tools[static_cast<size_t>(i) % std::size(with_tools)]).find("\"result\""),
-                  std::string::npos);
+        if (i % 4 == 0) {
+            const std::string& line = with_tools[static_cast<size_t>(i / 4) % std::size(with_tools)];
+            ASSERT_NE(client.ask(line).find("\"result\""), std::string::npos);
+        }
         for (int j = 0; j < requests / connections; ++j) {
             ASSERT_NE(client.ask(lines[static_cast<size_t>(i + j) % std::size(lines)]), "(closed)");
         }
