@@ -130,6 +130,11 @@ const char* packages_of(const Object& object)
 /// circle, whichever others are changed with them.
 u32 begin_change(RowRequest& request)
 {
+    // Without it, what a device's own library can do is staged value by value.
+    const bool is_simple = request.object.list() == nullptr && request.object.arrange() == nullptr;
+    if (QrnUci_BeginChange == nullptr && is_simple) {
+        return 0;
+    }
     Text<126> package;
     for (;;) {
         std::string_view next;
