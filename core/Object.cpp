@@ -50,7 +50,7 @@ bool has_rows(const Object& object)
     if (object.table == nullptr) {
         return true;
     }
-    const Qsc_Handler own = object.handler();
+    auto* const own = object.handler();
     const Qsc_ParamEntry* entry = object.table;
     // A host may have put a table of its own in the place of ours.
     while (entry->id != QSC_TABLE_END && entry->handler != own) {

@@ -123,7 +123,7 @@ inline const char* shown(const char* text)
 /// Names the module of a source file of handlers, for all that they log.
 #define QSC_MODULE(NAME)                                                                                     \
     [[maybe_unused]] constexpr const char* kModule = NAME;                                                   \
-    constexpr qsc::Source kSource                                                                            \
+    [[maybe_unused]] constexpr qsc::Source kSource                                                           \
     {                                                                                                        \
         NAME, __FILE__, sizeof __FILE__                                                                      \
     }

@@ -189,7 +189,7 @@ bool read_next(const RowCall& call, Servers& servers)
 {
     RowText text;
     read_servers(servers);
-    for (u32 i = 0; i < servers.size(); ++i) {
+    for (u32 i = 0; i < std::size(kNames); ++i) {
         if (is_named(call, kNames[i]) && read_outcome(call, kNames[i], text) == 0) {
             (void)servers[i].assign(text.view());
         }

@@ -18,6 +18,7 @@ namespace
 constexpr std::size_t kLongestLine = 250;
 
 /// All directives that are taken, by how many words may follow. With more words some of them name a file.
+// NOLINTBEGIN(bugprone-suspicious-missing-comma): each text is one list of words
 constexpr std::string_view kDirectives[] = {
     "auth-nocache auth-user-pass block-ipv6 client comp-noadapt disable-occ fast-io float ifconfig-nowarn "
     "mtu-test "
@@ -43,6 +44,7 @@ constexpr std::string_view kDirectives[] = {
     "",
     "redirect-gateway redirect-private remote-cert-ku",
 };
+// NOLINTEND(bugprone-suspicious-missing-comma)
 
 /// Keys and certificates, which stand in the file itself.
 constexpr std::string_view kBlocks =

@@ -353,20 +353,23 @@ bool is_any_on()
     return false;
 }
 
+u32 commit_and_start(std::string_view action)
+{
+    if (const u32 code = QrnUci_CommitPackage("ddns")) {
+        QSC_LOG(kLogError, "ddns is not committed, error %u\n", code);
+        return is_installed("ddns") ? refuse(code, "ddns could not be committed")
+                                    : refuse(code, "ddns is not installed");
+    }
+    // An interface that comes up starts it only when it is enabled as a service.
+    const u32 code = start_init_script("ddns", is_any_on() ? "enable" : "disable");
+    return code != 0 ? code : start_init_script("ddns", action);
+}
+
 } // namespace
 
 u32 qsc::services::serve_ddns(const char*, json_object* request)
 {
-    return serve_action(request, [](std::string_view action) -> u32 {
-        if (const u32 code = QrnUci_CommitPackage("ddns")) {
-            QSC_LOG(kLogError, "ddns is not committed, error %u\n", code);
-            return is_installed("ddns") ? refuse(code, "ddns could not be committed")
-                                        : refuse(code, "ddns is not installed");
-        }
-        // An interface that comes up starts it only when it is enabled as a service.
-        const u32 code = start_init_script("ddns", is_any_on() ? "enable" : "disable");
-        return code != 0 ? code : start_init_script("ddns", action);
-    });
+    return serve_action(request, commit_and_start);
 }
 
 namespace

@@ -301,7 +301,7 @@ u32 minute_of_week()
     (void)uci_peek("system.@system[0].timezone", zone);
     const i64 now = std::time(nullptr);
     const i64 minutes = (now + system::read_zone_rule(zone.view()).ahead_at(now)) / 60;
-    return static_cast<u32>((minutes + kThursday * kMinutesOfDay) % (7 * kMinutesOfDay));
+    return static_cast<u32>((minutes + i64{kThursday} * kMinutesOfDay) % (i64{7} * kMinutesOfDay));
 }
 
 /// Ends the connections of a device: the firewall lets go on what has begun.

@@ -43,6 +43,7 @@ constexpr Kind kKinds[kTunnels + 1] = {
     {                                                                                                        \
         "ubus", "call", "network.interface." NAME, "status", nullptr                                         \
     }
+// NOLINTNEXTLINE(bugprone-suspicious-missing-comma): each path is put together
 constexpr const char* kAsk[][5] = {ASK("vpn1"), ASK("vpn2"), {}, ASK("vpn4"), ASK("vpn5"), ASK("vpn6")};
 #undef ASK
 constexpr Tool kStatus[] = {{.arguments = kAsk[0]}, {.arguments = kAsk[1]}, {.arguments = nullptr},

@@ -322,7 +322,17 @@ void hold(const char* file, const std::string& written)
     }
     std::ostringstream stored;
     stored << std::ifstream{file}.rdbuf();
-    EXPECT_TRUE(stored.str() == written) << file << " is not current; run ./dev reference";
+    if (stored.str() == written) {
+        return;
+    }
+    std::istringstream is{stored.str()};
+    std::istringstream wanted{written};
+    std::string line;
+    std::string other;
+    while (std::getline(is, line) && std::getline(wanted, other) && line == other) {
+    }
+    ADD_FAILURE() << file << " is not current; run ./dev reference\nis:     " << line
+                  << "\nwanted: " << other;
 }
 
 } // namespace
