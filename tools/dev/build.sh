@@ -38,7 +38,7 @@ run_tests() {
     shift 2
     say "== $title"
     ctest --test-dir "$folder" --output-on-failure --timeout 120 -j "$(nproc)" "$@" >"$log" 2>&1 || true
-    awk '/\*\*\*Failed|\*\*\*Timeout|\*\*\*Exception|Not Run/ { failing = 1 } failing' "$log" | head -n 200 >&2
+    awk '/\*\*\*Failed|\*\*\*Timeout|\*\*\*Exception|Not Run/ { failing = 1 } failing && ++lines <= 200' "$log" >&2
     local run
     run=$(grep -cE '^ *[0-9]+/[0-9]+ Test +#' "$log" || true)
     local skip fail
