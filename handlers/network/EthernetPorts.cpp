@@ -34,7 +34,7 @@ bool has_file(std::string_view device, std::string_view file)
 }
 
 /// Ports have hardware of their own, which bridges and VLANs have not; of a switch there is one device a
-/// port, and one to the processor, which nobody can plug anything into.
+/// port, and one to the processor, which nothing can be plugged into.
 int is_port(const dirent* entry)
 {
     const char* const name = entry->d_name;

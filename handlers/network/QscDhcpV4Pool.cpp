@@ -126,7 +126,7 @@ u32 for_each_other_host(const RowCall& call, Use use)
     return 0;
 }
 
-/// The first of the MAC addresses that a host goes by.
+/// The first of the MAC addresses of a host.
 u32 answer_mac_address(const RowCall& call)
 {
     RowText macs;

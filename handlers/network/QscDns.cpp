@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.DNS.Client.Server.": the servers that names are looked up at, and those that one wants in their
-// place. What is wanted stands in an option of its own in the order that was given; while it is switched on,
+// place. What is wanted is kept in an option of its own in the order that was given; while it is switched on,
 // the interfaces have it as well, each the addresses of its kind.
 #include "base/UciOptional.h"
 #include "core/Objects.h"

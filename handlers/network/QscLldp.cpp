@@ -79,7 +79,7 @@ u32 read_name(Sources& sources, std::string_view reference, RowText& name)
     return is_known && !name.view().empty() ? 0 : refuse(EFAULT, "there is no such interface");
 }
 
-/// Reads all names that a list of references stands for.
+/// Reads all names that a list of references means.
 u32 read_names(const RowCall& call, std::string_view references, RowText& names)
 {
     return for_each_item(references, [&](std::string_view reference) -> u32 {

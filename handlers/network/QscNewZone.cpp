@@ -116,7 +116,7 @@ u32 check_network(const RowCall& call, std::string_view)
                : needs_pool   ? refuse(EFAULT, "the pool needs the zone to have an address")
                               : 0;
     }
-    // What is set as it is may be told by whoever made it so.
+    // What is set as it already is need not be judged again.
     const bool moves = !has_before || before.address != network.address || before.mask != network.mask;
     code = moves ? judge_move(zone, has_before ? &before : nullptr, network) : 0;
     Pool pool;

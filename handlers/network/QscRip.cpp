@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// "Device.Routing.Rip.InterfaceSetting.1": whether routes are learnt and told by RIP, and where. The routing
-// daemon's own files are made from it by the script "ripd".
+// "Device.Routing.Rip.InterfaceSetting.1": whether routes are learnt and announced by RIP, and where. The
+// routing daemon's own files are made from it by the script "ripd".
 #include "core/Objects.h"
 #include "core/ServeRow.h"
 #include "handlers/network/References.h"
@@ -14,16 +14,6 @@ namespace
 
 QSC_MODULE("QscRip");
 
-/// The interface is stored by its name. What a request says instead is its path.
-u32 answer_interface(const RowCall& call)
-{
-    RowText name;
-    RowText reference;
-    const u32 code = read_stored(call.request, call.row, name);
-    refer_to_interface(name.view(), reference);
-    return code != 0 ? code : answer_stored(call, reference.view());
-}
-
 u32 check_enable(const RowCall& call, std::string_view)
 {
     RowText enabled;
@@ -36,16 +26,8 @@ u32 check_enable(const RowCall& call, std::string_view)
 
 u32 check_interface(const RowCall& call, std::string_view stored)
 {
-    RowText name;
-    return stored.empty() || find_interface(stored, name) ? check_enable(call, stored)
-                                                          : refuse(EFAULT, "there is no such interface");
-}
-
-u32 store_interface(const RowCall& call, std::string_view stored)
-{
-    RowText name;
-    (void)(stored.empty() || find_interface(stored, name));
-    return write_stored(call, name.view());
+    const u32 code = check_reference(stored);
+    return code != 0 ? code : check_enable(call, stored);
 }
 
 /// Whether the daemon runs: the kernel knows the process of its file by that name.
@@ -83,9 +65,9 @@ constexpr Row kRows[] = {
      .place = Place::kFunction,
      .limits = ":256",
      .key = "interface",
-     .get = answer_interface,
+     .get = answer_reference,
      .check = check_interface,
-     .set = store_interface},
+     .set = store_reference},
     {.name = "AcceptRA", .kind = Kind::kBoolean, .access = kReadWrite, .key = "accept_ra", .fallback = "1"},
     {.name = "SendRA", .kind = Kind::kBoolean, .access = kReadWrite, .key = "send_ra", .fallback = "1"},
     {.name = "Enable",

@@ -132,29 +132,10 @@ u32 check_route(const RowCall& call, std::string_view)
     return is_taken(call, route) ? refuse(EFAULT, "there is such a route already") : 0;
 }
 
-u32 answer_interface(const RowCall& call)
-{
-    RowText name;
-    RowText reference;
-    if (const u32 code = read_stored(call.request, call.row, name)) {
-        return code;
-    }
-    refer_to_interface(name.view(), reference);
-    return answer_stored(call, reference.view());
-}
-
 u32 check_interface(const RowCall& call, std::string_view stored)
 {
-    RowText name;
-    return stored.empty() || find_interface(stored, name) ? check_route(call, stored)
-                                                          : refuse(EFAULT, "there is no such interface");
-}
-
-u32 store_interface(const RowCall& call, std::string_view stored)
-{
-    RowText name;
-    (void)(stored.empty() || find_interface(stored, name));
-    return write_stored(call, name.view());
+    const u32 code = check_reference(stored);
+    return code != 0 ? code : check_route(call, stored);
 }
 
 /// A default route is stored as one; without a destination or a mask it would be one to a single host.
@@ -231,9 +212,9 @@ constexpr Row kRouteRows[] = {
      .place = Place::kFunction,
      .limits = ":256",
      .key = "interface",
-     .get = answer_interface,
+     .get = answer_reference,
      .check = check_interface,
-     .set = store_interface},
+     .set = store_reference},
     {.name = "ForwardingMetric",
      .kind = Kind::kInteger,
      .access = kReadWrite,

@@ -29,7 +29,7 @@ u32 check_add_zone(const RowCall& call, std::string_view stored)
     return code != 0 || !is_first(call) ? code : refuse(EFAULT, "zone %d is the LAN", kFirstZone);
 }
 
-/// A zone goes once nothing needs it.
+/// A zone is deleted once nothing needs it.
 u32 check_delete_zone(const RowCall& call, std::string_view stored)
 {
     u32 code = check_delete(call, stored);
@@ -267,7 +267,7 @@ constexpr Row kCountRows[] = {
     {.name = "X_QRN_Instances", .place = Place::kNumbers, .marks = kMany},
 };
 
-/// Interfaces also move by the names of access points, which write the zones' lists alone. Where nobody has
+/// Interfaces also move by the names of access points, which write the zones' lists alone. Where no one has
 /// made more of the zones, there is nothing to bring in line.
 u32 arrange_moved()
 {

@@ -52,4 +52,30 @@ void refer_to_interface(std::string_view name, RowText& reference)
     }
 }
 
+u32 answer_reference(const RowCall& call)
+{
+    RowText name;
+    RowText reference;
+    if (const u32 code = read_stored(call.request, call.row, name)) {
+        return code;
+    }
+    refer_to_interface(name.view(), reference);
+    return answer_stored(call, reference.view());
+}
+
+u32 check_reference(std::string_view reference)
+{
+    RowText name;
+    return reference.empty() || find_interface(reference, name)
+               ? 0
+               : refuse(EFAULT, "there is no such interface");
+}
+
+u32 store_reference(const RowCall& call, std::string_view reference)
+{
+    RowText name;
+    (void)(reference.empty() || find_interface(reference, name));
+    return write_stored(call, name.view());
+}
+
 } // namespace qsc::network

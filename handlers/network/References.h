@@ -3,7 +3,7 @@
 // "Device.X_QRN_NetworkZone.N" a zone.
 #pragma once
 
-#include "core/RowValue.h"
+#include "core/ServeRow.h"
 
 namespace qsc::network
 {
@@ -13,5 +13,14 @@ namespace qsc::network
 
 /// The path of an interface; empty: the tree has none for it.
 void refer_to_interface(std::string_view name, RowText& reference);
+
+/// For rows whose interface is stored by its name: answers with the path of what is stored, ...
+[[nodiscard]] u32 answer_reference(const RowCall& call);
+
+/// ... refuses a path that refers to nothing, ...
+[[nodiscard]] u32 check_reference(std::string_view reference);
+
+/// ... and stores the name of what a path refers to.
+[[nodiscard]] u32 store_reference(const RowCall& call, std::string_view reference);
 
 } // namespace qsc::network

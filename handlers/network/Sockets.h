@@ -10,7 +10,7 @@ namespace qsc::network
 /// States, as the kernel's list has them.
 inline constexpr std::string_view kConnected = "01";
 inline constexpr std::string_view kListening = "0A";
-inline constexpr std::string_view kUnconnected = "07"; ///< of UDP: hears everybody
+inline constexpr std::string_view kUnconnected = "07"; ///< of UDP: hears any sender
 
 enum class Transport : u8 { kTcp, kUdp };
 

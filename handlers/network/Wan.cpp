@@ -15,7 +15,7 @@ namespace
 
 using Key = Text<126>;
 
-/// The options of an uplink, in the order of Part. IPv6 has the length behind the address, IPv4 may have it.
+/// The options of an uplink, in the order of Part. IPv6 has the length after the address, IPv4 may have it.
 constexpr const char* kOptions[2][3] = {{"ipaddr", "netmask", "gateway"}, {"ip6addr", nullptr, "ip6gw"}};
 
 const char* option_of(Uplink uplink, Part part)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // Bridges and VLANs of the zones. Each zone but the LAN has a bridge of its own. Its ports are the zone's
 // interfaces, or, when it has a VLAN, that VLAN of the LAN's bridge, which has the interfaces then. The first
-// VLAN of a bridge has the kernel filter all of it, so the LAN has one from then on as well, and goes back
+// VLAN of a bridge has the kernel filter all of it, so the LAN has one from then on as well, and is put back
 // when the last is gone.
 #include <algorithm>
 #include <array>

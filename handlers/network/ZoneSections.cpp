@@ -17,7 +17,7 @@ constexpr const char* kNetwork = "network";
 constexpr const char* kFirewall = "firewall";
 constexpr std::string_view kWan = "wan";
 
-/// An option of a section that is made, and its value; "*" stands for the zone's name.
+/// An option of a section that is made, and its value; "*" means the zone's name.
 struct Option {
     const char* name;
     const char* value;
@@ -78,7 +78,7 @@ u32 for_each_forwarding(std::string_view from, std::string_view to, Use use)
     });
 }
 
-/// Takes the last ones first, as the names of those behind one change with it.
+/// Takes the last ones first, as the names of those after one change with it.
 u32 delete_forwardings(std::string_view zone)
 {
     SectionNames names;
