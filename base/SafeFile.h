@@ -40,7 +40,7 @@ inline constexpr std::size_t kSafeFileSize = std::size_t{1024} * 1024;
 /// ENOMEM, or another errno of open(), fstat() or read()
 [[nodiscard]] u32 read_safe_file(const char* path, FileText& text, std::size_t limit = kSafeFileSize);
 
-/// Whether a folder is there, is the own user's, and lets in nobody else. `makes_it`: it is made if it is
+/// Whether a folder is there, is the own user's, and lets in no one else. `makes_it`: it is made if it is
 /// missing.
 [[nodiscard]] bool has_own_folder(const char* path, bool makes_it);
 

@@ -58,7 +58,7 @@ DetachedLock::DetachedLock(const char* path)
 
 bool DetachedLock::try_lock()
 {
-    // The number of a group is in the file only as long as that has the lock, so nobody else has it.
+    // The number of a group is in the file only as long as that has the lock, so no one else has it.
     is_held_ = flock(file_.get(), LOCK_EX | LOCK_NB) == 0 && ftruncate(file_.get(), 0) == 0;
     return is_held_;
 }

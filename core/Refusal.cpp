@@ -63,7 +63,7 @@ void make_printable(char* text)
     *end = '\0';
 }
 
-/// A refusal that nobody has explained is explained by its code.
+/// A refusal that has no sentence of its own is explained by its code.
 void give_reason(u32 code)
 {
     const char* const meaning = meaning_of(code);

@@ -64,7 +64,7 @@ enum class Unit : u8 {
 /// Where a value is kept or comes from.
 enum class Place : u8 {
     kOption,   ///< the option `key`, of the object's section unless the key names a whole one; "*" in it
-               ///< stands for that section's name
+               ///< means that section's name
     kList,     ///< the items of the list `key`
     kSection,  ///< the name of the object's section
     kSource,   ///< the first of the places in `key` that has something; see RowSource.h

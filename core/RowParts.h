@@ -15,7 +15,7 @@ namespace qsc
 /// Whether a stored switch is on for those who ask for the parameter.
 [[nodiscard]] bool is_on(const PackedRow& row, std::string_view stored);
 
-/// How a value or several are spoken, to everybody but MQTT.
+/// How a value or several are spoken, to all commanders but MQTT.
 void speak(const PackedRow& row, std::string_view stored, RowText& spoken);
 
 /// Takes what the caller sent, in the spelling in which it is stored.

@@ -137,7 +137,7 @@ bool is_on(const PackedRow& row, std::string_view stored)
     return is_switched_on(stored) != ((row.marks & kInverted) != 0);
 }
 
-/// How a value or several are spoken, to everybody but MQTT.
+/// How a value or several are spoken, to all commanders but MQTT.
 void speak(const PackedRow& row, std::string_view stored, RowText& spoken)
 {
     if (is_switch(row)) {

@@ -9,7 +9,7 @@ namespace qsc
 {
 
 struct StagedFile {
-    const char* folder; ///< nobody else may look into it; it is made for the first content
+    const char* folder; ///< no one else may look into it; it is made for the first content
     const char* path;
     const char* staged; ///< where the new content waits, in the same folder
 };

@@ -20,7 +20,7 @@ using qsc::i64;
 namespace
 {
 
-/// Nobody takes longer for a commit. What is older was left by a program that does not live any more.
+/// No program takes longer for a commit. What is older was left by a program that does not live any more.
 constexpr i64 kLongMilliseconds = 10'000;
 
 /// Who has waited for a lock that is given up gets the processor within this time.
@@ -37,7 +37,7 @@ i64 age_in_milliseconds(const timespec& changed)
     return age >= -kLongMilliseconds ? age : INT64_MAX;
 }
 
-/// Whether a new file stands beside the package's, ".PACKAGE.uci-XXXXXX".
+/// Whether a new file is beside the package's, ".PACKAGE.uci-XXXXXX".
 bool has_new_file(const Path& path)
 {
     const Path folder = folder_of(path);
@@ -94,7 +94,7 @@ bool has_replaced_file(std::string_view process, const Place& place)
     });
 }
 
-/// The process of a line of /proc/locks that stands for a lock of a whole file, held or waited for ("->");
+/// The process of a line of /proc/locks that means a lock of a whole file, held or waited for ("->");
 /// empty: none.
 std::string_view process_of(std::string_view line)
 {
@@ -156,7 +156,7 @@ bool has_late_writer(const Path& path, const struct stat& status)
 
 bool is_foreign_commit_under_way(const Path& path, const struct stat& status)
 {
-    // In the order in which a commit goes on, so that it cannot slip through between the two.
+    // In the order in which a commit proceeds, so that it cannot slip through between the two.
     return has_late_writer(path, status) || has_new_file(path);
 }
 

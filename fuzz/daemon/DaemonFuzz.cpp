@@ -64,7 +64,7 @@ void serve(std::string_view line, bool is_root)
         check_answer(call->answer.line());
         return;
     }
-    check(is_root || call->item_count == 0); // without a rule nobody gets as far as a path
+    check(is_root || call->item_count == 0); // without a rule no one gets as far as a path
     if (call->method->execute != nullptr) {
         call->method->execute(*call);
         if (call->method->execute != execute_sample) {

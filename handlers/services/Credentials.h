@@ -13,13 +13,13 @@ namespace qsc::services
     return text.find_first_of(characters) == std::string_view::npos;
 }
 
-/// Judges what stands in such a line by itself.
+/// Judges such a line by itself.
 [[nodiscard]] u32 check_identifier(const RowCall& call, std::string_view stored);
 
-/// Judges what stands between quotes, or ends its line.
+/// Judges what is between quotes, or ends its line.
 [[nodiscard]] u32 check_password(const RowCall& call, std::string_view stored);
 
-/// Judges a user name whose password is of use to nobody else: another name comes with its own.
+/// Judges a user name whose password is of no use to another: another name comes with its own.
 [[nodiscard]] u32 check_user_name(const RowCall& call, std::string_view stored);
 
 /// Whether the request brings a new value for a secret.
@@ -28,7 +28,7 @@ namespace qsc::services
 /// Answers a row that stores its value by itself with what is stored.
 [[nodiscard]] u32 answer_kept(const RowCall& call);
 
-/// Stores the user name that goes with "Password": when the name is taken away, the password goes as well.
+/// Stores the user name that belongs to "Password": when the name is taken away, so is the password.
 [[nodiscard]] u32 set_user_name(const RowCall& call, std::string_view stored);
 
 } // namespace qsc::services

@@ -87,7 +87,7 @@ inline constexpr GrowingList kForwardings{
 inline constexpr std::string_view kDmzSection = "dmz";
 inline constexpr std::string_view kOwnSection = "qrn_own_";
 
-/// Keeps the DMZ behind all other redirects, and the ports that the router serves from it. To be called where
+/// Keeps the DMZ after all other redirects, and the ports that the router serves from it. To be called where
 /// the caller has the package to itself.
 [[nodiscard]] u32 arrange_dmz();
 

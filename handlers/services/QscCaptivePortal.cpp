@@ -144,7 +144,7 @@ u32 set_allowed(const RowCall& call, std::string_view stored)
     return code;
 }
 
-/// The zone that the portal stands before: it is stored by its device, or by its own name. 0: there is none.
+/// The zone whose clients meet the portal: it is stored by its device, or by its own name. 0: there is none.
 i32 find_zone_on(std::string_view stored, RowText& name)
 {
     i32 found = 0;
@@ -192,7 +192,7 @@ u32 set_interface(const RowCall& call, std::string_view stored)
     return write_stored(call, network::read_device(zone.view(), device) ? device.view() : zone.view());
 }
 
-/// Administrators must get past it: it never stands before the first zone.
+/// Administrators must get past it: the first zone never has it.
 u32 check_enable(const RowCall& call, std::string_view stored)
 {
     RowText interface;
@@ -230,7 +230,7 @@ u32 set_timeout(const RowCall& call, std::string_view stored)
     return write_stored(call, minutes.append_number(seconds / 60).view());
 }
 
-/// Nobody is trusted and blocked at once.
+/// No address is trusted and blocked at once.
 u32 check_addresses(const RowCall& call, std::string_view stored)
 {
     const bool blocks = call.function[0] == 'B';

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// "Device.DynamicDNS.Client.1." and its Hostname.1: the service that is told the router's address. A changed
+// "Device.DynamicDNS.Client.1." and its Hostname.1: the service that learns the router's address. A changed
 // user name keeps its password: for many services that is a token, which belongs to no name.
 #include <cerrno>
 #include <ctime>
@@ -194,7 +194,7 @@ u32 forget_address(const RowCall&, std::string_view stored)
     return !stored.empty() && is_there(kAddress) ? uci_write(kAddress, "") : 0;
 }
 
-/// The address goes through a shell between single quotes.
+/// The address passes a shell between single quotes.
 u32 check_address(const RowCall& call, std::string_view stored)
 {
     const u32 code = check_url(stored);
@@ -267,7 +267,7 @@ u32 answer_error(const RowCall& call)
     return answer_stored(call, is_on(kEnabled, false) ? find_error(call) : "NO_ERROR");
 }
 
-/// When the service was last told, in seconds of uptime; 0: not yet.
+/// When the service was last updated, in seconds of uptime; 0: not yet.
 i64 read_update(const RowCall& call)
 {
     i64 uptime = 0;

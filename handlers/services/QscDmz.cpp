@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// "Device.X_QRN_DMZ": the client that gets what comes from the WAN and nobody else takes. It is a redirect of
+// "Device.X_QRN_DMZ": the client that gets what comes from the WAN and no one else takes. It is a redirect of
 // everything, so the ports that the router serves itself are redirected to the router before it.
 #include "base/UciOptional.h"
 #include "core/Objects.h"
@@ -238,7 +238,7 @@ u32 keep_all_own(u32& count)
         }
         return for_each_word(sources.view(), [&](std::string_view source) -> u32 {
             network::Network network{};
-            // Everybody but one cannot be said together with others; IPv6 does not get to the DMZ at all.
+            // All sources but one cannot be said together with others; IPv6 does not get to the DMZ at all.
             return read_remote(source, network) ? keep_own(++count, own, source) : 0;
         });
     });

@@ -27,7 +27,7 @@ constexpr std::size_t kMostCertificates = std::size_t{16} * 1024;
 
 constexpr const char* kBroker = "/etc/init.d/mosquitto";
 
-/// What stands before a topic is a topic itself, without wildcards.
+/// What precedes a topic is a topic itself, without wildcards.
 u32 check_prefix(const RowCall& call, std::string_view stored)
 {
     return is_free_of(stored, "+") ? check_identifier(call, stored) : refuse(EFAULT, "it has a wildcard");

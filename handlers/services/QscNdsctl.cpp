@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// "Device.X_QRN_Ndsctl": what the captive portal is told of one client. It lasts until the portal restarts.
+// "Device.X_QRN_Ndsctl": what the captive portal is to do with one client. It lasts until the portal
+// restarts.
 #include "core/Objects.h"
 #include "core/RunTool.h"
 #include "core/ServeRow.h"
@@ -12,7 +13,7 @@ namespace
 
 QSC_MODULE("QscNdsctl");
 
-/// A client that the portal knows goes by its IPv4 address as well.
+/// A client that the portal knows may be named by its IPv4 address as well.
 u32 check_client(const RowCall&, std::string_view stored)
 {
     u32 address = 0;

@@ -37,7 +37,7 @@ constexpr GrowingList kRules{.package = "firewall", .type = "rule", .is_ours = i
 
 constexpr OptionValue kFixed[] = {{"src", "lan"}, {"dest", "*"}, {"proto", "all"}, {"target", "REJECT"}};
 
-/// The section that goes on after midnight; empty: there is none.
+/// The section that continues after midnight; empty: there is none.
 Text<126> find_second(i32 number)
 {
     Text<126> name;
@@ -164,7 +164,7 @@ u32 answer_status(const RowCall& call)
     return code != 0 ? code : answer_stored(call, is_switched_on(enabled.view()) ? "Enabled" : "Disabled");
 }
 
-/// A second section is as its first one is, and goes with it.
+/// A second section is as its first one is, and is deleted with it.
 u32 follow_first(const char* second, const ListedSections& rules)
 {
     RowText text;

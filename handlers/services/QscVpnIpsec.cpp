@@ -184,7 +184,7 @@ constexpr Derived kDerived[] = {
     {kPackage, "vpn3_net", "tunnel",
      "mode=route startaction=route keyexchange=$E lifetime=$Fs rekeytime=$Gs"},
     {kPackage, "vpn3", "remote", "authentication_method=psk keyexchange=$E rekeytime=$Fs enabled=$H"},
-    // What goes to the remote network keeps its address.
+    // Packets to the remote network keep their address.
     {kFirewall, "qrn_ipsec", "nat",
      "name=IPsec src=wan proto=all target=ACCEPT src_ip=$I dest_ip=$J enabled=$H"},
 };

@@ -98,7 +98,7 @@ constexpr Row kPptpRows[] = {
     kPasswordRow,
     kMtuRow,
     kRouteRow,
-    // The program asks for encryption unless it is told not to.
+    // The program asks for encryption unless configured not to.
     {.name = "Encryption",
      .kind = Kind::kStoredWord,
      .access = kReadWrite,

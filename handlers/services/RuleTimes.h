@@ -10,7 +10,7 @@
 namespace qsc::services
 {
 
-/// A bit for each day, Sunday the lowest; none stands for every day.
+/// A bit for each day, Sunday the lowest; none means every day.
 using Weekdays = u8;
 
 inline constexpr u32 kMinutesOfDay = 24 * 60;
@@ -25,7 +25,7 @@ struct RuleTimes {
 [[nodiscard]] Weekdays parse_day_names(std::string_view text);
 [[nodiscard]] Weekdays parse_day_numbers(std::string_view text);
 
-/// Minutes of "HH:MM"; what is behind them does not count. Empty: 0.
+/// Minutes of "HH:MM"; what follows them does not count. Empty: 0.
 [[nodiscard]] u32 parse_time(std::string_view text);
 
 /// The first minute after "HH:MM:59"; empty: midnight.

@@ -10,7 +10,7 @@
 namespace qsc::system
 {
 
-/// A file in a folder that nobody else can look into. It is removed with the folder, unless it is kept.
+/// A file in a folder that no one else can look into. It is removed with the folder, unless it is kept.
 class PrivateCopy
 {
   public:
@@ -20,10 +20,10 @@ class PrivateCopy
     ~PrivateCopy();
 
     /// Copies a file: below /tmp, no link on its way, root's, and that no one else may write to. EFAULT: it
-    /// is none, which refuse() was told.
+    /// is none, and refuse() said so.
     [[nodiscard]] u32 take(std::string_view name);
 
-    /// Makes the folder alone; path() is where a new file goes.
+    /// Makes the folder alone; path() is where a new file is made.
     [[nodiscard]] u32 make_folder();
 
     /// Judges where a new file is to go: below /tmp, and nothing is there.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.X_QRN_RemoteAccess.SSH": the login that an administrator has from elsewhere. What would lock
-// everybody out is refused.
+// all users out is refused.
 #include "base/UciOptional.h"
 #include "core/Objects.h"
 #include "core/Service.h"

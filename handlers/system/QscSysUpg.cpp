@@ -68,7 +68,7 @@ u32 check_image(const char* path)
     return code == 0 ? 0 : refuse(EFAULT, "it is no image for this device");
 }
 
-/// Copies the file that the request names, so that nobody changes it after it was looked at.
+/// Copies the file that the request names, so that no one changes it after it was looked at.
 u32 copy_named(const Action& action, PrivateCopy& copy)
 {
     std::string_view name;

@@ -45,7 +45,7 @@ u32 answer_nothing(const RowCall& call)
     return answer_stored(call, "");
 }
 
-/// The password takes effect at once. It is told to the program as a person would type it, and to nobody
+/// The password takes effect at once. It is given to the program as a person would type it, and to no one
 /// else.
 u32 set_password(const RowCall& call, std::string_view stored)
 {
@@ -145,7 +145,7 @@ u32 answer_password_set(const RowCall& call)
 }
 
 /// Locks or unlocks the selected account, and gives it its shell. A locked one without a password stays
-/// locked: unlocked, it would be open to everybody.
+/// locked: unlocked, it would be open to anyone.
 u32 apply()
 {
     Text<64> name;

@@ -102,7 +102,7 @@ ZoneRule read_zone_rule(std::string_view text)
     if (!take_name(text)) {
         return rule;
     }
-    // A rule says how far the local time is behind.
+    // A rule says how far the local time is after UTC.
     rule.ahead.fill(-take_time(text));
     if (text.empty() || text.starts_with(',') || !take_name(text)) {
         return rule;
@@ -125,7 +125,7 @@ i64 ZoneRule::ahead_at(i64 moment) const
     while (days_to_year(year + 1) * kDay <= local) {
         ++year;
     }
-    // Each change is told in the time that ends with it.
+    // Each change is given in the time that ends with it.
     const i64 begin = moment_of(changes[0], year) - ahead[0];
     const i64 end = moment_of(changes[1], year) - ahead[1];
     const bool is_summer = begin < end ? moment >= begin && moment < end : moment >= begin || moment < end;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// "Device.WiFi.AccessPoint.{i}.Security" and ".Accounting": who may connect, and who is told of it. None of
-// it goes to the driver at once: half a change would open a network, and a key would stand in an argument.
+// "Device.WiFi.AccessPoint.{i}.Security" and ".Accounting": who may connect, and who accounts for it. None of
+// it reaches the driver at once: half a change would open a network, and a key would be in an argument.
 #include <algorithm>
 
 #include "core/Objects.h"

@@ -18,7 +18,7 @@ namespace
 
 QSC_MODULE("QscDeviceWiFiStations");
 
-/// Without a clock nobody knows when a station came.
+/// Without a clock it is not known when a station came.
 constexpr std::time_t kClockIsSet = 1'704'067'200; // 2024-01-01
 
 DateTimeText time_of(i64 seconds_ago)

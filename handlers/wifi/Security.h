@@ -11,7 +11,7 @@ namespace qsc::wifi
 /// mode; null: it is whole.
 [[nodiscard]] const char* find_security_fault(i32 instance);
 
-/// Whether an access point lets in everybody, and encrypts nothing.
+/// Whether an access point lets in anyone, and encrypts nothing.
 [[nodiscard]] bool is_open(const Vap& vap);
 
 /// Whether devices can be paired with an access point of its mode by a button or a number.

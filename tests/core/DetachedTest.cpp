@@ -35,7 +35,7 @@ class Detached : public RowsTest
         return lock.start(run, "Module");
     }
 
-    /// Waits until nobody has the lock any more.
+    /// Waits until the lock is free.
     static DetachedState state_at_the_end()
     {
         const int file = open(kLock, O_RDONLY);
@@ -112,7 +112,7 @@ TEST_F(Detached, WhatIsNoLockOfOursIsNone)
         std::filesystem::remove(kLock);
     }
     EXPECT_FALSE(std::filesystem::exists("/tmp/elsewhere"));
-    // Numbers that are none of a group end nobody.
+    // Numbers that are none of a group end no process.
     write_file(kLock, "");
     chmod(kLock, 0600);
     const int holder = open(kLock, O_RDONLY);

@@ -191,7 +191,7 @@ TEST_F(Growing, InstancesAreAddedChangedAndDeleted)
         const char* values;
         Lines events;
         const char* numbers;
-        Lines added = {}; ///< lines of the file behind those that are numbered
+        Lines added = {}; ///< lines of the file after those that are numbered
     } cases[] = {
         {"7",
          "X_QRN_Add=1 Ports=80,443 Name=x Key=y",
@@ -228,7 +228,7 @@ TEST_F(Growing, InstancesAreAddedChangedAndDeleted)
         EXPECT_EQ(committed("list"), lines);
         EXPECT_EQ(numbers(), one.numbers);
     }
-    // The others keep their numbers when one before them goes.
+    // The others keep their numbers when one before them is deleted.
     EXPECT_EQ(set("2", named("X_QRN_Delete=1")), Succeeds());
     EXPECT_EQ(numbers(), "3 \"1,3,4\"");
     EXPECT_EQ(send(kList, std::string{kPath} + "4", kGet, R"({"Name":{}})").value("Name"), "\"d\"");

@@ -11,7 +11,7 @@ namespace test
 
 inline constexpr qsc::Source kSource{"Module", "File.cpp", sizeof "File.cpp"};
 
-/// An object from its description, which stands in an array of its own.
+/// An object from its description, which is in an array of its own.
 template <const auto& Plain>
 inline constexpr qsc::Object kObject{Plain[0], qsc::kCells<Plain>.data()};
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// What subscribers are told, who is told what, and what makes the daemon look.
+// What subscribers hear, who hears what, and what makes the daemon look.
 #include <net/if.h>
 #include <sched.h>
 #include <sys/ioctl.h>
@@ -43,7 +43,7 @@ TEST_F(Events, ThatASlowClientLosesAreCountedInTheOrderOfTheOthers)
     Connection quick{path()};
     EXPECT_NE(quick.call("subscribe", R"({"path":"syslog.level"})").find("\"sequence\":0"),
               std::string::npos);
-    // Each is told before the next is made, which the quick client shows.
+    // Each is sent before the next is made, which the quick client shows.
     constexpr u_long kChanges = 3000;
     for (u_long i = 1; i <= kChanges; ++i) {
         ASSERT_EQ(other.call("set", R"({"values":{"syslog.level":)" + std::to_string(i % 2) + "}}"),

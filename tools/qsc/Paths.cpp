@@ -24,7 +24,7 @@ struct Fits {
     [[nodiscard]] bool is_served() const { return is_object && object.parameters != 0; }
 };
 
-/// How a path as it was written stands to an object, of which it may name a row.
+/// How a path as it was written relates to an object, of which it may name a row.
 Fit fit_object(std::string_view written, const Object& object)
 {
     const Fit kind = fit(written, object.path);

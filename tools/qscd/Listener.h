@@ -30,7 +30,7 @@ class Listener
     Listener& operator=(const Listener&) = delete;
     ~Listener() { close(); }
 
-    /// Makes the socket, in the place of one that is left behind. Rights are checked for each request, so
+    /// Makes the socket, in the place of one that was left. Rights are checked for each request, so
     /// everyone may connect. False: it could not, which has been said.
     [[nodiscard]] bool open(const char* path);
 

@@ -48,7 +48,7 @@ class Ports : public DeviceTest
         put("network", kInterfaces + more);
     }
 
-    /// What stands after the interfaces, on one line.
+    /// What follows the interfaces, on one line.
     static std::string stored()
     {
         std::string text;

@@ -184,7 +184,7 @@ TEST_F(Routing, TheKernelsRoutesAreLookedUpByAllThatIsAskedFor)
         EXPECT_EQ(values(kRoutes + "1", "Status"), std::string{"\""} + one.status + "\"")
             << one.target << " " << one.netmask << one.more;
     }
-    // The default route of the WAN's device answers where nobody else knows the gateway.
+    // The default route of the WAN's device answers where nothing else knows the gateway.
     const auto gateway = [] { return values("Device.IP.Interface.1", "X_QRN_DefaultGateway"); };
     const auto use = [](const char* device) {
         put("network",

@@ -37,7 +37,7 @@ class Wan : public DeviceTest
                                      "' ;; esac; [ -n \"$text\" ] || exit 4; echo \"$text\"";
     }
 
-    /// The options of "wan" behind its device, and what comes after it.
+    /// The options of "wan" after its device, and what comes after it.
     static void store(const std::string& more)
     {
         std::filesystem::remove_all("/tmp/.uci");

@@ -443,7 +443,7 @@ TEST_F(Login, TheServiceLocksUnlocksAndGivesTheShell)
         {"!!$1$a", "\toption enable '1'\n", "/bin/ash", "$1$a"},
         {"$1$a", "", "/bin/ash", "$1$a"},
         {"", "\toption enable '0'\n", "/bin/ash", "!"},
-        {"!", "\toption enable '1'\n", "/bin/ash", "!"}, // open to everybody otherwise
+        {"!", "\toption enable '1'\n", "/bin/ash", "!"}, // open to anyone otherwise
         {"!*", "", "/bin/ash", "!*"},
     };
     for (const auto& one : cases) {
