@@ -11,6 +11,7 @@
 
 #include "base/FileDescriptor.h"
 #include "base/Text.h"
+#include "base/ToolTime.h"
 #include "base/UciOptional.h"
 #include "include/bacl.h"
 #include "log/Log.h"
@@ -29,10 +30,22 @@ constexpr int exit_code(int status)
     return (status >> 8) & 0xFF;
 }
 
+/// The command that the thread has started last, until it has ended.
+struct Running {
+    const std::FILE* pipe = nullptr;
+    ToolTime time;
+    char name[64] = "";
+};
+constinit thread_local Running t_running;
+
 /// Waits for a command. @return its wait status
 int close_pipe(std::FILE* pipe)
 {
     const int status = pclose(pipe);
+    if (pipe == t_running.pipe) {
+        t_running.pipe = nullptr;
+        t_running.time.end(static_cast<u32>(exit_code(status)));
+    }
     renew_uci_view();
     return status;
 }
@@ -41,7 +54,16 @@ int close_pipe(std::FILE* pipe)
 std::FILE* open_pipe(const char* command, const char* mode)
 {
     const StdioReserve reserve;
-    return popen(command, mode);
+    ToolTime time{command};
+    std::FILE* const pipe = popen(command, mode);
+    if (pipe == nullptr) {
+        time.end(errno == ECANCELED ? u32{ECANCELED} : u32{EFAULT}, "could not be started");
+        return nullptr;
+    }
+    time.keep_name(t_running.name);
+    t_running.pipe = pipe;
+    t_running.time = time;
+    return pipe;
 }
 
 } // namespace

@@ -12,7 +12,9 @@
 
 #include "base/Parse.h"
 #include "base/Text.h"
+#include "base/ToolTime.h"
 #include "base/UciOptional.h"
+#include "core/Counters.h"
 #include "core/Instances.h"
 #include "core/Refusal.h"
 #include "core/Request.h"
@@ -225,7 +227,12 @@ u32 service(const Subtree& subtree, const Request& request)
     }
     // It runs in the background by its own "&", so there is no result to wait for.
     const char* const next = subtree.after_service();
-    if (next != nullptr && std::system(next) != 0) {
+    const ToolTime time{or_empty(next)};
+    const int status = next != nullptr ? std::system(next) : 0;
+    if (next != nullptr) {
+        time.end(status == 0 ? 0 : u32{EFAULT});
+    }
+    if (status != 0) {
         Qslog_Log(kLogWarning, kModule, request.line, request.dispatcher, "%s not started, ignoring\n", next);
     }
     return 0;
@@ -361,6 +368,7 @@ const Object& object_at(const Subtree& subtree, const char* path)
 u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
              const Subtree& subtree)
 {
+    const RequestCount count;
     forget_refusal();
     const Request request{subtree.name, subtree.line, path, object, oper, argument, context, value};
     const u32 code =
@@ -370,6 +378,7 @@ u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 
     } else {
         forget_refusal();
     }
+    count.end(static_cast<u32>(&subtree - subtrees().data()), code);
     return code;
 }
 

@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "base/FileDescriptor.h"
+#include "base/ToolTime.h"
 #include "core/Refusal.h"
 #include "log/Log.h"
 
@@ -188,8 +189,9 @@ bool wait_for(pid_t process, const Deadline& deadline, int& status)
     }
 }
 
-u32 fail(const ToolRun& run, const char* module, const char* why)
+u32 fail(const ToolRun& run, const ToolTime& time, const char* module, const char* why)
 {
+    time.end(EFAULT, why);
     Qslog_Log(kLogError, module, __LINE__, run.arguments[0], "%s %s\n", run.arguments[0], why);
     return refuse(EFAULT, "%s %s", run.arguments[0], why);
 }
@@ -201,6 +203,7 @@ u32 run_tool(const ToolRun& run, const char* module)
     int printed[2] = {-1, -1};
     pid_t process = -1;
     int error = 0;
+    const ToolTime time{run.arguments[0]};
     {
         const StdioReserve reserve;
         const FileDescriptor nothing{-1};
@@ -225,7 +228,10 @@ u32 run_tool(const ToolRun& run, const char* module)
         if (error == ENOENT && run.is_optional) {
             return kNotInstalled;
         }
-        return fail(run, module, error == ENOENT ? "is not installed" : "could not be started");
+        if (error == ECANCELED) {
+            time.end(ECANCELED);
+        }
+        return fail(run, time, module, error == ENOENT ? "is not installed" : "could not be started");
     }
     const Deadline deadline{run.deadline};
     const Outcome outcome =
@@ -235,16 +241,18 @@ u32 run_tool(const ToolRun& run, const char* module)
         (void)kill(-process, SIGKILL);
         while (waitpid(process, &status, 0) < 0 && errno == EINTR) {
         }
-        return fail(run, module,
+        return fail(run, time, module,
                     outcome == Outcome::kTooMuch    ? "printed too much"
                     : outcome == Outcome::kNoMemory ? "was ended for want of memory"
                                                     : "was ended because it took too long");
     }
     if (status == -1 || !WIFEXITED(status)) {
-        return fail(run, module,
+        return fail(run, time, module,
                     status == -1 ? "ended, but the host has its result" : "was ended by a signal");
     }
-    return static_cast<u32>(WEXITSTATUS(status));
+    const auto code = static_cast<u32>(WEXITSTATUS(status));
+    time.end(code);
+    return code;
 }
 
 } // namespace qsc

@@ -4,6 +4,7 @@
 #include "bacl_link_list.h"
 #include "qrnuci.h"
 #include "qsc_handlers.h"
+#include "qsc_stats.h"
 #include "qsc_types.h"
 #include "qslog.h"
 #include "qsyscmdhal.h"

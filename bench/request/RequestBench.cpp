@@ -14,6 +14,7 @@
 #include "bench/support/Ratios.h"
 #include "include/bacl.h"
 #include "include/qsc_handlers.h"
+#include "include/qsc_stats.h"
 #include "include/qsyscmdhal.h"
 
 namespace
@@ -136,6 +137,13 @@ int main(int count, char** arguments)
     benchmark::RegisterBenchmark("dispatch_level", dispatch_level);
     benchmark::RegisterBenchmark("bare_level", bare_level);
     add_all_get("time", QSysCmdHal_Do_Device_Time, "Device.Time.", {"/tmp/.ntpstatus", true});
+    benchmark::RegisterBenchmark("time_counted", [](benchmark::State& state) {
+        QSysCmdHal_CountStats(1);
+        for (auto _ : state) {
+            benchmark::DoNotOptimize(get_all(QSysCmdHal_Do_Device_Time, "Device.Time."));
+        }
+        QSysCmdHal_CountStats(0);
+    });
     add_all_get("radio", QSysCmdHal_Do_Device_WiFi_Radio, "Device.WiFi.Radio.2.");
     add_all_get("ssid", QSysCmdHal_Do_Device_WiFi_SSID, "Device.WiFi.SSID.1.");
     add_all_get("stats", QSysCmdHal_Do_Device_WiFi_SSID, "Device.WiFi.SSID.1.Stats.");
@@ -150,6 +158,7 @@ int main(int count, char** arguments)
     const bench::Ratio ratios[] = {
         {"dispatch", "dispatch_level", "bare_level", "the json-c calls it needs", 1.3},
         {"time_all_get", "time", "time_parts", kParts, 1.2},
+        {"all_get_counted", "time_counted", "time", "the same without counting", 1.02},
         {"radio_all_get", "radio", "radio_parts", kParts, 1.2},
         {"ssid_all_get", "ssid", "ssid_parts", kParts, 1.2},
         {"ssid_stats_get", "stats", "stats_parts", kParts, 1.2},

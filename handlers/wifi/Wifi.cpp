@@ -2,10 +2,12 @@
 #include "handlers/wifi/Wifi.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 
 #include <sys/wait.h>
 
+#include "base/ToolTime.h"
 #include "include/bacl.h"
 
 namespace qsc::wifi
@@ -126,8 +128,11 @@ u32 drive_if_on(const Call& call, const Radio& radio, const char* driver_key, i3
 
 u32 run_shell(const char* command)
 {
+    const ToolTime time{command};
     const int status = std::system(command); // NOLINT(cert-env33-c): fixed commands, quoted where needed
-    return status != -1 && WIFEXITED(status) ? static_cast<u32>(WEXITSTATUS(status)) : u32{EFAULT};
+    const u32 code = status != -1 && WIFEXITED(status) ? static_cast<u32>(WEXITSTATUS(status)) : u32{EFAULT};
+    time.end(status == -1 && errno == ECANCELED ? u32{ECANCELED} : code);
+    return code;
 }
 
 u32 capture_line(const char* command, WifiText& line)

@@ -228,7 +228,12 @@ TEST_F(Tools, ThatEndInTimeAnswer)
         EXPECT_EQ(client.call("get", stuck_),
                   R"("result":{"values":{"Device.WiFi.SSID.1.BSSID":"02:0C:43:26:60:00"}})");
     }
-    EXPECT_NE(client.call("stats", "{}").find(R"("running":0,"waiting":0)"), std::string::npos);
+    const std::string stats = client.call("stats", "{}");
+    EXPECT_NE(stats.find(R"("running":0,"waiting":0)"), std::string::npos);
+    // What was put off because it needed a tool counts once, when it was served.
+    EXPECT_NE(stats.find(R"({"path":"Device.WiFi.SSID","calls":3,"failures":0,)"), std::string::npos)
+        << stats;
+    EXPECT_NE(stats.find(R"({"program":"iwconfig","calls":3,"failures":0,)"), std::string::npos) << stats;
 }
 
 } // namespace

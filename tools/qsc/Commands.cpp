@@ -38,6 +38,7 @@ constexpr Command kCommands[] = {
     {"batch", "", "run commands from standard input, one a line, up to the first failure", 0, 0, batch},
     {"log", "[level|property] [VALUE]", "show or set the library's log for this call", 0, 2, log},
     {"watch", "[PATH...]", "show what paths hold and how it changes, through a running qscd", 0, 16, watch},
+    {"stats", "", "show what a running qscd has done, and where its time went", 0, 0, stats},
     {"access", "USER PATH", "explain what a running qscd lets a user do", 2, 2, access_command},
     {"version", "", "show the versions", 0, 0, version},
 };

@@ -26,6 +26,7 @@ ExitCode request(const Options& options, Words words);
 ExitCode list(const Options& options, Words words);
 ExitCode log(const Options& options, Words words);
 ExitCode watch(const Options& options, Words words);
+ExitCode stats(const Options& options, Words words);
 ExitCode access_command(const Options& options, Words words);
 ExitCode version(const Options& options, Words words);
 

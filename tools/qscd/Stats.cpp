@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cinttypes>
 
+#include <json-c/json.h>
+
 #include "include/bacl.h"
+#include "include/qsc_stats.h"
 #include "include/qslog.h"
 #include "tools/qscd/Server.h"
 
@@ -42,6 +45,16 @@ void Server::write_stats(Call& call)
     for (const auto& [name, number] : rows) {
         call.answer.text().append(name == rows[0].name ? "{\"" : ",\"").append(name).append("\":");
         call.answer.append_number(static_cast<i64>(number));
+    }
+    // What the library has counted goes into the same object.
+    json_object* counted = nullptr;
+    if (QSysCmdHal_GetStats(&counted) == 0) {
+        const JsonRef owner{counted};
+        json_object_object_foreach(counted, name, list)
+        {
+            call.answer.text().append(",\"").append(name).append("\":");
+            call.answer.append_value(list);
+        }
     }
     call.answer.text().append("}");
     call.answer.end();

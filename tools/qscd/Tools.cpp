@@ -196,7 +196,7 @@ bool may_start(std::string_view command)
     const Locked locked{g_mutex};
     if (!run->may_start || run->is_over) {
         run->was_refused = true;
-        errno = EAGAIN;
+        errno = run->is_over ? EAGAIN : ECANCELED; // put off, which the library does not count
         return false;
     }
     // The program alone: its arguments may hold a password.

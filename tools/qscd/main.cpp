@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "include/qsc_stats.h"
 #include "include/qslog.h"
 #include "include/qsyscmdhal.h"
 #include "tools/qscd/Listener.h"
@@ -69,6 +70,7 @@ int main(int count, char** arguments)
     (void)mallopt(M_ARENA_MAX, 1);
 #endif
     QSysCmdHal_Init(nullptr, QSC_INIT_LOG | QSC_INIT_FOUNDATION | QSC_INIT_UCI | QSC_INIT_EVENTS);
+    (void)QSysCmdHal_CountStats(1); // without memory for it, there are no statistics
     if (options.is_verbose) {
         Qslog_SetLogLevel(7);
     } else {
