@@ -25,6 +25,13 @@
 #pragma weak QrnUci_DeleteOption
 #pragma weak QrnUci_GetList
 #pragma weak QrnUci_SetList
+#pragma weak QrnUci_BeginOverlay
+#pragma weak QrnUci_EndOverlay
+#pragma weak QrnUci_ListOverlay
+#pragma weak QrnUci_ReadPackage
+#pragma weak QrnUci_ReadPackageBefore
+#pragma weak QrnUci_ReplacePackage
+#pragma weak QrnUci_ComparePackages
 
 namespace qsc
 {

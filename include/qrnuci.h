@@ -303,6 +303,149 @@ QSC_API uint32_t QrnUci_GetList(const char *key, char *buffer, uint32_t size, ui
  */
 QSC_API uint32_t QrnUci_SetList(const char *key, const char *const *items, uint32_t count);
 
+/*
+ * A private overlay: changes that nobody else sees. Between QrnUci_BeginOverlay() and QrnUci_EndOverlay() the
+ * calling thread reads the packages' files with what is staged in a folder of its own alone, and stages
+ * there. What is staged in /tmp/.uci, by the thread before or by others, is neither seen nor touched. All
+ * other threads and processes go on as ever. A package is looked at once, as in a view, until
+ * QrnUci_RenewView().
+ *
+ * What is staged in an overlay is written to its folder when the overlay ends, and not made safe there: after
+ * a kill or a power failure the folder is worth nothing. One thread at a time uses it.
+ */
+
+/**
+ * Begins an overlay for the calling thread. Within it QrnUci_CommitPackage() commits nothing: it notes the
+ * package in the folder, for QrnUci_ListOverlay().
+ *
+ * @param[in] folder  the path of a folder, from the root, of at most 220 characters. It is the own user's,
+ * with access for nobody else; made when it is missing. What was staged there before is seen again
+ * @retval 0  begun
+ * @retval 14 no such folder, and it cannot be made, or it is another one than that; or the thread is in an
+ *            overlay, a view or a change already
+ * @retval 22 null, or not a path from the root
+ */
+QSC_API uint32_t QrnUci_BeginOverlay(const char *folder);
+
+/**
+ * Ends the calling thread's overlay. What is staged stays in the folder, which may be begun again. Who does
+ * not want it any more removes the folder.
+ *
+ * @retval 0  ended
+ * @retval 14 the thread is in no overlay, or in a change, which ends first; or the overlay has ended, but the
+ *            folder could not be written and is worth nothing
+ */
+QSC_API uint32_t QrnUci_EndOverlay(void);
+
+/**
+ * Lists the packages of the calling thread's overlay: those in which something is staged, and those that
+ * were noted as committed.
+ *
+ * @param[out] buffer  the names one after the other, each with its terminator, each once
+ * @param[in]  size    size of `buffer`, at least 1
+ * @param[out] count   how many there are; this and `buffer` are untouched unless 0 is returned
+ * @retval 0  listed
+ * @retval 14 the thread is in no overlay, or names that do not fit
+ * @retval 22 null argument, size 0
+ */
+QSC_API uint32_t QrnUci_ListOverlay(char *buffer, uint32_t size, uint32_t *count);
+
+/*
+ * Whole packages, as texts.
+ */
+
+/**
+ * Reads the text of a package's file. Within an overlay it is the text that a commit would write: the file's
+ * own, byte for byte, where nothing is staged. What is staged in /tmp/.uci is never part of it.
+ *
+ * @param[in]  package  the package's name
+ * @param[out] buffer   the text; untouched unless 0 is returned; may be null when `size` is 0
+ * @param[in]  size     size of `buffer`
+ * @param[out] length   the text's length in bytes, without its terminator; also when it does not fit. May be
+ *                      null
+ * @retval 0  read
+ * @retval 2  the package has no file
+ * @retval 14 a text that does not fit, or one that cannot be read
+ * @retval 22 null, or not a package name
+ */
+QSC_API uint32_t QrnUci_ReadPackage(const char *package, char *buffer, uint32_t size, uint32_t *length);
+
+/**
+ * Reads the text that the calling thread's overlay of a package stands on: that of its file as the overlay
+ * has looked at it. With it as `before`, QrnUci_ReplacePackage() never takes away what others have
+ * committed since.
+ *
+ * @param[in]  package  the package's name
+ * @param[out] buffer   the text, as for QrnUci_ReadPackage()
+ * @param[in]  size     size of `buffer`
+ * @param[out] length   as for QrnUci_ReadPackage()
+ * @return as QrnUci_ReadPackage(); 14 also when the thread is in no overlay
+ */
+QSC_API uint32_t QrnUci_ReadPackageBefore(const char *package, char *buffer, uint32_t size, uint32_t *length);
+
+/**
+ * Replaces a package's file, or makes or removes it, whole or not at all whatever is killed when, and
+ * durably. It takes the locks that a commit takes. What is staged in /tmp/.uci stays staged. The text is
+ * written as it is, even where it makes no package. A new file is the own user's, who alone may read it; one
+ * that is replaced keeps its owner and its permissions.
+ *
+ * @param[in] package  the package's name
+ * @param[in] before   the text that the file must still have; null: there must be no file
+ * @param[in] after    the text that it gets; null: it is removed
+ * @retval 0  replaced, or the file has that text already, or there is none already
+ * @retval 11 the file has another text than `before`: somebody has changed it
+ * @retval 14 the file could not be written and is as before; or the thread is in a change of the package
+ * @retval 22 null, or not a package name
+ */
+QSC_API uint32_t QrnUci_ReplacePackage(const char *package, const char *before, const char *after);
+
+/** What a difference between two texts of a package is; see Qrn_UciDifference. */
+#define QRN_UCI_ADDED 1u   /**< the section or option is in the text after alone */
+#define QRN_UCI_DELETED 2u /**< it is in the text before alone */
+#define QRN_UCI_CHANGED 3u /**< an option with another value, or a section with another type */
+#define QRN_UCI_MOVED 4u   /**< a section among all others; the values are its positions, from 0 */
+#define QRN_UCI_RENAMED 5u /**< a section; the values are its names, empty for one without a name */
+
+/** One difference. The texts are valid during the call only; none is null. */
+typedef struct Qrn_UciDifference {
+    const char *section;   /**< its name, or "@TYPE[INDEX]" for one without: in the text after, of a deleted
+                                one in the text before */
+    const char *type;      /**< the section's type */
+    const char *option;    /**< the option; empty: the section itself */
+    uint32_t kind;         /**< QRN_UCI_ADDED and so on */
+    uint32_t is_old_list;  /**< 1: the old value is a list's, its items joined by blanks */
+    uint32_t is_new_list;  /**< 1: so is the new one */
+    const char *old_value; /**< empty where there is none; of a section its type */
+    const char *new_value; /**< likewise */
+} Qrn_UciDifference;
+
+/**
+ * Is told a difference.
+ *
+ * @param[in] difference  the difference
+ * @param[in] context     what was given to QrnUci_ComparePackages()
+ * @return 0 to go on; else the comparison ends with this code
+ */
+typedef uint32_t Qrn_UciDifferenceFunction(const Qrn_UciDifference *difference, void *context);
+
+/**
+ * Compares two texts of a package by what they say: comments, quotes and layout make no difference, nor does
+ * the order of the options in a section. Sections with a name are the same when their names are. Those
+ * without are the same when they say the same; what is left over is paired with the most alike of its type.
+ * A section that comes or goes is told first, then each of its options.
+ *
+ * @param[in] before   the text before; null: no file, which compares as an empty one
+ * @param[in] after    the text after; null: likewise
+ * @param[in] call     is called for each difference
+ * @param[in] context  handed to it
+ * @retval 0  compared; not called: they say the same
+ * @retval 14 a text that makes no package, which is logged
+ * @retval 22 `call` is null
+ * @return or what `call` has answered
+ */
+QSC_API uint32_t QrnUci_ComparePackages(const char *before, const char *after,
+                                        Qrn_UciDifferenceFunction *call, void *context);
+
 #ifdef __cplusplus
 }
 #endif

@@ -3,8 +3,8 @@
 #include <cerrno>
 
 #include "uci/ConfigFile.h"
+#include "uci/Overlay.h"
 #include "uci/PackageFiles.h"
-#include "uci/Staging.h"
 #include "uci/Store.h"
 #include "uci/View.h"
 
@@ -13,15 +13,18 @@ namespace qrnuci::store
 
 u32 commit(std::string_view name)
 {
-    if (changed_package(name) != nullptr) {
+    if (is_changing(name)) {
         log_error("%.*s: committed amid a change of it\n", static_cast<int>(name.size()), name.data());
         return EFAULT;
+    }
+    if (t_staging.overlay != nullptr) {
+        return note_commit(*t_staging.overlay, name);
     }
     renew_view();
     PackageFiles files;
     Package package;
     if (const u32 code = lock_files(name, Access::kHold, Access::kChange, files)) {
-        return code;
+        return code == ENOENT ? EFAULT : code;
     }
     if (const u32 code = load_package(name, files, package)) {
         return code;

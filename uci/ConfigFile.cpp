@@ -18,15 +18,6 @@ namespace qrnuci
 namespace
 {
 
-/// Makes the entries of a file's folder safe on the storage.
-void sync_folder_of(const Path& path)
-{
-    const qsc::FileDescriptor folder = qsc::open_file(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY);
-    if (folder.is_open()) {
-        (void)fsync(folder.get()); // not every file system can, and the rename has happened already
-    }
-}
-
 /// Copies a part of one file over another's.
 bool copy_part(int from, int to, off_t begin, off_t end)
 {
@@ -87,6 +78,14 @@ Path config_path(std::string_view package)
     return path.fits() && stat(path.c_str(), &status) == 0 ? path : usual_path(package);
 }
 
+void sync_folder_of(const Path& path)
+{
+    const qsc::FileDescriptor folder = qsc::open_file(folder_of(path).c_str(), O_RDONLY | O_DIRECTORY);
+    if (folder.is_open()) {
+        (void)fsync(folder.get()); // not every file system can, and the file has its place already
+    }
+}
+
 u32 load_config(std::string_view name, const Path& path, char* text, std::size_t size, Package& package)
 {
     u32 line = 0;
@@ -130,22 +129,73 @@ int Replacement::create()
     return descriptor;
 }
 
-u32 Replacement::write(std::string_view name, const Path& path, const struct stat& old,
-                       const Package& package)
+/// A link stays a link: what it leads to is replaced.
+u32 Replacement::resolve(const Path& path)
 {
-    // A link stays a link: what it leads to is replaced.
     char* const resolved = realpath(path.c_str(), nullptr);
     const bool is_resolved = resolved != nullptr && target_.assign(resolved);
     std::free(resolved);
-    if (!is_resolved) {
-        return log_failure("resolve", path.c_str());
-    }
+    return is_resolved ? 0 : log_failure("resolve", path.c_str());
+}
+
+/// Makes the new file and writes it.
+template <typename Export>
+u32 Replacement::fill(const struct stat& old, Export write_content)
+{
     const int descriptor = create();
     if (descriptor < 0) {
-        return log_failure("create a file beside", path.c_str());
+        return log_failure("create a file beside", target_.c_str());
     }
-    const u32 code = fill(name, descriptor, old, package);
+    std::FILE* const out = fdopen(descriptor, "w");
+    if (out == nullptr) {
+        (void)close(descriptor);
+        return log_failure("open", path_.c_str());
+    }
+    struct stat status = {};
+    const bool is_prepared = fstat(descriptor, &status) == 0 &&
+                             fchown(descriptor, old.st_uid, old.st_gid) == 0 &&
+                             fchmod(descriptor, old.st_mode & 07777) == 0;
+    inode_ = status.st_ino;
+    const u32 exported = is_prepared ? write_content(out) : 0;
+    const bool is_written = is_prepared && exported == 0 && std::fflush(out) == 0 && std::ferror(out) == 0 &&
+                            fsync(descriptor) == 0;
+    const int reason = errno;
+    const bool is_closed = std::fclose(out) == 0;
+    if (is_written && is_closed) {
+        return 0;
+    }
+    if (exported != 0) {
+        return exported == EINVAL ? refuse() : exported;
+    }
+    errno = reason;
+    return log_failure("write", path_.c_str());
+}
+
+u32 Replacement::write(std::string_view name, const Path& path, const struct stat& old,
+                       const Package& package)
+{
+    if (const u32 code = resolve(path)) {
+        return code;
+    }
+    const u32 code = fill(old, [&](std::FILE* out) { return export_config(name, package, out); });
     return code != 0 ? code : check(name);
+}
+
+u32 Replacement::write_text(const Path& path, const struct stat* old, std::string_view text)
+{
+    struct stat fresh = {};
+    fresh.st_uid = geteuid();
+    fresh.st_gid = getegid();
+    fresh.st_mode = 0600;
+    if (old == nullptr) {
+        target_ = path;
+    } else if (const u32 code = resolve(path)) {
+        return code;
+    }
+    return fill(old != nullptr ? *old : fresh, [&](std::FILE* out) -> u32 {
+        (void)!std::fwrite(text.data(), 1, text.size(), out); // the stream remembers a failure
+        return 0;
+    });
 }
 
 /// Reads the new file back. What others have staged may make no package, such as two sections of one name.
@@ -174,33 +224,6 @@ u32 Replacement::refuse() const
     return EFAULT;
 }
 
-u32 Replacement::fill(std::string_view name, int descriptor, const struct stat& old, const Package& package)
-{
-    std::FILE* const out = fdopen(descriptor, "w");
-    if (out == nullptr) {
-        (void)close(descriptor);
-        return log_failure("open", path_.c_str());
-    }
-    struct stat status = {};
-    const bool is_prepared = fstat(descriptor, &status) == 0 &&
-                             fchown(descriptor, old.st_uid, old.st_gid) == 0 &&
-                             fchmod(descriptor, old.st_mode & 07777) == 0;
-    inode_ = status.st_ino;
-    const u32 exported = is_prepared ? export_config(name, package, out) : 0;
-    const bool is_written = is_prepared && exported == 0 && std::fflush(out) == 0 && std::ferror(out) == 0 &&
-                            fsync(descriptor) == 0;
-    const int reason = errno;
-    const bool is_closed = std::fclose(out) == 0;
-    if (is_written && is_closed) {
-        return 0;
-    }
-    if (exported != 0) {
-        return exported == EINVAL ? refuse() : exported;
-    }
-    errno = reason;
-    return log_failure("write", path_.c_str());
-}
-
 u32 Replacement::take_place(const struct stat& old)
 {
     struct stat status = {};
@@ -216,6 +239,18 @@ u32 Replacement::take_place(const struct stat& old)
     if (is_old && replacement.is_open()) {
         update_replaced(replaced.get(), replacement.get());
     }
+    return 0;
+}
+
+u32 Replacement::take_free_place()
+{
+    // Unlike a rename, a link never takes the place of a file that somebody has made meanwhile.
+    if (link(path_.c_str(), target_.c_str()) != 0) {
+        return errno == EEXIST ? EAGAIN : log_failure("create", target_.c_str());
+    }
+    (void)unlink(path_.c_str());
+    path_.clear();
+    sync_folder_of(target_);
     return 0;
 }
 

@@ -24,6 +24,9 @@ inline constexpr const char* kFirstFolder = "/var/run/uci";
 [[nodiscard]] u32 load_config(std::string_view name, const Path& path, char* text, std::size_t size,
                               Package& package);
 
+/// Makes the entries of a file's folder safe on the storage.
+void sync_folder_of(const Path& path);
+
 /// A new file beside a package's, complete and safe on the storage, but not yet in its place.
 class Replacement
 {
@@ -37,6 +40,9 @@ class Replacement
     [[nodiscard]] u32 write(std::string_view name, const Path& path, const struct stat& old,
                             const Package& package);
 
+    /// Writes a text likewise. Without an old file the new one is the own user's.
+    [[nodiscard]] u32 write_text(const Path& path, const struct stat* old, std::string_view text);
+
     /// The file's inode, which it keeps when it takes its place.
     [[nodiscard]] ino_t inode() const { return inode_; }
 
@@ -44,10 +50,14 @@ class Replacement
     /// power failure.
     [[nodiscard]] u32 take_place(const struct stat& old);
 
+    /// Takes a place where there is no file. EAGAIN: there is one.
+    [[nodiscard]] u32 take_free_place();
+
   private:
+    [[nodiscard]] u32 resolve(const Path& path);
     [[nodiscard]] int create();
-    [[nodiscard]] u32 fill(std::string_view name, int descriptor, const struct stat& old,
-                           const Package& package);
+    template <typename Export>
+    [[nodiscard]] u32 fill(const struct stat& old, Export write_content);
     [[nodiscard]] u32 check(std::string_view name) const;
     [[nodiscard]] u32 refuse() const;
 

@@ -34,6 +34,9 @@ class Growing
         return *this;
     }
 
+    /// Keeps the first bytes alone.
+    void shorten(std::size_t length) { length_ = length; }
+
     [[nodiscard]] bool failed() const { return failed_; }
     [[nodiscard]] std::string_view view() const { return {text_, length_}; }
 

@@ -23,7 +23,7 @@ u32 open_files(std::string_view name, PackageFiles& files, Access config_access,
         return EFAULT;
     }
     if (const u32 code = files.config.open(files.config_path.c_str(), config_access, patience)) {
-        return code == ENOENT ? EFAULT : code;
+        return code;
     }
     // Not before the package is known to exist, or every misspelt name would leave a staging file.
     if (const u32 code = check_staging_folder(staging_access == Access::kCreate)) {
@@ -72,7 +72,7 @@ u32 try_to_read(CachedPackage& cached, Patience& patience)
     PackageFiles files;
     files.config_path = cached.config_path;
     if (const u32 code = open_files(name, files, Access::kRead, Access::kRead, is_staged, patience)) {
-        return code;
+        return code == ENOENT ? EFAULT : code;
     }
     const bool is_locked =
         files.config.is_locked() && (!files.staging.is_open() || files.staging.file().is_locked());
@@ -101,6 +101,17 @@ u32 lock_files(std::string_view name, Access config_access, Access staging_acces
         files.config.close();
         files.staging.close();
     }
+}
+
+u32 restore_staged(PackageFiles& files)
+{
+    if (!files.staging.is_open()) {
+        return 0;
+    }
+    Arena arena;
+    Staged staged;
+    const u32 code = files.staging.read(files.config.status().st_ino, arena, staged);
+    return code != 0 ? code : files.staging.restore(staged);
 }
 
 u32 load_package(std::string_view name, PackageFiles& files, Package& package)

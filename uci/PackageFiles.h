@@ -25,13 +25,16 @@ struct PackageFiles {
     DeltaState state;
 };
 
-/// Locks a package's files for a change.
+/// Locks a package's files for a change. ENOENT: no such package.
 [[nodiscard]] u32 lock_files(std::string_view name, Access config_access, Access staging_access,
                              PackageFiles& files);
 
 /// Reads a package with its staged changes from files that are locked for a change, and mends what a kill has
 /// left in the staging file.
 [[nodiscard]] u32 load_package(std::string_view name, PackageFiles& files, Package& package);
+
+/// Mends what a kill has left in the staging file of files that are locked for a change.
+[[nodiscard]] u32 restore_staged(PackageFiles& files);
 
 /// Reads a package for the cache, for the first time or again. Where a lock cannot be had in time, the files
 /// are read without it, until they do not change meanwhile.

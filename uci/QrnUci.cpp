@@ -6,7 +6,7 @@
 #include <cerrno>
 
 #include "base/Text.h"
-#include "uci/Staging.h"
+#include "uci/Overlay.h"
 #include "uci/Store.h"
 #include "uci/View.h"
 
@@ -116,6 +116,7 @@ uint32_t QrnUci_EndView(void)
 uint32_t QrnUci_RenewView(void)
 {
     renew_view();
+    renew_overlay();
     return 0;
 }
 
@@ -231,4 +232,38 @@ uint32_t QrnUci_SetList(const char* key, const char* const* items, uint32_t coun
     }
     const bool fits = count <= kMostItems && std::ranges::all_of(all, is_storable);
     return fits ? store::write_list(parsed, all) : EFAULT;
+}
+
+uint32_t QrnUci_BeginOverlay(const char* folder)
+{
+    return folder != nullptr && *folder == '/' ? begin_overlay(folder) : EINVAL;
+}
+
+uint32_t QrnUci_EndOverlay(void)
+{
+    return end_overlay();
+}
+
+uint32_t QrnUci_ListOverlay(char* buffer, uint32_t size, uint32_t* count)
+{
+    return buffer != nullptr && size != 0 && count != nullptr ? list_overlay({buffer, size}, *count) : EINVAL;
+}
+
+uint32_t QrnUci_ReadPackage(const char* package, char* buffer, uint32_t size, uint32_t* length)
+{
+    return is_package(package) && (buffer != nullptr || size == 0)
+               ? store::read_package_text(package, {buffer, size}, length)
+               : EINVAL;
+}
+
+uint32_t QrnUci_ReadPackageBefore(const char* package, char* buffer, uint32_t size, uint32_t* length)
+{
+    return is_package(package) && (buffer != nullptr || size == 0)
+               ? store::read_base_text(package, {buffer, size}, length)
+               : EINVAL;
+}
+
+uint32_t QrnUci_ReplacePackage(const char* package, const char* before, const char* after)
+{
+    return is_package(package) ? store::replace_package(package, before, after) : EINVAL;
 }

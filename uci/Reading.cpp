@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "uci/CopyOut.h"
 #include "uci/PackageFiles.h"
 #include "uci/Staging.h"
 #include "uci/View.h"
@@ -30,9 +31,13 @@ const Package& use(CachedPackage& cached)
 /// The package as this thread is to see it.
 u32 current(CacheLock& cache, std::string_view name, const Package*& package)
 {
-    package = changed_package(name);
-    if (package != nullptr) {
-        return 0;
+    package = nullptr;
+    if (has_own_packages()) {
+        // A package of an overlay may have to be read.
+        const u32 code = cache.release_for([&] { return find_own_package(name, package); });
+        if (code != 0 || package != nullptr) {
+            return code;
+        }
     }
     if (const Seen* const seen = find_in_view(cache, name)) {
         package = seen->code == 0 ? &use(*seen->package) : nullptr;
@@ -112,32 +117,6 @@ u32 join_out(const Option& option, std::span<char> buffer)
         *out++ = ' ';
     }
     out[-1] = '\0';
-    return 0;
-}
-
-/// Copies texts one after the other, each with its end; nothing is written unless all fit. Each text is
-/// handed over by for_each(take), which goes on as long as take(text) is true.
-template <typename ForEach>
-u32 copy_all_out(std::span<char> buffer, u32& count, ForEach for_each)
-{
-    std::size_t length = 0;
-    u32 found = 0;
-    for_each([&](std::string_view text) {
-        length += text.size() + 1;
-        ++found;
-    });
-    if (length > buffer.size()) {
-        return EFAULT;
-    }
-    char* out = buffer.data();
-    for_each([&](std::string_view text) {
-        out = std::copy(text.begin(), text.end(), out);
-        *out++ = '\0';
-    });
-    if (found == 0) {
-        buffer.front() = '\0';
-    }
-    count = found;
     return 0;
 }
 

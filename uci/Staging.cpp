@@ -9,15 +9,16 @@
 
 #include "uci/Change.h"
 #include "uci/ConfigFile.h"
+#include "uci/Overlay.h"
 #include "uci/View.h"
 
 namespace qrnuci
 {
 
+constinit thread_local ThreadStaging t_staging{};
+
 namespace
 {
-
-constinit thread_local PackageChange* t_change = nullptr;
 
 /// Locks a package's files for a change, and reads the package as it is then.
 u32 begin(std::string_view name, PackageChange& change)
@@ -28,7 +29,7 @@ u32 begin(std::string_view name, PackageChange& change)
     }
     PackageFiles& files = change.files;
     if (const u32 code = lock_files(name, Access::kRead, Access::kCreate, files)) {
-        return code;
+        return code == ENOENT ? EFAULT : code;
     }
     return load_package(name, files, change.package);
 }
@@ -96,7 +97,7 @@ namespace
 /// The thread's change of that package; null: there is none.
 PackageChange* find_change(std::string_view name)
 {
-    PackageChange* change = t_change;
+    PackageChange* change = t_staging.change;
     while (change != nullptr && change->name.view() != name) {
         change = change->before;
     }
@@ -106,22 +107,37 @@ PackageChange* find_change(std::string_view name)
 /// Forgets the last change that was begun.
 void drop_change()
 {
-    PackageChange* const dropped = t_change;
-    t_change = dropped->before;
+    PackageChange* const dropped = t_staging.change;
+    t_staging.change = dropped->before;
     dropped->~PackageChange();
     std::free(dropped);
 }
 
 } // namespace
 
-const Package* changed_package(std::string_view name)
+u32 find_own_package(std::string_view name, const Package*& package)
 {
-    const PackageChange* const change = find_change(name);
-    return change != nullptr ? &change->package : nullptr;
+    PackageChange* change = find_change(name);
+    if (t_staging.overlay != nullptr) {
+        if (const u32 code = find_package(*t_staging.overlay, name, change)) {
+            return code;
+        }
+    }
+    package = change != nullptr ? &change->package : nullptr;
+    return 0;
+}
+
+bool is_changing(std::string_view name)
+{
+    return t_staging.overlay != nullptr ? is_changing_in(*t_staging.overlay, name)
+                                        : find_change(name) != nullptr;
 }
 
 u32 begin_change(std::string_view name)
 {
+    if (t_staging.overlay != nullptr) {
+        return begin_change_of(*t_staging.overlay, name);
+    }
     if (find_change(name) != nullptr) {
         return EFAULT;
     }
@@ -129,10 +145,10 @@ u32 begin_change(std::string_view name)
     if (place == nullptr) {
         return ENOMEM;
     }
-    PackageChange* const before = t_change;
-    t_change = new (place) PackageChange;
-    t_change->before = before;
-    const u32 code = begin(name, *t_change);
+    PackageChange* const before = t_staging.change;
+    t_staging.change = new (place) PackageChange;
+    t_staging.change->before = before;
+    const u32 code = begin(name, *t_staging.change);
     if (code != 0) {
         drop_change();
     }
@@ -141,18 +157,22 @@ u32 begin_change(std::string_view name)
 
 u32 end_change(bool is_kept)
 {
-    if (t_change == nullptr) {
+    if (t_staging.overlay != nullptr) {
+        return end_changes_of(*t_staging.overlay, is_kept);
+    }
+    if (t_staging.change == nullptr) {
         return EFAULT;
     }
     u32 code = 0;
-    for (PackageChange* each = t_change; is_kept && code == 0 && each != nullptr; each = each->before) {
+    for (PackageChange* each = t_staging.change; is_kept && code == 0 && each != nullptr;
+         each = each->before) {
         code = append_lines(*each, each->lines);
     }
-    while (t_change != nullptr) {
+    while (t_staging.change != nullptr) {
         if (code == 0) {
-            finish_lines(*t_change);
-        } else if (t_change->written != 0) {
-            t_change->files.staging.take_back(t_change->files.state.sound);
+            finish_lines(*t_staging.change);
+        } else if (t_staging.change->written != 0) {
+            t_staging.change->files.staging.take_back(t_staging.change->files.state.sound);
         }
         drop_change();
     }
@@ -161,6 +181,9 @@ u32 end_change(bool is_kept)
 
 u32 Staging::open(std::string_view name)
 {
+    if (t_staging.overlay != nullptr) {
+        return find_package(*t_staging.overlay, name, change_);
+    }
     PackageChange* const begun = find_change(name);
     change_ = begun != nullptr ? begun : &own_;
     return begun != nullptr ? 0 : begin(name, own_);

@@ -20,8 +20,27 @@ struct PackageChange {
     PackageChange* before = nullptr; ///< that the thread has begun before this one
 };
 
-/// The package as this thread is changing it; null: it is not.
-[[nodiscard]] const Package* changed_package(std::string_view name);
+struct Overlay;
+
+/// What a thread has begun.
+struct ThreadStaging {
+    PackageChange* change = nullptr; ///< the last one; none within an overlay, which has changes of its own
+    Overlay* overlay = nullptr;
+};
+
+extern constinit thread_local ThreadStaging t_staging;
+
+/// Whether the thread may have packages of its own.
+inline bool has_own_packages()
+{
+    return t_staging.change != nullptr || t_staging.overlay != nullptr;
+}
+
+/// The package as this thread alone has it, in a change or an overlay; null: as everybody.
+[[nodiscard]] u32 find_own_package(std::string_view name, const Package*& package);
+
+/// Whether this thread is in a change of the package.
+[[nodiscard]] bool is_changing(std::string_view name);
 
 /// Begins the thread's change of a package, and ends those of all that it has begun.
 [[nodiscard]] u32 begin_change(std::string_view name);

@@ -6,6 +6,7 @@
 #include <span>
 #include <string_view>
 
+#include "include/qrnuci.h"
 #include "uci/Key.h"
 
 namespace qrnuci::store
@@ -47,6 +48,13 @@ namespace qrnuci::store
 
 /// Merges the staged changes into the package's file.
 [[nodiscard]] u32 commit(std::string_view package);
+
+/// The text of a package's file, as the thread is to see it, and as its overlay has found it.
+[[nodiscard]] u32 read_package_text(std::string_view package, std::span<char> buffer, u32* length);
+[[nodiscard]] u32 read_base_text(std::string_view package, std::span<char> buffer, u32* length);
+
+/// Replaces a package's file, makes it (`before` is null) or removes it (`after` is null).
+[[nodiscard]] u32 replace_package(std::string_view package, const char* before, const char* after);
 
 /// Gives back what is held in memory.
 void release();

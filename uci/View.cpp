@@ -42,6 +42,11 @@ u32 end_view()
     return 0;
 }
 
+bool is_in_view()
+{
+    return t_view.depth > 0;
+}
+
 void renew_view()
 {
     if (t_view.count == 0) {

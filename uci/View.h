@@ -14,6 +14,9 @@ namespace qrnuci
 void begin_view();
 [[nodiscard]] u32 end_view();
 
+/// Whether the thread is in a view.
+[[nodiscard]] bool is_in_view();
+
 /// Forgets what the thread has seen: it has changed something itself, or had it changed.
 void renew_view();
 
