@@ -42,7 +42,7 @@ set rip Enable 0 by CLI"
     mkdir -p "$state/var/run/frr"
     device sh -c "cp /bin/sleep /tmp/ripd && exec 3<>/dev/null
         /tmp/ripd 60 & echo \$! >/var/run/frr/ripd.pid
-        until [ "\$(cat /proc/\$!/comm)" = ripd ]; do :; done; qsc -q get $path Status; kill \$!" >"$BATS_TEST_TMPDIR/status"
+        until grep -qx ripd /proc/\$!/comm; do :; done; qsc -q get $path Status; kill \$!" >"$BATS_TEST_TMPDIR/status"
     same "$(cat "$BATS_TEST_TMPDIR/status")" Enabled
     echo 1 >"$state/tmp/frr/ripd.pid" # somebody else's process
     same "$(qsc -q get $path Status)" Error
