@@ -267,3 +267,9 @@ uint32_t QrnUci_ReplacePackage(const char* package, const char* before, const ch
 {
     return is_package(package) ? store::replace_package(package, before, after) : EINVAL;
 }
+
+uint32_t QrnUci_ComparePackages(const char* before, const char* after, Qrn_UciDifferenceFunction* call,
+                                void* context)
+{
+    return call != nullptr ? store::compare_packages(before, after, call, context) : EINVAL;
+}

@@ -56,6 +56,10 @@ namespace qrnuci::store
 /// Replaces a package's file, makes it (`before` is null) or removes it (`after` is null).
 [[nodiscard]] u32 replace_package(std::string_view package, const char* before, const char* after);
 
+/// Tells the differences between two texts of a package; a null one is empty.
+[[nodiscard]] u32 compare_packages(const char* before, const char* after, Qrn_UciDifferenceFunction* call,
+                                   void* context);
+
 /// Gives back what is held in memory.
 void release();
 
