@@ -53,6 +53,7 @@ run_tests() {
 
 test_all() {
     build_plain
+    need_lab_programs
     # Sanitizers look at what the code does, not at how fast: less optimizing builds sooner.
     configure_and_build build/asan all -DQSC_SANITIZE=address "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g1"
     configure_and_build build/tsan threaded_tests -DQSC_SANITIZE=thread "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g1"
