@@ -34,13 +34,52 @@ bool Answer::begin(json_object* id)
     return is_id;
 }
 
+namespace
+{
+
+/// Whether a text stands in JSON as it is.
+bool is_plain(std::string_view text)
+{
+    return std::ranges::none_of(
+        text, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '"' || c == '\\'; });
+}
+
+} // namespace
+
 void Answer::append_text(std::string_view text)
 {
+    if (is_plain(text)) {
+        text_.append("\"").append(text).append("\"");
+        return;
+    }
     const JsonRef value{json_object_new_string_len(text.data(), static_cast<int>(text.size()))};
-    append_value(value.get());
+    append_json(value.get());
 }
 
 void Answer::append_value(json_object* value)
+{
+    // json-c would write each value into a buffer of its own first, which costs more than reading it did.
+    switch (json_object_get_type(value)) {
+    case json_type_string:
+        append_text(
+            {json_object_get_string(value), static_cast<std::size_t>(json_object_get_string_len(value))});
+        return;
+    case json_type_boolean:
+        text_.append(json_object_get_boolean(value) != 0 ? "true" : "false");
+        return;
+    case json_type_int:
+        if (const i64 number = json_object_get_int64(value); number != INT64_MAX) {
+            append_number(number);
+            return;
+        }
+        break; // it may be larger than that
+    default:
+        break;
+    }
+    append_json(value);
+}
+
+void Answer::append_json(json_object* value)
 {
     std::size_t length = 0;
     const char* const text = json_object_to_json_string_length(

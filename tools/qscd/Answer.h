@@ -66,6 +66,8 @@ class Answer
     }
 
   private:
+    void append_json(json_object* value);
+
     // Room for the error that an overlong result becomes.
     Buffer text_{kLongestLine};
     std::size_t start_ = 0;
