@@ -249,7 +249,7 @@ u32 answer_list(const RowCall& call)
 
 u32 make(RowRequest& request, bool is_written)
 {
-    return is_written ? 0 : make_zone(zone_of(request));
+    return is_written ? 0 : make_arranged_zone(zone_of(request));
 }
 
 constexpr Access kReadWrite = Access::kReadWrite;

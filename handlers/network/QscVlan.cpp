@@ -111,7 +111,7 @@ u32 arrange_data(RowRequest& request, bool is_written)
         return 0;
     }
     read_option(kZonePackage, zone_of(request), "zone", zone);
-    const u32 code = zone.view().empty() ? 0 : make_zone(zone.view());
+    const u32 code = zone.view().empty() ? 0 : make_arranged_zone(zone.view());
     return code != 0 ? code : arrange_bridges();
 }
 

@@ -170,6 +170,13 @@ u32 make_zone(std::string_view zone)
     return code != 0 ? code : forward(zone, kWan, true);
 }
 
+u32 make_arranged_zone(std::string_view zone)
+{
+    const bool was_managed = is_managed(zone);
+    const u32 code = make_zone(zone);
+    return code != 0 || was_managed == is_managed(zone) ? code : arrange_isolation();
+}
+
 u32 delete_zone(std::string_view zone)
 {
     if (!is_managed(zone)) {

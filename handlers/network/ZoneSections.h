@@ -20,6 +20,9 @@ namespace qsc::network
 /// Makes what a zone lacks. It has no address and is off, and its ways lead to the Internet.
 [[nodiscard]] u32 make_zone(std::string_view zone);
 
+/// The same, and arranges the ways from a zone that has had nothing until now.
+[[nodiscard]] u32 make_arranged_zone(std::string_view zone);
+
 /// Deletes all of it.
 [[nodiscard]] u32 delete_zone(std::string_view zone);
 
