@@ -15,11 +15,11 @@ u32 check_password(const RowCall&, std::string_view stored)
     return is_free_of(stored, "\"'\\") ? 0 : refuse(EFAULT, "it has a quote or a backslash");
 }
 
-bool brings_secret(const RowCall& call, const char* name)
+bool brings_text(const RowRequest& request, const char* name)
 {
     json_object* value = nullptr;
     std::string_view text;
-    return find_member(call.request.root, name, value) && take_text(value, text) == 0 && !text.empty();
+    return find_member(request.root, name, value) && take_text(value, text) == 0 && !text.empty();
 }
 
 u32 check_user_name(const RowCall& call, std::string_view stored)
@@ -30,7 +30,7 @@ u32 check_user_name(const RowCall& call, std::string_view stored)
     code = code != 0 ? code : read_stored(call.request, call.row, before);
     code = code != 0 ? code : read_stored(call.request, *find_row(call.request.object, "Password"), password);
     const bool is_new = !stored.empty() && stored != before.view();
-    return code == 0 && is_new && !password.view().empty() && !brings_secret(call, "Password")
+    return code == 0 && is_new && !password.view().empty() && !brings_text(call.request, "Password")
                ? refuse(EFAULT, "another user name needs its password")
                : code;
 }

@@ -22,8 +22,8 @@ namespace qsc::services
 /// Judges a user name whose password is of no use to another: another name comes with its own.
 [[nodiscard]] u32 check_user_name(const RowCall& call, std::string_view stored);
 
-/// Whether the request brings a new value for a secret.
-[[nodiscard]] bool brings_secret(const RowCall& call, const char* name);
+/// Whether the request brings a value, which a secret is left without to stay as it is.
+[[nodiscard]] bool brings_text(const RowRequest& request, const char* name);
 
 /// Answers a row that stores its value by itself with what is stored.
 [[nodiscard]] u32 answer_kept(const RowCall& call);

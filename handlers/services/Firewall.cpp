@@ -206,9 +206,12 @@ Text<60> clean_name(std::string_view text)
     bool is_apart = false;
     for (const char& letter : text) {
         const bool is_clean = is_digit(letter) || is_lower(to_lower(letter));
-        if (is_clean && name.view().size() < 60) {
-            name.append(is_apart && !name.view().empty() && name.view().size() < 59 ? " " : "");
-            name.append({&letter, 1});
+        const std::size_t length = is_apart && !name.view().empty() ? 2 : 1;
+        if (is_clean && name.view().size() + length > 60) {
+            break;
+        }
+        if (is_clean) {
+            name.append(length == 2 ? " " : "").append({&letter, 1});
         }
         is_apart = !is_clean;
     }

@@ -253,4 +253,4 @@ constexpr Row kRows[] = {
 } // namespace
 
 QSC_OBJECT(kMqttClient, "Device.MQTT.Client", kRows, .area = "mqtt client", .section = "mqtt.client.",
-           .section_type = "client")
+           .section_type = "client", .package = "mqtt")

@@ -71,4 +71,4 @@ constexpr Row kRows[] = {
 } // namespace
 
 QSC_EXPORTED_OBJECT(kNdpi, "Device.X_QRN_nDPI", g_QscnDPICmd, kRows, .area = "nDPI",
-                    .section = "ndpi.config.", .section_type = "ndpi")
+                    .section = "ndpi.config.", .section_type = "ndpi", .package = "ndpi")

@@ -134,9 +134,8 @@ u32 answer_status(const RowCall& call)
 u32 arrange(RowRequest& request, bool is_written)
 {
     if (!is_written) {
-        json_object* value = nullptr;
         const u32 code = prepare();
-        return code == 0 && find_member(request.root, "V3User", value) ? kPackage.make(kUser, "v3") : code;
+        return code == 0 && brings_text(request, "V3User") ? kPackage.make(kUser, "v3") : code;
     }
     return follow();
 }

@@ -27,6 +27,7 @@ constexpr const char* kWaitingHash = "ipsec.vpn3_esp.qrn_hash_algorithm";
 constexpr const char* kGroup = "ipsec.vpn3_esp.dh_group";
 constexpr const char* kLifetime = "ipsec.vpn3_net.lifetime";
 constexpr const char* kUsualLifetime = "28800";
+constexpr const char* kUsualHash = "sha256";
 
 /// A cipher that protects against changes by itself.
 bool is_authenticated(std::string_view cipher)
@@ -221,16 +222,15 @@ u32 complete(RowRequest& request, bool is_written)
     }
     // A hash that others have stored is the one to go on with.
     ValueText text;
-    u32 code = uci_peek(kWaitingHash, text) != 0 && uci_peek(kHash, text) == 0
-                   ? uci_write(kWaitingHash, text.c_str())
-                   : 0;
+    const bool is_others = uci_peek(kWaitingHash, text) != 0 && uci_peek(kHash, text) == 0;
+    u32 code = is_others && text.view() != kUsualHash ? uci_write(kWaitingHash, text.c_str()) : 0;
     std::array<MarkText, kMarks> marks;
     const auto read = [&](Mark mark, const char* key, const char* usual) {
         (void)marks[mark].assign(uci_peek(key, text) == 0 ? text.view() : std::string_view{usual});
     };
     read(kCipherMark, kCipher, "aes256");
     read(kGroupMark, kGroup, "modp2048");
-    read(kHashMark, kWaitingHash, "sha256");
+    read(kHashMark, kWaitingHash, kUsualHash);
     read(kExchange, "ipsec.vpn3.keyexchange", "ikev2");
     read(kOn, "ipsec.vpn3.enabled", "0");
     read(kLocal, kLocalSubnet, "");
@@ -314,7 +314,7 @@ constexpr Row kRows[] = {
      .access = kReadWrite,
      .limits = "sha256|sha384",
      .key = kWaitingHash,
-     .fallback = "sha256",
+     .fallback = kUsualHash,
      .get = answer_integrity,
      .check = check_integrity},
     {.name = "DHGroup",

@@ -66,7 +66,7 @@ u32 store_file(const RowCall& call, std::string_view)
 u32 check_enable(const RowCall& call, std::string_view stored)
 {
     FileText file;
-    if (stored != "1" || brings_secret(call, "ConfigurationFile") || read_staged(kOpenVpnFile, file)) {
+    if (stored != "1" || brings_text(call.request, "ConfigurationFile") || read_staged(kOpenVpnFile, file)) {
         return check_wan_zone(call, stored);
     }
     return refuse(EFAULT, "it needs a configuration file");

@@ -224,7 +224,8 @@ u32 keep_item(const char* key, std::string_view item)
         return EFAULT;
     }
     const char* const items[] = {text.c_str()};
-    return uci_holds(key, item) ? 0 : call_optional(QrnUci_SetList, key, items, item.empty() ? 0U : 1U);
+    const bool is_kept = item.empty() ? !is_there(key) : uci_holds(key, item);
+    return is_kept ? 0 : call_optional(QrnUci_SetList, key, items, item.empty() ? 0U : 1U);
 }
 
 namespace

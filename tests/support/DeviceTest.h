@@ -112,16 +112,25 @@ class DeviceTest : public OutsideTest
         return result;
     }
 
-    /// The values of a request: "Name=x Enable=1".
+    /// The values of a request: "Name=x y Enable=1".
     static std::string named(const std::string& words)
     {
         std::istringstream in{words};
         std::string request;
+        std::string text;
+        const auto end_value = [&] { request += request.empty() ? "" : value_of("\"" + text + "\""); };
         for (std::string word; in >> word;) {
-            const size_t at = word.find('=');
-            request += (request.empty() ? "\"" : ",\"") + word.substr(0, at) +
-                       "\":" + value_of("\"" + word.substr(at + 1) + "\"");
+            const auto is_name = [](unsigned char c) { return std::isalnum(c) != 0 || c == '_'; };
+            const auto equals = std::ranges::find_if_not(word, is_name);
+            const size_t at =
+                equals != word.end() && *equals == '=' ? equals - word.begin() : std::string::npos;
+            if (at != std::string::npos) {
+                end_value();
+                request += (request.empty() ? "\"" : ",\"") + word.substr(0, at) + "\":";
+            }
+            text = at == std::string::npos ? text + " " + word : word.substr(at + 1);
         }
+        end_value();
         return "{" + request + "}";
     }
 

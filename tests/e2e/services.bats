@@ -1,0 +1,89 @@
+#!/usr/bin/env bats
+# What the unit tests of handlers/services cannot see: the firewall's own check, init scripts, other programs.
+load device.bash
+
+vpn=Device.X_QRN_VPN
+forwardings=Device.X_QRN_Firewall.PortForwarding.
+rules=Device.X_QRN_Firewall.ParentalControl.
+
+# Nobody else finds the secrets, which all have this in them.
+no_secret_shows() { same "$(grep -rl 'ge.heim' "$state/var/log" "$state/tmp")" ""; }
+
+@test "the firewall can use every section of ours, or nothing is loaded" {
+    qsc set Device.X_QRN_DMZ DestIP=192.168.1.50 Description="Spiele-Konsole" Enable=1
+    qsc set Device.X_QRN_RemoteAccess.SSH WANAccess=1 WANSourcePrefix=198.51.100.0/24 --apply
+    same "$(qsc add $forwardings ExternalPort=9000 ExternalPortEndRange=9010 Protocol=X_QRN_Both \
+        RemoteHost=198.51.100.7 InternalClient=192.168.1.20 Description="Anna's server, \"quoted\"" Enable=1)" "${forwardings}1"
+    same "$(qsc add $rules MACAddress=02:00:00:00:00:0a Days=6 StartTime=21:00 EndTime=06:30 Enable=1)" "${rules}1"
+    qsc add Device.X_QRN_Firewall.PortTriggering. Port=6660 Protocol=TCP RulePort=113 Enable=1
+    qsc set Device.X_QRN_SNMP Port=1161
+    qsc set $vpn.3 RemoteGateway=192.0.2.1 LocalSubnet=192.168.1.0/24 RemoteSubnet=10.1.0.0/16 PreSharedKey=x Enable=1
+    : >"$state/var/log/journal.txt"
+    qsc commit ${rules%.}
+    qsc service ${rules%.} reload
+    same "$(journal)" "/etc/init.d/firewall reload
+/etc/init.d/dnsmasq reload"
+    same "$(device fw4 check 2>&1 | grep -v 'specifies unknown option qrn')" ""
+    same "$(sed -n "s/^config redirect//p" "$state/etc/config/firewall" | tr -d " '" | tr '\n' ' ')" "qrn_own_1 qrn_own_2  dmz "
+    mkdir -p "$state/var/lib/sim/fail"
+    touch "$state/var/lib/sim/fail/fw4"
+    run qsc delete ${forwardings}1 --apply
+    [ "$status" -ne 0 ]
+    [[ $output == *"the firewall would not load its rules"* ]]
+    same "$(journal | wc -l)" 2
+}
+
+@test "tunnels are interfaces and files with their secrets in no other place" {
+    qsc set $vpn.1 Server=192.0.2.9 Username=anna Password='ge$heim' Enable=1 --apply
+    qsc set $vpn.4 Password='ge$heim' ConfigurationFile="$(printf 'client\nremote vpn.example.net\n<ca>\nge+heim\n</ca>')" Enable=1
+    [ ! -e "$state/etc/openvpn/vpn4.ovpn" ]
+    qsc set $vpn.4 Enable=1 --apply
+    same "$(stat -c %a "$state/etc/openvpn" "$state/etc/openvpn/vpn4.ovpn" | tr '\n' ' ')$(ls "$state/etc/openvpn")" "700 600 vpn4.ovpn"
+    no_secret_shows
+    same "$(journal | sort -u)" "/etc/init.d/firewall restart
+/etc/init.d/network restart
+/etc/init.d/openvpn restart"
+    mkdir -p "$state/var/lib/sim/ubus" "$state/var/lib/sim/swanctl"
+    echo '{"up":true,"uptime":61,"ipv4-address":[{"address":"10.9.0.2","mask":32}]}' \
+        >"$state/var/lib/sim/ubus/network.interface.vpn1.status.json"
+    same "$(qsc -q get $vpn.1 Status IPAddress UpTime | tr '\n' ';')" "Up;10.9.0.2;61;"
+    same "$(qsc --as MQTT -q get $vpn.1 Enable)$(qsc --as MQTT -q get $vpn.2 Enable)" truefalse
+    qsc set $vpn.3 RemoteGateway=192.0.2.1 LocalSubnet=192.168.1.0/24 RemoteSubnet=10.1.0.0/16 PreSharedKey='ge$heim' Enable=1
+    same "$(qsc -q get $vpn.3 Status)" Connecting
+    echo 'list-sa event {vpn3 {established=90 child-sas {vpn3_net-1 {state=INSTALLED}}}}' >"$state/var/lib/sim/swanctl/sas"
+    same "$(qsc -q get $vpn.3 Status)" Up
+}
+
+@test "the cloud's and the agents' packages are committed, and their scripts run" {
+    qsc set Device.DynamicDNS.Client.1 X_QRN_Service=example.net Username=anna Password='ge$heim' Enable=1 --apply
+    qsc set Device.MQTT.Client Enable=1 BrokerAddress=192.0.2.1 Username=anna Password='ge heim' --apply
+    qsc set Device.X_QRN_SNMP ReadCommunity=look V3User=anna V3AuthPassword='ge heim heim' Enable=1 --apply
+    qsc set Device.QoS X_QRN_DownloadRate=90000 X_QRN_Enable=1 --apply
+    qsc set Device.X_QRN_CaptivePortal Interface=Device.X_QRN_NetworkZone.2 Enable=1 --apply
+    qsc set Device.X_QRN_nDPI BlockedApplications=chat Enable=1 --apply
+    same "$(journal | grep init.d)" "/etc/init.d/ddns enable
+/etc/init.d/ddns restart
+/etc/init.d/mqtt restart
+/etc/init.d/snmpd restart
+/etc/init.d/firewall restart
+/etc/init.d/sqm enable
+/etc/init.d/sqm restart
+/etc/init.d/nodogsplash restart
+/etc/init.d/ndpi restart"
+    same "$(stat -c %a "$state/etc/config/mqtt")" 600
+    no_secret_shows
+    ! events | grep -E 'heim|look'
+}
+
+@test "the portal's tool is told of a client" {
+    mkdir -p "$state/var/lib/sim/ndsctl"
+    echo '{"id":1,"ip":"192.168.20.7","mac":"02:00:00:00:00:0a","state":"Authenticated","downloaded":"12","uploaded":3}' \
+        >"$state/var/lib/sim/ndsctl/02:00:00:00:00:0a"
+    qsc set Device.X_QRN_Ndsctl Untrust=02:00:00:00:00:0A
+    qsc set Device.X_QRN_CaptivePortal Interface=Device.X_QRN_NetworkZone.2 Enable=1
+    same "$(qsc -q get Device.X_QRN_CaptivePortal X_QRN_List)" '[{"MACAddress":"02:00:00:00:00:0A","IPAddress":"192.168.20.7","State":"Authenticated","BytesSent":12000,"BytesReceived":3000}]'
+    run qsc get Device.X_QRN_Ndsctl
+    same "$status $output" "1 qsc: Device.X_QRN_Ndsctl: the operation 0x1 is not served"
+    qsc get Device. >"$BATS_TEST_TMPDIR/all"
+    same "$(grep -c Ndsctl "$BATS_TEST_TMPDIR/all")" 0
+}
