@@ -20,6 +20,7 @@
 #include "core/Request.h"
 #include "core/ServeRow.h"
 #include "core/Service.h"
+#include "core/SetJournal.h"
 #include "core/Walk.h"
 #include "include/qscbase.h"
 
@@ -368,9 +369,21 @@ const Object& object_at(const Subtree& subtree, const char* path)
 u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 context, u64 value,
              const Subtree& subtree)
 {
+    const Request request{subtree.name, subtree.line, path, object, oper, argument, context, value};
+    struct Asked {
+        const Subtree& subtree;
+        const Request& request;
+    } asked{subtree, request};
+    const auto get = [](void* what, json_object* before) {
+        const auto& self = *static_cast<Asked*>(what);
+        Request same = self.request;
+        same.object = before;
+        same.oper = QSC_OPER_GET;
+        return serve(self.subtree, same);
+    };
+    SetJournal journal{subtree, path, object, oper, get, &asked};
     const RequestCount count;
     forget_refusal();
-    const Request request{subtree.name, subtree.line, path, object, oper, argument, context, value};
     const u32 code =
         is_request(request) ? serve(subtree, request) : refuse(EINVAL, "the request is not a JSON object");
     if (code != 0) {
@@ -379,6 +392,7 @@ u32 dispatch(const char* path, json_object* object, u32 oper, u32 argument, i64 
         forget_refusal();
     }
     count.end(static_cast<u32>(&subtree - subtrees().data()), code);
+    journal.finish(argument, code);
     return code;
 }
 

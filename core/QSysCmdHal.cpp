@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "core/Refusal.h"
+#include "core/SetJournal.h"
 #include "include/bacl.h"
 #include "include/qrnuci.h"
 #include "log/Log.h"
@@ -81,6 +82,7 @@ uint32_t QSysCmdHal_Init(QSysCmdHal_Callback callback, uint32_t options)
         }
     }
     want_refusals((options & QSC_INIT_ERRORS) != 0);
+    want_journal((options & QSC_INIT_JOURNAL) != 0);
     g_options = options;
     g_QSysCmdHalCb = callback;
     raise_event(0);
@@ -106,6 +108,7 @@ uint32_t QSysCmdHal_Close(void)
         Qslog_Close();
     }
     want_refusals(false);
+    want_journal(false);
     g_initialised = false;
     g_options = 0;
     return 0;

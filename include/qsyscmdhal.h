@@ -30,6 +30,9 @@ extern "C" {
 /** Refused parameters get a member "Error" in their object: the sentence that says why, without a secret. It
  * stays as it is in objects that are used again. Otherwise objects hold exactly what the contract says. */
 #define QSC_INIT_ERRORS 0x10u
+/** Every set through a dispatcher is recorded in the journal, see qsc_journal.h. Without it sets cost nothing
+ * more. */
+#define QSC_INIT_JOURNAL 0x20u
 
 /** The 61 subtrees in matching order, and the end. Read-only to hosts, but for the `reserved` of "version".
  * Its function pointers equal the addresses that a host of any kind has for the functions. */

@@ -58,7 +58,7 @@ pid_t start_daemon()
     if (pid == 0) {
         dup2(out[1], STDOUT_FILENO);
         dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
-        execl(QSC_DAEMON, QSC_DAEMON, "--socket", kSocket, nullptr);
+        execl(QSC_DAEMON, QSC_DAEMON, "--no-journal", "--socket", kSocket, nullptr);
         _exit(127);
     }
     close(out[1]);

@@ -26,7 +26,7 @@ class Daemon : public testing::Test
         if (pid_ == 0) {
             dup2(out[1], STDOUT_FILENO);
             dup2(open(log_path().c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-            execl(QSC_DAEMON, QSC_DAEMON, "--socket", "", "--queue", key_.c_str(), "--folder",
+            execl(QSC_DAEMON, QSC_DAEMON, "--no-journal", "--socket", "", "--queue", key_.c_str(), "--folder",
                   (folder_ / "").c_str(), "--patience", patience_, "-v", nullptr);
             _exit(127);
         }

@@ -124,9 +124,9 @@ class Running : public testing::Test
         if (pipe2(out, O_CLOEXEC) != 0) {
             return false;
         }
-        std::vector<std::string> words = {QSC_DAEMON,   "--socket",         path(),
-                                          "--access",   folder_ / "access", "--folder",
-                                          folder_ / "", "--watchdog",       "0"};
+        std::vector<std::string> words = {
+            QSC_DAEMON, "--socket",   path(),       "--access", folder_ / "access",
+            "--folder", folder_ / "", "--watchdog", "0",        "--no-journal"};
         words.insert(words.end(), more.begin(), more.end());
         pid_ = fork();
         if (pid_ == 0) {

@@ -206,9 +206,10 @@ messaging: base log
 core: base log
 commands: base log core
 handlers: base log core
+apply: base log core
 tools: base core'
     if git grep -nE '^#include "[a-z]+/' -- 'base/*' 'uci/*' 'log/*' 'bacl/*' 'messaging/*' 'core/*' 'commands/*' 'handlers/*' \
-        'tools/*' | awk -F: -v order="$order" '
+        'apply/*' 'tools/*' | awk -F: -v order="$order" '
         BEGIN { rows = split(order, row, "\n")
             for (i = 1; i <= rows; ++i) { split(row[i], side, ":"); allowed[side[1]] = " include " side[1] side[2] " " } }
         { split($1, from, "/"); split($3, to, "[\"/]")

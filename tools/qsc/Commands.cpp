@@ -38,6 +38,9 @@ constexpr Command kCommands[] = {
     {"batch", "", "run commands from standard input, one a line, up to the first failure", 0, 0, batch},
     {"log", "[level|property] [VALUE]", "show or set the library's log for this call", 0, 2, log},
     {"watch", "[PATH...]", "show what paths hold and how it changes, through a running qscd", 0, 16, watch},
+    {"audit", "[PATH]", "show who changed what, below a path or everywhere", 0, 1, audit},
+    {"history", "", "show the sets and applies that the journal has, one a line", 0, 0, history},
+    {"show", "ID", "show one of them whole", 1, 1, show},
     {"stats", "", "show what a running qscd has done, and where its time went", 0, 0, stats},
     {"access", "USER PATH", "explain what a running qscd lets a user do", 2, 2, access_command},
     {"version", "", "show the versions", 0, 0, version},
@@ -59,7 +62,7 @@ void print_help()
         "  --as NAME      speak as another commander (TR69, WEB, MQTT, ...), or by its number\n"
         "  --socket PATH  send through a running qscd, whose socket it is (/var/run/qscd.sock)\n"
         "  --queue ID     send through a running qscd: its queue's number, or its key as 0x...\n"
-        "  --count N      end a watch after so many events\n"
+        "  --count N      end a watch after so many events; of the journal: the newest so many entries\n"
         "  -v, --verbose  let the library's log through to the terminal\n"
         "  -h, --help     show this, or one command's usage\n\n"
         "A set takes effect for readers at once; only commit makes it last, and only service makes\n"

@@ -19,7 +19,8 @@ static ExitCode run(const Options& options)
     } else {
         Qslog_SubProperty(QSLOG_STDERR);
     }
-    QSysCmdHal_Init(nullptr, QSC_INIT_LOG | QSC_INIT_FOUNDATION | QSC_INIT_UCI | QSC_INIT_EVENTS);
+    QSysCmdHal_Init(nullptr,
+                    QSC_INIT_LOG | QSC_INIT_FOUNDATION | QSC_INIT_UCI | QSC_INIT_EVENTS | QSC_INIT_JOURNAL);
     const ExitCode result = execute(options);
     QSysCmdHal_Close();
     return result;

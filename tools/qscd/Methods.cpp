@@ -9,6 +9,7 @@
 #include <strings.h>
 
 #include "include/bacl.h"
+#include "include/qsc_journal.h"
 #include "include/qsyscmdhal.h"
 #include "tools/qscd/Parameters.h"
 #include "tools/qscd/Values.h"
@@ -277,6 +278,13 @@ u32 dispatch(Call& call, const Qsc_CommandEntry& entry, const PathText& object, 
     if (!call.run.may_start && BaCL_GetTimestampMSHQ() > call.came + kAttemptMs) {
         call.run.was_refused = true;
         return call.code = EAGAIN;
+    }
+    if ((operation & QSC_OPER_SET) != 0) {
+        qsc::Text<30> peer;
+        if (call.queue == nullptr) {
+            peer.append("user ").append_number(call.user);
+        }
+        QSysCmdHal_SetPeer(peer.c_str());
     }
     call.code = entry.dispatcher(object.c_str(), request, operation, call.commander, 0, 0);
     return call.code;

@@ -38,6 +38,7 @@ constexpr const char* kHelp =
     "                      takes no answers before it is disconnected (30)\n"
     "  --log FILE          write the daemon's log there, not to standard error; SIGHUP opens it anew\n"
     "  --watchdog SECONDS  how often to write a line of statistics to the system log (60; 0: never)\n"
+    "  --no-journal        do not record sets in the journal\n"
     "  -v, --verbose       let the library's log through to the terminal\n"
     "  -h, --help          show this\n\n"
     "SIGTERM and SIGINT end it; SIGHUP reads the access file and opens the log anew.";
@@ -54,7 +55,8 @@ enum LongOption : int {
     kMode,
     kPatience,
     kLog,
-    kWatchdog
+    kWatchdog,
+    kNoJournal
 };
 
 constexpr option kLongOptions[] = {
@@ -70,6 +72,7 @@ constexpr option kLongOptions[] = {
     {"patience", required_argument, nullptr, kPatience},
     {"log", required_argument, nullptr, kLog},
     {"watchdog", required_argument, nullptr, kWatchdog},
+    {"no-journal", no_argument, nullptr, kNoJournal},
     {"verbose", no_argument, nullptr, 'v'},
     {"help", no_argument, nullptr, 'h'},
     {},
@@ -137,6 +140,9 @@ bool take(int found, Options& options)
         return true;
     case kWatchdog:
         return take_number(optarg, false, 0, 86'400, options.watchdog_seconds);
+    case kNoJournal:
+        options.has_journal = false;
+        return true;
     case 'v':
         options.is_verbose = true;
         return true;

@@ -69,7 +69,8 @@ int main(int count, char** arguments)
     // A heap for each worker would keep what each has once needed.
     (void)mallopt(M_ARENA_MAX, 1);
 #endif
-    QSysCmdHal_Init(nullptr, QSC_INIT_LOG | QSC_INIT_FOUNDATION | QSC_INIT_UCI | QSC_INIT_EVENTS);
+    QSysCmdHal_Init(nullptr, QSC_INIT_LOG | QSC_INIT_FOUNDATION | QSC_INIT_UCI | QSC_INIT_EVENTS |
+                                 (options.has_journal ? QSC_INIT_JOURNAL : 0));
     (void)QSysCmdHal_CountStats(1); // without memory for it, there are no statistics
     if (options.is_verbose) {
         Qslog_SetLogLevel(7);
