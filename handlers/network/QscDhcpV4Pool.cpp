@@ -8,6 +8,7 @@
 #include "handlers/network/Leases.h"
 #include "handlers/network/Pools.h"
 #include "handlers/network/References.h"
+#include "handlers/network/Sockets.h"
 #include "include/qsc_handlers.h"
 
 using namespace qsc;
@@ -80,8 +81,9 @@ u32 answer_status(const RowCall& call)
     }
     const Pool pool = read_pool(kLan);
     const bool fits = pool.has_network && pool.last < broadcast_of(pool.network);
-    // Somebody has port 67, that of the server, in the table of UDP.
-    const bool is_up = call.request.sources.file("/proc/net/udp").find(":0043 ") != std::string_view::npos;
+    constexpr u32 kServerPort = 67;
+    const bool is_up =
+        has_socket(call.request.sources, kUnconnected, SocketEnd::kOwn, kServerPort, Transport::kUdp);
     return answer_stored(call, !fits ? "Error_Misconfigured" : is_up ? "Enabled" : "Error");
 }
 

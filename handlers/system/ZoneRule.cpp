@@ -102,7 +102,7 @@ ZoneRule read_zone_rule(std::string_view text)
     if (!take_name(text)) {
         return rule;
     }
-    // A rule says how far the local time is after UTC.
+    // The offset of a rule is how far the local time lags UTC.
     rule.ahead.fill(-take_time(text));
     if (text.empty() || text.starts_with(',') || !take_name(text)) {
         return rule;

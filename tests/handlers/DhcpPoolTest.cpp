@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// Pools and static addresses at random: what is right is stored and read back, the rest is refused whole.
+// Pools at random: what is right is stored and read back, the rest is refused whole.
 #include <random>
-#include <set>
 
 #include "core/RowsTest.h"
 
@@ -11,7 +10,6 @@ namespace
 {
 
 constexpr const char* kPool = "Device.DHCPv4.Server.Pool.1";
-constexpr const char* kHosts = "Device.DHCPv4.Server.Pool.1.StaticAddress.";
 
 std::string dotted(uint32_t address)
 {
@@ -107,40 +105,4 @@ TEST_F(DhcpPool, RandomPoolsAreReadBackOrRefusedWhole)
         }
     }
     EXPECT_GT(taken, 60);
-}
-
-TEST_F(DhcpPool, RandomHostsAreReadBackOrRefused)
-{
-    move();
-    std::map<uint32_t, std::string> stored;
-    std::set<std::string> macs;
-    for (uint32_t i = 1; i <= 40; ++i) {
-        SCOPED_TRACE(i);
-        const uint32_t address = random(0, 3) == 0 ? base_ + random(0, 8) : base_ + random(0, size_ - 1);
-        const std::string mac = "02:00:00:00:00:" + std::to_string(random(10, 99));
-        const bool is_on = random(0, 1) == 1;
-        const Answer answer = OutsideTest::send(
-            kHosts + std::to_string(i), kSet,
-            R"({"X_QRN_Add":)" + value_of("1") + R"(,"Chaddr":)" + value_of(quoted(mac)) + R"(,"Yiaddr":)" +
-                value_of(quoted(dotted(address))) + R"(,"Enable":)" + value_of(is_on ? "1" : "0") + "}");
-        const bool is_right = address != base_ && address != base_ + size_ - 1 && address != router_ &&
-                              !macs.contains(mac) && std::ranges::none_of(stored, [&](const auto& host) {
-                                  return host.second.starts_with(quoted(dotted(address)));
-                              });
-        ASSERT_EQ(answer, Code{is_right ? 0U : uint32_t{EFAULT}}) << dotted(address);
-        if (is_right) {
-            macs.insert(mac);
-            stored[i] = quoted(dotted(address)) + quoted(mac) + (is_on ? "1" : "0");
-        }
-    }
-    ASSERT_EQ(QrnUci_CommitPackage("dhcp"), 0u);
-    EXPECT_EQ(told("StaticAddressNumberOfEntries"), std::to_string(stored.size()));
-    EXPECT_GT(stored.size(), 10u);
-    for (const auto& [number, wanted] : stored) {
-        const std::string path = kHosts + std::to_string(number);
-        EXPECT_EQ(OutsideTest::send(path, kGet, R"({"Yiaddr":{}})").value("Yiaddr") +
-                      OutsideTest::send(path, kGet, R"({"Chaddr":{}})").value("Chaddr") +
-                      OutsideTest::send(path, kGet, R"({"Enable":{}})").value("Enable"),
-                  wanted);
-    }
 }
