@@ -341,7 +341,8 @@ QSC_API uint32_t QrnUci_EndOverlay(void);
  * Lists the packages of the calling thread's overlay: those in which something is staged, and those that
  * were noted as committed.
  *
- * @param[out] buffer  the names one after the other, each with its terminator, each once
+ * @param[out] buffer  the names one after the other, each with its terminator, each once, in no
+ *                     particular order
  * @param[in]  size    size of `buffer`, at least 1
  * @param[out] count   how many there are; this and `buffer` are untouched unless 0 is returned
  * @retval 0  listed

@@ -18,6 +18,14 @@ namespace qrnuci
 namespace
 {
 
+/// How the names of the new files begin that are written beside a package's.
+qsc::Text<300> new_file_begin(const Path& path)
+{
+    qsc::Text<300> begin;
+    begin.append(".").append(file_name(path)).append(".qrnuci-");
+    return begin;
+}
+
 /// Copies a part of one file over another's.
 bool copy_part(int from, int to, off_t begin, off_t end)
 {
@@ -86,6 +94,14 @@ void sync_folder_of(const Path& path)
     }
 }
 
+void remove_left_files(const Path& path)
+{
+    (void)find_entry(folder_of(path), new_file_begin(path).view(), [](int folder, const char* entry) {
+        (void)unlinkat(folder, entry, 0);
+        return false;
+    });
+}
+
 u32 load_config(std::string_view name, const Path& path, char* text, std::size_t size, Package& package)
 {
     u32 line = 0;
@@ -106,17 +122,9 @@ Replacement::~Replacement()
 /// Makes an empty file beside the one to replace; negative: it could not be made.
 int Replacement::create()
 {
-    const std::string_view name = file_name(target_);
-    qsc::Text<300> begin;
-    begin.append(".").append(name).append(".qrnuci-");
-    // What killed commits have left behind: nobody else writes such a file while the package is locked.
-    (void)find_entry(folder_of(target_), begin.view(), [](int folder, const char* entry) {
-        (void)unlinkat(folder, entry, 0);
-        return false;
-    });
-    path_.append({target_.c_str(), target_.view().size() - name.size()})
-        .append(begin.view())
-        .append("XXXXXX");
+    remove_left_files(target_);
+    const std::string_view folder{target_.c_str(), target_.view().size() - file_name(target_).size()};
+    path_.append(folder).append(new_file_begin(target_).view()).append("XXXXXX");
     if (!path_.fits()) {
         errno = ENAMETOOLONG;
         return -1;

@@ -27,6 +27,10 @@ inline constexpr const char* kFirstFolder = "/var/run/uci";
 /// Makes the entries of a file's folder safe on the storage.
 void sync_folder_of(const Path& path);
 
+/// Removes what killed commits have left beside a package's file, which is locked: nobody else writes such a
+/// file then.
+void remove_left_files(const Path& path);
+
 /// A new file beside a package's, complete and safe on the storage, but not yet in its place.
 class Replacement
 {

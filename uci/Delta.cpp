@@ -26,6 +26,7 @@ bool set_section(Package& package, Section* section, const Change& change)
         const bool stays = section->is_anonymous && section->type.size() == change.value.size();
         section->is_anonymous = stays || change.mark == '+';
         section->type = change.value;
+        package.drop_index();
     } else if (section != nullptr && change.value.empty()) {
         package.remove_section(section);
     } else if (is_type(change.value)) {
@@ -49,7 +50,7 @@ void remove(Package& package, Section& section, Option* option, const Change& ch
         return;
     }
     if (!option->is_list || change.value.empty()) {
-        Package::remove_option(section, option);
+        package.remove_option(section, option);
         return;
     }
     i32 index = 0;
@@ -74,6 +75,7 @@ bool apply(Package& package, const Change& change)
         remove(package, *section, option, change);
         return true;
     case '@':
+        package.drop_index();
         if (is_name(change.value) && change.key.option.empty()) {
             section->name = change.value;
             section->is_anonymous = false;

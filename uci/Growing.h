@@ -34,8 +34,12 @@ class Growing
         return *this;
     }
 
-    /// Keeps the first bytes alone.
-    void shorten(std::size_t length) { length_ = length; }
+    /// Keeps the first bytes alone. What failed after them does not count any more.
+    void shorten(std::size_t length)
+    {
+        length_ = length;
+        failed_ = false;
+    }
 
     [[nodiscard]] bool failed() const { return failed_; }
     [[nodiscard]] std::string_view view() const { return {text_, length_}; }

@@ -2,6 +2,7 @@
 #include "uci/Overlay.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -22,6 +23,9 @@ namespace
 /// No package's name.
 constexpr const char* kNotes = ".committed";
 
+/// The one that was ended last: who stages a thousand values one by one begins it a thousand times.
+constinit std::atomic<Overlay*> g_resting{nullptr};
+
 template <typename Record>
 Record* make()
 {
@@ -38,6 +42,9 @@ void free_record(Record* record)
 
 void free_overlay(Overlay* overlay)
 {
+    if (overlay == nullptr) {
+        return;
+    }
     for (auto each = overlay->packages.begin(); each != overlay->packages.end();) {
         OverlayPackage* const package = &*each;
         ++each;
@@ -78,10 +85,11 @@ u32 look(OverlayPackage& package)
 /// Reads the package from its file's text and the lines that are staged.
 u32 parse(OverlayPackage& package)
 {
-    if (package.is_parsed) {
+    PackageChange& change = package.change;
+    if (package.is_parsed && !change.is_spoilt) {
         return 0;
     }
-    PackageChange& change = package.change;
+    change.is_spoilt = false;
     change.package.clear();
     Arena& arena = change.package.arena();
     const std::string_view base = package.base.view();
@@ -112,15 +120,26 @@ u32 find_text(Overlay& overlay, std::string_view name, OverlayPackage*& package)
 /// Finds a package with what is staged.
 u32 find_parsed(Overlay& overlay, std::string_view name, OverlayPackage*& package)
 {
-    const u32 code = find_text(overlay, name, package);
-    return code == ENOENT ? EFAULT : code != 0 ? code : parse(*package);
+    if (const u32 code = find_text(overlay, name, package)) {
+        return code == ENOENT ? EFAULT : code;
+    }
+    if (const u32 code = parse(*package)) {
+        return code;
+    }
+    // An index is worth its price after some searches. Where it is lost again and again, less often.
+    if (++package->finds >= package->finds_before_index && !package->change.package.has_index()) {
+        package->change.package.build_index();
+        package->finds = 0;
+        package->finds_before_index *= 2;
+    }
+    return 0;
 }
 
 /// Reads what was staged in the folder before.
 u32 load(Overlay& overlay)
 {
     Growing notes;
-    if (const u32 code = overlay.folder.read(kNotes, notes); code != 0 && code != ENOENT) {
+    if (const u32 code = overlay.folder.read(kNotes, notes, overlay.notes); code != 0 && code != ENOENT) {
         return code;
     }
     for (std::string_view rest = notes.view(); !rest.empty();) {
@@ -137,7 +156,7 @@ u32 load(Overlay& overlay)
         if (package == nullptr) {
             return is_package_name(name) ? ENOMEM : 0;
         }
-        const u32 code = overlay.folder.read(name, package->change.lines);
+        const u32 code = overlay.folder.read(name, package->change.lines, package->file);
         package->stored = package->change.lines.view().size();
         return code;
     });
@@ -156,13 +175,35 @@ u32 store(Overlay& overlay)
         if (added.empty()) {
             continue;
         }
-        if (const u32 code = overlay.folder.write(package.change.name.c_str(), package.stored, added)) {
+        if (const u32 code =
+                overlay.folder.write(package.change.name.c_str(), package.stored, added, package.file)) {
             return code;
         }
+        package.stored += added.size();
     }
-    return notes.failed()          ? ENOMEM
-           : overlay.has_new_notes ? overlay.folder.write(kNotes, 0, notes.view())
-                                   : 0;
+    if (notes.failed()) {
+        return ENOMEM;
+    }
+    const u32 code = overlay.has_new_notes ? overlay.folder.write(kNotes, 0, notes.view(), overlay.notes) : 0;
+    overlay.has_new_notes = false;
+    overlay.folder.leave();
+    return code;
+}
+
+/// Whether the folder is as the overlay has left it.
+bool is_as_left(const Overlay& overlay, std::string_view folder)
+{
+    if (!overlay.folder.is_as_left(folder)) {
+        return false;
+    }
+    bool has_notes = false;
+    for (const OverlayPackage& package : overlay.packages) {
+        has_notes = has_notes || package.is_noted;
+        if (package.stored != 0 && !overlay.folder.has_same_file(package.change.name.c_str(), package.file)) {
+            return false;
+        }
+    }
+    return !has_notes || overlay.folder.has_same_file(kNotes, overlay.notes);
 }
 
 /// Whether the package is one to list.
@@ -178,17 +219,22 @@ u32 begin_overlay(std::string_view folder)
     if (has_own_packages() || is_in_view()) {
         return EFAULT;
     }
-    auto* const overlay = make<Overlay>();
-    if (overlay == nullptr) {
-        return ENOMEM;
-    }
-    u32 code = overlay->folder.open(folder);
-    code = code != 0 ? code : load(*overlay);
-    if (code != 0) {
+    Overlay* overlay = g_resting.exchange(nullptr);
+    if (overlay != nullptr && !is_as_left(*overlay, folder)) {
         free_overlay(overlay);
-        return code;
+        overlay = nullptr;
+    }
+    if (overlay == nullptr) {
+        overlay = make<Overlay>();
+        u32 code = overlay != nullptr ? overlay->folder.open(folder) : ENOMEM;
+        code = code != 0 ? code : load(*overlay);
+        if (code != 0) {
+            free_overlay(overlay);
+            return code;
+        }
     }
     t_staging.overlay = overlay;
+    renew_overlay();
     return 0;
 }
 
@@ -204,9 +250,14 @@ u32 end_overlay()
         }
     }
     const u32 code = store(*overlay);
-    free_overlay(overlay);
     t_staging.overlay = nullptr;
+    free_overlay(code == 0 ? g_resting.exchange(overlay) : overlay);
     return code;
+}
+
+void release_overlay()
+{
+    free_overlay(g_resting.exchange(nullptr));
 }
 
 void renew_overlay()

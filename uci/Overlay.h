@@ -20,8 +20,11 @@ struct OverlayPackage {
     bool is_parsed = false;  ///< change.package holds it, with what is staged
     bool is_noted = false;   ///< as committed
     bool is_changing = false;
+    u32 finds = 0; ///< since the package had an index
+    u32 finds_before_index = 16;
     std::size_t kept = 0;   ///< bytes of the lines that were there before the change
     std::size_t stored = 0; ///< bytes of the lines that are in the folder
+    struct stat file = {};  ///< which hold them
     OverlayPackage* next = nullptr;
 };
 
@@ -29,11 +32,15 @@ struct Overlay {
     OverlayFolder folder;
     List<OverlayPackage> packages;
     bool has_new_notes = false;
+    struct stat notes = {};
 };
 
 /// Begins and ends the thread's overlay.
 [[nodiscard]] u32 begin_overlay(std::string_view folder);
 [[nodiscard]] u32 end_overlay();
+
+/// Frees the overlay that was ended last, which is kept for the next one in the same folder.
+void release_overlay();
 
 /// Lists the packages with something staged or noted.
 [[nodiscard]] u32 list_overlay(std::span<char> buffer, u32& count);

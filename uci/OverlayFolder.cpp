@@ -38,12 +38,11 @@ u32 OverlayFolder::open(std::string_view path)
     return 0;
 }
 
-u32 OverlayFolder::read(const char* name, Growing& text) const
+u32 OverlayFolder::read(const char* name, Growing& text, struct stat& status) const
 {
     const qsc::StdioReserve reserve;
     const qsc::FileDescriptor file{
         openat(folder_.get(), name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
-    struct stat status = {};
     if (!file.is_open() || fstat(file.get(), &status) != 0) {
         return errno == ENOENT ? ENOENT : fail("open", name);
     }
@@ -57,16 +56,40 @@ u32 OverlayFolder::read(const char* name, Growing& text) const
     return count < 0 ? fail("read", name) : text.failed() ? ENOMEM : 0;
 }
 
-u32 OverlayFolder::write(const char* name, std::size_t kept, std::string_view text) const
+u32 OverlayFolder::write(const char* name, std::size_t kept, std::string_view text,
+                         struct stat& written) const
 {
     const qsc::StdioReserve reserve;
-    qsc::FileDescriptor file{
-        openat(folder_.get(), name, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600)};
-    const auto offset = static_cast<off_t>(kept);
-    const bool is_written = file.is_open() && ftruncate(file.get(), offset) == 0 &&
-                            lseek(file.get(), offset, SEEK_SET) == offset &&
-                            qsc::write_all(file.get(), text) && file.close();
+    const int flags = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    qsc::FileDescriptor file{openat(folder_.get(), name, flags | (kept == 0 ? O_TRUNC : 0), 0600)};
+    const bool is_written = file.is_open() && qsc::write_all(file.get(), text) &&
+                            fstat(file.get(), &written) == 0 && file.close();
+    if (is_written && written.st_size != static_cast<off_t>(kept + text.size())) {
+        errno = EBUSY; // somebody else writes it
+        return fail("write", name);
+    }
     return is_written ? 0 : fail("write", name);
+}
+
+void OverlayFolder::leave()
+{
+    if (fstat(folder_.get(), &left_) != 0) {
+        left_ = {};
+    }
+}
+
+bool OverlayFolder::is_as_left(std::string_view path) const
+{
+    // As it is kept open, no other one can have its number.
+    struct stat now = {};
+    return path == path_.view() && lstat(path_.c_str(), &now) == 0 && has_same_marks(now, left_) &&
+           now.st_mode == left_.st_mode;
+}
+
+bool OverlayFolder::has_same_file(const char* name, const struct stat& written) const
+{
+    struct stat now = {};
+    return fstatat(folder_.get(), name, &now, AT_SYMLINK_NOFOLLOW) == 0 && has_same_marks(now, written);
 }
 
 } // namespace qrnuci

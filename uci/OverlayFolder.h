@@ -43,17 +43,27 @@ class OverlayFolder
         return code;
     }
 
-    /// Reads a file. ENOENT: there is none.
-    [[nodiscard]] u32 read(const char* name, Growing& text) const;
+    /// Reads a file, and answers what has_same_file() takes. ENOENT: there is none.
+    [[nodiscard]] u32 read(const char* name, Growing& text, struct stat& status) const;
 
-    /// Writes a text behind the first `kept` bytes of a file, which it makes if it is missing.
-    [[nodiscard]] u32 write(const char* name, std::size_t kept, std::string_view text) const;
+    /// Writes a text behind the first `kept` bytes of a file, all that it has, or as a new one: 0. Answers
+    /// what has_same_file() takes.
+    [[nodiscard]] u32 write(const char* name, std::size_t kept, std::string_view text,
+                            struct stat& written) const;
+
+    /// To be called when all is written, before the folder is left for a while.
+    void leave();
+
+    /// Whether the path still leads to the folder, and to what was in it then.
+    [[nodiscard]] bool is_as_left(std::string_view path) const;
+    [[nodiscard]] bool has_same_file(const char* name, const struct stat& written) const;
 
   private:
     [[nodiscard]] u32 fail(const char* step, const char* name) const;
 
     Path path_;
     qsc::FileDescriptor folder_{-1};
+    struct stat left_ = {};
 };
 
 } // namespace qrnuci

@@ -156,6 +156,7 @@ void Package::build_index()
         return;
     }
     slot_mask_ = size - 1;
+    slots_to_spare_ = size / 4;
     for (Section& section : sections_) {
         const auto is_of_type = [&](const Slot& slot) { return slot.section->type == section.type; };
         if (Slot* const last = look_up(Kind::kLastOfType, hash_of(section.type), is_of_type)) {
@@ -178,6 +179,7 @@ Section* Package::add_section(std::string_view type, std::string_view name)
     if (section == nullptr) {
         return nullptr;
     }
+    drop_index();
     ++added_sections_;
     section->type = type;
     section->is_anonymous = name.empty();
@@ -227,9 +229,15 @@ u32 Package::position_of(const Section& section) const
 Option* Package::add_option(Section& section, std::string_view name)
 {
     auto* const option = arena_.make<Option>();
-    if (option != nullptr) {
-        option->name = name;
-        section.options.append(*option);
+    if (option == nullptr) {
+        return nullptr;
+    }
+    option->name = name;
+    section.options.append(*option);
+    if (slots_ != nullptr && slots_to_spare_-- > 0) {
+        enter(Kind::kOption, hash_of(name, address_of(section)), section, option);
+    } else {
+        drop_index();
     }
     return option;
 }
@@ -278,11 +286,13 @@ bool Package::add_item(Section& section, std::string_view name, std::string_view
 
 void Package::remove_option(Section& section, const Option* option)
 {
+    drop_index();
     section.options.remove_if([&](const Option& other) { return &other == option; });
 }
 
 void Package::remove_section(const Section* section)
 {
+    drop_index();
     sections_.remove_if([&](const Section& other) { return &other == section; });
 }
 

@@ -56,9 +56,11 @@ class Package
     [[nodiscard]] Section* find(const SectionRef& reference) const;
     [[nodiscard]] Option* find_option(const Section& section, std::string_view name) const;
 
-    /// Makes every later search a look into a table; the package must not change any more. Without memory for
-    /// the table the searches go on as before.
+    /// Makes every later search a look into a table, until something comes, goes or gets another name.
+    /// Without memory for the table the searches go on as before.
     void build_index();
+    void drop_index() { slots_ = nullptr; }
+    [[nodiscard]] bool has_index() const { return slots_ != nullptr; }
 
     /// Adds a section; an empty name makes one up as every reader of the file does, so that staged changes
     /// of other programs find it.
@@ -82,7 +84,7 @@ class Package
     /// Adds a value behind those that the option has.
     [[nodiscard]] bool append_item(Option& option, std::string_view value);
 
-    static void remove_option(Section& section, const Option* option);
+    void remove_option(Section& section, const Option* option);
     void remove_section(const Section* section);
     void move_section(Section& section, int position);
 
@@ -111,6 +113,7 @@ class Package
     u32 added_sections_ = 0;
     Slot* slots_ = nullptr; ///< null: not indexed
     std::size_t slot_mask_ = 0;
+    std::size_t slots_to_spare_ = 0; ///< for options that come
 };
 
 } // namespace qrnuci

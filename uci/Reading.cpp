@@ -6,8 +6,8 @@
 #include <cerrno>
 
 #include "uci/CopyOut.h"
+#include "uci/Overlay.h"
 #include "uci/PackageFiles.h"
-#include "uci/Staging.h"
 #include "uci/View.h"
 
 namespace qrnuci::store
@@ -262,6 +262,7 @@ u32 read_section_position(const Key& key, u32& position)
 void release()
 {
     renew_view();
+    release_overlay();
     CacheLock{}.clear();
 }
 

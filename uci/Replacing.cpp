@@ -52,7 +52,9 @@ u32 replace(PackageFiles& files, const char* before, const char* after)
     }
     const std::string_view now{text, size};
     if (after != nullptr && now == after) {
-        sync_folder_of(files.config_path); // who made it so may have been killed before
+        // Who has made it so may have been killed before the end.
+        remove_left_files(files.config_path);
+        sync_folder_of(files.config_path);
         return 0;
     }
     if (before == nullptr || now != before) {

@@ -80,13 +80,19 @@ void finish_lines(PackageChange& change)
 u32 collect_lines(PackageChange& change, const Growing& lines)
 {
     const std::string_view text = lines.view();
+    const std::size_t before = change.lines.view().size();
     char* const copy = change.package.arena().make_text(text.size());
-    if (lines.failed() || copy == nullptr || change.lines.append(text).failed()) {
-        return ENOMEM;
+    u32 code = lines.failed() || copy == nullptr || change.lines.append(text).failed() ? ENOMEM : 0;
+    if (code == 0) {
+        std::copy(text.begin(), text.end(), copy);
+        DeltaState state;
+        code = apply_delta(copy, text.size(), change.name.view(), change.package, state);
+        change.is_spoilt = code != 0;
     }
-    std::copy(text.begin(), text.end(), copy);
-    DeltaState state;
-    return apply_delta(copy, text.size(), change.name.view(), change.package, state);
+    if (code != 0) {
+        change.lines.shorten(before);
+    }
+    return code;
 }
 
 } // namespace

@@ -16,6 +16,7 @@ struct PackageChange {
     PackageFiles files;
     Package package;                 ///< with everything staged
     Growing lines;                   ///< what is to be staged
+    bool is_spoilt = false;          ///< the package is not what the lines make of it
     std::size_t written = 0;         ///< bytes that were appended for it
     PackageChange* before = nullptr; ///< that the thread has begun before this one
 };

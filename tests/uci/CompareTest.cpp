@@ -90,8 +90,8 @@ TEST(Compare, TellsWhatTheTextsSayNotHowTheyAreWritten)
 TEST(Compare, RefusesWhatIsNoPackageAndEndsWithTheCallersCode)
 {
     SystemCalls calls;
-    EXPECT_EQ(compare("config t s\n", "config t s\noption 'a\n"), "code 14");
-    EXPECT_EQ(calls.log(), "a package's text after: line 3 is malformed\n");
+    EXPECT_EQ(compare("config t s\n", "config t s\nnonsense\n"), "code 14");
+    EXPECT_EQ(calls.log(), "a package's text after: line 2 is malformed\n");
     const auto stop = [](const Qrn_UciDifference*, void*) -> uint32_t { return 77; };
     EXPECT_EQ(QrnUci_ComparePackages("config t s\n", nullptr, stop, nullptr), 77u);
     EXPECT_EQ(QrnUci_ComparePackages("", "", nullptr, nullptr), 22u);

@@ -3,6 +3,7 @@
 // and works when memory is back, and nothing is lost.
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <utility>
 
 #include "qrnuci.h"
@@ -14,6 +15,8 @@ namespace
 {
 
 const std::string kLong(9000, 'x'); // fits into no chunk of memory with others
+
+const std::string kLongPackage = "config t\n\toption a '" + kLong + "'\n";
 
 long g_until_failure = -1; ///< allocations that still succeed; negative: all
 
@@ -29,7 +32,7 @@ bool is_refused()
 uint32_t read_often()
 {
     for (int round = 0; round < 20; ++round) { // the index is made on the way, and done without if need be
-        std::array<char, 64> buffer{};
+        std::array<char, 10000> buffer{};
         if (const uint32_t code = QrnUci_GetString("p.s.a", buffer.data(), buffer.size())) {
             return code;
         }
@@ -56,6 +59,33 @@ uint32_t change()
         code = code != 0 ? code : kept;
     }
     return code;
+}
+
+uint32_t stage_in_overlay()
+{
+    uint32_t code = QrnUci_BeginOverlay("/tmp/overlay");
+    if (code != 0) {
+        return code;
+    }
+    static std::array<char, 20000> text;
+    code = QrnUci_SetNewString("p.s.a", kLong.c_str(), 0, 1);
+    code = code != 0 ? code : QrnUci_AddSection("p", "t", nullptr, nullptr, 0);
+    code = code != 0 ? code : QrnUci_CommitPackage("p");
+    code = code != 0 ? code : read_often();
+    code = code != 0 ? code : QrnUci_ReadPackage("p", text.data(), text.size(), nullptr);
+    const uint32_t ended = QrnUci_EndOverlay();
+    return code != 0 ? code : ended;
+}
+
+uint32_t replace()
+{
+    return QrnUci_ReplacePackage("p", "config t s\n\toption a '1'\n", "config t s\n\toption b '1'\n");
+}
+
+uint32_t compare()
+{
+    const auto call = [](const Qrn_UciDifference*, void*) -> uint32_t { return 0; };
+    return QrnUci_ComparePackages(kLongPackage.c_str(), "config t\nconfig t\n\tlist a 'x'\n", call, nullptr);
 }
 
 } // namespace
@@ -92,12 +122,16 @@ TEST_F(Memory, EveryCallAnswersACodeAndLosesNothing)
         {"item", [] { return QrnUci_SetListItem("p.s.l", 1, "y"); },
          "\toption a '2'\n\tlist l 'x'\n\tlist l 'y'\n\n"},
         {"commit", [] { return QrnUci_CommitPackage("p"); }, "\toption a '2'\n\tlist l 'x'\n\n"},
+        {"overlay", stage_in_overlay, "\toption a '2'\n\tlist l 'x'\n\n"},
+        {"replace", replace, "\toption b '1'\n\toption a '2'\n\tlist l 'x'\n\n"},
+        {"compare", compare, "\toption a '2'\n\tlist l 'x'\n\n"},
         {"change", change, nullptr},
     };
     for (const auto& [what, act, file] : cases) {
         bool is_through = false;
         for (long allocation = 0; !is_through; ++allocation) {
             SetUp();
+            std::filesystem::remove_all("/tmp/overlay");
             put_config("p", "config t s\n\toption a '1'\n");
             // Longer than a chunk of memory, so that applying it takes another.
             std::string lines;

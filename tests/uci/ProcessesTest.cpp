@@ -76,6 +76,45 @@ TEST_F(Processes, NoUpdateIsLost)
     EXPECT_EQ(staged("p"), "");
 }
 
+TEST_F(Processes, NoReplacementTakesAwayWhatOthersHaveCommittedMeanwhile)
+{
+    put_config("p", "config t s\n");
+    const int changes = rounds(30);
+    // Half of them commit, the others replace what they have seen.
+    run_processes(4, [&](int writer) {
+        const std::string key = "p.s.o" + std::to_string(writer);
+        const std::string folder = "/tmp/overlay" + std::to_string(writer);
+        std::array<char, 1024> before{};
+        std::array<char, 1024> after{};
+        for (int i = 1; i <= changes; ++i) {
+            const std::string value = std::to_string(i);
+            if (writer % 2 == 0) {
+                if (QrnUci_SetNewString(key.c_str(), value.c_str(), 0, 1) != 0 ||
+                    QrnUci_CommitPackage("p") != 0) {
+                    return false;
+                }
+                continue;
+            }
+            uint32_t code = 11;
+            while (code == 11) {
+                code = QrnUci_BeginOverlay(folder.c_str());
+                code |= QrnUci_SetNewString(key.c_str(), value.c_str(), 0, 1);
+                code |= QrnUci_ReadPackageBefore("p", before.data(), before.size(), nullptr);
+                code |= QrnUci_ReadPackage("p", after.data(), after.size(), nullptr);
+                code |= QrnUci_EndOverlay();
+                code = code != 0 ? code : QrnUci_ReplacePackage("p", before.data(), after.data());
+            }
+            if (code != 0) {
+                return false;
+            }
+        }
+        return true;
+    });
+    for (int writer = 0; writer < 4; ++writer) {
+        EXPECT_EQ(get("p.s.o" + std::to_string(writer)), std::to_string(changes));
+    }
+}
+
 TEST_F(Processes, NoSectionIsAddedTwiceUnderOneNumber)
 {
     constexpr int kWriters = 4;
@@ -291,6 +330,57 @@ TEST_F(KilledSteps, OfACommitShowEverybodyTheChangesOnceOrNotAtAll)
             ASSERT_EQ(std::distance(std::filesystem::directory_iterator{"/tmp/.uci"}, {}), 1) << step;
             ASSERT_EQ(std::distance(std::filesystem::directory_iterator{"/etc/config"}, {}), 1) << step;
         }
+    }
+}
+
+TEST_F(KilledSteps, OfAReplacementLeaveTheOldFileOrTheNewOne)
+{
+    static const std::string old_text = "# theirs\nconfig t s\n\tlist l 'old'\n";
+    static const std::string new_text = "config t s\n\tlist l 'new'\n" + std::string(9000, '#') + "\n";
+    static const struct {
+        const char* before;
+        const char* after;
+    } cases[] = {
+        {old_text.c_str(), new_text.c_str()}, {nullptr, new_text.c_str()}, {old_text.c_str(), nullptr}};
+    static int at = 0;
+    const auto replace = [] { return QrnUci_ReplacePackage("p", cases[at].before, cases[at].after); };
+    for (at = 0; at < 3; ++at) {
+        const auto [before, after] = cases[at];
+        bool is_over = false;
+        for (int step = 0; !is_over; ++step) {
+            SetUp();
+            if (before != nullptr) {
+                put_config("p", before);
+            }
+            put_staged("p", "|p.s.l='theirs'\n");
+            is_over = !is_killed(step, replace);
+            const std::string found = config("p");
+            ASSERT_TRUE(found == (after != nullptr ? after : "") ||
+                        (found == (before != nullptr ? before : "") && !is_over))
+                << at << " " << step << found;
+            ASSERT_EQ(replace(), 0u) << at << " " << step;
+            ASSERT_EQ(config("p"), after != nullptr ? after : "");
+            ASSERT_EQ(staged("p"), "|p.s.l='theirs'\n");
+            ASSERT_EQ(get("p.s.l"), after != nullptr ? "new theirs" : "code 14");
+            ASSERT_EQ(std::distance(std::filesystem::directory_iterator{"/etc/config"}, {}),
+                      after != nullptr ? 1 : 0)
+                << at << " " << step;
+        }
+    }
+}
+
+TEST_F(KilledSteps, OfACommitAreNotStagedAnewByAReplacement)
+{
+    bool is_over = false;
+    for (int step = 0; !is_over; ++step) {
+        SetUp();
+        put_config("p", "config t s\n\tlist l 'base'\n");
+        ASSERT_EQ(QrnUci_SetListItem("p.s.l", 1, "once"), 0u);
+        is_over = !is_killed(step, [] { return QrnUci_CommitPackage("p"); });
+        const std::string found = config("p");
+        const bool is_committed = found.find("once") != std::string::npos;
+        ASSERT_EQ(QrnUci_ReplacePackage("p", found.c_str(), "config t s\n\tlist l 'other'\n"), 0u) << step;
+        ASSERT_EQ(get("p.s.l"), is_committed ? "other" : "other once") << step;
     }
 }
 

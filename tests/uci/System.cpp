@@ -134,6 +134,7 @@ WATCHED(FILE*, nullptr, fdopen, (int file, const char* mode), (file, mode), noex
 WATCHED(int, EOF, fflush, (FILE * file), (file))
 WATCHED(int, -1, unlink, (const char* path), (path), noexcept)
 WATCHED(int, -1, rename, (const char* from, const char* to), (from, to), noexcept)
+WATCHED(int, -1, link, (const char* from, const char* to), (from, to), noexcept)
 WATCHED(DIR*, nullptr, opendir, (const char* path), (path))
 WATCHED(char*, nullptr, realpath, (const char* path, char* resolved), (path, resolved), noexcept)
 
