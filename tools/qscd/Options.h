@@ -24,7 +24,7 @@ struct Options {
     u32 mode = 0600;
     u32 watchdog_seconds = 60;
     u32 patience_seconds = 30; ///< how long an answer may wait to be taken
-    bool has_journal = true; ///< sets are recorded in it
+    bool has_journal = true;   ///< sets are recorded in it
     bool is_verbose = false;
     bool is_help = false;
 };
