@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "base/FileDescriptor.h"
+#include "base/Recording.h"
 #include "base/Text.h"
 #include "base/ToolTime.h"
 #include "base/UciOptional.h"
@@ -74,6 +75,9 @@ uint32_t QrnExeCmdSimple(const char* command)
         QSC_LOG(kLogDebug, "ERROR: parameter\n");
         return EINVAL;
     }
+    if (u32 code = 0; is_recorded(command, code)) {
+        return code;
+    }
     std::FILE* const pipe = open_pipe(command, "r");
     if (pipe == nullptr) {
         QSC_LOG(kLogDebug, "ERROR: popen read\n%s\n", command);
@@ -100,6 +104,9 @@ uint32_t QrnExeCmdSimpleGet(const char* command, char* buffer, uint32_t size)
         return EINVAL;
     }
     std::memset(buffer, 0, size);
+    if (u32 code = 0; is_recorded(command, code)) {
+        return code;
+    }
     std::FILE* const pipe = QrnPOpen(command, "r");
     if (pipe == nullptr) {
         QSC_LOG(kLogDebug, "ERROR: QrnPOpen\n%s\n", command);

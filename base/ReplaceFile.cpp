@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "base/FileDescriptor.h"
+#include "base/Recording.h"
 #include "base/Text.h"
 
 namespace qsc
@@ -15,6 +16,10 @@ namespace qsc
 
 u32 replace_file(const char* path, std::string_view content, mode_t mode)
 {
+    if (u32 code = 0;
+        t_recording != nullptr && t_recording->writes(*t_recording, path, &content, mode, code)) {
+        return code;
+    }
     Text<254> beside;
     beside.append(path).append(".qrn-new");
     if (!beside.fits()) {
@@ -29,6 +34,13 @@ u32 replace_file(const char* path, std::string_view content, mode_t mode)
     const auto error = static_cast<u32>(errno);
     (void)unlink(beside.c_str());
     return error;
+}
+
+void make_folder(const char* path, mode_t mode)
+{
+    if (!is_planning()) {
+        (void)mkdir(path, mode);
+    }
 }
 
 } // namespace qsc

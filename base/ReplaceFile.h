@@ -15,4 +15,7 @@ namespace qsc
 /// @return 0, or the errno of the step that failed; the old file is as it was then
 [[nodiscard]] u32 replace_file(const char* path, std::string_view content, mode_t mode);
 
+/// Makes a folder, if it is not there; whoever uses it sees whether it is.
+void make_folder(const char* path, mode_t mode);
+
 } // namespace qsc

@@ -8,6 +8,8 @@
 #include <sys/stat.h>
 
 #include "base/FileDescriptor.h"
+#include "base/Recording.h"
+#include "base/ReplaceFile.h"
 
 namespace qsc
 {
@@ -38,6 +40,9 @@ bool FileText::append(std::string_view text)
 
 u32 read_safe_file(const char* path, FileText& text, std::size_t limit)
 {
+    if (u32 code = 0; t_recording != nullptr && t_recording->reads(*t_recording, path, text, code)) {
+        return code;
+    }
     // O_NONBLOCK, because opening a FIFO would wait for a writer.
     const FileDescriptor file = open_file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
     struct stat status = {};
@@ -87,10 +92,13 @@ bool has_own_folder(const char* path, bool makes_it)
 {
     struct stat status = {};
     if (makes_it) {
-        (void)mkdir(path, 0700);
+        make_folder(path, 0700);
     }
-    return lstat(path, &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid() &&
-           (status.st_mode & 0077) == 0;
+    const bool is_there = lstat(path, &status) == 0;
+    if (!is_there && makes_it && is_planning()) {
+        return true;
+    }
+    return is_there && S_ISDIR(status.st_mode) && status.st_uid == geteuid() && (status.st_mode & 0077) == 0;
 }
 
 } // namespace qsc

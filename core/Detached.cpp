@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 
 #include "base/Parse.h"
+#include "base/Recording.h"
 #include "base/Text.h"
 #include "core/RowSource.h"
 #include "core/RunTool.h"
@@ -40,7 +41,9 @@ constexpr int kPause_ms = 10;
 } // namespace
 
 DetachedLock::DetachedLock(const char* path)
-    : path_(path), file_(open_file(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0600))
+    : path_(path), file_(is_planning() ? FileDescriptor{-1}
+                                       : open_file(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0600)),
+      is_held_(is_planning())
 {
     struct stat status {
     };
@@ -65,6 +68,10 @@ bool DetachedLock::try_lock()
 
 u32 DetachedLock::start(const DetachedRun& run, const char* module)
 {
+    if (u32 code = 0; t_recording != nullptr && t_recording->starts(*t_recording, run.arguments, code)) {
+        return code;
+    }
+    const RecordingScope as_it_is{nullptr};
     Text<14> delay;
     Text<14> deadline;
     delay.append_number(run.delay);

@@ -11,6 +11,7 @@
 #include <json-c/json.h>
 
 #include "base/Parse.h"
+#include "base/Recording.h"
 #include "base/Text.h"
 #include "base/ToolTime.h"
 #include "base/UciOptional.h"
@@ -228,6 +229,9 @@ u32 service(const Subtree& subtree, const Request& request)
     }
     // It runs in the background by its own "&", so there is no result to wait for.
     const char* const next = subtree.after_service();
+    if (u32 result = 0; next != nullptr && is_recorded(next, result)) {
+        return result;
+    }
     const ToolTime time{or_empty(next)};
     const int status = next != nullptr ? std::system(next) : 0;
     if (next != nullptr) {

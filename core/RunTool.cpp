@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "base/FileDescriptor.h"
+#include "base/Recording.h"
 #include "base/ToolTime.h"
 #include "core/Refusal.h"
 #include "log/Log.h"
@@ -200,6 +201,9 @@ u32 fail(const ToolRun& run, const ToolTime& time, const char* module, const cha
 
 u32 run_tool(const ToolRun& run, const char* module)
 {
+    if (u32 code = 0; t_recording != nullptr && t_recording->starts(*t_recording, run.arguments, code)) {
+        return code;
+    }
     int printed[2] = {-1, -1};
     pid_t process = -1;
     int error = 0;

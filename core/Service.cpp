@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "base/Parse.h"
+#include "base/Recording.h"
 #include "base/Text.h"
 #include "core/Refusal.h"
 #include "core/RunTool.h"
@@ -46,7 +47,9 @@ u32 start_init_script(std::string_view script, std::string_view action)
     }
     const char* const arguments[] = {path.c_str(), word.c_str(), nullptr};
     const u32 code = run_tool({.arguments = arguments, .deadline = 0}, kModule);
-    sync();
+    if (!is_planning()) {
+        sync();
+    }
     if (code != 0) {
         QSC_LOG(kLogError, "%s %s, error %u\n", path.c_str(), word.c_str(), code);
         return refuse(EFAULT, "%s %s failed", path.c_str(), word.c_str());

@@ -9,6 +9,7 @@
 #include <json-c/json.h>
 #include <strings.h>
 
+#include "base/Recording.h"
 #include "base/Text.h"
 #include "base/Utf8.h"
 #include "include/qsc_describe.h"
@@ -199,7 +200,8 @@ void get_all(json_object* before, SetJournal::Get get, void* context)
 SetJournal::SetJournal(const Subtree& subtree, const char* path, json_object* request, u32 oper, Get get,
                        void* context)
 {
-    if (!g_wanted.load(std::memory_order_relaxed) || (oper & QSC_OPER_GET) != 0 ||
+    // Changes that are made as one are recorded as one.
+    if (t_recording != nullptr || !g_wanted.load(std::memory_order_relaxed) || (oper & QSC_OPER_GET) != 0 ||
         (oper & QSC_OPER_SET) == 0 || !is_object(request) || !is_of_device(path)) {
         return;
     }

@@ -9,6 +9,7 @@
 
 #include "base/Json.h"
 #include "base/Parse.h"
+#include "base/Recording.h"
 #include "core/Refusal.h"
 
 namespace qsc
@@ -161,20 +162,32 @@ u32 commit_packages(json_object* request, const char* packages)
     return code != 0 ? code : add_new_member(request, kMember, made.release());
 }
 
+namespace
+{
+
+void sync_disks()
+{
+    if (!is_planning()) {
+        sync();
+    }
+}
+
+} // namespace
+
 u32 serve_commit(json_object* request, u32 (*run)(json_object* request))
 {
     if (!is_object(request)) {
         return EINVAL;
     }
     const u32 code = finish(request, run(request));
-    sync();
+    sync_disks();
     return code;
 }
 
 u32 serve_packages(json_object* request, const char* packages)
 {
     const u32 code = finish(request, commit_packages(request, packages));
-    sync();
+    sync_disks();
     return code;
 }
 

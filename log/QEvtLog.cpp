@@ -12,6 +12,7 @@
 #include <zlog.h>
 
 #include "base/FileDescriptor.h"
+#include "base/Recording.h"
 #include "base/Text.h"
 #include "base/Types.h"
 #include "base/Utf8.h"
@@ -154,6 +155,10 @@ uint32_t QEvtLog_Log(const char* file, size_t fileSize, const char* function, si
     const auto length = [](const char* name, size_t size) {
         return name == nullptr || size == 0 ? 0 : size - 1;
     };
+    if (t_recording != nullptr &&
+        t_recording->tells(*t_recording, {file, fileSize, function, functionSize, line, status}, text)) {
+        return 0;
+    }
     std::string_view status_text{&status, 1};
     const JsonCharacter shown_status{status_text};
     const StdioReserve reserve; // zlog opens its file for every record

@@ -6,6 +6,7 @@
 #include <json-c/json.h>
 #include <unistd.h>
 
+#include "base/Recording.h"
 #include "base/Utf8.h"
 #include "core/JsonList.h"
 #include "core/Objects.h"
@@ -207,7 +208,7 @@ void tell_times()
     if (sources.file("/etc/init.d/lldpd").find("lldp_tx_interval") != std::string_view::npos) {
         return;
     }
-    for (int i = 0; i < kMostPauses && access(kSocket, F_OK) != 0; ++i) {
+    for (int i = 0; i < kMostPauses && !is_planning() && access(kSocket, F_OK) != 0; ++i) {
         (void)nanosleep(&kPause, nullptr);
     }
     for (const auto& [key, word] : kTimes) {

@@ -173,7 +173,7 @@ u32 write_crontab()
     if (after.view() == before.view()) {
         return 0;
     }
-    (void)mkdir(kFolder, 0755);
+    make_folder(kFolder, 0755);
     return replace_file(kCrontab, after.view(), 0600);
 }
 

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 
 #include "base/FileDescriptor.h"
+#include "base/Recording.h"
 #include "core/Objects.h"
 #include "core/ServeRow.h"
 #include "core/Service.h"
@@ -80,10 +81,15 @@ u32 qsc::system::serve_leds(const char*, json_object* request)
     const bool are_off = uci_peek(kOff, stored) == 0 && is_switched_on(stored.view());
     Sources sources;
     if (are_off && sources.file(kScript).find("leds_off") == std::string_view::npos) {
-        (void)for_each_led(darken);
+        if (u32 code = 0; !is_recorded("darken the LEDs", code)) {
+            (void)for_each_led(darken);
+        }
     }
     if (QPerCtlC_SendCmdByString != nullptr) {
-        (void)QPerCtlC_SendCmdByString(are_off ? "led off" : "led on");
+        const char* const command = are_off ? "led off" : "led on";
+        if (u32 code = 0; !is_recorded(command, code)) {
+            (void)QPerCtlC_SendCmdByString(command);
+        }
     }
     return 0;
 }

@@ -10,7 +10,7 @@ broken() {
     lint_failed=1
 }
 
-product_sources() { git ls-files 'bacl/*.cpp' 'base/*.cpp' 'core/*.cpp' 'commands/*.cpp' 'handlers/*.cpp' 'log/*.cpp' \
+product_sources() { git ls-files 'apply/*.cpp' 'bacl/*.cpp' 'base/*.cpp' 'core/*.cpp' 'commands/*.cpp' 'handlers/*.cpp' 'log/*.cpp' \
     'messaging/*.cpp' 'uci/*.cpp' 'tools/*.cpp'; }
 
 lint_format() {

@@ -31,6 +31,12 @@ constexpr Command kCommands[] = {
     {"set", "PATH NAME=VALUE...", "store values; NAME:=JSON for a value that is no text", 1, kAny, set, true},
     {"add", "LIST [NAME=VALUE...]", "add an instance, whose path is printed", 1, kAny, add_instance, true},
     {"delete", "PATH...", "delete instances", 1, kAny, delete_instances, true},
+    {"plan", "[set|add|delete WORD...]",
+     "show what a set would do, and with --apply its commit and service; without words: what 'apply' would "
+     "do",
+     0, kAny, plan, true},
+    {"apply", "", "make the changes of standard input as one: PATH.NAME=VALUE, add LIST ..., delete PATH", 0,
+     0, apply_changes},
     {"commit", "PATH [PACKAGE...]", "make stored values permanent", 1, kAny, commit},
     {"service", "PATH ACTION", "run the subtree's init scripts, such as with restart", 2, 2, service},
     {"list", "[PATH]", "show the objects, or one's parameters with types and limits", 0, 1, list},
@@ -57,6 +63,8 @@ void print_help()
     std::puts(
         "\nOptions:\n"
         "  --apply        after set, add and delete: commit, then service restart, up to the first failure\n"
+        "  --hash H       apply nothing unless the plan still has this hash\n"
+        "  --id ID        what an apply is called\n"
         "  --json         print the answered requests as JSON\n"
         "  -q, --quiet    print values, names or numbers alone, one a line\n"
         "  --as NAME      speak as another commander (TR69, WEB, MQTT, ...), or by its number\n"

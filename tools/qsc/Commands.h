@@ -20,6 +20,8 @@ ExitCode get(const Options& options, Words words);
 ExitCode set(const Options& options, Words words);
 ExitCode add_instance(const Options& options, Words words);
 ExitCode delete_instances(const Options& options, Words words);
+ExitCode plan(const Options& options, Words words);
+ExitCode apply_changes(const Options& options, Words words);
 ExitCode commit(const Options& options, Words words);
 ExitCode service(const Options& options, Words words);
 ExitCode request(const Options& options, Words words);

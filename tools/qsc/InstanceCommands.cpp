@@ -37,7 +37,8 @@ bool path_of_instance(std::string_view list, std::string_view instance, PathText
 }
 
 /// Finds the path of a list's next instance, whose number is above all that there are.
-ExitCode next_instance(const Options& options, const char* list, PathText& path, u32& number)
+ExitCode next_instance(const Options& options, const char* list, json_object* taken, PathText& path,
+                       u32& number)
 {
     Target any;
     if (!path_of_instance(list, kInstance, path)) {
@@ -53,12 +54,17 @@ ExitCode next_instance(const Options& options, const char* list, PathText& path,
         return result;
     }
     number = instances.numbers().empty() ? 1 : *std::ranges::max_element(instances.numbers()) + 1;
-    Text<30> digits;
-    digits.append_number(number);
-    if (number > kHighestNumber) {
-        return failure("%s has no number left: %u is in use", list, kHighestNumber);
+    for (; number <= kHighestNumber; ++number) {
+        Text<30> digits;
+        digits.append_number(number);
+        if (!path_of_instance(list, digits.view(), path)) {
+            return no_path();
+        }
+        if (json_object_object_get_ex(taken, path.c_str(), nullptr) == 0) {
+            return kDone;
+        }
     }
-    return path_of_instance(list, digits.view(), path) ? kDone : no_path();
+    return failure("%s has no number left: %u is in use", list, kHighestNumber);
 }
 
 /// Puts a request with a switch that is 1 into a plan; null: no memory.
@@ -70,16 +76,14 @@ json_object* add_switch(json_object* plan, const char* path, const char* name)
 
 } // namespace
 
-ExitCode add_instance(const Options& options, Words words)
+ExitCode plan_addition(const Options& options, Words words, json_object* taken, json_object* plan,
+                       PathText& path, u32& number)
 {
-    PathText path;
-    u32 number = 0;
-    if (const ExitCode result = next_instance(options, words[0], path, number)) {
+    if (const ExitCode result = next_instance(options, words[0], taken, path, number)) {
         return result;
     }
     Target target;
-    const JsonRef plan{json_object_new_object()};
-    json_object* const request = add_switch(plan.get(), path.c_str(), "X_QRN_Add");
+    json_object* const request = add_switch(plan, path.c_str(), "X_QRN_Add");
     if (request == nullptr || !find_object(path.view(), target)) {
         return out_of_memory();
     }
@@ -87,6 +91,34 @@ ExitCode add_instance(const Options& options, Words words)
         if (const ExitCode result = read_assignment(target, word, request)) {
             return result;
         }
+    }
+    return kDone;
+}
+
+ExitCode plan_deletions(Words words, json_object* plan)
+{
+    for (const char* word : words) {
+        Target target;
+        if (const ExitCode result = read_object(word, target)) {
+            return result;
+        }
+        if (!grows(target.object)) {
+            return wrong_usage("%s is no instance of a list that grows", word);
+        }
+        if (add_switch(plan, target.path.c_str(), "X_QRN_Delete") == nullptr) {
+            return out_of_memory();
+        }
+    }
+    return kDone;
+}
+
+ExitCode add_instance(const Options& options, Words words)
+{
+    PathText path;
+    u32 number = 0;
+    const JsonRef plan{json_object_new_object()};
+    if (const ExitCode result = plan_addition(options, words, nullptr, plan.get(), path, number)) {
+        return result;
     }
     Options for_set = options;
     for_set.apply = false;
@@ -107,19 +139,8 @@ ExitCode add_instance(const Options& options, Words words)
 ExitCode delete_instances(const Options& options, Words words)
 {
     const JsonRef plan{json_object_new_object()};
-    for (const char* word : words) {
-        Target target;
-        if (const ExitCode result = read_object(word, target)) {
-            return result;
-        }
-        if (!grows(target.object)) {
-            return wrong_usage("%s is no instance of a list that grows", word);
-        }
-        if (add_switch(plan.get(), target.path.c_str(), "X_QRN_Delete") == nullptr) {
-            return out_of_memory();
-        }
-    }
-    return make_changes(options, plan.get());
+    const ExitCode result = plan_deletions(words, plan.get());
+    return result != kDone ? result : make_changes(options, plan.get());
 }
 
 } // namespace qsc

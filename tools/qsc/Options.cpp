@@ -20,14 +20,15 @@ namespace qsc
 namespace
 {
 
-enum LongOption : int { kJson = 256, kAs, kApply, kQueue, kSocket, kCount };
+enum LongOption : int { kJson = 256, kAs, kApply, kQueue, kSocket, kCount, kHash, kId };
 
 constexpr option kLongOptions[] = {
     {"json", no_argument, nullptr, kJson},         {"as", required_argument, nullptr, kAs},
     {"apply", no_argument, nullptr, kApply},       {"quiet", no_argument, nullptr, 'q'},
     {"verbose", no_argument, nullptr, 'v'},        {"help", no_argument, nullptr, 'h'},
     {"queue", required_argument, nullptr, kQueue}, {"socket", optional_argument, nullptr, kSocket},
-    {"count", required_argument, nullptr, kCount}, {},
+    {"count", required_argument, nullptr, kCount}, {"hash", required_argument, nullptr, kHash},
+    {"id", required_argument, nullptr, kId},       {},
 };
 
 /// Takes a commander's name, in any letter case, or its number.
@@ -91,6 +92,12 @@ bool parse_options(int count, char** arguments, Options& options)
                 return false;
             }
             break;
+        case kHash:
+            options.hash = optarg;
+            break;
+        case kId:
+            options.id = optarg;
+            break;
         case 'q':
             options.quiet = true;
             break;
@@ -106,8 +113,8 @@ bool parse_options(int count, char** arguments, Options& options)
         default: {
             const char* const given = arguments[optind - 1];
             Suggestion nearest{given};
-            for (const char* known :
-                 {"--json", "--as", "--apply", "--queue", "--quiet", "--socket", "--verbose", "--help"}) {
+            for (const char* known : {"--json", "--as", "--apply", "--hash", "--id", "--queue", "--quiet",
+                                      "--socket", "--verbose", "--help"}) {
                 nearest.consider(known);
             }
             wrong_usage("there is no option '%s'%s See qsc --help.", given, Hint{nearest}.c_str());

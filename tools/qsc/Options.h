@@ -19,6 +19,8 @@ struct Options {
     u32 queue = 0;
     const char* socket = nullptr; ///< of the service daemon that requests go through; null: they do not
     u32 count = 0;                ///< of events, after which a watch ends; 0: it does not
+    const char* hash = nullptr;   ///< of the plan that an apply is to be
+    const char* id = nullptr;     ///< of an apply
     bool as_json = false;
     bool apply = false;
     bool quiet = false;

@@ -1,0 +1,295 @@
+// SPDX-License-Identifier: Apache-2.0
+// The exported functions, and an apply from the plan to its end.
+#include "apply/Apply.h"
+
+#include <cerrno>
+
+#include <json-c/json.h>
+#include <pthread.h>
+
+#include "base/MutexLock.h"
+#include "core/Refusal.h"
+
+using namespace qsc;
+using namespace qsc::apply;
+
+namespace
+{
+
+pthread_mutex_t g_mutex = PTHREAD_MUTEX_INITIALIZER;
+/// The one that was begun and has not ended.
+constinit Session* g_session = nullptr;
+constinit QSysCmdHal_ApplyStage g_stage = nullptr;
+constinit void* g_stage_context = nullptr;
+
+/// Calls use(session) with the apply that is under way.
+template <typename Use>
+u32 with_session(Use use)
+{
+    const MutexLock lock{g_mutex};
+    forget_refusal();
+    const u32 code = g_session != nullptr ? use(*g_session) : refuse(EINVAL, "no apply is under way");
+    if (code != 0) {
+        name_refusal("apply", nullptr, code);
+    }
+    return code;
+}
+
+/// The same in its overlay.
+template <typename Use>
+u32 in_overlay(Session& session, Use use)
+{
+    InOverlay overlay{session};
+    u32 code = overlay.code();
+    code = code != 0 ? code : use();
+    const u32 ended = overlay.end();
+    return code != 0 ? code : ended != 0 ? refuse(ended, "%s cannot be written", kOverlay) : 0;
+}
+
+/// The sentence of the first refusal becomes that of the whole.
+void say_refused(const Session& session, u32 code)
+{
+    json_object* const first = json_object_array_get_idx(session.refused.get(), 0);
+    const char* const sentence = member_text(first, "error");
+    forget_refusal();
+    (void)refuse(code, "%s", sentence);
+}
+
+u32 check_hash(const Session& session, const Plan& plan)
+{
+    const char* const wanted = member_text(session.options.get(), "hash");
+    return *wanted == '\0' || std::string_view{wanted} == member_text(plan.report.get(), "hash")
+               ? 0
+               : refuse(EAGAIN, "the plan is out of date: something that it is about has changed");
+}
+
+/// Has the drivers told what sets tell them at once. When one fails, the services follow the configuration
+/// that has not changed.
+u32 make_live(Session& session, Plan& plan)
+{
+    if (json_object_array_length(session.recorder.commands.get()) == 0) {
+        return 0;
+    }
+    const JsonRef runs{json_object_get(plan.runs.get())};
+    u32 code = note_live(runs.get());
+    if (code == 0) {
+        remove_overlay();
+        code = in_overlay(session, [&] {
+            const u32 failed = set_live(session);
+            return failed != 0 ? failed : make_plan(session, plan);
+        });
+        if (code != 0) {
+            (void)run_scripts(runs.get());
+            finish_replacing();
+        }
+    }
+    return code;
+}
+
+/// What was done is in the report, in place of what was planned.
+void report_result(const Session& session, json_object* report, json_object* commands, u32 code)
+{
+    (void)(add_member(report, "result", json_object_new_int64(code)) == 0 &&
+           add_member(report, "refused", json_object_get(session.refused.get())) == 0 &&
+           (commands == nullptr || add_member(report, "commands", json_object_get(commands)) == 0));
+}
+
+/// Everything from the first replaced file to the last service.
+u32 make_changes(Session& session, Plan& plan)
+{
+    json_object* const report = plan.report.get();
+    json_object* const texts = plan.texts.get();
+    u32 code = reserve_space(texts);
+    code = code != 0 ? code : keep_checkpoint(session, report, texts);
+    code = code != 0 ? code : replace_all(texts, plan.runs.get());
+    if (code != 0) {
+        (void)add_refused(session, "apply", nullptr, code);
+        return code;
+    }
+    if (g_stage != nullptr) {
+        g_stage("accepted", session.id.c_str(), g_stage_context);
+    }
+    code = run_services(session, plan);
+    if (code != 0) {
+        JsonRef failed{json_object_new_array()};
+        const u32 back = put_back_all(texts, plan.runs.get(), failed.get());
+        const u32 again = run_scripts(plan.runs.get());
+        if (back != 0 || again != 0) {
+            (void)(add_member(report, "failed_back", json_object_new_boolean(1)) == 0 &&
+                   add_member(report, "failed", failed.release()) == 0);
+        }
+    }
+    finish_replacing();
+    return code;
+}
+
+u32 end(Session& session, Plan& plan)
+{
+    u32 code = in_overlay(session, [&] { return make_plan(session, plan); });
+    code = code != 0 ? code : check_hash(session, plan);
+    if (code == 0) {
+        code = make_live(session, plan);
+        code = code != 0 ? code : make_changes(session, plan);
+        report_result(session, plan.report.get(), session.recorder.commands.get(), code);
+    } else if (plan.report != nullptr && session.code == 0) {
+        (void)add_member(plan.report.get(), "result", json_object_new_int64(code));
+    }
+    remove_overlay();
+    if (code == 0) {
+        write_events(session.recorder.events.get());
+    }
+    end_checkpoint(session, plan.report.get());
+    record_apply(session, plan.report.get(), plan.texts.get());
+    if (code != 0 && json_object_array_length(session.refused.get()) != 0) {
+        say_refused(session, code);
+    }
+    return code;
+}
+
+u32 give(Plan& plan, json_object** report)
+{
+    if (report != nullptr) {
+        *report = plan.report.release();
+    }
+    return 0;
+}
+
+/// Begins, adds the changes, and ends as use(session, plan) does.
+template <typename Use>
+u32 in_one_call(json_object* changes, json_object* options, json_object** report, Use use)
+{
+    forget_refusal();
+    if (report != nullptr) {
+        *report = nullptr;
+    }
+    const SessionRef session = new_session();
+    u32 code = session != nullptr ? begin(*session, options) : u32{ENOMEM};
+    if (code == 0) {
+        code = in_overlay(*session, [&] { return add_changes(*session, changes); });
+        Plan plan;
+        code = code != 0 ? code : use(*session, plan);
+        remove_overlay();
+        (void)give(plan, report);
+    }
+    if (code != 0) {
+        name_refusal("apply", nullptr, code);
+    }
+    return code;
+}
+
+u32 plan_only(Session& session, Plan& plan)
+{
+    const u32 code = in_overlay(session, [&] { return make_plan(session, plan); });
+    if (code != 0 && plan.report != nullptr) {
+        json_object* const first =
+            json_object_array_get_idx(json_object_object_get(plan.report.get(), "refused"), 0);
+        if (first != nullptr) {
+            forget_refusal();
+            (void)refuse(code, "%s", member_text(first, "error"));
+        }
+    }
+    return code;
+}
+
+} // namespace
+
+uint32_t QSysCmdHal_BeginApply(json_object* options)
+{
+    const MutexLock lock{g_mutex};
+    forget_refusal();
+    SessionRef session = new_session();
+    const u32 code = g_session != nullptr ? refuse(EBUSY, "an apply of this process is under way")
+                     : session != nullptr ? begin(*session, options)
+                                          : u32{ENOMEM};
+    if (code != 0) {
+        name_refusal("apply", nullptr, code);
+        return code;
+    }
+    g_session = session.release();
+    return 0;
+}
+
+uint32_t QSysCmdHal_ApplySet(const char* path, json_object* request)
+{
+    return with_session([&](Session& session) {
+        return path == nullptr ? EINVAL
+                               : in_overlay(session, [&] { return add_set(session, path, request); });
+    });
+}
+
+uint32_t QSysCmdHal_ApplyCommit(const char* path, json_object* request)
+{
+    return with_session([&](Session& session) {
+        return path == nullptr || !is_object(request) ? EINVAL
+                                                      : add_step(session, path, request, QSC_OPER_COMMIT);
+    });
+}
+
+uint32_t QSysCmdHal_ApplyService(const char* path, json_object* request)
+{
+    return with_session([&](Session& session) {
+        return path == nullptr || !is_object(request) ? EINVAL
+                                                      : add_step(session, path, request, QSC_OPER_SERVICE);
+    });
+}
+
+uint32_t QSysCmdHal_PlanApply(json_object** plan)
+{
+    return with_session([&](Session& session) -> u32 {
+        if (plan == nullptr) {
+            return EINVAL;
+        }
+        Plan made;
+        const u32 code = plan_only(session, made);
+        *plan = made.report.release();
+        return code;
+    });
+}
+
+uint32_t QSysCmdHal_EndApply(json_object** report)
+{
+    return with_session([&](Session& session) {
+        Plan plan;
+        const u32 code = end(session, plan);
+        (void)give(plan, report);
+        EndSession{}(std::exchange(g_session, nullptr));
+        return code;
+    });
+}
+
+uint32_t QSysCmdHal_AbortApply(void)
+{
+    return with_session([](Session&) -> u32 {
+        remove_overlay();
+        EndSession{}(std::exchange(g_session, nullptr));
+        return 0;
+    });
+}
+
+uint32_t QSysCmdHal_Plan(json_object* changes, json_object* options, json_object** plan)
+{
+    return plan == nullptr ? u32{EINVAL} : in_one_call(changes, options, plan, plan_only);
+}
+
+uint32_t QSysCmdHal_Apply(json_object* changes, json_object* options, json_object** report)
+{
+    return in_one_call(changes, options, report, end);
+}
+
+uint32_t QSysCmdHal_RecoverApply(void)
+{
+    forget_refusal();
+    FileDescriptor lock{-1};
+    u32 code = take_lock(lock);
+    code = code != 0 ? code : recover();
+    if (code != 0) {
+        name_refusal("apply", nullptr, code);
+    }
+    return code;
+}
+
+void QSysCmdHal_WatchApply(QSysCmdHal_ApplyStage stage, void* context)
+{
+    g_stage = stage;
+    g_stage_context = context;
+}

@@ -1,0 +1,177 @@
+/* SPDX-License-Identifier: Apache-2.0 */
+/**
+ * @file
+ * Changes that are seen before they are made, and made as one: requests to several objects are planned, and
+ * then all take effect or none does. Everything here is beside the plain set, commit and service of the
+ * dispatchers, which stay as they are. qsc_types.h states the conventions.
+ *
+ * What an apply changes is worked out on a private overlay of the configuration (qrnuci.h), where the same
+ * functions serve the requests that always do: what others have staged is neither committed nor lost. There
+ * is one apply at a time on the device, from QSysCmdHal_BeginApply() to QSysCmdHal_EndApply() or
+ * QSysCmdHal_AbortApply(); its calls may come from different threads, one after the other. A plan, too, is
+ * one.
+ *
+ * Before the first file is replaced, the old and the new texts of all of them lie on the flash in
+ * /etc/qsyscmdhal/apply. Whatever ends the process or the power from then on, the change is finished by
+ * QSysCmdHal_RecoverApply(); before that, nothing has changed.
+ *
+ * Options are a JSON object, whose members may all be missing:
+ *
+ * - "commander", a number: who asks, a QSC_COMMANDER_ bit; QSC_COMMANDER_OTHER if missing
+ * - "id", a text of 1 to 64 letters, digits, ".", "-" and "_": what the apply is called; made if missing
+ * - "peer", a text: who asks, in the front end's own words
+ * - "hash", a text: that of a plan; the apply is refused when what it is about has changed since
+ * - "sets_only", a boolean: a plan has nothing but what the sets alone would do, without commits and services
+ *
+ * Plans and reports are JSON objects, which the caller releases with json_object_put(). A secret value is
+ * "***" in all of them. Their members:
+ *
+ * - "id" and "hash", texts
+ * - "result", a number: 0, or the code with which it was, or would be, refused
+ * - "changes", an array of {"path", "parameter", "value", "old"}: what was asked for; "old" where it is known
+ * - "configuration", an array of {"package", "section", "type", "option", "kind", "old", "new"}: what differs
+ *   in the packages; "kind" is "added", "deleted", "changed", "moved" or "renamed"; without "option" it is
+ * the section itself
+ * - "packages", an array of texts: the packages that are written
+ * - "files", an array of {"path", "kind"}: other files that are "made", "changed" or "deleted"
+ * - "commands", an array of {"step", "path", "command"}: what is run, in order; "step" is "set", "commit",
+ *   "service" or "event"
+ * - "skipped", an array of {"command", "why"}: what a plain service would have run
+ * - "refused", an array of {"path", "parameter", "code", "error"}: all that speaks against it
+ *
+ * In a report "commands" is what was run. When its "result" is not 0, all is as it was before; where
+ * "failed_back" is true, going back has failed as well, for what "failed" names.
+ */
+#ifndef QSC_APPLY_H
+#define QSC_APPLY_H
+
+#include "qsc_types.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/**
+ * Begins an apply. One that was interrupted is finished first.
+ *
+ * @param[in] options  see above; may be null
+ * @retval 0  begun
+ * @retval 14 the configuration library of the device has no overlays, or /etc/qsyscmdhal cannot be used
+ * @retval 16 an apply is under way; QSysCmdHal_LastError() says whose
+ * @retval 22 an option of another type, or a malformed id
+ */
+QSC_API uint32_t QSysCmdHal_BeginApply(struct json_object *options);
+
+/**
+ * Adds a set. It is judged, and seen by the sets after it, and nothing is started. One that is refused makes
+ * the whole apply fail; others may be added all the same, so that all that is wrong is known at once.
+ *
+ * @param[in]     path     as a set would name it
+ * @param[in,out] request  as a set would send it; parameters get "ParamId"
+ * @retval 0  added
+ * @retval 14 also what cannot be undone: an upgrade, a reset, a reboot, a speed test
+ * @retval 22 no apply is under way, or null argument
+ * @return or the code that the set would end with; QSysCmdHal_LastError() says why
+ */
+QSC_API uint32_t QSysCmdHal_ApplySet(const char *path, struct json_object *request);
+
+/**
+ * Adds a commit. Whatever a set has staged is committed anyway; this is for the packages that a request
+ * names, and for what commits more than was set.
+ *
+ * @param[in] path     as a commit would name it
+ * @param[in] request  as a commit would send it; kept until the apply ends
+ * @retval 0  added
+ * @retval 22 no apply is under way, or null argument
+ */
+QSC_API uint32_t QSysCmdHal_ApplyCommit(const char *path, struct json_object *request);
+
+/**
+ * Adds a service. The subtrees of all sets are served anyway, with "restart"; this is for another action.
+ *
+ * @param[in] path     as a service would name it
+ * @param[in] request  as a service would send it, with "action"; kept until the apply ends
+ * @retval 0  added
+ * @retval 22 no apply is under way, or null argument
+ */
+QSC_API uint32_t QSysCmdHal_ApplyService(const char *path, struct json_object *request);
+
+/**
+ * Works out what QSysCmdHal_EndApply() would do now. Nothing is written, nothing is started, and more can be
+ * added afterwards.
+ *
+ * @param[out] plan  the plan, also when it would be refused; null when there is none
+ * @retval 0  it would be done
+ * @retval 12 no memory
+ * @retval 22 no apply is under way, or null argument
+ * @return or the code with which it would be refused, which the plan has as well
+ */
+QSC_API uint32_t QSysCmdHal_PlanApply(struct json_object **plan);
+
+/**
+ * Makes all changes of the apply, or none, and ends it. What sets tell the drivers at once is told first;
+ * then the packages and files are replaced, and the services follow: each once, those alone that have
+ * anything to read anew, by "reload" where their init script has that. When anything fails, everything is put
+ * back and the services follow once more.
+ *
+ * @param[out] report  what was done, also when it was refused; may be null
+ * @retval 0  done
+ * @retval 11 the configuration is not what was planned, or somebody has changed it meanwhile; nothing is
+ * changed
+ * @retval 22 no apply is under way
+ * @retval 28 there is no space for the change and for going back; nothing is changed
+ * @return or the code of what failed first; all is as it was, and QSysCmdHal_LastError() says why
+ */
+QSC_API uint32_t QSysCmdHal_EndApply(struct json_object **report);
+
+/** Ends the apply and changes nothing. @retval 0 ended @retval 22 no apply is under way */
+QSC_API uint32_t QSysCmdHal_AbortApply(void);
+
+/**
+ * Plans changes in one call.
+ *
+ * @param[in,out] changes  array of {"path": text, and one of "set", "commit", "service": the request}
+ * @param[in]     options  as for QSysCmdHal_BeginApply()
+ * @param[out]    plan     the plan, also when it would be refused; null when there is none
+ * @return as QSysCmdHal_BeginApply() and QSysCmdHal_PlanApply(); 22 also when `changes` is no such array
+ */
+QSC_API uint32_t QSysCmdHal_Plan(struct json_object *changes, struct json_object *options,
+                                 struct json_object **plan);
+
+/**
+ * Makes changes as one, in one call.
+ *
+ * @param[in,out] changes  as for QSysCmdHal_Plan()
+ * @param[in]     options  as for QSysCmdHal_BeginApply()
+ * @param[out]    report   what was done, also when it was refused; may be null
+ * @return as QSysCmdHal_BeginApply() and QSysCmdHal_EndApply()
+ */
+QSC_API uint32_t QSysCmdHal_Apply(struct json_object *changes, struct json_object *options,
+                                  struct json_object **report);
+
+/**
+ * Finishes an apply that a kill or a power failure has interrupted. To be called before the network starts,
+ * and by whoever makes applies when it starts; it does nothing where nothing is to be done.
+ *
+ * @retval 0  nothing is left to do
+ * @retval 16 an apply is under way
+ * @return or the code of what could not be put in place; it is tried again by the next call
+ */
+QSC_API uint32_t QSysCmdHal_RecoverApply(void);
+
+/** A stage of an apply: "accepted" comes once nothing speaks against it, before the services. */
+typedef void (*QSysCmdHal_ApplyStage)(const char *stage, const char *id, void *context);
+
+/**
+ * Has a function told of the stages of the process's applies, on the thread that makes the apply.
+ *
+ * @param[in] stage    the function; null: none
+ * @param[in] context  handed to it
+ */
+QSC_API void QSysCmdHal_WatchApply(QSysCmdHal_ApplyStage stage, void *context);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
