@@ -24,7 +24,7 @@ teardown() {
 show_logs() {
     local file
     for file in "$state"/var/log/lab/* "$state"/var/log/journal.txt "$folder"/*.log; do
-        [ ! -s "$file" ] || { echo "--- ${file##*/}" && tail -n 40 "$file"; }
+        [ ! -s "$file" ] || { echo "--- ${file##*/}" && tail -n 15 "$file"; }
     done
 }
 
@@ -101,7 +101,7 @@ start_provider() {
     wan dnsmasq --no-daemon --conf-file=/dev/null --pid-file --bind-interfaces --interface=eth0 --interface=lo \
         --no-ping --no-resolv --no-hosts --dhcp-range=203.0.113.50,203.0.113.90,255.255.255.0,1h --dhcp-authoritative \
         --dhcp-leasefile="$folder/provider.leases" --dhcp-option=option:dns-server,$provider --address=/far.example/$far_host \
-        --dhcp-option=option:router,$provider --log-dhcp >"$folder/provider.log" 2>&1 3>&- &
+        --dhcp-option=option:router,$provider >"$folder/provider.log" 2>&1 3>&- &
 }
 
 start_router() {
@@ -152,4 +152,27 @@ lease() {
 has_address() { in_space "$1" ip -4 -o addr show dev eth0 | grep -q "inet $2/"; }
 
 # The router has its address on the WAN.
-wan_is_up() { eventually router test -s /var/lib/sim/ubus/network.interface.wan.status.json; }
+wan_is_up() { eventually test -s "$state/var/lib/sim/ubus/network.interface.wan.status.json"; }
+
+# serve SPACE tcp|udp PORT NAME: a service of a host, for the whole story.
+serve() {
+    local file=$folder/$1-$2-$3.log
+    in_space "$1" "$LAB/talk" serve "$2" "$3" "$4" >"$file" 2>&1 3>&- &
+    eventually grep -q ready "$file"
+}
+
+# ask SPACE tcp|udp HOST PORT: what a service says to a host.
+ask() { in_space "$1" "$LAB/talk" ask "${@:2}"; }
+
+# answers WANTED SPACE tcp|udp HOST PORT; is_silent SPACE tcp|udp HOST PORT
+answers() { same "$(ask "${@:2}")" "$1"; }
+is_silent() {
+    local answer
+    ! answer=$(ask "$@") || {
+        echo "it answers: $answer"
+        return 1
+    }
+}
+
+# A client with an address of its own and the router as its way out.
+settle() { lease "$1" >/dev/null; }
