@@ -3,10 +3,10 @@
 #
 #   wan                                router                               lan1, lan2
 #   203.0.113.1, provider      eth0 -- eth1    br-lan (eth0, eth2)    -- eth0
-#   198.51.100.10, a host
+#   198.18.0.10, a host
 
 provider=203.0.113.1
-far_host=198.51.100.10
+far_host=198.18.0.10
 
 setup() {
     folder=/run/lab/$BATS_TEST_NUMBER.$BATS_SUITE_TEST_NUMBER
@@ -98,20 +98,24 @@ start_lab() {
 }
 
 start_provider() {
-    wan dnsmasq --no-daemon --conf-file=/dev/null --pid-file --bind-interfaces --interface=eth0 --interface=lo \
+    wan dnsmasq --no-daemon --conf-file=/dev/null --pid-file --bind-interfaces --interface=eth0 --except-interface=lo \
         --no-ping --no-resolv --no-hosts --dhcp-range=203.0.113.50,203.0.113.90,255.255.255.0,1h --dhcp-authoritative \
         --dhcp-leasefile="$folder/provider.leases" --dhcp-option=option:dns-server,$provider --address=/far.example/$far_host \
         --dhcp-option=option:router,$provider >"$folder/provider.log" 2>&1 3>&- &
 }
 
 start_router() {
-    local configuration
+    local configuration tool
     "$LAB/../sim/device" --build "$QSC_BUILD" --state "$state" --reset
     for configuration in "$LAB"/router/config/*; do
         cp "$configuration" "$state/etc/config/"
     done
     cp "$LAB"/router/init/* "$state/etc/init.d/"
     cp "$LAB/router/fw4" "$state/sbin/fw4"
+    # Tools that the library runs are the real ones, where there are any.
+    for tool in conntrack lldpcli; do
+        cp "$LAB/router/tool" "$state/usr/sbin/$tool"
+    done
     rm -rf "$state/usr/share/sim/ubus"
     echo 1 | in_space router tee /run/lab/proc/sys/net/ipv4/ip_forward >/dev/null
     # shellcheck disable=SC2016  # the router expands it
@@ -176,3 +180,13 @@ is_silent() {
 
 # A client with an address of its own and the router as its way out.
 settle() { lease "$1" >/dev/null; }
+
+# reaches SPACE ADDRESS; is_cut_off SPACE ADDRESS
+reaches() { in_space "$1" busybox ping -q -c 1 -W 2 "$2"; }
+is_cut_off() { ! in_space "$1" busybox ping -q -c 1 -W 1 "$2"; }
+
+# resolve SPACE NAME [SERVER]: the address of a name, as the router or another server tells it.
+resolve() { in_space "$1" busybox nslookup "$2" "${3:-192.168.1.1}" 2>/dev/null | awk '/^Name/ { found = 1 } found && /^Address/ { print $NF; exit }'; }
+
+# resolves SPACE NAME ADDRESS: clients ask again, as a server may have just come back.
+resolves() { test "$(resolve "$1" "$2")" = "$3"; }

@@ -8,6 +8,7 @@ import signal
 import subprocess
 import sys
 import time
+import traceback
 
 RUN = "/var/run/lab"
 os.environ["PATH"] = ":".join(
@@ -23,6 +24,13 @@ def log(text):
     """What the kernel or a program here cannot do; a story may ask for it."""
     with open("/var/log/lab/log", "a", encoding="utf-8") as file:
         file.write(text + "\n")
+
+
+def fail(kind, value, trace):
+    log("".join(traceback.format_exception(kind, value, trace)))
+
+
+sys.excepthook = fail
 
 
 def run(*arguments, **options):
