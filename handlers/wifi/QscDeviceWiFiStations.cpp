@@ -34,12 +34,13 @@ void read_row(const PackedRow& row, Column column, const Station& station, RowTe
         value.append(row.kind == Kind::kIPv4 ? station.ip_address : station.host_name);
         return;
     }
-    read_value(row, column, station.line, value);
     if (row.kind == Kind::kDateTime) {
         i64 seconds = -1;
-        (void)parse_whole(value.view(), seconds);
-        (void)value.assign(time_of(seconds).view());
+        (void)parse_whole(cell(station.line, column), seconds);
+        value.append(time_of(seconds).view());
+        return;
     }
+    read_value(row, column, station.line, value);
 }
 
 Stations stations_of(const RowCall& call)

@@ -38,33 +38,6 @@ set lldp X_QRN_TxInterval 10 by CLI"
     same "$(stored | grep -c interface)" 0
 }
 
-@test "the service follows the switch" {
-    qsc set $path X_QRN_TxInterval=10
-    qsc commit $path
-    while read -r enabled action steps; do
-        qsc set $path X_QRN_Enable="$enabled"
-        qsc commit $path
-        : >"$state/var/log/journal.txt"
-        qsc service $path "$action"
-        same "$(journal | sed 's/.*\///' | tr '\n' ';')" "$steps"
-    done <<'STEPS'
-1 start lldpd enable;lldpd restart;lldpcli configure lldp tx-interval 10;
-1 reload lldpd enable;lldpd restart;lldpcli configure lldp tx-interval 10;
-1 stop lldpd stop;lldpd disable;
-1 status lldpd status;
-0 restart lldpd stop;lldpd disable;
-0 start lldpd stop;lldpd disable;
-STEPS
-    # Newer scripts tell the daemon themselves.
-    echo "# lldp_tx_interval" >>"$state/etc/init.d/lldpd"
-    qsc set $path X_QRN_Enable=1 --apply
-    same "$(journal | tail -1)" "/etc/init.d/lldpd restart"
-    mkdir -p "$state/var/lib/sim/fail"
-    : >"$state/var/lib/sim/fail/lldpd"
-    run qsc service $path restart
-    same "$output" "qsc: service restart: $path: /etc/init.d/lldpd enable failed"
-}
-
 @test "neighbours are listed, whatever they call themselves" {
     same "$(qsc -q get $path X_QRN_List)" "[]"
     neighbours 2 'a \"quote\" \u001b[2J'
@@ -83,28 +56,4 @@ STEPS
     same "$(qsc -q get $path X_QRN_NeighborNumberOfEntries X_QRN_List | tr '\n' ' ')" "0 [] "
     rm "$state/usr/sbin/lldpcli"
     same "$(qsc -q get $path X_QRN_List)" "[]"
-}
-
-@test "what the daemon cannot take is refused, and nothing is written" {
-    while IFS='|' read -r name value sentence; do
-        run qsc set $path "$name=$value"
-        same "$status $output" "1 qsc: $path: $name: $sentence"
-    done <<'REFUSED'
-X_QRN_TxInterval|0|0 is not 1 to 3600
-X_QRN_TxInterval|3601|3601 is not 1 to 3600
-X_QRN_TxHold|101|101 is not 1 to 100
-X_QRN_Interfaces|Device.IP.Interface.2|there is no such interface
-X_QRN_Interfaces|Device.X_QRN_NetworkZone.9|there is no such interface
-X_QRN_Interfaces|Device.Ethernet.Interface.9|there is no such interface
-X_QRN_Interfaces|eth0;reboot|there is no such interface
-X_QRN_Interfaces|eth0,Device.Ethernet.Interface.1|an interface is named twice
-X_QRN_SystemDescription|a "quote"|it has a quote or a backslash
-X_QRN_SystemDescription|a\b|it has a quote or a backslash
-X_QRN_Enable|on|'on' is neither 0 nor 1
-X_QRN_List|[]|it cannot be set
-REFUSED
-    [ ! -s "$state/tmp/.uci/lldpd" ]
-    rm "$state/etc/config/lldpd"
-    run qsc set $path X_QRN_Enable=0
-    same "$status $output" "1 qsc: $path: X_QRN_Enable: lldpd is not installed"
 }

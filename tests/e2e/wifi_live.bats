@@ -63,37 +63,6 @@ survey_ended_before() { sed -i "1 s/ .*/ 0/" "$state/tmp/qrn_survey/result"; }
     [[ $(qsc -v get $ap.1.AssociatedDevice 2>&1) == *"[W] /usr/bin/qrnstainfo is not installed"* ]]
 }
 
-@test "an end point joins another network when it knows all that it needs" {
-    e=Device.WiFi.EndPoint.
-    same "$(qsc -q get $e | tr '\n' ';')" ";;1;;None;0;Disabled;;0;0;0;"
-    while IFS='|' read -r assignments sentence; do
-        # shellcheck disable=SC2086  # words
-        refused $e $assignments "$sentence"
-    done <<END
-Enable=1|Enable: an end point needs the name of a network
-Enable=1 X_QRN_SSID=Cafe X_QRN_ModeEnabled=WPA2-Personal|X_QRN_SSID: its mode needs a passphrase
-X_QRN_SSID=$(printf '%033d' 1)|X_QRN_SSID: it has 33 characters, not at most 32
-X_QRN_Radio=3|X_QRN_Radio: 3 is not 1 to 2
-X_QRN_BSSID=ff:ff:ff:ff:ff:ff|X_QRN_BSSID: 'ff:ff:ff:ff:ff:ff' is no MAC address of one device
-X_QRN_KeyPassphrase=short|X_QRN_KeyPassphrase: it has 5 characters, not 8 to 63
-X_QRN_KeyPassphrase=größere-Wörter|X_QRN_KeyPassphrase: it has characters that are not ASCII
-X_QRN_ModeEnabled=WPA2-Enterprise|X_QRN_ModeEnabled: 'WPA2-Enterprise' is not one of None|WPA-Personal|WPA2-Personal|WPA3-Personal|WPA-WPA2-Personal|WPA3-Personal-Transition|OWE
-END
-    qsc set $e Enable=1 X_QRN_SSID=Cafe X_QRN_ModeEnabled=WPA2-Personal X_QRN_KeyPassphrase=longenough X_QRN_Radio=2 --apply
-    same "$(sed -n "/endpoint/,\$ p" "$state/etc/config/mtkwireless" | tr -d "\t'" | grep . | tr '\n' ';')" \
-        "config endpoint endpoint;option ssid Cafe;option radio 2;option psk longenough;option auth WPA2-Personal;option enable 1;"
-    same "$(journal)" "/etc/init.d/wifi restart"
-    same "$(qsc -q get $e Status X_QRN_KeyPassphrase)" Error
-    mkdir -p "$state/var/lib/sim"
-    printf '%s\n' "INTERFACE MAC               DOWNLINK UPLINK RSSI" \
-        "apclix0   02:00:00:00:00:01 866700   6500   -57" >"$state/var/lib/sim/stations"
-    same "$(qsc -q get $e | tail -n 5 | tr '\n' ';')" "Enabled;;-57;866700;6500;"
-    run qsc set $e X_QRN_SSID=
-    same "$output" "qsc: $e: X_QRN_SSID: an end point needs the name of a network"
-    run grep -r longenough "$state/var/log"
-    same "$status" 1
-}
-
 @test "the mesh is set up, and its nodes are told" {
     m=Device.WiFi.MultiAP
     same "$(qsc -q get $m | tr '\n' ';')" "Controller;Home-Mesh;Auto;0;0;"
@@ -169,19 +138,4 @@ set site survey DiagnosticsState Requested by CLI"
     same "$(qsc -q get $survey | tr '\n' ';')" "1;None;[];"
     run qsc set $survey Radio=2
     same "$output" "qsc: $survey: Radio: /tmp/qrn_survey/radio cannot be written"
-}
-
-@test "names of neighbours stay names" {
-    mkdir -p "$state/var/lib/sim/survey"
-    {
-        echo "CHANNEL SSID                             BSSID             SIGNAL MODE SECURITY"
-        LC_ALL=C printf '1       %-33s02:00:5e:00:53:b1 -1     ax   OWE\n' '"}],[{\' $'\xc3(\xff'
-    } >"$state/var/lib/sim/survey/table"
-    qsc set $survey DiagnosticsState=Requested
-    list=$(qsc request $survey get <<<'{"X_QRN_List":{}}')
-    python3 - "$list" <<'END'
-import json, sys
-rows = json.loads(json.loads(sys.argv[1])["X_QRN_List"]["ParamValue"])
-assert [row["SSID"] for row in rows] == ['"}],[{\\', "\ufffd(\ufffd"], rows
-END
 }

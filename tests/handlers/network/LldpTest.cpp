@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // LLDP and RIP: what is told to the daemons' scripts, and what neighbours call themselves.
-#include "support/DeviceTest.h"
+#include "support/EffectTest.h"
 
 using namespace test;
 
@@ -10,7 +10,7 @@ namespace
 const std::string kLldp = "Device.LLDP";
 const std::string kRip = "Device.Routing.Rip.InterfaceSetting.1";
 
-class Daemons : public DeviceTest
+class Daemons : public EffectTest
 {
   protected:
     void SetUp() override
@@ -103,6 +103,14 @@ TEST_F(Daemons, InterfacesAreToldByTheirPaths)
             EXPECT_EQ(values(kLldp, "X_QRN_Interfaces"), std::string{"\""} + words + "\"");
         }
     }
+    EXPECT_EQ(
+        values(kLldp, "X_QRN_TxInterval X_QRN_TxHold X_QRN_ReceiveOnly X_QRN_SystemDescription X_QRN_Enable"),
+        "30 4 0 \"\" 1");
+    EXPECT_EQ(effect("lldpd", kLldp,
+                     "X_QRN_Interfaces=eth0,!wlan* X_QRN_TxInterval=10 X_QRN_TxHold=3 X_QRN_ReceiveOnly=1 "
+                     "X_QRN_SystemDescription=Hall X_QRN_Enable=0"),
+              "+lldpd: lldpd config interface=eth0 interface=!wlan* lldp_tx_interval=10 lldp_tx_hold=3 "
+              "readonly_mode=1 lldp_description=Hall enabled=0");
     const char* const others[][2] = {
         {"X_QRN_TxInterval=0", "X_QRN_TxInterval: 0 is not 1 to 3600"},
         {"X_QRN_TxInterval=3600", ""},
@@ -113,6 +121,47 @@ TEST_F(Daemons, InterfacesAreToldByTheirPaths)
     };
     for (const auto& [words, sentence] : others) {
         EXPECT_EQ(change(kLldp, words), sentence);
+    }
+}
+
+TEST_F(Daemons, TheScriptFollowsTheSwitchAndTheDaemonHearsWhatItLeavesOut)
+{
+    const FakeFolder run{"/var/run"};
+    FakeFolder::put("/var/run/lldpd.socket", "");
+    outside().programs = {{"/etc/init.d/lldpd", "exit 0"}, {"lldpcli", "[ $4 != tx-hold ]"}};
+    const auto serve = [](const std::string& action) {
+        (void)steps();
+        const Answer answer = send(kLldp, kService, R"({"action":")" + action + "\"}");
+        std::string all = answer.code == 0 ? "" : "code " + std::to_string(answer.code);
+        for (const std::string& step : steps()) {
+            all += step.starts_with("run ") ? step.substr(step.rfind('/') + 1) + ";" : "";
+        }
+        return all;
+    };
+    constexpr const char* kTold = "lldpd enable;lldpd restart;run lldpcli configure lldp tx-interval 10;"
+                                  "run lldpcli configure lldp tx-hold 3;";
+    const char* const cases[][3] = {
+        {"", "start", kTold},
+        {"1", "restart", kTold},
+        {"on", "reload", kTold},
+        {"1", "stop", "lldpd stop;lldpd disable;"},
+        {"1", "status", "lldpd status;"},
+        {"0", "restart", "lldpd stop;lldpd disable;"},
+        {"0", "status", "lldpd stop;lldpd disable;"},
+    };
+    for (const auto& [enabled, action, wanted] : cases) {
+        put("lldpd", std::string{"config lldpd 'config'\n\toption enabled '"} + enabled +
+                         "'\n\toption lldp_tx_interval '10'\n\toption lldp_tx_hold '3'\n");
+        EXPECT_EQ(serve(action), wanted) << enabled << action;
+    }
+    put("lldpd", "config lldpd 'config'\n");
+    EXPECT_EQ(serve("start"), "lldpd enable;lldpd restart;");
+    put("lldpd", "config lldpd 'config'\n\toption lldp_tx_interval '10'\n");
+    FakeFolder::put("/etc/init.d/lldpd", "# knows lldp_tx_interval\n");
+    EXPECT_EQ(serve("start"), "lldpd enable;lldpd restart;");
+    for (const char* failing : {"enable", "restart"}) {
+        outside().programs["/etc/init.d/lldpd"] = std::string{"[ $1 != "} + failing + " ]";
+        EXPECT_EQ(serve("start").substr(0, 7), "code 14") << failing;
     }
 }
 

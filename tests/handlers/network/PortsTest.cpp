@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The Ethernet ports, and the MAC address that the interface to the provider may have instead of its own.
-#include "support/DeviceTest.h"
+#include "support/EffectTest.h"
 
 using namespace test;
 
@@ -12,7 +12,7 @@ const std::string kCustom = "Device.Ethernet.X_QRN_Custommac.";
 constexpr const char* kInterfaces = "config interface 'lan'\n\toption device 'br-lan'\n"
                                     "config interface 'wan'\n\toption device 'eth2.7'\n";
 
-class Ports : public DeviceTest
+class Ports : public EffectTest
 {
   protected:
     void SetUp() override
@@ -134,7 +134,7 @@ TEST_F(Ports, SettingsStandInTheSectionOfTheDevice)
     };
     for (const auto& one : cases) {
         store(one.before);
-        EXPECT_EQ(change(kPorts + "1", one.words), "") << one.words;
+        (void)effect("network", kPorts + "1", one.words);
         EXPECT_EQ(stored(), one.after) << one.words;
     }
     add("usb-eth0.x", "device/x");
@@ -198,7 +198,7 @@ TEST_F(Ports, AnotherMacAddressIsUsedOrWaits)
     for (const auto& one : cases) {
         SCOPED_TRACE(std::string{one.before} + one.words);
         store(one.before);
-        EXPECT_EQ(change(kCustom, one.words), "");
+        (void)effect("network", kCustom, one.words);
         EXPECT_EQ(values(kCustom, "MACAddress Enable"), one.answers);
         EXPECT_EQ(stored(), one.after);
     }
@@ -213,5 +213,20 @@ TEST_F(Ports, AnotherMacAddressIsUsedOrWaits)
         store("");
         EXPECT_EQ(change(kCustom, words), sentence);
         EXPECT_EQ(read_file("/tmp/.uci/network").empty(), *sentence != '\0');
+    }
+}
+
+TEST_F(Ports, TheAddressFromTheFactoryIsTheBootLoaders)
+{
+    const char* const cases[][3] = {
+        {"02:00:5e:00:00:0a", "02:00:5e:00:00:01", "\"02:00:5E:00:00:0A\""},
+        {"none", "02:00:5e:00:ff:ff", "\"02:00:5E:01:00:00\""},
+        {"none", "02:ff:ff:ff:ff:ff", "\"02:FF:FF:00:00:00\""},
+        {"none", "none", "\"\""},
+    };
+    for (const auto& [wan, own, factory] : cases) {
+        outside().programs["fw_printenv"] =
+            std::string{"[ $2 = wanaddr ] && echo "} + wan + " || echo " + own;
+        EXPECT_EQ(values(kCustom, "FactoryMACAddress"), factory) << wan << own;
     }
 }

@@ -11,7 +11,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include "support/DeviceTest.h"
+#include "support/EffectTest.h"
 
 using namespace test;
 
@@ -28,7 +28,7 @@ constexpr const char* kTwo =
     "\toption netmask '255.255.0.0'\n\toption interface 'wan'\n\toption metric '7'\n"
     "\toption disabled '1'\n\toption qrn_index '1'\n";
 
-class Routing : public DeviceTest
+class Routing : public EffectTest
 {
   protected:
     static void store(const std::string& routes)
@@ -81,7 +81,7 @@ TEST_F(Routing, RoutesAreAnsweredAndStoredWithWhatTheyNeed)
     };
     for (const auto& one : cases) {
         store("");
-        EXPECT_EQ(change(kRoutes + "1", std::string{"X_QRN_Add=1 "} + one.words), "");
+        (void)effect("network", kRoutes + "1", std::string{"X_QRN_Add=1 "} + one.words);
         EXPECT_EQ(stored(), one.stored) << one.words;
     }
     EXPECT_EQ(change(kRoutes + "1", "Interface= GatewayIPAddress=192.168.1.9"), "");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The interface to the provider: what is configured beside what is live, what waits, and what cannot be.
-#include "support/DeviceTest.h"
+#include "support/EffectTest.h"
 
 using namespace test;
 
@@ -20,7 +20,7 @@ constexpr const char* kLiveSix = R"({"up":true,"ipv6-address":[{"address":"2001:
     "ipv6-prefix":[{"address":"2001:db8:100::","mask":56}],"dns-server":["2001:db8::54"],
     "route":[{"target":"2001:db8::","mask":0,"nexthop":"fe80::9"},{"target":"::","mask":0,"nexthop":"fe80::1"}]})";
 
-class Wan : public DeviceTest
+class Wan : public EffectTest
 {
   protected:
     void SetUp() override
@@ -66,10 +66,8 @@ class Wan : public DeviceTest
     {
         SCOPED_TRACE(std::string{one.before} + ": " + one.words);
         store(one.before);
-        const std::string_view after = one.after;
-        const bool is_refused = after.starts_with('!');
-        EXPECT_EQ(change(one.path, one.words), is_refused ? after.substr(1) : "");
-        EXPECT_EQ(is_refused ? read_file("/tmp/.uci/network") : stored(), is_refused ? "" : after);
+        const std::string made = effect("network", one.path, one.words);
+        EXPECT_EQ(made.starts_with('!') ? made : stored(), one.after);
     }
 };
 
@@ -109,6 +107,26 @@ TEST_F(Wan, WhatIsLiveIsAnsweredUnlessItIsFixed)
     EXPECT_EQ(steps(), Lines{});
 }
 
+TEST_F(Wan, TheStateIsToldInFewWords)
+{
+    const FakeFolder net{"/sys/class/net"};
+    const char* const cases[][3] = {
+        {R"({"up":true,"pending":true})", "0", "Up"},
+        {R"({"up":false,"available":false})", "0", "NotPresent"},
+        {R"({"pending":true})", "1", "NotPresent"},
+        {R"({"available":true,"pending":true,"errors":[{}]})", "0", "LowerLayerDown"},
+        {R"({"available":true,"pending":true})", "1", "Dormant"},
+        {R"({"available":true,"pending":true,"errors":[{}]})", "1", "Error"},
+        {R"({"available":true,"pending":false})", "", "Down"},
+        {"nonsense", "1", "Unknown"},
+    };
+    for (const auto& [says, carrier, word] : cases) {
+        answer(says, says);
+        FakeFolder::put("/sys/class/net/eth1/carrier", std::string{carrier} + "\n");
+        EXPECT_EQ(values(kWan, "Status Type"), std::string{"\""} + word + "\" \"Normal\"") << says;
+    }
+}
+
 TEST_F(Wan, TheKernelIsAskedWhereTheDaemonSaysNothing)
 {
     answer("", "");
@@ -146,6 +164,16 @@ TEST_F(Wan, SetsAreStoredWhereTheyCountOrWait)
          "option proto 'pppoe'; option mtu '1492'; option username 'a'"},
         {kWan, "\toption proto 'dhcp'\nconfig device 'port'\n\toption name 'eth1'\n", "MaxMTUSize=1400",
          "option proto 'dhcp'; config device 'port'; option name 'eth1'; option mtu '1400'"},
+        {kWan, "\toption proto 'dhcp'\nconfig device 'port'\n\toption name 'eth1'\n\toption mtu '1480'\n",
+         "MaxMTUSize=1480",
+         "option proto 'dhcp'; config device 'port'; option name 'eth1'; option mtu '1480'"},
+        {kWan,
+         "\toption proto 'pppoe'\n\toption username 'a'\nconfig device 'port'\n\toption name 'eth1'\n"
+         "\toption mtu '1480'\n",
+         "MaxMTUSize=1400",
+         "option proto 'pppoe'; option username 'a'; option mtu '1400'; config device 'port'; option name "
+         "'eth1'; "
+         "option mtu '1480'"},
         {kSix, "\toption proto 'dhcp'\n", "IPv6Enable=0 X_QRN_AddressingType=DHCPv6 X_QRN_PrefixRequest=auto",
          "option proto 'dhcp'"},
         {kSix, "\toption proto 'dhcp'\n", "X_QRN_PrefixRequest=48",
@@ -267,6 +295,18 @@ TEST_F(Wan, ServersAreThoseOfTheInterfacesOrOnesOwn)
          "option proto 'dhcp'; list qrn_dns '1.1.1.1'; list qrn_dns '9.9.9.9'"},
         {kWanted, "\toption proto 'dhcp'\n\toption dns '1.1.1.1'\n", "Enable=0",
          "option proto 'dhcp'; option dns '1.1.1.1'; list qrn_dns '1.1.1.1'"},
+        // Without an interface of its own, IPv6 leaves all to the other one.
+        {kWanted, "\toption proto 'dhcp'\n", "DNSServer1=9.9.9.9 DNSServer2=2001:db8::9 Enable=1",
+         "option proto 'dhcp'; list qrn_dns '9.9.9.9'; list qrn_dns '2001:db8::9'; list dns '9.9.9.9'; "
+         "list dns '2001:db8::9'; option peerdns '0'"},
+        {kWanted,
+         "\toption proto 'dhcp'\n\toption peerdns '0'\n\toption dns '1.1.1.1 1.0.0.1'\n\tlist qrn_dns "
+         "'9.9.9.9'\n",
+         "DNSServer2=9.9.9.10",
+         "option proto 'dhcp'; option peerdns '0'; list qrn_dns '1.1.1.1'; list qrn_dns '9.9.9.10'; "
+         "list dns '1.1.1.1'; list dns '9.9.9.10'"},
+        {kWanted, kBoth,
+         "DNSServer1=", "option proto 'dhcp'; config interface 'wan6'; option proto 'dhcpv6'"},
         {kWanted, kBoth, "Enable=1", "!Enable: it needs a server"},
         {kWanted, kBoth, "DNSServer1=9.9.9.9 DNSServer2=9.9.9.9", "!DNSServer1: both servers are the same"},
         {kWanted, kBoth, "DNSServer1=192.168.1.1", "!DNSServer1: it is the router itself"},

@@ -235,3 +235,22 @@ TEST_F(Status, LedsGoDarkAndShineAgain)
     EXPECT_EQ(steps(), (Lines{"run /etc/init.d/led restart", "sync"}));
     EXPECT_EQ(read_file("/sys/class/leds/red:power/trigger"), "default-on");
 }
+
+TEST_F(Status, ALinkOfAPortHasChangedSinceItsCountHas)
+{
+    const FakeFolder net{"/sys/class/net"};
+    const auto after = [](const char* port, const char* changes) {
+        FakeFolder::put(std::string{"/sys/class/net/eth"} + port + "/type", "1\n");
+        FakeFolder::put(std::string{"/sys/class/net/eth"} + port + "/device/x", "");
+        FakeFolder::put(std::string{"/sys/class/net/eth"} + port + "/carrier_changes", changes);
+        return values(std::string{"Device.Ethernet.Interface."} + port, "LastChange");
+    };
+    pass(5000);
+    const std::string since_start = std::to_string(g_now_ms / 1000);
+    EXPECT_EQ(after("1", "3\n"), since_start);
+    EXPECT_EQ(after("1", "4\n"), "0");
+    EXPECT_EQ(after("2", "3\n"), since_start);
+    pass(2999);
+    EXPECT_EQ(after("1", "4\n"), "2");
+    EXPECT_EQ(after("1", ""), "0");
+}

@@ -225,6 +225,9 @@ TEST_F(AccessPoint, PairsOnlyWhereItsModeTakesIt)
     }
     set(kAp + "1.Security", "KeyPassphrase=longenough ModeEnabled=WPA2-Personal");
     set(path, "Enable=1 ConfigMethodsEnabled=PIN");
+    set(kAp + "2.Security", "KeyPassphrase=longenough ModeEnabled=WPA2-Personal");
+    refuse(kAp + "2.WPS", "Enable=1 ConfigMethodsEnabled=PIN",
+           "ConfigMethodsEnabled: the method PIN needs a PIN");
     EXPECT_EQ(values(path, "Status PIN X_QRN_PushButton"), R"("Configured" "" 0)");
     refuse(path, "X_QRN_PushButton=1", "X_QRN_PushButton: the method PushButton is not enabled");
     set(path, "ConfigMethodsEnabled=PushButton,PIN X_QRN_PushButton=0");
