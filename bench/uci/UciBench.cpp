@@ -8,6 +8,9 @@
 //                      one load
 //   staged_set         one staged set, against the baseline's set and save
 //   parse_400          reading a package of 400 options for the first time, against the baseline's load
+//   thousand_sets      a thousand sets in an overlay and the file's replacement, against one set and its
+//   commit
+//                      of a package that is read for it
 //   large_read         one cached read of a package of 10,000 options, against one of 40 options
 // The baseline is libuci where the build found it, else the built-in parser.
 #include <array>
@@ -124,6 +127,28 @@ void cached(benchmark::State& state, const char* key)
     }
 }
 
+std::string next_value()
+{
+    static int count = 0;
+    return "changed " + std::to_string(++count);
+}
+
+uint32_t set_a_thousand()
+{
+    std::array<char, 4096> before{};
+    std::array<char, 4096> after{};
+    const std::string value = next_value();
+    uint32_t code = QrnUci_BeginOverlay("/tmp/overlay");
+    for (int i = 0; i < 1000; ++i) {
+        const std::string key = "staged.s0.option" + std::to_string(i % 40);
+        code |= QrnUci_SetNewString(key.c_str(), (value + std::to_string(i)).c_str(), 0, 1);
+    }
+    code |= QrnUci_ReadPackageBefore("staged", before.data(), before.size(), nullptr);
+    code |= QrnUci_ReadPackage("staged", after.data(), after.size(), nullptr);
+    code |= QrnUci_EndOverlay();
+    return code | QrnUci_ReplacePackage("staged", before.data(), after.data());
+}
+
 void register_all()
 {
     static const std::string small = package_text(1, 40);
@@ -185,6 +210,25 @@ void register_all()
             QrnUci_SetNewString("staged.s0.option3", "changed", 0, 1);
         }
     });
+    benchmark::RegisterBenchmark("one_set", [](State& state) {
+        for (auto _ : state) {
+            const std::string value = next_value();
+            QrnUci_Close();
+            benchmark::DoNotOptimize(QrnUci_SetNewString("staged.s0.option3", value.c_str(), 0, 1) |
+                                     QrnUci_CommitPackage("staged"));
+        }
+    });
+    benchmark::RegisterBenchmark("thousand_sets", [](State& state) {
+        for (auto _ : state) {
+            state.PauseTiming();
+            std::filesystem::remove_all("/tmp/overlay");
+            QrnUci_Close();
+            state.ResumeTiming();
+            if (set_a_thousand() != 0) {
+                state.SkipWithError("the sets failed");
+            }
+        }
+    });
 #ifdef QSC_BASELINE_LIBUCI
     benchmark::RegisterBenchmark("set_baseline", [](State& state) {
         for (auto _ : state) {
@@ -218,6 +262,7 @@ int main(int count, char** arguments)
         {"reads_after_commit", "eleven_after_commit", "load_after_commit", kBaseline, 1.2, note},
         {"staged_set", "set", "set_baseline", "libuci's set and save", 1.5},
         {"parse_400", "first_400", "load_400", kBaseline, 1.1, note},
+        {"thousand_sets", "thousand_sets", "one_set", "one set and its commit", 2},
         {"large_read", "cached_large", "cached", "a read of a package of 40 options", 1.5},
     };
     return bench::run(count, arguments, ratios);

@@ -1,5 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // What differs between two texts of a package.
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <random>
 #include <sstream>
 
@@ -28,6 +32,41 @@ std::string compare(const char* before, const char* after)
     std::ostringstream out;
     const uint32_t code = QrnUci_ComparePackages(before, after, note, &out);
     return code == 0 ? out.str() : "code " + std::to_string(code);
+}
+
+/// Differences checked against an overlay that holds the text after.
+struct Checked {
+    int added = 0; ///< less what was deleted
+    std::string wrong;
+};
+
+uint32_t check(const Qrn_UciDifference* difference, void* context)
+{
+    auto& checked = *static_cast<Checked*>(context);
+    checked.added += difference->kind == QRN_UCI_ADDED ? 1 : difference->kind == QRN_UCI_DELETED ? -1 : 0;
+    std::string key = std::string{"p."} + difference->section;
+    key += *difference->option != '\0' ? std::string{"."} + difference->option : "";
+    std::array<char, 256> value{};
+    uint32_t position = 0;
+    uint32_t code = 0;
+    switch (difference->kind) {
+    case QRN_UCI_DELETED:
+        return 0;
+    case QRN_UCI_MOVED:
+        code = QrnUci_GetSectionPosition(key.c_str(), &position);
+        (void)std::snprintf(value.data(), value.size(), "%u", position);
+        break;
+    case QRN_UCI_RENAMED:
+        code = QrnUci_GetSectionName(key.c_str(), value.data(), value.size());
+        break;
+    default:
+        code = QrnUci_GetString(key.c_str(), value.data(), value.size());
+        break;
+    }
+    if (code != 0 || std::strcmp(value.data(), difference->new_value) != 0) {
+        checked.wrong += key + " is " + value.data() + ", not " + difference->new_value + "\n";
+    }
+    return 0;
 }
 
 } // namespace
@@ -84,6 +123,50 @@ TEST(Compare, TellsWhatTheTextsSayNotHowTheyAreWritten)
     };
     for (const auto& [what, before, after, expected] : cases) {
         EXPECT_EQ(compare(before, after), expected) << what;
+    }
+}
+
+using CompareRandomly = UciTest;
+
+TEST_F(CompareRandomly, EveryDifferenceIsTrueAndNothingComesOrGoesUntold)
+{
+    std::mt19937 random{20261122};
+    const auto below = [&](unsigned limit) { return static_cast<int>(random() % limit); };
+    const auto type = [&] { return std::string(below(2) == 0 ? "u" : "v"); };
+    const auto section = [&] { return "p.@" + type() + "[" + std::to_string(below(4)) + "]"; };
+    for (int round = 0; round < 300; ++round) {
+        SetUp();
+        std::filesystem::remove_all("/tmp/overlay");
+        std::string before;
+        for (int i = below(8); i >= 0; --i) {
+            before += "config " + type() + (below(2) == 0 ? "" : " n" + std::to_string(i)) + "\n";
+            for (int option = below(4); option > 0; --option) {
+                before += "\toption o" + std::to_string(option) + " " + std::to_string(below(3)) + "\n";
+            }
+        }
+        put_config("p", before);
+        ASSERT_EQ(QrnUci_BeginOverlay("/tmp/overlay"), 0u);
+        for (int change = below(6); change > 0; --change) { // of what is not there there is none
+            const std::string key = section();
+            const std::string option = key + ".o" + std::to_string(below(4));
+            const int kind = below(6);
+            (void)(kind == 0   ? QrnUci_DeleteSection(key.c_str())
+                   : kind == 1 ? QrnUci_MoveSection(key.c_str(), static_cast<uint32_t>(below(8)))
+                   : kind == 2 ? QrnUci_RenameSection(key.c_str(), ("r" + std::to_string(below(3))).c_str())
+                   : kind == 3 ? QrnUci_AddSection("p", "u", nullptr, nullptr, 0)
+                   : kind == 4 ? QrnUci_SetListItem(option.c_str(), 1, "x")
+                               : set(option, below(3) == 0 ? "" : "new"));
+        }
+        std::array<char, 4096> after{};
+        ASSERT_EQ(QrnUci_ReadPackage("p", after.data(), after.size(), nullptr), 0u);
+        Checked checked;
+        Checked all;
+        EXPECT_EQ(QrnUci_ComparePackages(before.c_str(), after.data(), check, &checked), 0u);
+        EXPECT_EQ(QrnUci_ComparePackages(nullptr, after.data(), check, &all), 0u);
+        EXPECT_EQ(QrnUci_ComparePackages(before.c_str(), nullptr, check, &all), 0u);
+        ASSERT_EQ(QrnUci_EndOverlay(), 0u);
+        ASSERT_EQ(checked.wrong + all.wrong, "") << before << "----\n" << after.data();
+        ASSERT_EQ(checked.added, all.added) << before << "----\n" << after.data();
     }
 }
 

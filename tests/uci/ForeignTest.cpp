@@ -175,8 +175,9 @@ class ProcessesBesideTheTool : public UciTest, public testing::WithParamInterfac
         int lost = 0;
         for (int i = 1; i <= count; ++i) {
             const std::string value = std::to_string(i);
-            if (QrnUci_SetNewString(key.c_str(), value.c_str(), 0, 1) != 0 ||
-                QrnUci_CommitPackage("p") != 0) {
+            const uint32_t code = i % 3 == 0 ? replace_value(key, value.c_str())
+                                             : set(key, value.c_str()) | QrnUci_CommitPackage("p");
+            if (code != 0) {
                 return 255;
             }
             usleep(static_cast<useconds_t>(i % 4) * 300);

@@ -2,6 +2,7 @@
 #include "uci/PrivateFolders.h"
 
 #include <array>
+#include <cerrno>
 #include <filesystem>
 
 #include <sched.h>
@@ -80,6 +81,23 @@ std::string UciTest::config(const std::string& package)
 std::string UciTest::staged(const std::string& package)
 {
     return read_file("/tmp/.uci/" + package);
+}
+
+uint32_t UciTest::replace_value(const std::string& key, const char* value)
+{
+    const std::string folder = "/tmp/overlay" + std::to_string(getpid());
+    std::array<char, 8192> before{};
+    std::array<char, 8192> after{};
+    uint32_t code = EAGAIN;
+    while (code == EAGAIN) {
+        code = QrnUci_BeginOverlay(folder.c_str());
+        code |= set(key, value);
+        code |= QrnUci_ReadPackageBefore("p", before.data(), before.size(), nullptr);
+        code |= QrnUci_ReadPackage("p", after.data(), after.size(), nullptr);
+        code |= QrnUci_EndOverlay();
+        code = code != 0 ? code : QrnUci_ReplacePackage("p", before.data(), after.data());
+    }
+    return code;
 }
 
 long UciTest::open_descriptors()

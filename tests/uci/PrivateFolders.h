@@ -25,6 +25,8 @@ class UciTest : public testing::Test
     static std::string item(const std::string& key, uint32_t index);
     static std::string config(const std::string& package);
     static std::string staged(const std::string& package);
+    /// Sets an option of package "p" in an overlay and replaces the file, until nobody has been faster.
+    static uint32_t replace_value(const std::string& key, const char* value);
     static long open_descriptors();
     static void put_config(const std::string& package, const std::string& text);
     static void put_staged(const std::string& package, const std::string& text);

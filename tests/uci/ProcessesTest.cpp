@@ -83,27 +83,10 @@ TEST_F(Processes, NoReplacementTakesAwayWhatOthersHaveCommittedMeanwhile)
     // Half of them commit, the others replace what they have seen.
     run_processes(4, [&](int writer) {
         const std::string key = "p.s.o" + std::to_string(writer);
-        const std::string folder = "/tmp/overlay" + std::to_string(writer);
-        std::array<char, 1024> before{};
-        std::array<char, 1024> after{};
         for (int i = 1; i <= changes; ++i) {
             const std::string value = std::to_string(i);
-            if (writer % 2 == 0) {
-                if (QrnUci_SetNewString(key.c_str(), value.c_str(), 0, 1) != 0 ||
-                    QrnUci_CommitPackage("p") != 0) {
-                    return false;
-                }
-                continue;
-            }
-            uint32_t code = 11;
-            while (code == 11) {
-                code = QrnUci_BeginOverlay(folder.c_str());
-                code |= QrnUci_SetNewString(key.c_str(), value.c_str(), 0, 1);
-                code |= QrnUci_ReadPackageBefore("p", before.data(), before.size(), nullptr);
-                code |= QrnUci_ReadPackage("p", after.data(), after.size(), nullptr);
-                code |= QrnUci_EndOverlay();
-                code = code != 0 ? code : QrnUci_ReplacePackage("p", before.data(), after.data());
-            }
+            const uint32_t code = writer % 2 == 0 ? set(key, value.c_str()) | QrnUci_CommitPackage("p")
+                                                  : replace_value(key, value.c_str());
             if (code != 0) {
                 return false;
             }

@@ -154,6 +154,27 @@ TEST_F(Replace, ThatFailsIsACodeAndALineAndChangesNothing)
     }
 }
 
+TEST_F(Replace, OnAFullDeviceChangesNothingUntilThereIsRoom)
+{
+    if (std::system("mount -t tmpfs -o size=12k none /etc/config") != 0) {
+        GTEST_SKIP() << "no small file system here";
+    }
+    const std::string large = std::string{kNew} + std::string(9000, '#') + "\n";
+    for (const char* const before : {kOld, static_cast<const char*>(nullptr)}) {
+        std::filesystem::remove("/etc/config/p");
+        if (before != nullptr) {
+            put_config("p", before);
+        }
+        put_config("ballast", std::string(4096, 'b'));
+        EXPECT_EQ(QrnUci_ReplacePackage("p", before, large.c_str()), 14u);
+        EXPECT_EQ(config("p"), before != nullptr ? before : "");
+        EXPECT_EQ(std::distance(std::filesystem::directory_iterator{"/etc/config"}, {}),
+                  before != nullptr ? 2 : 1);
+        std::filesystem::remove("/etc/config/ballast");
+        EXPECT_EQ(QrnUci_ReplacePackage("p", before, kNew), 0u);
+    }
+}
+
 TEST_F(Replace, IsOnTheStorageWhenItIsAcknowledged)
 {
     put_config("p", kOld);
