@@ -154,9 +154,9 @@ u32 give(Plan& plan, json_object** report)
     return 0;
 }
 
-/// Begins, adds the changes, and ends as use(session, plan) does.
-template <typename Use>
-u32 in_one_call(json_object* changes, json_object* options, json_object** report, Use use)
+/// Begins, adds what is to be changed, and ends as use(session, plan) does.
+template <typename Add, typename Use>
+u32 in_one_call(json_object* options, json_object** report, Add add, Use use)
 {
     forget_refusal();
     if (report != nullptr) {
@@ -165,14 +165,42 @@ u32 in_one_call(json_object* changes, json_object* options, json_object** report
     const SessionRef session = new_session();
     u32 code = session != nullptr ? begin(*session, options) : u32{ENOMEM};
     if (code == 0) {
-        code = in_overlay(*session, [&] { return add_changes(*session, changes); });
         Plan plan;
+        code = add(*session, plan);
         code = code != 0 ? code : use(*session, plan);
         remove_overlay();
         (void)give(plan, report);
     }
     if (code != 0) {
         name_refusal("apply", nullptr, code);
+    }
+    return code;
+}
+
+/// The changes as the exported functions take them.
+auto adding(json_object* changes)
+{
+    return [changes](Session& session, Plan&) {
+        return in_overlay(session, [&] { return add_changes(session, changes); });
+    };
+}
+
+/// Makes the session one that takes an earlier apply back; where others have gone on from it, the report
+/// lists that.
+u32 add_rollback(Session& session, Plan& plan, const char* id)
+{
+    const JsonRef undo = read_undo(id);
+    u32 code = undo != nullptr && session.undoes.assign(id)
+                   ? fill_rollback(session, undo.get())
+                   : refuse(EFAULT,
+                            "there is nothing to take back of %s: it is too old, has not been made, or has "
+                            "changed nothing that is kept",
+                            id);
+    if (session.code != 0) {
+        plan.report.reset(json_object_new_object());
+        (void)put_text(plan.report.get(), "id", session.id.view());
+        report_result(session, plan.report.get(), nullptr, code);
+        say_refused(session, code);
     }
     return code;
 }
@@ -268,12 +296,21 @@ uint32_t QSysCmdHal_AbortApply(void)
 
 uint32_t QSysCmdHal_Plan(json_object* changes, json_object* options, json_object** plan)
 {
-    return plan == nullptr ? u32{EINVAL} : in_one_call(changes, options, plan, plan_only);
+    return plan == nullptr ? u32{EINVAL} : in_one_call(options, plan, adding(changes), plan_only);
 }
 
 uint32_t QSysCmdHal_Apply(json_object* changes, json_object* options, json_object** report)
 {
-    return in_one_call(changes, options, report, end);
+    return in_one_call(options, report, adding(changes), end);
+}
+
+uint32_t QSysCmdHal_Rollback(const char* id, json_object* options, json_object** report)
+{
+    return id == nullptr
+               ? u32{EINVAL}
+               : in_one_call(
+                     options, report,
+                     [id](Session& session, Plan& plan) { return add_rollback(session, plan, id); }, end);
 }
 
 uint32_t QSysCmdHal_RecoverApply(void)

@@ -39,6 +39,9 @@ struct Session {
     JsonRef services;
     JsonRef chosen;  ///< those of the services that were asked for
     JsonRef changes; ///< of the plan
+    JsonRef
+        given; ///< texts that are put in place, instead of what sets come to; the "before" is what is there
+    Text<64> undoes; ///< the apply that this one takes back
     JsonRef refused;
     u32 code = 0;                ///< of the first refusal
     json_object* runs = nullptr; ///< init scripts that are still to be run, while services are
@@ -110,6 +113,8 @@ struct Plan {
     JsonRef packages; ///< those that differ, by their names
 };
 [[nodiscard]] u32 make_plan(Session& session, Plan& plan);
+/// The text of a package's file; null in `text`: there is none.
+[[nodiscard]] u32 read_package(const char* name, JsonRef& text);
 
 // Services.cpp
 /// Has the services note what they would do: [{"path", "commands"}].
@@ -164,6 +169,17 @@ void release_space();
 [[nodiscard]] u32 keep_checkpoint(const Session& session, json_object* report, json_object* texts);
 /// The apply has ended, with the report's result.
 void end_checkpoint(const Session& session, json_object* report);
+
+// Rollback.cpp
+/// Makes a new session one that takes back what `undo` is from. EAGAIN: others have gone on from there, which
+/// the session's refusals list.
+[[nodiscard]] u32 fill_rollback(Session& session, json_object* undo);
+
+// Undo.cpp
+/// Keeps what undoes an apply that has been made, with those of the applies before it.
+void keep_undo(const Session& session, json_object* texts);
+/// What undoes the newest apply of that id; null: it is not kept.
+[[nodiscard]] JsonRef read_undo(std::string_view id);
 
 // Journal.cpp
 /// Records an apply that has ended, with the report's result, and keeps its texts for undoing it.

@@ -18,6 +18,7 @@
 #include "base/ProcessLock.h"
 #include "base/SafeFile.h"
 #include "base/Text.h"
+#include "base/Utf8.h"
 #include "include/qsc_journal.h"
 #include "log/Log.h"
 
@@ -50,6 +51,34 @@ const char* line_of(json_object* entry)
     return json_object_to_json_string_ext(entry, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
 }
 
+/// Cuts the long values in a list of changes or differences. False: no memory.
+bool cut_values(json_object* list)
+{
+    constexpr std::size_t kLongest = 1024;
+    constexpr const char* kValues[] = {"old", "new"};
+    const std::size_t count =
+        json_object_is_type(list, json_type_array) != 0 ? json_object_array_length(list) : 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        for (const char* const name : kValues) {
+            json_object* const each = json_object_array_get_idx(list, i);
+            json_object* value = nullptr;
+            if (!find_member(each, name, value)) {
+                continue;
+            }
+            const bool is_text = json_object_is_type(value, json_type_string) != 0;
+            const std::string_view text{is_text ? json_object_get_string(value) : or_empty(line_of(value))};
+            if (text.size() > kLongest) {
+                Text<kLongest + 4> cut;
+                cut.append({text.data(), size_of_whole_characters({text.data(), kLongest})}).append("...");
+                if (add_member(each, name, json_object_new_string(cut.c_str())) != 0) {
+                    return false;
+                }
+            }
+        }
+    }
+    return true;
+}
+
 bool is_too_long(const char* line)
 {
     return std::strlen(line) > kEntrySize;
@@ -59,6 +88,12 @@ bool is_too_long(const char* line)
 const char* shortened_line(json_object* entry)
 {
     constexpr const char* kLists[] = {"changes", "configuration"};
+    for (const char* name : kLists) {
+        json_object* list = nullptr;
+        if (find_member(entry, name, list) && !cut_values(list)) {
+            return nullptr;
+        }
+    }
     const char* line = line_of(entry);
     while (line != nullptr && is_too_long(line)) {
         json_object* longest = nullptr;

@@ -182,19 +182,15 @@ u32 add_difference(const Qrn_UciDifference* difference, void* context)
     return code != 0 ? code : append_to(differences.all, entry.release());
 }
 
-u32 add_package(const Session& session, Plan& plan, const char* name, json_object* configuration)
+u32 add_texts(const Session& session, Plan& plan, const char* name, JsonRef before, JsonRef after)
 {
-    JsonRef before;
-    JsonRef after;
-    u32 code = read_package(QrnUci_ReadPackageBefore, name, before);
-    code = code != 0 ? code : read_package(QrnUci_ReadPackage, name, after);
+    json_object* const configuration = json_object_object_get(plan.report.get(), "configuration");
     Differences differences{.session = session, .package = name, .all = configuration};
     const auto text = [](const JsonRef& whole) {
         return whole != nullptr ? json_object_get_string(whole.get()) : nullptr;
     };
-    code = code != 0 ? code
-                     : call_optional(QrnUci_ComparePackages, text(before), text(after), add_difference,
-                                     static_cast<void*>(&differences));
+    u32 code = call_optional(QrnUci_ComparePackages, text(before), text(after), add_difference,
+                             static_cast<void*>(&differences));
     if (code != 0) {
         return refuse(code, "%s cannot be read", name);
     }
@@ -211,21 +207,76 @@ u32 add_package(const Session& session, Plan& plan, const char* name, json_objec
                                  json_object_new_string(name));
 }
 
+u32 add_package(const Session& session, Plan& plan, const char* name)
+{
+    JsonRef before;
+    JsonRef after;
+    u32 code = read_package(QrnUci_ReadPackageBefore, name, before);
+    code = code != 0 ? code : read_package(QrnUci_ReadPackage, name, after);
+    return code != 0 ? refuse(code, "%s cannot be read", name)
+                     : add_texts(session, plan, name, std::move(before), std::move(after));
+}
+
+/// What is given is put in place as it is.
+u32 add_given(const Session& session, Plan& plan)
+{
+    const auto share_member = [](json_object* item, const char* name) {
+        return JsonRef{json_object_get(json_object_object_get(item, name))};
+    };
+    json_object_object_foreach(json_object_object_get(session.given.get(), "packages"), name, item)
+    {
+        if (const u32 code =
+                add_texts(session, plan, name, share_member(item, "before"), share_member(item, "after"))) {
+            return code;
+        }
+    }
+    return 0;
+}
+
+u32 add_given_files(const Session& session, Plan& plan)
+{
+    if (session.given == nullptr) {
+        return 0;
+    }
+    json_object_object_foreach(json_object_object_get(session.given.get(), "files"), path, item)
+    {
+        const bool was_there = json_object_object_get(item, "before") != nullptr;
+        const bool is_there = json_object_object_get(item, "after") != nullptr;
+        u32 code = add_member(json_object_object_get(plan.texts.get(), "files"), path, json_object_get(item));
+        JsonRef entry{json_object_new_object()};
+        code = code != 0 ? code : put_text(entry.get(), "path", path);
+        code = code != 0 ? code
+                         : put_text(entry.get(), "kind",
+                                    !was_there  ? "made"
+                                    : !is_there ? "deleted"
+                                                : "changed");
+        code =
+            code != 0 ? code : append_to(json_object_object_get(plan.report.get(), "files"), entry.release());
+        if (code != 0) {
+            return code;
+        }
+    }
+    return 0;
+}
+
 u32 add_packages(const Session& session, Plan& plan)
 {
     constexpr u32 kRoom = 4096;
     char names[kRoom];
     u32 count = 0;
-    json_object* const configuration = put_array(plan.report.get(), "configuration");
-    if (put_array(plan.report.get(), "packages") == nullptr) {
+    if (put_array(plan.report.get(), "configuration") == nullptr ||
+        put_array(plan.report.get(), "packages") == nullptr) {
         return ENOMEM;
+    }
+    if (session.given != nullptr) {
+        return add_given(session, plan);
     }
     if (const u32 code = call_optional(QrnUci_ListOverlay, &names[0], kRoom, &count)) {
         return code;
     }
     const char* name = names;
     for (u32 i = 0; i < count; ++i, name += std::strlen(name) + 1) {
-        if (const u32 code = add_package(session, plan, name, configuration)) {
+        if (const u32 code = add_package(session, plan, name)) {
             return code;
         }
     }
@@ -319,6 +370,7 @@ u32 fill_plan(Session& session, Plan& plan)
     code = code != 0 ? code : add_named_member(plan.report.get(), "commands", commands.release());
     const JsonRef services = note_services(session);
     code = code != 0 ? code : add_files(session, plan);
+    code = code != 0 ? code : add_given_files(session, plan);
     code = code != 0             ? code
            : services != nullptr ? plan_services(session, services.get(), plan)
                                  : u32{ENOMEM};
@@ -332,6 +384,11 @@ u32 fill_plan(Session& session, Plan& plan)
 }
 
 } // namespace
+
+u32 read_package(const char* name, JsonRef& text)
+{
+    return read_package(QrnUci_ReadPackage, name, text);
+}
 
 u32 make_plan(Session& session, Plan& plan)
 {

@@ -171,7 +171,9 @@ JsonRef reversed(json_object* texts)
                 json_object_object_add(turned.get(), "mode",
                                        json_object_get(json_object_object_get(item, "old_mode"))) == 0 &&
                 json_object_object_add(turned.get(), "old_mode",
-                                       json_object_get(json_object_object_get(item, "mode"))) == 0;
+                                       json_object_get(json_object_object_get(item, "mode"))) == 0 &&
+                json_object_object_add(turned.get(), "path",
+                                       json_object_get(json_object_object_get(item, "path"))) == 0;
             if (items == nullptr || !is_made || add_member(items, name, turned.release()) != 0) {
                 return {};
             }

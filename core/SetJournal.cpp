@@ -2,7 +2,6 @@
 #include "core/SetJournal.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cstring>
 
@@ -59,26 +58,12 @@ bool is_readable(const Subtree& subtree, const PackedRow* row)
            (row == nullptr || (row->access != Access::kWrite && row->place != Place::kInstance));
 }
 
-/// A value as the journal has it; null: no memory.
+/// What becomes of the request is no more the journal's. Null: no memory.
 JsonRef copy_value(json_object* value)
 {
-    constexpr std::size_t kLongest = 1024;
-    const bool is_text = json_object_is_type(value, json_type_string) != 0;
-    const char* const text =
-        is_text
-            ? json_object_get_string(value)
-            : json_object_to_json_string_ext(value, JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE);
-    const std::size_t size = text == nullptr ? 0
-                             : is_text       ? static_cast<std::size_t>(json_object_get_string_len(value))
-                                             : std::strlen(text);
     json_object* copy = nullptr;
-    if (text == nullptr || size <= kLongest) {
-        (void)json_object_deep_copy(value, &copy, nullptr);
-        return JsonRef{copy};
-    }
-    Text<kLongest + 4> cut;
-    cut.append({text, size_of_whole_characters({text, kLongest})}).append("...");
-    return JsonRef{json_object_new_string(cut.c_str())};
+    (void)json_object_deep_copy(value, &copy, nullptr);
+    return JsonRef{copy};
 }
 
 /// Collects what a set names.

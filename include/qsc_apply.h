@@ -150,6 +150,24 @@ QSC_API uint32_t QSysCmdHal_Apply(struct json_object *changes, struct json_objec
                                   struct json_object **report);
 
 /**
+ * Takes an earlier apply back, as an apply of its own, with an id and an entry in the journal of its own.
+ * What that one has changed gets the values that it had before, in the packages and in other files; what was
+ * changed elsewhere since then stays. The same services follow. What undoes the last 16 applies is kept, up
+ * to 256 KiB of it.
+ *
+ * @param[in]  id       of the apply; of several with that id the newest
+ * @param[in]  options  as for QSysCmdHal_BeginApply()
+ * @param[out] report   what was done, also when it was refused; may be null
+ * @retval 0  taken back
+ * @retval 11 somebody has touched the same options or files since; "refused" of the report lists them,
+ * nothing is changed
+ * @retval 14 also when there is nothing to take back of that id
+ * @return or as QSysCmdHal_EndApply()
+ */
+QSC_API uint32_t QSysCmdHal_Rollback(const char *id, struct json_object *options,
+                                     struct json_object **report);
+
+/**
  * Finishes an apply that a kill or a power failure has interrupted. To be called before the network starts,
  * and by whoever makes applies when it starts; it does nothing where nothing is to be done.
  *

@@ -7,17 +7,19 @@
  * the conventions.
  *
  * An entry is an object with these members:
- *   "id"             text: names the entry; that of an apply is the apply's
- *   "time"           number: seconds since 1970; wrong where the clock was
- *   "uptime"         number: seconds since the device was started, of a clock that nobody sets
- *   "commander"      text: the front end, as QSysCmdHal_GetCommanderName() has it
- *   "peer"           text: who spoke through it; missing where that is not known
- *   "kind"           text: what was done, such as "set" or "apply"
- *   "result"         number: the code; "error" says why, if it is not 0
- *   "changes"        array of {"path", "parameter", "old", "new"}. "old" is missing where the parameter
- * cannot be read. Secrets are "***". Long texts are cut and end in "...". "configuration"  array of
- * {"package", "section", "option", ...}; of an apply "cut"            true: the lists were too long and lack
- * what was at their ends
+ *
+ * - "id", a text: names the entry; that of an apply is the apply's
+ * - "time", a number: seconds since 1970; wrong where the clock was
+ * - "uptime", a number: seconds since the device was started, of a clock that nobody sets
+ * - "commander", a text: the front end, as QSysCmdHal_GetCommanderName() has it
+ * - "peer", a text: who spoke through it; missing where that is not known
+ * - "kind", a text: what was done, such as "set", "apply" or "rollback"
+ * - "result", a number: the code; "error" says why, if it is not 0
+ * - "changes", an array of {"path", "parameter", "old", "new"}: "old" is missing where it cannot be read.
+ *   Secrets are "***". Long values are cut and end in "..."
+ * - "configuration", an array of {"package", "section", "option", ...}: of an apply, see qsc_apply.h
+ * - "undoes", a text: the apply that this one has taken back
+ * - "cut", true: the lists were too long and lack what was at their ends
  *
  * Plain sets are in the journal where the host has asked for it with QSC_INIT_JOURNAL. Each then begins with
  * a get of the parameters that it names, where they can be read. That the journal cannot be written is

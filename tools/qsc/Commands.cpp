@@ -47,6 +47,7 @@ constexpr Command kCommands[] = {
     {"audit", "[PATH]", "show who changed what, below a path or everywhere", 0, 1, audit},
     {"history", "", "show the sets and applies that the journal has, one a line", 0, 0, history},
     {"show", "ID", "show one of them whole", 1, 1, show},
+    {"rollback", "ID", "take an apply back, as an apply of its own", 1, 1, rollback},
     {"stats", "", "show what a running qscd has done, and where its time went", 0, 0, stats},
     {"access", "USER PATH", "explain what a running qscd lets a user do", 2, 2, access_command},
     {"version", "", "show the versions", 0, 0, version},

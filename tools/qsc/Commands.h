@@ -31,6 +31,7 @@ ExitCode watch(const Options& options, Words words);
 ExitCode audit(const Options& options, Words words);
 ExitCode history(const Options& options, Words words);
 ExitCode show(const Options& options, Words words);
+ExitCode rollback(const Options& options, Words words);
 ExitCode stats(const Options& options, Words words);
 ExitCode access_command(const Options& options, Words words);
 ExitCode version(const Options& options, Words words);

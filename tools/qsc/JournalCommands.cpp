@@ -112,7 +112,9 @@ void print_summary(json_object* entry)
     print_member(entry, "id", "", "  ");
     print_time(entry);
     std::fputs("  ", stdout);
-    print_member(entry, "kind", "", " by ");
+    print_member(entry, "kind");
+    print_member(entry, "undoes", " of ");
+    std::fputs(" by ", stdout);
     print_who(entry);
     for_each_element(member_of(entry, "changes"), [&](json_object* change) {
         if (count < kShown) {
@@ -149,7 +151,9 @@ void print_whole(json_object* entry)
     std::fputs("time:        ", stdout);
     print_time(entry);
     print_member(entry, "uptime", ", ", " s after the start of the device\n");
-    print_member(entry, "kind", "kind:        ", "\n");
+    print_member(entry, "kind", "kind:        ");
+    print_member(entry, "undoes", " of ");
+    std::putchar('\n');
     std::fputs("by:          ", stdout);
     print_who(entry);
     std::fputs("\nresult:      ", stdout);

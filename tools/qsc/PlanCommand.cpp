@@ -35,20 +35,19 @@ JsonRef apply_options(const Options& options, bool sets_only)
     return is_made ? std::move(made) : JsonRef{};
 }
 
-using Call = uint32_t(json_object* changes, json_object* options, json_object** report);
-
-/// Has the library plan or make the changes.
-ExitCode call_library(const Options& options, Call* call, json_object* changes, bool sets_only)
+/// Has the library plan, make or take back changes: call(options, report).
+template <typename Call>
+ExitCode call_library(const Options& options, bool sets_only, Call call)
 {
     if (options.by_queue || options.socket != nullptr) {
-        return wrong_usage("plan and apply are not sent through a qscd");
+        return wrong_usage("plan, apply and rollback are not sent through a qscd");
     }
     const JsonRef wanted = apply_options(options, sets_only);
     if (wanted == nullptr) {
         return out_of_memory();
     }
     json_object* answer = nullptr;
-    const u32 code = call(changes, wanted.get(), &answer);
+    const u32 code = call(wanted.get(), &answer);
     const JsonRef report{answer};
     if (options.as_json && report != nullptr) {
         print_json(report.get());
@@ -71,16 +70,28 @@ ExitCode plan(const Options& options, Words words)
     }
     const ExitCode result = words.empty() ? read_change_lines(options, changes.get())
                                           : read_change(options, words[0], words.subspan(1), changes.get());
-    return result != kDone
-               ? result
-               : call_library(options, QSysCmdHal_Plan, changes.get(), !words.empty() && !options.apply);
+    return result != kDone ? result
+                           : call_library(options, !words.empty() && !options.apply,
+                                          [&](json_object* wanted, json_object** report) {
+                                              return QSysCmdHal_Plan(changes.get(), wanted, report);
+                                          });
 }
 
 ExitCode apply_changes(const Options& options, Words)
 {
     const JsonRef changes{json_object_new_array()};
     const ExitCode result = read_change_lines(options, changes.get());
-    return result != kDone ? result : call_library(options, QSysCmdHal_Apply, changes.get(), false);
+    return result != kDone ? result
+                           : call_library(options, false, [&](json_object* wanted, json_object** report) {
+                                 return QSysCmdHal_Apply(changes.get(), wanted, report);
+                             });
+}
+
+ExitCode rollback(const Options& options, Words words)
+{
+    return call_library(options, false, [&](json_object* wanted, json_object** report) {
+        return QSysCmdHal_Rollback(words[0], wanted, report);
+    });
 }
 
 } // namespace qsc

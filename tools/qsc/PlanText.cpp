@@ -117,7 +117,9 @@ void print_changes(json_object* plan)
             std::putchar('\n');
         }
     }
-    print_in(plan, "Hash: ", "hash", "\n");
+    if (has(plan, "hash")) {
+        print_in(plan, "Hash: ", "hash", "\n");
+    }
 }
 
 } // namespace qsc
