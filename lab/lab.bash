@@ -36,6 +36,11 @@ needs() {
     done
 }
 
+# Some programs become another user, which takes the machine's root.
+needs_root() {
+    [ "$(awk '{ print $3 }' /proc/self/uid_map)" -gt 1 ] || skip "$1 needs root"
+}
+
 # same ACTUAL EXPECTED: compares, and shows both when they differ.
 same() {
     [ "$1" = "$2" ] || {
@@ -110,11 +115,14 @@ start_router() {
     for configuration in "$LAB"/router/config/*; do
         cp "$configuration" "$state/etc/config/"
     done
-    cp "$LAB"/router/init/* "$state/etc/init.d/"
-    cp "$LAB/router/fw4" "$state/sbin/fw4"
+    cp --remove-destination "$LAB"/router/init/* "$state/etc/init.d/"
+    cp --remove-destination "$LAB/router/fw4" "$state/sbin/fw4"
+    cp --remove-destination "$LAB/router/passwd" "$LAB/router/group" "$state/etc/"
+    cp --remove-destination "$LAB/router/ubus" "$state/usr/bin/"
+    install -m 0755 "$LAB/../packaging/openwrt/qsyscmdhal/files/mqtt.init" "$state/etc/init.d/mqtt"
     # Tools that the library runs are the real ones, where there are any.
     for tool in conntrack lldpcli; do
-        cp "$LAB/router/tool" "$state/usr/sbin/$tool"
+        cp --remove-destination "$LAB/router/tool" "$state/usr/sbin/$tool"
     done
     rm -rf "$state/usr/share/sim/ubus"
     echo 1 | in_space router tee /run/lab/proc/sys/net/ipv4/ip_forward >/dev/null

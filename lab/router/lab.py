@@ -15,7 +15,7 @@ os.environ["PATH"] = ":".join(
     ["/opt/lab/root" + folder for folder in ("/usr/sbin", "/usr/bin", "/sbin", "/bin")]
     + ["/host/usr/sbin", "/host/usr/bin", "/sbin", "/usr/sbin", "/usr/bin"]
 )
-os.environ["LD_LIBRARY_PATH"] = ":".join(glob.glob("/opt/lab/root/usr/lib/*-linux-gnu*"))
+os.environ["LD_LIBRARY_PATH"] = ":".join(glob.glob("/opt/lab/root/usr/lib/*-linux-gnu*") + glob.glob("/opt/lab/root/lib/*-linux-gnu*"))
 os.makedirs(RUN, exist_ok=True)
 os.makedirs("/var/log/lab", exist_ok=True)
 
@@ -82,6 +82,22 @@ def start(name, *arguments, environment=None, ready=None):
         with open(path, encoding="utf-8", errors="replace") as file:
             file.seek(before)
             if re.search(ready, file.read()) or process.poll() is not None:
+                return
+        time.sleep(0.02)
+
+
+def wait_for_path(path):
+    for _ in range(150):
+        if os.path.exists(path):
+            return
+        time.sleep(0.02)
+
+
+def wait_for_port(port):
+    """Until somebody listens there."""
+    for _ in range(150):
+        with open("/proc/net/tcp", encoding="ascii") as file:
+            if ":%04X 00000000:0000 0A" % port in file.read():
                 return
         time.sleep(0.02)
 

@@ -47,7 +47,6 @@ lan_with_hosts() {
     is_silent wan udp "$public" 9003
 }
 
-# bats test_tags=quick
 @test "the DMZ gets what no forwarding takes, and nothing when it is off" {
     lan_with_hosts
     serve lan1 tcp 80 web
