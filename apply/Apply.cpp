@@ -101,7 +101,9 @@ u32 make_changes(Session& session, Plan& plan)
     json_object* const texts = plan.texts.get();
     u32 code = reserve_space(texts);
     code = code != 0 ? code : keep_checkpoint(session, report, texts);
-    code = code != 0 ? code : replace_all(texts, plan.runs.get());
+    // Whoever finishes it after a kill records it as well.
+    const JsonRef record = make_record(session, report);
+    code = code != 0 ? code : replace_all(texts, plan.runs.get(), record.get());
     if (code != 0) {
         (void)add_refused(session, "apply", nullptr, code);
         return code;
@@ -139,7 +141,7 @@ u32 end(Session& session, Plan& plan)
         write_events(session.recorder.events.get());
     }
     end_checkpoint(session, plan.report.get());
-    record_apply(session, plan.report.get(), plan.texts.get());
+    put_record(make_record(session, plan.report.get()).get(), plan.texts.get());
     if (code != 0 && json_object_array_length(session.refused.get()) != 0) {
         say_refused(session, code);
     }

@@ -141,7 +141,7 @@ u32 run_scripts(json_object* runs);
 /// all have the one after, or are as they were. From its first step to finish_replacing(), recover() goes on
 /// with it. `runs`: the init scripts that go with it, which recover() runs in the same boot; may be null.
 /// EAGAIN: somebody else has changed one of them
-[[nodiscard]] u32 replace_all(json_object* texts, json_object* runs);
+[[nodiscard]] u32 replace_all(json_object* texts, json_object* runs, json_object* record = nullptr);
 /// Puts all of it back: the same with before and after exchanged. What cannot be put back is passed over,
 /// logged, and named in `failed` (an array, or null).
 [[nodiscard]] u32 put_back_all(json_object* texts, json_object* runs, json_object* failed);
@@ -177,12 +177,14 @@ void end_checkpoint(const Session& session, json_object* report);
 
 // Undo.cpp
 /// Keeps what undoes an apply that has been made, with those of the applies before it.
-void keep_undo(const Session& session, json_object* texts);
+void keep_undo(const char* id, json_object* services, json_object* texts);
 /// What undoes the newest apply of that id; null: it is not kept.
 [[nodiscard]] JsonRef read_undo(std::string_view id);
 
 // Journal.cpp
-/// Records an apply that has ended, with the report's result, and keeps its texts for undoing it.
-void record_apply(const Session& session, json_object* report, json_object* texts);
+/// What is to be recorded of an apply with the report's result: {"entry", "services"}; null: nothing.
+[[nodiscard]] JsonRef make_record(const Session& session, json_object* report);
+/// Puts it into the journal, and keeps the texts for undoing it.
+void put_record(json_object* record, json_object* texts);
 
 } // namespace qsc::apply

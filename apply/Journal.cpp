@@ -110,19 +110,32 @@ u32 fill_entry(const Session& session, json_object* report, json_object* entry)
 
 } // namespace
 
-void record_apply(const Session& session, json_object* report, json_object* texts)
+JsonRef make_record(const Session& session, json_object* report)
 {
     if (json_object_get_boolean(json_object_object_get(session.options.get(), "trial")) != 0 ||
         report == nullptr) {
+        return {};
+    }
+    JsonRef record{json_object_new_object()};
+    json_object* const entry = put_object(record.get(), "entry");
+    const u32 code = add_named_member(record.get(), "services", json_object_get(session.services.get()));
+    if (code != 0 || entry == nullptr || fill_entry(session, report, entry) != 0) {
+        QSC_LOG(kLogWarning, "%s is not in the journal: out of memory\n", session.id.c_str());
+        return {};
+    }
+    return record;
+}
+
+void put_record(json_object* record, json_object* texts)
+{
+    json_object* entry = nullptr;
+    if (!find_member(record, "entry", entry) || !is_object(entry)) {
         return;
     }
-    if (json_object_get_int64(json_object_object_get(report, "result")) == 0) {
-        keep_undo(session, texts);
+    if (json_object_get_int64(json_object_object_get(entry, "result")) == 0) {
+        keep_undo(member_text(entry, "id"), json_object_object_get(record, "services"), texts);
     }
-    const JsonRef entry{json_object_new_object()};
-    if (fill_entry(session, report, entry.get()) != 0 || QSysCmdHal_JournalAdd(entry.get()) != 0) {
-        QSC_LOG(kLogWarning, "%s is not in the journal\n", session.id.c_str());
-    }
+    (void)QSysCmdHal_JournalAdd(entry); // it has logged that it failed
 }
 
 } // namespace qsc::apply

@@ -127,7 +127,7 @@ JsonRef boot_id()
 }
 
 /// Lays down what is to be done.
-u32 write_ahead(json_object* texts, json_object* runs)
+u32 write_ahead(json_object* texts, json_object* runs, json_object* record = nullptr)
 {
     JsonRef state{json_object_new_object()};
     u32 code = add_named_member(state.get(), "boot", boot_id().release());
@@ -137,6 +137,8 @@ u32 write_ahead(json_object* texts, json_object* runs)
                                              : add_named_member(state.get(), member, json_object_get(items));
     }
     code = code != 0 || runs == nullptr ? code : add_named_member(state.get(), "runs", json_object_get(runs));
+    code = code != 0 || record == nullptr ? code
+                                          : add_named_member(state.get(), "record", json_object_get(record));
     code = code != 0 ? code : write_json_file(kWriteAhead, state.get());
     return code != 0 ? refuse(code, "%s could not be written", kWriteAhead) : 0;
 }
@@ -229,9 +231,9 @@ u32 write_json_file(const char* path, json_object* object)
     return code;
 }
 
-u32 replace_all(json_object* texts, json_object* runs)
+u32 replace_all(json_object* texts, json_object* runs, json_object* record)
 {
-    u32 code = write_ahead(texts, runs);
+    u32 code = write_ahead(texts, runs, record);
     if (code == 0) {
         release_space();
         code = replace_each(texts, false, nullptr);
@@ -274,8 +276,16 @@ u32 recover()
     if (state == nullptr) {
         return 0;
     }
+    for (const char* const member : {"packages", "files"}) {
+        // What was only told to drivers has none of them.
+        if (!is_object(json_object_object_get(state.get(), member)) &&
+            put_object(state.get(), member) == nullptr) {
+            return is_object(state.get()) ? u32{ENOMEM} : u32{EFAULT};
+        }
+    }
     QSC_LOG(kLogWarning, "an interrupted change is finished\n");
     u32 code = replace_each(state.get(), false, nullptr);
+    json_object* const record = code == 0 ? json_object_object_get(state.get(), "record") : nullptr;
     if (code == EAGAIN) {
         // Somebody has gone on from there: the rest of the change is taken back, theirs stays.
         const JsonRef back = reversed(state.get());
@@ -289,6 +299,7 @@ u32 recover()
     }
     if (code == 0) {
         finish_replacing();
+        put_record(record, state.get());
     }
     return code;
 }

@@ -103,29 +103,34 @@ void make_room(UndoFiles& undo, i64 size)
 
 } // namespace
 
-void keep_undo(const Session& session, json_object* texts)
+void keep_undo(const char* id, json_object* services, json_object* texts)
 {
-    JsonRef whole{json_object_new_object()};
-    const bool is_made =
-        whole != nullptr &&
-        add_named_member(whole.get(), "services", json_object_get(session.services.get())) == 0 &&
-        add_named_member(whole.get(), "texts", json_object_get(texts)) == 0;
+    json_object* const packages = json_object_object_get(texts, "packages");
+    json_object* const files = json_object_object_get(texts, "files");
+    if (!is_object(packages) || !is_object(files) ||
+        json_object_object_length(packages) + json_object_object_length(files) == 0) {
+        return;
+    }
+    const JsonRef whole{json_object_new_object()};
+    json_object* const kept = whole != nullptr ? put_object(whole.get(), "texts") : nullptr;
+    const bool is_made = kept != nullptr &&
+                         add_named_member(whole.get(), "services", json_object_get(services)) == 0 &&
+                         add_named_member(kept, "packages", json_object_get(packages)) == 0 &&
+                         add_named_member(kept, "files", json_object_get(files)) == 0;
     std::size_t size = 0;
     const char* const text =
         is_made ? json_object_to_json_string_length(
                       whole.get(), JSON_C_TO_STRING_PLAIN | JSON_C_TO_STRING_NOSLASHESCAPE, &size)
                 : nullptr;
     if (text == nullptr || static_cast<i64>(size) > kMostBytes || !has_own_folder(kUndo, true)) {
-        QSC_LOG(kLogWarning, "%s cannot be undone: what it has replaced is too much to be kept\n",
-                session.id.c_str());
+        QSC_LOG(kLogWarning, "%s cannot be undone: what it has replaced is too much to be kept\n", id);
         return;
     }
     UndoFiles undo;
     make_room(undo, static_cast<i64>(size));
-    const UndoPath path = path_of(undo.next_number(), session.id.view());
+    const UndoPath path = path_of(undo.next_number(), id);
     if (const u32 code = write_json_file(path.c_str(), whole.get())) {
-        QSC_LOG(kLogWarning, "%s cannot be undone: %s is not written, error %u\n", session.id.c_str(),
-                path.c_str(), code);
+        QSC_LOG(kLogWarning, "%s cannot be undone: %s is not written, error %u\n", id, path.c_str(), code);
     }
 }
 

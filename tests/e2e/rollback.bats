@@ -74,3 +74,17 @@ qsc: apply: system.@system[0].hostname has been changed since"
     qsc -q rollback change18
     same "$(host_name)" gate17
 }
+
+@test "an apply that a kill has interrupted is recorded by whoever finishes it, and can be undone" {
+    before=$(cat "$state/etc/config/system")
+    mv "$state/etc/init.d/system" "$state/etc/init.d/system.own"
+    printf '#!/bin/sh\nmv /etc/init.d/system.own /etc/init.d/system\nkill -9 "$PPID"\n' >"$state/etc/init.d/system"
+    chmod +x "$state/etc/init.d/system"
+    ! apply first 'set Device.DeviceInfo HostName=gate' || false
+    same "$(qsc history)" ""
+    qsc -q plan set Device.Time NTPServer1=ntp.example
+    same "$(shown history)" "first  TIME  apply by CLI  Device.DeviceInfo.HostName  done"
+    same "$(host_name)" gate
+    qsc -q rollback first
+    same "$(cat "$state/etc/config/system")" "$before"
+}
