@@ -218,3 +218,19 @@ qscd ended with 0"
     [[ $output == *" examples
 qscd ended with 0" ]]
 }
+
+@test "the journal says for whom it has set, and the statistics where its time went" {
+    run with_daemon 'qsc --socket --as WEB set Device.DeviceInfo HostName=gate >/dev/null
+        qsc --socket commit Device.DeviceInfo
+        qsc --socket service Device.DeviceInfo restart
+        qsc audit | cut -d" " -f 5-
+        qsc --socket=/tmp/qscd.sock stats | sed "s/ \+[0-9]\+\.[0-9]* \+[0-9]\+\.[0-9]*/ TIMES/" | grep -e TIMES -e ^requests
+        qsc --socket=/nowhere stats'
+    same "$output" " WEB (user 0)  Device.DeviceInfo.HostName: router -> gate
+requests = 4
+        3       0 TIMES  Device.DeviceInfo
+        1       0 TIMES  /etc/init.d/system
+qsc: /nowhere: no qscd serves there; start it, or name its socket
+qsc: the statistics are those of a running qscd
+qscd ended with 0"
+}
