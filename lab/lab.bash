@@ -99,7 +99,7 @@ start_lab() {
     wan ip addr add $provider/24 dev eth0
     wan ip addr add $far_host/32 dev lo
     start_provider
-    start_router
+    start_router router
 }
 
 start_provider() {
@@ -109,6 +109,7 @@ start_provider() {
         --dhcp-option=option:router,$provider >"$folder/provider.log" 2>&1 3>&- &
 }
 
+# start_router SPACE: one with its files in $state; the verbs are for the one that was started last.
 start_router() {
     local configuration tool
     "$LAB/../sim/device" --build "$QSC_BUILD" --state "$state" --reset
@@ -125,9 +126,9 @@ start_router() {
         cp --remove-destination "$LAB/router/tool" "$state/usr/sbin/$tool"
     done
     rm -rf "$state/usr/share/sim/ubus"
-    echo 1 | in_space router tee /run/lab/proc/sys/net/ipv4/ip_forward >/dev/null
+    echo 1 | in_space "$1" tee /run/lab/proc/sys/net/ipv4/ip_forward >/dev/null
     # shellcheck disable=SC2016  # the router expands it
-    nsenter --net=/run/netns/router -- "$LAB/../sim/device" --build "$QSC_BUILD" --state "$state" --lab /run/lab/router \
+    nsenter --net="/run/netns/$1" -- "$LAB/../sim/device" --build "$QSC_BUILD" --state "$state" --lab /run/lab/router \
         sh -c 'echo "$LD_LIBRARY_PATH" >/tmp/ready && exec sleep 600' 3>&- &
     container=$!
     until [ -s "$state/tmp/ready" ]; do
