@@ -6,6 +6,21 @@
 namespace qsc
 {
 
+u32 walk_parts(std::string_view text, char separator, u32 (*use)(void* context, std::string_view part),
+               void* context)
+{
+    while (!text.empty()) {
+        std::string_view part = text.substr(0, text.find(separator));
+        text.remove_prefix(std::min(part.size() + 1, text.size()));
+        part.remove_prefix(std::min(part.find_first_not_of(' '), part.size()));
+        part = part.substr(0, part.find_last_not_of(' ') + 1);
+        if (const u32 code = part.empty() ? 0 : use(context, part)) {
+            return code;
+        }
+    }
+    return 0;
+}
+
 void append_text(char* buffer, TextState& state, std::size_t longest, std::string_view text)
 {
     if (state.length + text.size() > longest) {

@@ -23,18 +23,32 @@ constexpr bool is_empty(const char* text)
     return text == nullptr || *text == '\0';
 }
 
+/// Has use(context, part) told each part between separators, without the blanks around it, until one call
+/// returns non-zero. Empty parts are passed over. @return that code, else 0
+u32 walk_parts(std::string_view text, char separator, u32 (*use)(void* context, std::string_view part),
+               void* context);
+
+template <typename Use>
+u32 for_each_part(std::string_view text, char separator, Use& use)
+{
+    return walk_parts(
+        text, separator,
+        [](void* context, std::string_view part) -> u32 { return (*static_cast<Use*>(context))(part); },
+        &use);
+}
+
 /// Calls use(word) for each blank-separated word, until one returns non-zero. @return that code, else 0
 template <typename Use>
 u32 for_each_word(std::string_view text, Use use)
 {
-    while (!text.empty()) {
-        const std::string_view word = text.substr(0, text.find(' '));
-        text.remove_prefix(word.size() < text.size() ? word.size() + 1 : text.size());
-        if (const u32 code = word.empty() ? 0 : use(word)) {
-            return code;
-        }
-    }
-    return 0;
+    return for_each_part(text, ' ', use);
+}
+
+/// Calls use(item) for each item between commas, blanks around it left out, until one returns non-zero.
+template <typename Use>
+u32 for_each_item(std::string_view list, Use use)
+{
+    return for_each_part(list, ',', use);
 }
 
 /// Whether a text has a word between its blanks.

@@ -65,28 +65,4 @@ void append_upper(Text& text, std::string_view letters)
     }
 }
 
-/// Calls use(item) for each item between commas, white space around it left out, until one answers non-zero.
-template <typename Use>
-u32 for_each_item(std::string_view list, Use use)
-{
-    while (!list.empty()) {
-        const std::size_t comma = std::min(list.find(','), list.size());
-        std::string_view item = list.substr(0, comma);
-        list.remove_prefix(std::min(comma + 1, list.size()));
-        while (item.starts_with(' ')) {
-            item.remove_prefix(1);
-        }
-        while (item.ends_with(' ')) {
-            item.remove_suffix(1);
-        }
-        if (item.empty()) {
-            continue;
-        }
-        if (const u32 code = use(item)) {
-            return code;
-        }
-    }
-    return 0;
-}
-
 } // namespace qsc

@@ -87,3 +87,75 @@ no_secret_shows() { same "$(grep -rl 'ge.heim' "$state/var/log" "$state/tmp")" "
     qsc get Device. >"$BATS_TEST_TMPDIR/all"
     same "$(grep -c Ndsctl "$BATS_TEST_TMPDIR/all")" 0
 }
+
+# The packaged script in the place of the device's, which only says that it ran.
+install_script() { install -m 0755 "$root/packaging/openwrt/qsyscmdhal/files/$1.init" "$state/etc/init.d/$1"; }
+
+@test "the broker of the device gets a bridge, and loses it" {
+    install_script mqtt
+    path=Device.MQTT.Client
+    printf "config owrt 'owrt'\n\toption use_uci '0'\n\nconfig bridge 'other'\n\toption connection 'x'\n" \
+        >"$state/etc/config/mosquitto"
+    run qsc set $path Enable=1 BrokerAddress=192.0.2.1 --apply # there is no broker
+    same "$status ${output##*: }" "1 /etc/init.d/mqtt restart failed"
+    cp "$state/etc/init.d/network" "$state/etc/init.d/mosquitto"
+    # bridge: as the broker's own script reads it, but for what does not change.
+    bridge() { sed -n "/qrn_mqtt'$/,/^\$/p" "$state/etc/config/mosquitto" | grep -vE "connection|notifications|^\$" | tr -d '\t'; }
+    qsc service $path restart
+    same "$(bridge)" "config bridge 'qrn_mqtt'
+option address '192.0.2.1:1883'
+option protocol_version 'mqttv311'
+option cleansession '1'
+option keepalive_interval '60'
+option restart_timeout '5'
+list topic '# both 0 \"\" '"
+    same "$(journal | tail -1)" "/etc/init.d/mosquitto restart"
+    line=$(printf 'MIIB%060d' 0)
+    qsc set $path BrokerAddress=2001:db8::1 BrokerPort=8883 TransportProtocol=TLS ProtocolVersion=5.0 ClientID=router-7 \
+        Username=anna Password='ge $heim' KeepAliveTime=30 CleanSession=0 ConnectRetryTime=10 X_QRN_TopicPrefix=home/7/ \
+        X_QRN_CACertificate="$(printf '%s\n' '-----BEGIN CERTIFICATE-----' "$line" '-----END CERTIFICATE-----')" --apply
+    same "$(bridge)" "config bridge 'qrn_mqtt'
+option address '[2001:db8::1]:8883'
+option protocol_version 'mqttv50'
+option cleansession '0'
+option keepalive_interval '30'
+option restart_timeout '10'
+option remote_clientid 'router-7'
+option remote_username 'anna'
+option remote_password 'ge \$heim'
+list topic '# both 0 \"\" home/7/'
+option cafile '/var/run/qrn_mqtt_ca.pem'
+option insecure '0'"
+    same "$(stat -c %a "$state/tmp/qrn_mqtt_ca.pem")$(sed -n 2p "$state/tmp/qrn_mqtt_ca.pem")" "644$line"
+    same "$(grep -c "use_uci '1'\|connection 'qrn_mqtt'\|connection 'x'" "$state/etc/config/mosquitto")" 3
+    no_secret_shows
+    qsc set $path X_QRN_CACertificate= ProtocolVersion=3.1 --apply
+    same "$(bridge | grep -E 'path|file|version')" "option protocol_version 'mqttv31'
+option capath '/etc/ssl/certs'"
+    [ ! -e "$state/tmp/qrn_mqtt_ca.pem" ]
+    for off in TransportProtocol=WebSocket Enable=0; do
+        qsc set $path TransportProtocol=TCP/IP Enable=1 --apply
+        [ -n "$(bridge)" ]
+        qsc set $path $off --apply
+        same "$(bridge)" ""
+    done
+    qsc set $path TransportProtocol=TCP/IP Enable=1 --apply
+    qsc service $path stop
+    same "$(bridge)" ""
+    same "$(journal | tail -1)" "/etc/init.d/mosquitto restart"
+}
+
+@test "the classifier is started with what is blocked, where there is one" {
+    install_script ndpi
+    path=Device.X_QRN_nDPI
+    qsc service $path start
+    run qsc set $path BlockedApplications=chat,Video.Net Enable=1 --apply
+    same "$status ${output##*: }" "1 /etc/init.d/ndpi restart failed"
+    cp "$state/etc/init.d/network" "$state/usr/sbin/qrn_ndpi"
+    qsc service $path restart
+    same "$(journal | tail -1)" "procd /usr/sbin/qrn_ndpi --status /var/run/ndpi.status --block chat --block Video.Net"
+    qsc set $path BlockedApplications= --apply
+    same "$(journal | tail -1)" "procd /usr/sbin/qrn_ndpi --status /var/run/ndpi.status"
+    qsc set $path Enable=0 --apply
+    same "$(journal | tail -1)" "/etc/init.d/ndpi restart"
+}

@@ -77,6 +77,45 @@ TEST(OpenVpnFilter, NothingThatRunsReadsOrWritesGetsThroughInAnySpelling)
     }
 }
 
+TEST(OpenVpnFilter, EachDirectiveTakesItsWordsAndNoMore)
+{
+    const std::pair<const char*, int> cases[] = {{"auth-nocache", 0},
+                                                 {"mute-replay-warnings", 0},
+                                                 {"ping-timer-rem", 0},
+                                                 {"pull", 0},
+                                                 {"cipher", 1},
+                                                 {"allow-compression", 1},
+                                                 {"link-mtu", 1},
+                                                 {"data-ciphers-fallback", 1},
+                                                 {"key-direction", 1},
+                                                 {"proto-force", 1},
+                                                 {"route-metric", 1},
+                                                 {"tls-ciphersuites", 1},
+                                                 {"tls-groups", 1},
+                                                 {"x509-username-field", 1},
+                                                 {"connect-retry", 2},
+                                                 {"replay-window", 2},
+                                                 {"route-delay", 2},
+                                                 {"remote", 3},
+                                                 {"route", 4},
+                                                 {"redirect-gateway", 6},
+                                                 {"nice", 1},
+                                                 {"dhcp-option", 2},
+                                                 {"redirect-private", 6}};
+    for (const auto& [name, most] : cases) {
+        std::string line = kLeast + name;
+        for (int i = 0; i < most; ++i) {
+            line += " a._:,+=@!%*?-Z9";
+        }
+        EXPECT_TRUE(is_taken(line + " # a remark\n")) << line;
+        EXPECT_TRUE(is_taken("\t" + line + "\t;/\n")) << line;
+        EXPECT_FALSE(is_taken(line + " x\n")) << line;
+    }
+    for (const char* line : {"dev tun7", "dev-type tun", "proto tcp-client", "route-ipv6 2001:db8::/32"}) {
+        EXPECT_TRUE(is_taken(kLeast + line + "\n")) << line;
+    }
+}
+
 TEST(OpenVpnFilter, WhatIsOddIsRefusedWithItsLine)
 {
     const std::pair<std::string, std::string> kRefused[] = {
@@ -98,6 +137,7 @@ TEST(OpenVpnFilter, WhatIsOddIsRefusedWithItsLine)
         {kLeast + "http-proxy proxy.example.net 8080 auth.txt\n",
          "3: it says more than is taken of its directive"},
         {kLeast + "verify-x509-name /etc/passwd\n", "3: it says more than is taken of its directive"},
+        {kLeast + "dev-type tap\n", "3: only tun devices are taken"},
         {kLeast + "dev tap0\n", "3: only tun devices are taken"},
         {kLeast + "proto tcp-server\n", "3: it is that of a server"},
         {kLeast + "geheim\n", "3: it has a directive that is not taken"},

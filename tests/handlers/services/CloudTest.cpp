@@ -211,6 +211,7 @@ TEST_F(Cloud, TheBrokersClientIsSetUpWithOneRequest)
     FakeFolder proc{"/proc"};
     play(R"(
 Device.MQTT.Client = mqtt client
+set BrokerPort=1883 TransportProtocol=TCP/IP ProtocolVersion=3.1.1 KeepAliveTime=60 CleanSession=1 ConnectRetryTime=5 Enable=0
 get -> Name="" BrokerAddress="" BrokerPort=1883 TransportProtocol="TCP/IP" ProtocolVersion="3.1.1" ClientID="" Username="" Password="" KeepAliveTime=60 CleanSession=1 ConnectRetryTime=5 X_QRN_CACertificate="" X_QRN_TopicPrefix="" Enable=0 Status="Disabled"
 set Enable=1 -> ! Enable: it needs the address of a broker
 set Enable=1 BrokerAddress=broker.example.net BrokerPort=8883 TransportProtocol=TLS Name=cloud ProtocolVersion=5.0 ClientID=router-7 Username=anna Password=ge heim KeepAliveTime=30 CleanSession=0 ConnectRetryTime=10 X_QRN_TopicPrefix=home/7
@@ -338,6 +339,7 @@ TEST_F(Cloud, ApplicationsAreBlockedAndTheAgentSpeaksForItself)
 {
     play(R"(
 Device.X_QRN_nDPI = nDPI
+set Enable=0 BlockedApplications=
 get -> BlockedApplications="" Enable=0 X_QRN_List="[]"
 set BlockedApplications=chat,Video.Net Enable=1
   ndpi ndpi config: enable='1' blocked_applications+'chat' blocked_applications+'Video.Net'

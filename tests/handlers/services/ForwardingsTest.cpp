@@ -209,6 +209,7 @@ set X_QRN_Add=1 Port=6669 Protocol=TCP RulePort=114
   firewall trigger @1: qrn_index='2' enable='0' port='6669' protocol='tcp' rule_port='114'
 set Enable=1 -> ! Enable: port trigger 1 waits for such a port already
 get Status Protocol -> Status="Disabled" Protocol="TCP"
+set PortEndRange=0 AutoDisableDuration=0 RulePortEndRange=0 RuleProtocol=X_QRN_Both Enable=0
 set Port=6670 Enable=1
   firewall trigger @1: qrn_index='2' enable='1' port='6670' protocol='tcp' rule_port='114'
 Device.X_QRN_Firewall.PortTriggering.3 = port trigger [3]

@@ -17,7 +17,7 @@ TEST_F(QoS, TheLinesLimitsAreAQueueOfTheWansDevice)
     play(R"(
 Device.QoS = qos
 get -> X_QRN_DownloadRate=0 X_QRN_UploadRate=0 X_QRN_Discipline="fq_codel" X_QRN_Overhead=0 X_QRN_Enable=0 X_QRN_Status="Disabled"
-set X_QRN_Enable=0 X_QRN_Discipline=fq_codel
+set X_QRN_DownloadRate=0 X_QRN_UploadRate=0 X_QRN_Overhead=0 X_QRN_Enable=0 X_QRN_Discipline=fq_codel
 set X_QRN_DownloadRate=90000 X_QRN_Discipline=cake X_QRN_Overhead=44 X_QRN_Enable=1
   sqm queue wan: download='90000' qdisc='cake' overhead='44' enabled='1' interface='eth1' script='piece_of_cake.qos' upload='0' linklayer='ethernet'
 get -> X_QRN_DownloadRate=90000 X_QRN_UploadRate=0 X_QRN_Discipline="cake" X_QRN_Overhead=44 X_QRN_Enable=1 X_QRN_Status="Error"

@@ -28,6 +28,7 @@ file /proc/net/udp sl local_address rem_address st\n0: 00000000:00A1 00000000:00
 get Status -> Status="Enabled"
 file /proc/net/udp sl local_address rem_address st\n0: 00000000:00A1 00000000:0000 01\n
 get Status -> Status="Error"
+set WriteEnable=0 Enable=1
 set ReadCommunity=public WriteCommunity=s3cr3t
   snmpd com2sec private: secname='rw' source='192.168.1.0/24' qrn_community='s3cr3t'
   snmpd com2sec public: secname='ro' source='192.168.1.0/24' community='public'
@@ -134,6 +135,7 @@ set V3User=
   snmpd v3 v3 is gone
 Device.X_QRN_SNMP.trap = snmp trap
 get -> Address="" Port=162 Community="" Version="2c" Enable=0
+set Port=162 Version=2c Enable=0
 set Enable=1 -> ! Enable: it needs an address
 set Address=192.0.2.9 Enable=1 -> ! Address: versions 1 and 2c need a community
 set Address=192.0.2.9 Version=3 Enable=1 -> ! Address: version 3 needs the user of version 3

@@ -72,6 +72,7 @@ get Enable Status
 set MTU=1301
   network interface vpn1: server='vpn.example.net' mtu='1301' proto='pptp' defaultroute='1' disabled='0'
 Device.X_QRN_VPN.2 = L2TP
+set Enable=0 MTU=1500 DefaultRoute=0
 set Username=anna Password=geheim Server=192.0.2.9 Enable=1
   firewall zone @1: name='wan' input='REJECT' output='ACCEPT' forward='REJECT' masq='1' mtu_fix='1' network+'wan' network+'vpn1' network+'vpn2'
   network interface vpn2: server='192.0.2.9' username='anna' password='geheim' disabled='0' proto='l2tp' defaultroute='0'
@@ -118,8 +119,12 @@ set RemoteGateway= -> ! RemoteGateway: it needs a gateway, both networks and a k
 set LocalSubnet= -> ! LocalSubnet: it needs a gateway, both networks and a key
 set RemoteSubnet= -> ! RemoteSubnet: it needs a gateway, both networks and a key
 set PreSharedKey=
+set RemoteSubnet=10.1.1.1/32
+  firewall nat qrn_ipsec: name='IPsec' src='wan' proto='all' target='ACCEPT' src_ip='192.168.1.0/24' dest_ip='10.1.1.1/32' enabled='1'
+  ipsec tunnel vpn3_net: mode='route' startaction='route' keyexchange='ikev1' lifetime='3600s' rekeytime='3240s' crypto_proposal+'vpn3_esp' local_subnet+'192.168.1.0/24' remote_subnet+'10.1.1.1/32'
+set RemoteSubnet=0.0.0.0/0 LocalSubnet= -> ! LocalSubnet: the remote network overlaps that of loopback
 set RemoteSubnet= Enable=0
-  firewall nat qrn_ipsec: name='IPsec' src='wan' proto='all' target='ACCEPT' src_ip='192.168.1.0/24' dest_ip='10.1.0.0/16' enabled='0'
+  firewall nat qrn_ipsec: name='IPsec' src='wan' proto='all' target='ACCEPT' src_ip='192.168.1.0/24' dest_ip='10.1.1.1/32' enabled='0'
   ipsec remote vpn3: authentication_method='psk' keyexchange='ikev1' rekeytime='3600s' enabled='0' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' gateway='gate.example.net' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' remote_addrs+'gate.example.net'
   ipsec tunnel vpn3_net: mode='route' startaction='route' keyexchange='ikev1' lifetime='3600s' rekeytime='3240s' crypto_proposal+'vpn3_esp' local_subnet+'192.168.1.0/24'
 set LocalSubnet=0.0.0.0/0
@@ -267,11 +272,27 @@ set Enable=0
 )");
 }
 
+TEST_F(Tunnels, AFileThatCannotBeUsedIsNone)
+{
+    constexpr const char* kFile = "ConfigurationFile=client\\nremote a\\n";
+    std::filesystem::create_directories("/etc/openvpn/vpn4.ovpn/in the way");
+    EXPECT_EQ(change("Device.X_QRN_VPN.4", kFile), "");
+    outside().logs.clear();
+    EXPECT_EQ(send("Device.X_QRN_VPN", kService, R"({"action":"restart"})"), Fails(EFAULT));
+    EXPECT_EQ(outside().logs.front(), (LogLine{3, "[E] the file of OpenVPN is not replaced, error 21\n"}));
+    std::filesystem::remove_all("/etc/openvpn");
+    write_file("/etc/openvpn", "");
+    outside().logs.clear();
+    EXPECT_EQ(change("Device.X_QRN_VPN.4", kFile), "ConfigurationFile: the file could not be stored");
+    EXPECT_EQ(outside().logs.front(), (LogLine{3, "[E] the file is not stored, error 20\n"}));
+}
+
 TEST_F(Tunnels, GreHasAnAddressOfItsOwnAndGreTapJoinsTheBridgeOfAZone)
 {
     play(R"(
 Device.X_QRN_VPN.5 = GRE
 get -> RemoteAddress="" LocalAddress="" Key="" TTL=64 MTU=1280 TunnelIPAddress="" TunnelSubnetMask="" Enable=0 Status="Disabled"
+set TTL=64 MTU=1280 Key= Enable=0
 set Enable=1 -> ! Enable: it needs a remote address
 set RemoteAddress=192.0.2.5 LocalAddress=203.0.113.17 Key=4294967295 TTL=32 MTU=1400 TunnelIPAddress=10.9.9.1 TunnelSubnetMask=255.255.255.252 Enable=1
   firewall zone @1: name='wan' input='REJECT' output='ACCEPT' forward='REJECT' masq='1' mtu_fix='1' network+'wan' network+'vpn5'
@@ -308,6 +329,7 @@ set TunnelIPAddress=10.9.9.1 TunnelSubnetMask=255.255.255.0
   network interface vpn5addr: proto='static' device='@vpn5' ipaddr='10.9.9.1' netmask='255.255.255.0'
 Device.X_QRN_VPN.6 = GRE-TAP
 get -> RemoteAddress="" LocalAddress="" Key="" TTL=64 MTU=1280 Zone="" Enable=0 Status="Disabled"
+set TTL=64 MTU=1280 Zone= Enable=0
 set RemoteAddress=192.0.2.1 Enable=1 or RemoteAddress=gate.example.net Enable=1 Zone= -> ! RemoteAddress: it needs a remote address and a zone
 set Zone=Device.IP.Interface.1 or Zone=Device.X_QRN_NetworkZone.9 -> ! Zone: it is no zone, or one with the WAN in it
 set Zone=Device.X_QRN_NetworkZone.1 RemoteAddress=192.168.1.77 -> ! RemoteAddress: the remote address lies in the zone that the tunnel would join
