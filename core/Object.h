@@ -222,7 +222,7 @@ consteval bool is_sound(const Row (&rows)[Count])
         const bool is_complete =
             row.place == Place::kHandler ? is_given(row.handler)
             : row.place == Place::kFunction
-                ? (!is_read || is_given(row.get)) && (!is_set || is_given(row.set))
+                ? (!is_read || is_given(row.get) || row.key != nullptr) && (!is_set || is_given(row.set))
             : row.place == Place::kCount || row.place == Place::kNumbers || row.place == Place::kSection
                 ? !is_set
             : row.place == Place::kInstance

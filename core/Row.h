@@ -73,7 +73,7 @@ enum class Place : u8 {
     kCount,    ///< how many instances the list has that the object counts
     kNumbers,  ///< their numbers
     kInstance, ///< whether the instance itself is there
-    kFunction, ///< the row's functions know
+    kFunction, ///< the row's functions know; without `get`, the option `key` answers
     kHandler,  ///< a handler of the plain shape does everything; the rest of the row describes it
 };
 

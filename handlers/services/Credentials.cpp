@@ -35,13 +35,6 @@ u32 check_user_name(const RowCall& call, std::string_view stored)
                : code;
 }
 
-u32 answer_kept(const RowCall& call)
-{
-    RowText stored;
-    const u32 code = read_stored(call.request, call.row, stored);
-    return code != 0 ? code : answer_stored(call, stored.view());
-}
-
 u32 set_user_name(const RowCall& call, std::string_view stored)
 {
     RowText before;

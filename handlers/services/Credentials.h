@@ -25,9 +25,6 @@ namespace qsc::services
 /// Whether the request brings a value, which a secret is left without to stay as it is.
 [[nodiscard]] bool brings_text(const RowRequest& request, const char* name);
 
-/// Answers a row that stores its value by itself with what is stored.
-[[nodiscard]] u32 answer_kept(const RowCall& call);
-
 /// Stores the user name that belongs to "Password": when the name is taken away, so is the password.
 [[nodiscard]] u32 set_user_name(const RowCall& call, std::string_view stored);
 

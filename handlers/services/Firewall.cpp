@@ -16,14 +16,6 @@ bool is_word(std::string_view text, std::string_view word)
     return std::ranges::equal(text, word, {}, to_lower);
 }
 
-/// Whether a section counts, which it does unless it says otherwise.
-bool is_enabled(const char* section)
-{
-    RowText enabled;
-    return kFirewall.read(section, "enabled", enabled) &&
-           (enabled.view().empty() || is_switched_on(enabled.view()));
-}
-
 u32 last_of(const PortRange& ports)
 {
     return std::max(ports.first, ports.last);
@@ -85,7 +77,8 @@ bool read_remote(std::string_view text, network::Network& remote)
         return true;
     }
     if (!is_ipv4(text.substr(0, slash), remote.address) ||
-        (slash < text.size() && (!parse_whole(text.substr(slash + 1), length) || length > 32))) {
+        (slash < text.size() && (!parse_whole(text.substr(slash + 1), length) || length > 32 ||
+                                 (text[slash + 1] == '0' && text.size() > slash + 2)))) {
         return false;
     }
     remote.mask = length == 0 ? 0 : UINT32_MAX << (32 - length);
@@ -101,7 +94,7 @@ u32 walk_own_ports(u32 (*use)(void* context, const OwnPorts& ports), void* conte
         RowText proto;
         RowText ports;
         const bool is_from_wan = kFirewall.holds(rule, "src", "wan") || kFirewall.holds(rule, "src", "*");
-        if (!is_enabled(rule) || !is_from_wan || !kFirewall.holds(rule, "dest", "") ||
+        if (!kFirewall.is_on(rule, "enabled", true) || !is_from_wan || !kFirewall.holds(rule, "dest", "") ||
             kFirewall.holds(rule, "family", "ipv6") || !kFirewall.read(rule, "target", target) ||
             !is_word(target.view(), "accept") || !kFirewall.read(rule, "proto", proto) ||
             !kFirewall.read(rule, "dest_port", ports)) {
@@ -148,8 +141,9 @@ u32 check_forwardings(const Taken& wanted, i32 except)
         RowText proto;
         RowText ports;
         RowText remote;
-        if (number == except || !is_enabled(section) || !kFirewall.read(section, "proto", proto) ||
-            !kFirewall.read(section, "src_dport", ports) || !kFirewall.read(section, "src_ip", remote)) {
+        if (number == except || !kFirewall.is_on(section, "enabled", true) ||
+            !kFirewall.read(section, "proto", proto) || !kFirewall.read(section, "src_dport", ports) ||
+            !kFirewall.read(section, "src_ip", remote)) {
             continue;
         }
         Taken other{.protocols = read_protocols(proto.view())};

@@ -53,6 +53,12 @@ bool Package::holds(std::string_view section, const char* option, std::string_vi
     return read(section, option, value) && value.view() == text;
 }
 
+bool Package::is_on(std::string_view section, const char* option, bool fallback) const
+{
+    RowText value;
+    return read(section, option, value) && (value.view().empty() ? fallback : is_switched_on(value.view()));
+}
+
 u32 Package::keep(std::string_view section, const char* option, std::string_view value) const
 {
     RowText text;
@@ -85,10 +91,9 @@ u32 Package::drop(std::string_view section) const
 
 Sections::Sections(const Package& package, const char* type)
 {
-    if (call_optional(QrnUci_ListSections, package.name, type, names_.data(), static_cast<u32>(names_.size()),
-                      &left_) != 0) {
-        left_ = 0;
-    }
+    is_read_ = call_optional(QrnUci_ListSections, package.name, type, names_.data(),
+                             static_cast<u32>(names_.size()), &left_) == 0;
+    left_ = is_read_ ? left_ : 0;
 }
 
 const char* Sections::next()
@@ -100,6 +105,12 @@ const char* Sections::next()
     const char* const name = name_;
     name_ += std::strlen(name) + 1;
     return name;
+}
+
+bool is_row_on(RowRequest& request, std::string_view name)
+{
+    RowText value;
+    return read_stored(request, *find_row(request.object, name), value) == 0 && is_switched_on(value.view());
 }
 
 std::string_view section_name(const RowRequest& request)

@@ -33,6 +33,9 @@ struct Package {
     /// Whether an option is this text; empty: it is missing.
     [[nodiscard]] bool holds(std::string_view section, const char* option, std::string_view text) const;
 
+    /// Whether a switch is on; `fallback`: where it is missing.
+    [[nodiscard]] bool is_on(std::string_view section, const char* option, bool fallback) const;
+
     /// Stores an option, unless it is stored already; empty: takes it away.
     [[nodiscard]] u32 keep(std::string_view section, const char* option, std::string_view value) const;
     [[nodiscard]] u32 keep(std::string_view section, std::span<const OptionValue> values) const;
@@ -50,6 +53,9 @@ class Sections
   public:
     Sections(const Package& package, const char* type);
 
+    /// Whether their names could be read.
+    [[nodiscard]] bool is_read() const { return is_read_; }
+
     /// The name of the next section; null: there is none left.
     [[nodiscard]] const char* next();
 
@@ -57,7 +63,11 @@ class Sections
     std::array<char, 8192> names_;
     const char* name_ = names_.data();
     u32 left_ = 0;
+    bool is_read_;
 };
+
+/// Whether a switch of the request's object is on.
+[[nodiscard]] bool is_row_on(RowRequest& request, std::string_view name = "Enable");
 
 /// The name of the section that a request is about.
 [[nodiscard]] std::string_view section_name(const RowRequest& request);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.X_QRN_CaptivePortal": the page that guests see before they get to the Internet.
 #include <algorithm>
-#include <array>
 
 #include <json-c/json.h>
 
@@ -11,7 +10,8 @@
 #include "handlers/network/EthernetPorts.h"
 #include "handlers/network/References.h"
 #include "handlers/network/Zones.h"
-#include "handlers/services/Credentials.h"
+#include "handlers/services/Firewall.h"
+#include "handlers/services/Items.h"
 #include "handlers/services/Url.h"
 
 using namespace qsc;
@@ -41,103 +41,56 @@ u32 check_page(const RowCall&, std::string_view stored)
     return check_url(stored);
 }
 
-/// Whether this is an IPv4 address or a network of them.
-bool is_destination(std::string_view item)
-{
-    const std::size_t slash = std::min(item.find('/'), item.size());
-    const std::string_view length = item.substr(std::min(slash + 1, item.size()));
-    u32 address = 0;
-    u32 bits = 0;
-    return is_ipv4(item.substr(0, slash), address) &&
-           (slash == item.size() ||
-            ((length.size() == 1 || !length.starts_with('0')) && parse_whole(length, bits) && bits <= 32));
-}
-
 u32 check_allowed(const RowCall&, std::string_view stored)
 {
     return for_each_item(stored, [](std::string_view item) -> u32 {
-        return is_destination(item)
+        network::Network network{};
+        return read_remote(item, network)
                    ? 0
                    : refuse(EFAULT, "it holds what is neither an IPv4 address nor a network");
     });
 }
 
-/// Items of a list of the configuration.
-struct Items {
-    std::array<char, 4096> texts;
-    u32 count = 0;
-
-    template <typename Use>
-    void for_each(Use use) const
-    {
-        const char* item = texts.data();
-        for (u32 i = 0; i < count; ++i, item += std::string_view{item}.size() + 1) {
-            use(item);
+/// Ours, with commas between them.
+void append_allowed(const Items& rules, RowText& allowed)
+{
+    for (std::string_view rule : rules.all()) {
+        if (rule.starts_with(kRule)) {
+            rule.remove_prefix(kRule.size());
+            allowed.append(allowed.view().empty() ? "" : ",").append(rule);
         }
     }
-};
-
-u32 read_rules(Items& items)
-{
-    const u32 code = call_optional(QrnUci_GetList, kRules, items.texts.data(),
-                                   static_cast<u32>(items.texts.size()), &items.count);
-    return code == EFAULT && uci_is_missing(kRules) ? 0 : code;
-}
-
-/// Those of ours, with commas between them.
-void append_allowed(const Items& items, RowText& allowed)
-{
-    items.for_each([&](std::string_view rule) {
-        if (rule.starts_with(kRule)) {
-            allowed.append(allowed.view().empty() ? "" : ",").append(rule.substr(kRule.size()));
-        }
-    });
 }
 
 u32 answer_allowed(const RowCall& call)
 {
-    Items items;
+    Items rules;
     RowText allowed;
-    (void)read_rules(items);
-    append_allowed(items, allowed);
+    (void)rules.read(kRules);
+    append_allowed(rules, allowed);
     return answer_stored(call, allowed.view());
 }
 
 /// Ours follow those of others.
 u32 set_allowed(const RowCall& call, std::string_view stored)
 {
-    constexpr std::size_t kMost = 128;
-    Items items;
-    std::array<const char*, 2 * kMost> rules;
-    std::array<Text<46>, kMost> ours;
-    std::size_t count = 0;
-    std::size_t own = 0;
-    u32 code = read_rules(items);
-    if (code != 0 || items.count > kMost) {
+    Items rules;
+    RowText before;
+    if (!rules.read(kRules)) {
         return refuse(EFAULT, "the rules of the portal cannot be read");
     }
-    RowText before;
-    append_allowed(items, before);
+    append_allowed(rules, before);
     if (before.view() == stored) {
         return 0;
     }
-    items.for_each([&](const char* rule) {
-        if (!std::string_view{rule}.starts_with(kRule)) {
-            rules[count++] = rule;
-        }
-    });
-    code = for_each_item(stored, [&](std::string_view item) -> u32 {
-        if (own == kMost) {
-            return refuse(EFAULT, "it has more than %zu items", kMost);
-        }
-        rules[count++] = ours[own].append(kRule).append(item).c_str();
-        ++own;
+    (void)for_each_item(before.view(), [&](std::string_view item) -> u32 {
+        rules.remove(kRule, item, "");
         return 0;
     });
-    if (code != 0) {
-        return code;
-    }
-    code = call_optional(QrnUci_SetList, kRules, rules.data(), static_cast<u32>(count));
+    u32 code = for_each_item(stored, [&](std::string_view item) -> u32 {
+        return rules.add(kRule, item, "") ? 0 : refuse(EFAULT, "the portal has no room for so many rules");
+    });
+    code = code != 0 ? code : rules.write(kRules);
     if (code != 0) {
         QSC_LOG_CALL(call, kLogError, "%s not stored, error %u\n", kRules, code);
     }
@@ -254,37 +207,22 @@ u32 set_addresses(const RowCall& call, std::string_view stored)
 {
     RowText before;
     RowText lower;
-    std::array<const char*, 256> items;
-    std::size_t count = 0;
     Text<254> key;
     append_key(call.request, call.row, key);
     u32 code = read_stored(call.request, call.row, before);
-    for (const char& letter : stored) {
-        const char small = letter == ',' ? '\0' : to_lower(letter);
-        lower.append({&small, 1});
-    }
     if (code != 0 || is_same_address(before.view(), stored)) {
         return code;
     }
-    for (std::size_t place = 0; place < lower.view().size() && count < items.size(); ++count) {
-        items[count] = lower.c_str() + place;
-        place += std::string_view{items[count]}.size() + 1;
-    }
-    code = call_optional(QrnUci_SetList, key.c_str(), items.data(), static_cast<u32>(count));
-    const bool blocks = call.function[0] == 'B' && count > 0;
+    lower.append(stored);
+    std::transform(lower.data(), lower.data() + stored.size(), lower.data(), to_lower);
+    code = write_items(key.c_str(), lower);
+    const bool blocks = call.function[0] == 'B' && !stored.empty();
     return code != 0 || !blocks || uci_holds(kMechanism, "block") ? code : uci_write(kMechanism, "block");
-}
-
-bool is_enabled(RowRequest& request)
-{
-    RowText enabled;
-    return read_stored(request, *find_row(request.object, "Enable"), enabled) == 0 &&
-           is_switched_on(enabled.view());
 }
 
 u32 answer_status(const RowCall& call)
 {
-    if (!is_enabled(call.request)) {
+    if (!is_row_on(call.request)) {
         return answer_stored(call, "Disabled");
     }
     return answer_stored(call, call.request.sources.json(kClients, kModule) != nullptr ? "Enabled" : "Error");
@@ -301,7 +239,7 @@ i64 read_bytes(json_object* client, const char* member)
 u32 answer_clients(const RowCall& call)
 {
     JsonList list;
-    json_object* clients = is_enabled(call.request) ? call.request.sources.json(kClients, kModule) : nullptr;
+    json_object* clients = is_row_on(call.request) ? call.request.sources.json(kClients, kModule) : nullptr;
     json_object* member = nullptr;
     clients = find_member(clients, "clients", member) ? member : clients;
     if (is_object(clients)) {
@@ -381,7 +319,6 @@ constexpr Row kRows[] = {
      .place = kFunction,
      .marks = kMany,
      .key = "trustedmac",
-     .get = answer_kept,
      .check = check_addresses,
      .set = set_addresses},
     {.name = "BlockedList",
@@ -390,7 +327,6 @@ constexpr Row kRows[] = {
      .place = kFunction,
      .marks = kMany,
      .key = "blockedmac",
-     .get = answer_kept,
      .check = check_addresses,
      .set = set_addresses},
     {.name = "Enable",

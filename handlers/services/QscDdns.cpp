@@ -1,55 +1,30 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.DynamicDNS.Client.1." and its Hostname.1: the service that learns the router's address. A changed
 // user name keeps its password: for many services that is a token, which belongs to no name.
-#include <cerrno>
-#include <ctime>
-
 #include <unistd.h>
 
-#include "base/UciOptional.h"
-#include "core/DateTime.h"
 #include "core/Objects.h"
 #include "core/Service.h"
 #include "core/ServiceSteps.h"
 #include "handlers/services/Credentials.h"
+#include "handlers/services/DdnsState.h"
 #include "handlers/services/Url.h"
 
 using namespace qsc;
 using namespace qsc::services;
+using namespace qsc::services::ddns;
 
 namespace
 {
 
 QSC_MODULE("QscDdns");
 
-constexpr const char* kSection = "ddns.client1";
-constexpr const char* kEnabled = "ddns.client1.enabled";
-constexpr const char* kClientSwitch = "ddns.client1.qrn_enable";
-constexpr const char* kHostSwitch = "ddns.client1.qrn_hostname_enable";
-constexpr const char* kHttps = "ddns.client1.use_https";
-constexpr const char* kInterface = "ddns.client1.interface";
-constexpr const char* kNetwork = "ddns.client1.ip_network";
-constexpr const char* kService = "ddns.client1.service_name";
-constexpr const char* kAddress = "ddns.client1.update_url";
-constexpr const char* kHost = "ddns.client1.lookup_host";
-constexpr const char* kDomain = "ddns.client1.domain";
+constexpr const char* kHostSwitch = "qrn_hostname_enable";
+constexpr const char* kHttps = "use_https";
 
-bool is_there(const char* key)
+u32 keep(const char* option, std::string_view value)
 {
-    RowText text;
-    return uci_peek(key, text) == 0;
-}
-
-bool is_on(const char* key, bool fallback)
-{
-    ValueText text;
-    return uci_peek(key, text) == 0 ? is_switched_on(text.view()) : fallback;
-}
-
-/// Stores an option, unless it holds that already.
-u32 keep(const char* key, const char* value)
-{
-    return uci_holds(key, value) ? 0 : uci_write(key, value);
+    return kDdns.keep(kClient, option, value);
 }
 
 /// The scripts know one switch, which is on when both of ours are. Somebody else may have moved it.
@@ -60,17 +35,18 @@ struct Switches {
 
 Switches read_switches()
 {
-    const bool is_enabled = is_on(kEnabled, false);
-    const bool host = is_enabled || is_on(kHostSwitch, true);
-    return {is_enabled || (is_on(kClientSwitch, false) && !host), host};
+    const bool both = is_enabled();
+    const bool host = both || kDdns.is_on(kClient, kHostSwitch, true);
+    return {both || (kDdns.is_on(kClient, "qrn_enable", false) && !host), host};
 }
 
 u32 write_switches(Switches switches)
 {
     const auto word = [](bool on) { return on ? "1" : "0"; };
-    u32 code = keep(kClientSwitch, word(switches.client));
-    code = code != 0 ? code : keep(kHostSwitch, word(switches.host));
-    return code != 0 ? code : keep(kEnabled, word(switches.client && switches.host));
+    const OptionValue options[] = {{"qrn_enable", word(switches.client)},
+                                   {kHostSwitch, word(switches.host)},
+                                   {"enabled", word(switches.client && switches.host)}};
+    return kDdns.keep(kClient, options);
 }
 
 u32 answer_switch(const RowCall& call)
@@ -88,22 +64,20 @@ u32 set_switch(const RowCall& call, std::string_view stored)
         return 0;
     }
     own = stored == "1";
-    if (!is_there(kSection)) {
-        (void)call_optional(QrnUci_AddSection, "ddns", "service", "client1", static_cast<char*>(nullptr), 0U);
-    }
-    return write_switches(switches);
+    const u32 code = kDdns.make(kClient, "service");
+    return code != 0 ? code : write_switches(switches);
 }
 
 /// A section that we have not seen yet gets what the scripts would not take by themselves.
 u32 complete(RowRequest&, bool is_written)
 {
-    if (!is_written || !is_there(kSection) || is_there(kHostSwitch)) {
+    if (!is_written || !has_client() || has(kHostSwitch)) {
         return 0;
     }
-    constexpr const char* kUsual[][2] = {{kHttps, "1"}, {kInterface, "wan"}, {kNetwork, "wan"}};
+    constexpr OptionValue kUsual[] = {{kHttps, "1"}, {"interface", "wan"}, {"ip_network", "wan"}};
     u32 code = 0;
-    for (const auto& [key, value] : kUsual) {
-        code = code != 0 || is_there(key) ? code : uci_write(key, value);
+    for (const auto& [option, value] : kUsual) {
+        code = code != 0 || has(option) ? code : keep(option, value);
     }
     return code != 0 ? code : write_switches(read_switches());
 }
@@ -111,14 +85,14 @@ u32 complete(RowRequest&, bool is_written)
 /// Without a section it is what a new one would get.
 u32 answer_https(const RowCall& call)
 {
-    return answer_stored(call, is_on(kHttps, !is_there(kSection)) ? "1" : "0");
+    return answer_stored(call, kDdns.is_on(kClient, kHttps, !has_client()) ? "1" : "0");
 }
 
 u32 set_https(const RowCall& call, std::string_view stored)
 {
-    return is_there(kSection) ? keep(kHttps, stored == "1" ? "1" : "0")
-           : stored == "1"    ? 0
-                              : write_stored(call, stored);
+    return has_client()    ? keep(kHttps, stored == "1" ? "1" : "0")
+           : stored == "1" ? 0
+                           : write_stored(call, stored);
 }
 
 /// The interfaces that have an address of their own towards the Internet.
@@ -140,10 +114,10 @@ std::string_view find_interface(std::string_view reference)
 
 u32 answer_interface(const RowCall& call)
 {
-    ValueText stored;
-    const bool is_missing = uci_peek(kNetwork, stored) != 0 && uci_peek(kInterface, stored) != 0;
+    RowText stored;
+    (void)kDdns.read(kClient, has("ip_network") ? "ip_network" : "interface", stored);
     for (const auto& [path, name] : kInterfaces) {
-        if (name == (is_missing ? "wan" : stored.view())) {
+        if (name == (stored.view().empty() ? "wan" : stored.view())) {
             return answer_stored(call, path);
         }
     }
@@ -160,8 +134,8 @@ u32 check_interface(const RowCall&, std::string_view stored)
 u32 set_interface(const RowCall& call, std::string_view stored)
 {
     const std::string_view name = find_interface(stored);
-    const u32 code = !is_there(kSection) && name == "wan" ? 0 : write_stored(call, name);
-    return code != 0 || !is_there(kSection) ? code : keep(kNetwork, name.data());
+    const u32 code = !has_client() && name == "wan" ? 0 : write_stored(call, name);
+    return code != 0 || !has_client() ? code : keep("ip_network", name);
 }
 
 /// What the request names of the other way to say whom to tell.
@@ -191,7 +165,7 @@ u32 check_service(const RowCall& call, std::string_view stored)
 
 u32 forget_address(const RowCall&, std::string_view stored)
 {
-    return !stored.empty() && is_there(kAddress) ? uci_write(kAddress, "") : 0;
+    return stored.empty() ? 0 : keep("update_url", "");
 }
 
 /// The address passes a shell between single quotes.
@@ -203,154 +177,24 @@ u32 check_address(const RowCall& call, std::string_view stored)
 
 u32 forget_service(const RowCall&, std::string_view stored)
 {
-    return !stored.empty() && is_there(kService) ? uci_write(kService, "") : 0;
+    return stored.empty() ? 0 : keep("service_name", "");
 }
 
 u32 set_domain(const RowCall&, std::string_view stored)
 {
-    RowText name;
-    return is_there(kSection) && name.assign(stored) && (!stored.empty() || is_there(kDomain))
-               ? keep(kDomain, name.c_str())
-               : 0;
-}
-
-/// A file that the scripts keep for the section.
-std::string_view read_file(const RowCall& call, const char* suffix)
-{
-    Text<254> path;
-    ValueText folder;
-    const bool is_own = uci_peek("ddns.global.ddns_rundir", folder) == 0 && folder.view().starts_with('/');
-    path.append(is_own ? folder.view() : "/var/run/ddns").append("/client1").append(suffix);
-    return call.request.sources.file(path.c_str());
-}
-
-/// Known words of a text that providers and programs have written, and what they mean.
-struct Known {
-    const char* word;
-    const char* error;
-};
-
-constexpr Known kAnswers[] = {
-    {"badauth", "AUTHENTICATION_ERROR"},
-    {"abuse", "AUTHENTICATION_ERROR"},
-    {"notfqdn", "MISCONFIGURATION_ERROR"},
-    {"nohost", "MISCONFIGURATION_ERROR"},
-    {"numhost", "MISCONFIGURATION_ERROR"},
-    {"!donator", "MISCONFIGURATION_ERROR"},
-    {"badagent", "MISCONFIGURATION_ERROR"},
-    {"dnserr", "DNS_ERROR"},
-    {"911", "PROTOCOL_ERROR"},
-};
-constexpr Known kProgramErrors[] = {
-    {"resolve", "DNS_ERROR"},        {"timed out", "TIMEOUT_ERROR"},  {"timeout", "TIMEOUT_ERROR"},
-    {"401", "AUTHENTICATION_ERROR"}, {"403", "AUTHENTICATION_ERROR"}, {"certificate", "PROTOCOL_ERROR"},
-    {"SSL", "PROTOCOL_ERROR"},
-};
-
-const char* find_error(const RowCall& call)
-{
-    const auto find = [](std::string_view text, std::span<const Known> known, const char* other) {
-        for (const Known& each : known) {
-            if (text.find(each.word) != std::string_view::npos) {
-                return each.error;
-            }
-        }
-        return other;
-    };
-    const std::string_view failed = read_file(call, ".err");
-    return !failed.empty() ? find(failed, kProgramErrors, "CONNECTION_ERROR")
-                           : find(read_file(call, ".dat"), kAnswers, "NO_ERROR");
-}
-
-u32 answer_error(const RowCall& call)
-{
-    return answer_stored(call, is_on(kEnabled, false) ? find_error(call) : "NO_ERROR");
-}
-
-/// When the service was last updated, in seconds of uptime; 0: not yet.
-i64 read_update(const RowCall& call)
-{
-    i64 uptime = 0;
-    (void)parse_leading(read_file(call, ".update"), uptime);
-    return uptime;
-}
-
-/// Whether the script for this section runs.
-bool is_running(const RowCall& call)
-{
-    u32 process = 0;
-    Text<62> path;
-    (void)parse_leading(read_file(call, ".pid"), process);
-    path.append("/proc/").append_number(process);
-    return process > 0 && access(path.c_str(), F_OK) == 0;
-}
-
-/// The words for each state; the client's and the host's differ.
-struct Words {
-    const char* updated;
-    const char* under_way;
-    const char* idle;
-    const char* misconfigured;
-};
-
-u32 answer_state(const RowCall& call, const Words& words)
-{
-    const bool is_complete = (is_there(kService) || is_there(kAddress)) && is_there(kHost);
-    const bool has_failed = std::string_view{find_error(call)} != "NO_ERROR";
-    return answer_stored(call, !is_on(kEnabled, false) ? "Disabled"
-                               : !is_complete          ? words.misconfigured
-                               : has_failed            ? "Error"
-                               : read_update(call) > 0 ? words.updated
-                               : is_running(call)      ? words.under_way
-                                                       : words.idle);
-}
-
-u32 answer_client_status(const RowCall& call)
-{
-    return answer_state(call, {"Updated", "Connecting", "Error", "Error_Misconfigured"});
-}
-
-u32 answer_host_status(const RowCall& call)
-{
-    return answer_state(call, {"Registered", "Updating", "UpdateNeeded", "Error"});
-}
-
-u32 answer_address(const RowCall& call)
-{
-    u32 address = 0;
-    const std::string_view text = first_line(read_file(call, ".ip"));
-    return answer_stored(call, is_ipv4(text, address) ? text : "");
-}
-
-/// The scripts know no date, only how long the device had been up.
-u32 answer_last_update(const RowCall& call)
-{
-    constexpr i64 kSet = 1'704'067'200; // 2024: before, the clock was not set
-    i64 uptime = 0;
-    const i64 now = time(nullptr);
-    const i64 updated = read_update(call);
-    (void)parse_leading(call.request.sources.file("/proc/uptime"), uptime);
-    const bool is_known = updated > 0 && updated <= uptime && now >= kSet;
-    return answer_stored(call, date_time_of(is_known ? now - uptime + updated : 0).view());
+    return has_client() ? keep("domain", stored) : 0;
 }
 
 /// Whether the scripts have something to do, for us or for others.
 bool is_any_on()
 {
-    std::array<char, 2048> names;
-    u32 count = 0;
-    if (call_optional(QrnUci_ListSections, "ddns", "service", names.data(), static_cast<u32>(names.size()),
-                      &count) != 0) {
-        return true; // nothing that others need is switched off
+    Sections services{kDdns, "service"};
+    const char* name = services.next();
+    // Where they cannot be told, nothing that others need is switched off.
+    while (name != nullptr && !kDdns.is_on(name, "enabled", false)) {
+        name = services.next();
     }
-    const char* name = names.data();
-    for (u32 i = 0; i < count; ++i, name += std::string_view{name}.size() + 1) {
-        Text<254> key;
-        if (is_on(key.append("ddns.").append(name).append(".enabled").c_str(), false)) {
-            return true;
-        }
-    }
-    return false;
+    return name != nullptr || !services.is_read();
 }
 
 u32 commit_and_start(std::string_view action)
@@ -425,7 +269,7 @@ constexpr Row kClientRows[] = {
      .kind = Kind::kWord,
      .place = kFunction,
      .limits = "Connecting|Authenticating|Updated|Error_Misconfigured|Error|Disabled",
-     .get = answer_client_status},
+     .get = answer_status},
     {.name = "LastError",
      .kind = Kind::kWord,
      .place = kFunction,

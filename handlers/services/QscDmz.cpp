@@ -27,9 +27,7 @@ bool has_dmz()
 
 bool is_on()
 {
-    RowText enabled;
-    return has_dmz() && kFirewall.read(kSection, "enabled", enabled) &&
-           (enabled.view().empty() || is_switched_on(enabled.view()));
+    return has_dmz() && kFirewall.is_on(kSection, "enabled", true);
 }
 
 /// What the DMZ is made with; the client waits until it is switched on.
@@ -64,13 +62,6 @@ u32 answer_destination(const RowCall& call)
     RowText text;
     read_destination(text);
     return answer_stored(call, text.view());
-}
-
-u32 answer_prefix(const RowCall& call)
-{
-    RowText text;
-    const u32 code = read_stored(call.request, call.row, text);
-    return code != 0 ? code : answer_stored(call, text.view());
 }
 
 /// Somebody else may have a section of that name.
@@ -288,7 +279,6 @@ constexpr Row kRows[] = {
      .access = kReadWrite,
      .place = kFunction,
      .key = "src_ip",
-     .get = answer_prefix,
      .check = check_prefix,
      .set = store_prefix},
     {.name = "DestIP",

@@ -12,6 +12,7 @@
 #include "core/StagedFile.h"
 #include "handlers/network/Sockets.h"
 #include "handlers/services/Credentials.h"
+#include "handlers/services/Package.h"
 
 using namespace qsc;
 using namespace qsc::services;
@@ -133,7 +134,7 @@ u32 answer_status(const RowCall& call)
         return stored.view();
     };
     RowText text;
-    if (!is_switched_on(read("Enable", text))) {
+    if (!is_row_on(call.request)) {
         return answer_stored(call, "Disabled");
     }
     if (access(kBroker, X_OK) != 0) {
@@ -199,7 +200,6 @@ constexpr Row kRows[] = {
      .place = Place::kFunction,
      .limits = ":256",
      .key = "username",
-     .get = answer_kept,
      .check = check_identifier,
      .set = set_user_name},
     {.name = "Password",

@@ -4,7 +4,7 @@
 
 #include "core/DateTime.h"
 #include "core/Objects.h"
-#include "core/ServeRow.h"
+#include "handlers/services/Package.h"
 
 using namespace qsc;
 
@@ -27,12 +27,10 @@ std::string_view read_line(const RowCall& call, std::string_view name)
 
 u32 answer_status(const RowCall& call)
 {
-    RowText enabled;
-    (void)read_stored(call.request, *find_row(call.request.object, "Enable"), enabled);
     const std::string_view state = read_line(call, "status");
-    return answer_stored(call, !is_switched_on(enabled.view()) ? "Disabled"
-                               : find_word(kStates, state) < 0 ? "Error"
-                                                               : state);
+    return answer_stored(call, !services::is_row_on(call.request) ? "Disabled"
+                               : find_word(kStates, state) < 0    ? "Error"
+                                                                  : state);
 }
 
 u32 answer_version(const RowCall& call)

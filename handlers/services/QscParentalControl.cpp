@@ -11,6 +11,7 @@
 #include "core/ServiceSteps.h"
 #include "handlers/network/Leases.h"
 #include "handlers/services/Firewall.h"
+#include "handlers/services/Items.h"
 #include "handlers/services/RuleTimes.h"
 #include "handlers/system/ZoneRule.h"
 
@@ -159,9 +160,7 @@ u32 answer_time(const RowCall& call)
 
 u32 answer_status(const RowCall& call)
 {
-    RowText enabled;
-    const u32 code = read_stored(call.request, *find_row(call.request.object, "Enable"), enabled);
-    return code != 0 ? code : answer_stored(call, is_switched_on(enabled.view()) ? "Enabled" : "Disabled");
+    return answer_stored(call, is_row_on(call.request) ? "Enabled" : "Disabled");
 }
 
 /// A second section is as its first one is, and is deleted with it.
@@ -199,65 +198,6 @@ u32 arrange(RowRequest& request, bool is_written)
     return code;
 }
 
-/// Items of a list, with room for more.
-class Items
-{
-  public:
-    [[nodiscard]] bool read(const char* key)
-    {
-        u32 count = 0;
-        if (call_optional(QrnUci_GetList, key, texts_.data(), static_cast<u32>(texts_.size()), &count) != 0) {
-            return uci_is_missing(key);
-        }
-        for (u32 i = 0; i < count && i < items_.size(); ++i) {
-            items_[count_++] = texts_.data() + used_;
-            used_ += std::strlen(texts_.data() + used_) + 1;
-        }
-        return count_ == count;
-    }
-
-    [[nodiscard]] bool add(std::string_view before, std::string_view text, std::string_view after)
-    {
-        const std::size_t size = before.size() + text.size() + after.size() + 1;
-        if (count_ == items_.size() || size > texts_.size() - used_) {
-            return false;
-        }
-        char* end = texts_.data() + used_;
-        items_[count_++] = end;
-        used_ += size;
-        for (const std::string_view part : {before, text, after}) {
-            end = std::copy(part.begin(), part.end(), end);
-        }
-        *end = '\0';
-        return true;
-    }
-
-    /// Takes the last item away that blocks a name.
-    void unblock(std::string_view name)
-    {
-        for (u32 i = count_; i > 0; --i) {
-            const std::string_view item = items_[i - 1];
-            if (item.size() == name.size() + 2 && item.starts_with('/') && item.ends_with('/') &&
-                item.find(name) == 1) {
-                std::copy(&items_[i], items_.data() + count_, &items_[i - 1]);
-                --count_;
-                return;
-            }
-        }
-    }
-
-    [[nodiscard]] u32 write(const char* key) const
-    {
-        return call_optional(QrnUci_SetList, key, items_.data(), count_);
-    }
-
-  private:
-    u32 count_ = 0;
-    std::size_t used_ = 0;
-    std::array<const char*, 256> items_;
-    std::array<char, 12'288> texts_;
-};
-
 /// The name server answers that there is no such name. Items that others have put there stay.
 u32 store_blocked(const RowCall& call, std::string_view stored)
 {
@@ -273,7 +213,7 @@ u32 store_blocked(const RowCall& call, std::string_view stored)
         return 0;
     }
     (void)for_each_item(before.view(), [&](std::string_view name) -> u32 {
-        addresses.unblock(name);
+        addresses.remove("/", name, "/");
         return 0;
     });
     u32 code = for_each_item(stored, [&](std::string_view name) -> u32 {
@@ -284,13 +224,6 @@ u32 store_blocked(const RowCall& call, std::string_view stored)
     code = code != 0 ? code : addresses.write(kAddresses);
     code = code != 0 ? code : names.write(kBlocked);
     return code != 0 ? refuse(code, "the names could not be stored") : 0;
-}
-
-u32 answer_blocked(const RowCall& call)
-{
-    RowText names;
-    const u32 code = read_stored(call.request, call.row, names);
-    return code != 0 ? code : answer_stored(call, names.view());
 }
 
 /// The local minute of the week, which begins with Sunday.
@@ -327,7 +260,6 @@ constexpr Row kCountRows[] = {
      .place = kFunction,
      .marks = kMany,
      .key = "dhcp.@dnsmasq[0].qrn_blocked",
-     .get = answer_blocked,
      .set = store_blocked},
 };
 
@@ -385,10 +317,8 @@ u32 qsc::services::serve_parental_control(const char*, json_object* request)
     const u32 now = minute_of_week();
     for (i32 number = rules.read(kRules) == 0 ? rules.next(0) : 0; number != 0; number = rules.next(number)) {
         const char* const section = rules.find(number);
-        RowText enabled;
         RowText mac_address;
-        if (kFirewall.read(section, "enabled", enabled) && kFirewall.read(section, "src_mac", mac_address) &&
-            (enabled.view().empty() || is_switched_on(enabled.view())) &&
+        if (kFirewall.is_on(section, "enabled", true) && kFirewall.read(section, "src_mac", mac_address) &&
             is_within(read_times(section, number), now)) {
             cut_off(sources, mac_address.view());
         }

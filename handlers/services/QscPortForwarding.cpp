@@ -160,9 +160,8 @@ u32 answer_status(const RowCall& call)
 {
     RowText text;
     RowText zone;
-    const u32 code = read_stored(call.request, *find_row(call.request.object, "Enable"), text);
-    if (code != 0 || !is_switched_on(text.view())) {
-        return code != 0 ? code : answer_stored(call, "Disabled");
+    if (!is_row_on(call.request)) {
+        return answer_stored(call, "Disabled");
     }
     const bool is_right =
         kFirewall.read(section_name(call.request), "dest_ip", text) && find_zone_of(text.view(), zone);

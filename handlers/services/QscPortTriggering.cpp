@@ -43,7 +43,7 @@ u32 read_next(const RowCall& call, const Names& names, Taken& taken)
 bool read_trigger(const char* section, Taken& taken)
 {
     RowText text;
-    if (!kFirewall.read(section, "enable", text) || !is_switched_on(text.view())) {
+    if (!kFirewall.is_on(section, "enable", false)) {
         return false;
     }
     (void)(kFirewall.read(section, "protocol", text));
@@ -89,8 +89,7 @@ bool has_reader()
 
 u32 answer_status(const RowCall& call)
 {
-    const bool is_on = kFirewall.holds(section_name(call.request), "enable", "1");
-    return answer_stored(call, !is_on ? "Disabled" : has_reader() ? "Enabled" : "Error");
+    return answer_stored(call, !is_row_on(call.request) ? "Disabled" : has_reader() ? "Enabled" : "Error");
 }
 
 constexpr Access kReadWrite = Access::kReadWrite;

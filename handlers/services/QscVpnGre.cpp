@@ -182,26 +182,8 @@ constexpr Row kTtlRow{.name = "TTL",
                       .limits = "1:255",
                       .key = "ttl",
                       .fallback = "64"};
-constexpr Row kMtuRow{.name = "MTU",
-                      .kind = Kind::kUnsigned,
-                      .access = kReadWrite,
-                      .unit = Unit::kBytes,
-                      .limits = kTunnelMtus,
-                      .key = "mtu",
-                      .fallback = "1280"};
-constexpr Row kEnableRow{.name = "Enable",
-                         .kind = Kind::kBoolean,
-                         .access = kReadWrite,
-                         .marks = kInverted,
-                         .key = "disabled",
-                         .fallback = "1",
-                         .get = answer_tunnel_enable,
-                         .check = check_switch};
-constexpr Row kStatusRow{.name = "Status",
-                         .kind = Kind::kWord,
-                         .place = kFunction,
-                         .limits = kTunnelStates,
-                         .get = answer_tunnel_status};
+constexpr Row kMtuRow = tunnel_mtu_row("MTU", "1280");
+constexpr Row kEnableRow = tunnel_enable_row("Enable", check_switch);
 
 constexpr Row kGreRows[] = {
     kRemoteRow,
@@ -214,7 +196,6 @@ constexpr Row kGreRows[] = {
      .access = kReadWrite,
      .place = kFunction,
      .key = "network.vpn5addr.ipaddr",
-     .get = answer_kept,
      .check = check_inner,
      .set = set_inner},
     {.name = "TunnelSubnetMask",
@@ -222,11 +203,10 @@ constexpr Row kGreRows[] = {
      .access = kReadWrite,
      .place = kFunction,
      .key = "network.vpn5addr.netmask",
-     .get = answer_kept,
      .check = check_inner,
      .set = set_inner},
     kEnableRow,
-    kStatusRow,
+    kTunnelStatusRow,
 };
 constexpr Row kGreTapRows[] = {
     kRemoteRow,
@@ -244,7 +224,7 @@ constexpr Row kGreTapRows[] = {
      .check = check_zone,
      .set = set_zone},
     kEnableRow,
-    kStatusRow,
+    kTunnelStatusRow,
 };
 
 } // namespace

@@ -5,6 +5,7 @@
 #include "core/Objects.h"
 #include "handlers/network/Networks.h"
 #include "handlers/services/Credentials.h"
+#include "handlers/services/Firewall.h"
 #include "handlers/services/Tunnel.h"
 #include "include/qsc_handlers.h"
 
@@ -17,7 +18,6 @@ namespace
 QSC_MODULE("QscVpnIpsec");
 
 constexpr Package kPackage{"ipsec"};
-constexpr Package kFirewall{"firewall"};
 
 constexpr const char* kRemoteSubnet = "ipsec.vpn3_net.remote_subnet";
 constexpr const char* kLocalSubnet = "ipsec.vpn3_net.local_subnet";
@@ -38,14 +38,8 @@ bool is_authenticated(std::string_view cipher)
 /// Reads an IPv4 network, "10.1.0.0/16".
 bool read_subnet(std::string_view text, network::Network& network)
 {
-    const std::size_t slash = text.find('/');
-    u32 length = 0;
-    if (slash == std::string_view::npos || !is_ipv4(text.substr(0, slash), network.address) ||
-        !parse_whole(text.substr(slash + 1), length) || length > 32) {
-        return false;
-    }
-    network.mask = length == 0 ? 0 : UINT32_MAX << (32 - length);
-    return (network.address & ~network.mask) == 0;
+    return text.find('/') != std::string_view::npos && read_remote(text, network) &&
+           (network.address & ~network.mask) == 0;
 }
 
 /// Judges what a tunnel that is on needs, and that the other network is none of ours.
@@ -278,7 +272,6 @@ constexpr Row kRows[] = {
      .access = kReadWrite,
      .place = kFunction,
      .key = kLocalSubnet,
-     .get = answer_kept,
      .check = check_subnet,
      .set = set_subnet},
     {.name = "RemoteSubnet",
@@ -286,7 +279,6 @@ constexpr Row kRows[] = {
      .access = kReadWrite,
      .place = kFunction,
      .key = kRemoteSubnet,
-     .get = answer_kept,
      .check = check_subnet,
      .set = set_subnet},
     {.name = "PreSharedKey",
@@ -339,11 +331,7 @@ constexpr Row kRows[] = {
      .key = "enabled",
      .fallback = "0",
      .check = check_whole},
-    {.name = "Status",
-     .kind = Kind::kWord,
-     .place = kFunction,
-     .limits = kTunnelStates,
-     .get = answer_tunnel_status},
+    kTunnelStatusRow,
 };
 
 } // namespace

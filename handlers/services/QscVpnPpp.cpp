@@ -49,7 +49,6 @@ constexpr Row kUsernameRow{.name = "Username",
                            .place = Place::kFunction,
                            .limits = ":126",
                            .key = "username",
-                           .get = answer_kept,
                            .check = check_name,
                            .set = set_user_name};
 constexpr Row kPasswordRow{.name = "Password",
@@ -58,39 +57,13 @@ constexpr Row kPasswordRow{.name = "Password",
                            .limits = ":126",
                            .key = "password",
                            .check = check_password};
-constexpr Row kMtuRow{.name = "MTU",
-                      .kind = Kind::kUnsigned,
-                      .access = kReadWrite,
-                      .unit = Unit::kBytes,
-                      .limits = kTunnelMtus,
-                      .key = "mtu",
-                      .fallback = "1500"};
+constexpr Row kMtuRow = tunnel_mtu_row("MTU", "1500");
 constexpr Row kRouteRow{.name = "DefaultRoute",
                         .kind = Kind::kBoolean,
                         .access = kReadWrite,
                         .key = "defaultroute",
                         .fallback = "0"};
-constexpr Row kEnableRow{.name = "Enable",
-                         .kind = Kind::kBoolean,
-                         .access = kReadWrite,
-                         .marks = kInverted,
-                         .key = "disabled",
-                         .fallback = "1",
-                         .get = answer_tunnel_enable,
-                         .check = check_switch,
-                         .set = warn};
-constexpr Row kStatusRow{.name = "Status",
-                         .kind = Kind::kWord,
-                         .place = Place::kFunction,
-                         .limits = kTunnelStates,
-                         .get = answer_tunnel_status};
-constexpr Row kAddressRow{
-    .name = "IPAddress", .kind = Kind::kIPv4, .place = Place::kFunction, .get = answer_tunnel_address};
-constexpr Row kUpTimeRow{.name = "UpTime",
-                         .kind = Kind::kUnsigned,
-                         .place = Place::kFunction,
-                         .unit = Unit::kSeconds,
-                         .get = answer_tunnel_uptime};
+constexpr Row kEnableRow = tunnel_enable_row("Enable", check_switch, warn);
 
 constexpr Row kPptpRows[] = {
     kServerRow,
@@ -105,13 +78,13 @@ constexpr Row kPptpRows[] = {
      .limits = QSC_STORED_WORDS("Required|Off", "|nomppe"),
      .key = "pppd_options"},
     kEnableRow,
-    kStatusRow,
-    kAddressRow,
-    kUpTimeRow,
+    kTunnelStatusRow,
+    kTunnelAddressRow,
+    kTunnelUpTimeRow,
 };
 constexpr Row kL2tpRows[] = {
-    kServerRow, kUsernameRow, kPasswordRow, kMtuRow,    kRouteRow,
-    kEnableRow, kStatusRow,   kAddressRow,  kUpTimeRow,
+    kServerRow, kUsernameRow,     kPasswordRow,      kMtuRow,          kRouteRow,
+    kEnableRow, kTunnelStatusRow, kTunnelAddressRow, kTunnelUpTimeRow,
 };
 
 } // namespace

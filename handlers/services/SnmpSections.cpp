@@ -23,14 +23,12 @@ constexpr u32 kUsualPort = 161;
 
 bool is_option_on(const char* option)
 {
-    RowText text;
-    return kPackage.read(kGeneral, option, text) && is_switched_on(text.view());
+    return kPackage.is_on(kGeneral, option, false);
 }
 
 bool is_on()
 {
-    return is_installed(kPackage.name) &&
-           (kPackage.holds(kGeneral, "enabled", "") || is_option_on("enabled"));
+    return is_installed(kPackage.name) && kPackage.is_on(kGeneral, "enabled", true);
 }
 
 u32 port_of_agent()
@@ -150,20 +148,15 @@ u32 keep_networks()
 {
     RowText networks;
     RowText left;
-    std::array<const char*, 32> items;
-    u32 count = 0;
     bool has_wan = false;
     (void)kPackage.read(kGeneral, "network", networks);
     (void)for_each_word(networks.view(), [&](std::string_view network) -> u32 {
-        has_wan = has_wan || network.starts_with("wan");
-        if (!network.starts_with("wan") && count < items.size()) {
-            items[count++] = left.c_str() + left.view().size() + (left.view().empty() ? 0 : 1);
-            left.append(left.view().empty() ? "" : " ").append(network);
-        }
+        const bool is_wan = network.starts_with("wan");
+        has_wan = has_wan || is_wan;
+        left.append(is_wan || left.view().empty() ? "" : ",").append(is_wan ? "" : network);
         return 0;
     });
-    std::replace(left.data(), left.data() + left.view().size(), ' ', '\0');
-    return has_wan ? call_optional(QrnUci_SetList, "snmpd.general.network", items.data(), count) : 0;
+    return has_wan ? write_items("snmpd.general.network", left) : 0;
 }
 
 /// Where traps go, as the agent writes it.

@@ -66,12 +66,6 @@ bool is_there(const char* key)
     return uci_peek(key, text) == 0;
 }
 
-bool is_option_on(const char* key)
-{
-    ValueText text;
-    return uci_peek(key, text) == 0 && is_switched_on(text.view());
-}
-
 /// The first IPv4 address of a device.
 void read_device_address(const char* device, Text<62>& address)
 {
@@ -140,17 +134,13 @@ bool is_openvpn_in_netifd()
 bool is_tunnel_on(u32 number)
 {
     if (number == kIpsec) {
-        return is_option_on("ipsec.vpn3.enabled");
+        return Package{"ipsec"}.is_on("vpn3", "enabled", false);
     }
     if (number == kOpenVpn && !is_openvpn_in_netifd()) {
-        return is_option_on("openvpn.vpn4.enabled");
+        return Package{"openvpn"}.is_on("vpn4", "enabled", false);
     }
-    Text<62> key;
-    key.append("network.").append(kKinds[number].interface);
-    if (!is_there(key.c_str())) {
-        return false;
-    }
-    return !is_option_on(key.append(".disabled").c_str());
+    const char* const name = kKinds[number].interface;
+    return !kNetwork.type_of(name).view().empty() && !kNetwork.is_on(name, "disabled", false);
 }
 
 TunnelState read_tunnel(Sources& sources, u32 number)
@@ -257,31 +247,18 @@ u32 join_wan(std::string_view interface)
     if (!find_wan_zone(zone)) {
         return refuse(EFAULT, "%s", kNoZone);
     }
-    constexpr u32 kMost = 64;
     Text<254> key;
     RowText networks;
-    std::array<const char*, kMost> items;
-    u32 count = 0;
+    RowText items;
     (void)uci_peek(key.append("firewall.").append(zone.view()).append(".network").c_str(), networks);
-    bool is_member = false;
+    if (is_word_of(networks.view(), interface)) {
+        return 0;
+    }
     (void)for_each_word(networks.view(), [&](std::string_view each) -> u32 {
-        is_member = is_member || each == interface;
+        items.append(each).append(",");
         return 0;
     });
-    if (is_member) {
-        return 0;
-    }
-    networks.append(networks.view().empty() ? "" : " ").append(interface);
-    const char* const end = networks.data() + networks.view().size();
-    for (char* each = networks.data(); networks.fits() && each < end && count < kMost;) {
-        const std::size_t length = std::strcspn(each, " ");
-        if (length > 0) {
-            items[count++] = each;
-        }
-        each += length;
-        *each++ = '\0';
-    }
-    const u32 code = call_optional(QrnUci_SetList, key.c_str(), items.data(), count);
+    const u32 code = write_items(key.c_str(), items.append(interface));
     return code != 0 ? refuse(code, "the firewall's zone of the WAN could not be changed") : 0;
 }
 

@@ -12,7 +12,6 @@ enum Tunnel : u32 { kPptp = 1, kL2tp = 2, kIpsec = 3, kOpenVpn = 4, kGre = 5, kG
 inline constexpr u32 kTunnels = 6;
 
 inline constexpr const char* kTunnelStates = "Disabled|Up|Connecting|Error";
-inline constexpr const char* kTunnelMtus = "576:1500";
 
 /// Whether a tunnel is switched on.
 [[nodiscard]] bool is_tunnel_on(u32 number);
@@ -31,6 +30,40 @@ struct TunnelState {
 [[nodiscard]] u32 answer_tunnel_status(const RowCall& call);
 [[nodiscard]] u32 answer_tunnel_address(const RowCall& call);
 [[nodiscard]] u32 answer_tunnel_uptime(const RowCall& call);
+
+inline constexpr Row kTunnelStatusRow = status_row("Status", answer_tunnel_status, kTunnelStates);
+inline constexpr Row kTunnelAddressRow{
+    .name = "IPAddress", .kind = Kind::kIPv4, .place = Place::kFunction, .get = answer_tunnel_address};
+inline constexpr Row kTunnelUpTimeRow{.name = "UpTime",
+                                      .kind = Kind::kUnsigned,
+                                      .place = Place::kFunction,
+                                      .unit = Unit::kSeconds,
+                                      .get = answer_tunnel_uptime};
+/// For the switch of an interface. `check` judges it.
+consteval Row tunnel_enable_row(RowName name, RowTake check, RowTake set = nullptr)
+{
+    Row row{.name = name};
+    row.kind = Kind::kBoolean;
+    row.access = Access::kReadWrite;
+    row.marks = kInverted;
+    row.key = "disabled";
+    row.fallback = "1";
+    row.get = answer_tunnel_enable;
+    row.check = check;
+    row.set = set;
+    return row;
+}
+consteval Row tunnel_mtu_row(RowName name, const char* usual)
+{
+    Row row{.name = name};
+    row.kind = Kind::kUnsigned;
+    row.access = Access::kReadWrite;
+    row.unit = Unit::kBytes;
+    row.limits = "576:1500";
+    row.key = "mtu";
+    row.fallback = usual;
+    return row;
+}
 
 /// Whether what a row of the same object will hold is switched on, or is not empty.
 [[nodiscard]] bool will_be_on(const RowCall& call, const char* name);

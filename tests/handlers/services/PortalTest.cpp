@@ -68,16 +68,19 @@ service restart
 remove /etc/config/nodogsplash
 set MaxClients=5 -> ! MaxClients: nodogsplash is not installed
 )");
+    constexpr const char* kPath = "Device.X_QRN_CaptivePortal";
     std::string rules = "config nodogsplash\n";
-    for (int i = 0; i < 128; ++i) {
+    for (int i = 0; i < 255; ++i) {
         rules += "\tlist preauthenticated_users 'allow tcp " + std::to_string(i) + "'\n";
     }
     put("nodogsplash", rules);
-    EXPECT_EQ(change("Device.X_QRN_CaptivePortal", "AllowedList=192.0.2.1"), "");
-    EXPECT_EQ(values("Device.X_QRN_CaptivePortal", "AllowedList"), "\"192.0.2.1\"");
-    put("nodogsplash", rules + "\tlist preauthenticated_users 'x'\n");
-    EXPECT_EQ(change("Device.X_QRN_CaptivePortal", "AllowedList=192.0.2.2"),
-              "AllowedList: the rules of the portal cannot be read");
+    EXPECT_EQ(change(kPath, "AllowedList=192.0.2.1"), "");
+    EXPECT_EQ(values(kPath, "AllowedList"), "\"192.0.2.1\"");
+    EXPECT_EQ(change(kPath, "AllowedList=192.0.2.1,192.0.2.2"),
+              "AllowedList: the portal has no room for so many rules");
+    std::filesystem::remove_all("/tmp/.uci");
+    put("nodogsplash", rules + "\tlist preauthenticated_users 'x'\n\tlist preauthenticated_users 'y'\n");
+    EXPECT_EQ(change(kPath, "AllowedList=192.0.2.2"), "AllowedList: the rules of the portal cannot be read");
 }
 
 TEST_F(Portal, ClientsAreWhatItSaysWhileItRuns)
