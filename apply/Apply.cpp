@@ -76,9 +76,14 @@ u32 make_live(Session& session, Plan& plan)
         remove_overlay();
         code = in_overlay(session, [&] {
             const u32 failed = set_live(session);
-            return failed != 0 ? failed : make_plan(session, plan);
+            const JsonRef hash{json_object_get(json_object_object_get(plan.report.get(), "hash"))};
+            const u32 planned = failed != 0 ? failed : make_plan(session, plan);
+            // Of what it was planned on, before the tools have changed anything.
+            return planned != 0 ? planned
+                                : add_member(plan.report.get(), "hash", json_object_get(hash.get()));
         });
         if (code != 0) {
+            put_back_outside(session);
             (void)run_scripts(runs.get());
             finish_replacing();
         }
@@ -87,11 +92,11 @@ u32 make_live(Session& session, Plan& plan)
 }
 
 /// What was done is in the report, in place of what was planned.
-void report_result(const Session& session, json_object* report, json_object* commands, u32 code)
+void report_result(const Session& session, json_object* report, u32 code)
 {
     (void)(add_member(report, "result", json_object_new_int64(code)) == 0 &&
            add_member(report, "refused", json_object_get(session.refused.get())) == 0 &&
-           (commands == nullptr || add_member(report, "commands", json_object_get(commands)) == 0));
+           add_member(report, "commands", show_commands(session).release()) == 0);
 }
 
 /// Everything from the first replaced file to the last service.
@@ -132,7 +137,7 @@ u32 end(Session& session, Plan& plan)
     if (code == 0) {
         code = make_live(session, plan);
         code = code != 0 ? code : make_changes(session, plan);
-        report_result(session, plan.report.get(), session.recorder.commands.get(), code);
+        report_result(session, plan.report.get(), code);
     } else if (plan.report != nullptr && session.code == 0) {
         (void)add_member(plan.report.get(), "result", json_object_new_int64(code));
     }

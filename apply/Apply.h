@@ -34,10 +34,13 @@ struct Session {
 
     Recorder recorder;
     JsonRef secrets; ///< values that no one may read in a plan
+    JsonRef stems;   ///< names of options that hold such
     JsonRef sets;    ///< what was asked for, as it came: [[path, request]]
     JsonRef commits; ///< commits and services by their paths: the request
     JsonRef services;
     JsonRef chosen;  ///< those of the services that were asked for
+    JsonRef outside; ///< files that tools change while sets are done, as they were: {PATH: {"text", "mode",
+                     ///< "path"}}
     JsonRef changes; ///< of the plan
     JsonRef
         given; ///< texts that are put in place, instead of what sets come to; the "before" is what is there
@@ -93,6 +96,8 @@ void remove_overlay();
 [[nodiscard]] u32 add_step(Session& session, const char* path, json_object* request, u32 operation);
 /// Does the sets once more in a new overlay, with their commands for real.
 [[nodiscard]] u32 set_live(Session& session);
+/// Puts back what tools have changed while sets were done.
+void put_back_outside(const Session& session);
 /// Has all that was set committed, in the overlay.
 [[nodiscard]] u32 commit_all(Session& session);
 /// Notes that something speaks against the apply.
@@ -110,7 +115,7 @@ struct Plan {
     JsonRef texts;
     JsonRef order; ///< the services that are needed, in their order: [path]
     JsonRef runs;
-    JsonRef packages; ///< those that differ, by their names
+    u32 switches = 0; ///< what the commits have left remembered for the services
 };
 [[nodiscard]] u32 make_plan(Session& session, Plan& plan);
 /// The text of a package's file; null in `text`: there is none.
@@ -129,9 +134,15 @@ u32 run_scripts(json_object* runs);
 // Secrets.cpp
 /// Remembers the values of a request's secret parameters.
 [[nodiscard]] u32 note_secrets(Session& session, const Qsc_ObjectInfo& object, json_object* request);
+/// Remembers the values of a package's secret options, which others may repeat.
+[[nodiscard]] u32 note_stored_secrets(Session& session, const char* text);
 [[nodiscard]] bool is_secret_parameter(const Qsc_ObjectInfo& object, const char* name);
 /// The text with "***" for what is secret.
 [[nodiscard]] JsonRef mask_text(const Session& session, std::string_view text);
+/// Adds noted commands to those of a plan, without their secrets.
+[[nodiscard]] u32 show_command(const Session& session, json_object* command, const char* text,
+                               json_object* shown);
+[[nodiscard]] JsonRef show_commands(const Session& session);
 /// Whether an option's values are not to be shown.
 [[nodiscard]] bool is_secret_option(const Session& session, const char* option, std::string_view before,
                                     std::string_view after);

@@ -182,15 +182,18 @@ u32 add_difference(const Qrn_UciDifference* difference, void* context)
     return code != 0 ? code : append_to(differences.all, entry.release());
 }
 
-u32 add_texts(const Session& session, Plan& plan, const char* name, JsonRef before, JsonRef after)
+u32 add_texts(Session& session, Plan& plan, const char* name, JsonRef before, JsonRef after)
 {
     json_object* const configuration = json_object_object_get(plan.report.get(), "configuration");
     Differences differences{.session = session, .package = name, .all = configuration};
     const auto text = [](const JsonRef& whole) {
         return whole != nullptr ? json_object_get_string(whole.get()) : nullptr;
     };
-    u32 code = call_optional(QrnUci_ComparePackages, text(before), text(after), add_difference,
-                             static_cast<void*>(&differences));
+    u32 code = note_stored_secrets(session, text(before));
+    code = code != 0 ? code : note_stored_secrets(session, text(after));
+    code = code != 0 ? code
+                     : call_optional(QrnUci_ComparePackages, text(before), text(after), add_difference,
+                                     static_cast<void*>(&differences));
     if (code != 0) {
         return refuse(code, "%s cannot be read", name);
     }
@@ -207,7 +210,7 @@ u32 add_texts(const Session& session, Plan& plan, const char* name, JsonRef befo
                                  json_object_new_string(name));
 }
 
-u32 add_package(const Session& session, Plan& plan, const char* name)
+u32 add_package(Session& session, Plan& plan, const char* name)
 {
     JsonRef before;
     JsonRef after;
@@ -218,7 +221,7 @@ u32 add_package(const Session& session, Plan& plan, const char* name)
 }
 
 /// What is given is put in place as it is.
-u32 add_given(const Session& session, Plan& plan)
+u32 add_given(Session& session, Plan& plan)
 {
     const auto share_member = [](json_object* item, const char* name) {
         return JsonRef{json_object_get(json_object_object_get(item, name))};
@@ -259,7 +262,7 @@ u32 add_given_files(const Session& session, Plan& plan)
     return 0;
 }
 
-u32 add_packages(const Session& session, Plan& plan)
+u32 add_packages(Session& session, Plan& plan)
 {
     constexpr u32 kRoom = 4096;
     char names[kRoom];
@@ -274,11 +277,19 @@ u32 add_packages(const Session& session, Plan& plan)
     if (const u32 code = call_optional(QrnUci_ListOverlay, &names[0], kRoom, &count)) {
         return code;
     }
-    const char* name = names;
-    for (u32 i = 0; i < count; ++i, name += std::strlen(name) + 1) {
-        if (const u32 code = add_package(session, plan, name)) {
+    // By their names, however they came to be in the overlay.
+    std::string_view last;
+    for (u32 i = 0; i < count; ++i) {
+        std::string_view next;
+        const char* name = names;
+        for (u32 j = 0; j < count; ++j, name += std::strlen(name) + 1) {
+            const std::string_view other{name};
+            next = other > last && (next.empty() || other < next) ? other : next;
+        }
+        if (const u32 code = add_package(session, plan, next.data())) {
             return code;
         }
+        last = next;
     }
     return 0;
 }
@@ -321,6 +332,57 @@ u32 add_file(Plan& plan, const char* path, json_object* file, json_object* files
                     : u32{ENOMEM};
 }
 
+/// Whether the sets of an object run commands.
+bool runs_commands(json_object* commands, std::string_view path)
+{
+    for (std::size_t i = 0; i < json_object_array_length(commands); ++i) {
+        json_object* const command = json_object_array_get_idx(commands, i);
+        if (std::string_view{member_text(command, "step")} == "set" && member_text(command, "path") == path) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// Files that a set's commands change: known by their names alone until they have run.
+u32 add_outside(const Session& session, Plan& plan, json_object* files)
+{
+    json_object_object_foreach(session.outside.get(), path, file)
+    {
+        if (json_object_object_get_ex(session.recorder.files.get(), path, nullptr) != 0 ||
+            !runs_commands(json_object_object_get(plan.report.get(), "commands"),
+                           member_text(file, "path"))) {
+            continue;
+        }
+        const RecordingScope as_it_is{nullptr};
+        FileText text;
+        JsonRef entry{json_object_new_object()};
+        JsonRef item{json_object_new_object()};
+        u32 code = read_safe_file(path, text);
+        code = code != 0 ? code : put_text(entry.get(), "path", path);
+        code = code != 0 ? code : put_text(entry.get(), "kind", "changed");
+        code = code != 0 ? code : append_to(files, entry.release());
+        if (code == 0 && text.view() != member_text(file, "text")) {
+            code =
+                add_named_member(item.get(), "before", json_object_get(json_object_object_get(file, "text")));
+            code = code != 0 ? code : put_text(item.get(), "after", text.view());
+            code = code != 0 ? code : put_text(item.get(), "path", member_text(file, "path"));
+            for (const char* const mode : {"mode", "old_mode"}) {
+                code = code != 0 ? code
+                                 : add_named_member(item.get(), mode,
+                                                    json_object_get(json_object_object_get(file, "mode")));
+            }
+            code = code != 0
+                       ? code
+                       : add_member(json_object_object_get(plan.texts.get(), "files"), path, item.release());
+        }
+        if (code != 0) {
+            return code;
+        }
+    }
+    return 0;
+}
+
 u32 add_files(const Session& session, Plan& plan)
 {
     json_object* const files = put_array(plan.report.get(), "files");
@@ -330,7 +392,7 @@ u32 add_files(const Session& session, Plan& plan)
             return code;
         }
     }
-    return 0;
+    return add_outside(session, plan, files);
 }
 
 /// A copy whose members are the same ones.
@@ -364,10 +426,11 @@ u32 fill_plan(Session& session, Plan& plan)
                ? code
                : add_named_member(plan.report.get(), "changes", share_array(session.changes.get()).release());
     code = code != 0 ? code : commit_all(session);
+    plan.switches = session.recorder.switches;
     code = code != 0 ? code : add_packages(session, plan);
     // The commands before the services; those of the services stand in their order.
-    JsonRef commands = share_array(session.recorder.commands.get());
-    code = code != 0 ? code : add_named_member(plan.report.get(), "commands", commands.release());
+    code =
+        code != 0 ? code : add_named_member(plan.report.get(), "commands", show_commands(session).release());
     const JsonRef services = note_services(session);
     code = code != 0 ? code : add_files(session, plan);
     code = code != 0 ? code : add_given_files(session, plan);
@@ -399,6 +462,7 @@ u32 make_plan(Session& session, Plan& plan)
     JsonRef events = share_array(recorder.events.get());
     JsonRef refused = share_array(session.refused.get());
     const u32 refusal_before = session.code;
+    const u32 switches = recorder.switches;
     plan.report.reset(json_object_new_object());
     plan.texts.reset(json_object_new_object());
     plan.order.reset(json_object_new_array());
@@ -413,6 +477,7 @@ u32 make_plan(Session& session, Plan& plan)
     std::swap(recorder.events, events);
     std::swap(session.refused, refused);
     session.code = refusal_before;
+    recorder.switches = switches;
     return code;
 }
 

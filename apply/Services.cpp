@@ -190,48 +190,43 @@ const char* why_not(const Service& service, const Script& script, const Plan& pl
                                              : "nothing that it reads has changed";
 }
 
-u32 skip(const Plan& plan, const char* command, const char* why)
+u32 skip(const Session& session, const Plan& plan, const char* command, const char* why)
 {
     JsonRef entry{json_object_new_object()};
-    u32 code = put_text(entry.get(), "command", command);
+    u32 code = add_named_member(entry.get(), "command", mask_text(session, command).release());
     code = code != 0 ? code : put_text(entry.get(), "why", why);
     return code != 0 ? code
                      : append_to(json_object_object_get(plan.report.get(), "skipped"), entry.release());
 }
 
-u32 add_command(const Plan& plan, json_object* command, const char* text)
+u32 add_command(const Session& session, const Plan& plan, json_object* command, const char* text)
 {
-    JsonRef entry{json_object_new_object()};
-    u32 code = put_text(entry.get(), "step", member_text(command, "step"));
-    code = code != 0 ? code : put_text(entry.get(), "path", member_text(command, "path"));
-    code = code != 0 ? code : put_text(entry.get(), "command", text);
-    return code != 0 ? code
-                     : append_to(json_object_object_get(plan.report.get(), "commands"), entry.release());
+    return show_command(session, command, text, json_object_object_get(plan.report.get(), "commands"));
 }
 
 /// Adds one command of a service to the plan, if it is to be run.
-u32 plan_command(const Service& service, const Plan& plan, json_object* command)
+u32 plan_command(const Session& session, const Service& service, const Plan& plan, json_object* command)
 {
     const char* const text = member_text(command, "command");
     const char* const path = member_text(command, "script");
     if (*path == '\0') {
-        return add_command(plan, command, text);
+        return add_command(session, plan, command, text);
     }
     if (is_there(plan.runs.get(), text)) {
-        return skip(plan, text, "once is enough");
+        return skip(session, plan, text, "once is enough");
     }
     const char* action = member_text(command, "action");
     const Script script{path};
     if (std::string_view{action} == "restart") {
         if (const char* const why = why_not(service, script, plan)) {
-            return skip(plan, text, why);
+            return skip(session, plan, text, why);
         }
         action = !service.is_chosen && script.has_reload() ? "reload" : action;
     }
     CommandText shown;
     shown.append(path).append(" ").append(action);
     const u32 code = add_member(plan.runs.get(), text, json_object_new_string(action));
-    return code != 0 ? code : add_command(plan, command, shown.c_str());
+    return code != 0 ? code : add_command(session, plan, command, shown.c_str());
 }
 
 /// Where a service stands among the others: as its first init script; those that may cut the line come last,
@@ -286,8 +281,9 @@ u32 plan_service(const Session& session, json_object* entry, const Plan& plan)
     u32 code = needs ? append_to(plan.order.get(), json_object_new_string(service.path)) : 0;
     for (std::size_t i = 0; i < json_object_array_length(service.commands) && code == 0; ++i) {
         json_object* const command = json_object_array_get_idx(service.commands, i);
-        code = needs ? plan_command(service, plan, command)
-                     : skip(plan, member_text(command, "command"), "nothing that it reads has changed");
+        code =
+            needs ? plan_command(session, service, plan, command)
+                  : skip(session, plan, member_text(command, "command"), "nothing that it reads has changed");
     }
     return code;
 }
@@ -298,7 +294,7 @@ void write_event(const char* package, CommandText& event)
     event.append(R"({"type":"config.change","data":{"package":")").append(package).append(R"("}})");
 }
 
-u32 plan_events(const Plan& plan)
+u32 plan_events(const Session& session, const Plan& plan)
 {
     if (access(kUbus, X_OK) != 0) {
         return 0;
@@ -313,7 +309,7 @@ u32 plan_events(const Plan& plan)
         JsonRef command{json_object_new_object()};
         u32 code = put_text(command.get(), "step", "event");
         code = code != 0 ? code : put_text(command.get(), "path", "");
-        code = code != 0 ? code : add_command(plan, command.get(), shown.c_str());
+        code = code != 0 ? code : add_command(session, plan, command.get(), shown.c_str());
         if (code != 0) {
             return code;
         }
@@ -427,7 +423,7 @@ u32 plan_services(Session& session, json_object* services, Plan& plan)
         const JsonRef next{take_next(session, services)};
         code = plan_service(session, next.get(), plan);
     }
-    return code != 0 ? code : plan_events(plan);
+    return code != 0 ? code : plan_events(session, plan);
 }
 
 u32 run_services(Session& session, const Plan& plan)
@@ -442,6 +438,7 @@ u32 run_services(Session& session, const Plan& plan)
     session.runs = copy;
     recorder.is_plan = false;
     recorder.keeps_files = false;
+    recorder.switches = plan.switches;
     recorder.decide = run_if_needed;
     const RecordingScope scope{&recorder};
     u32 code = 0;

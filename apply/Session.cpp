@@ -17,6 +17,7 @@
 
 #include "apply/Apply.h"
 #include "base/Parse.h"
+#include "base/ReplaceFile.h"
 #include "base/SafeFile.h"
 #include "base/UciOptional.h"
 #include "core/CommandTable.h"
@@ -30,6 +31,11 @@ namespace
 {
 
 constexpr const char* kLock = "/etc/qsyscmdhal/lock";
+
+bool is_there(json_object* object, const char* name)
+{
+    return json_object_object_get_ex(object, name, nullptr) != 0;
+}
 
 bool is_id(std::string_view text)
 {
@@ -131,6 +137,45 @@ JsonRef read_before(Session& session, const char* path, const Qsc_ObjectInfo& ob
     return before;
 }
 
+/// Keeps the files that the drivers' tools of a set change, as they are before.
+u32 keep_outside(const Session& session, const char* path, const Qsc_ObjectInfo& object, json_object* request)
+{
+    const RecordingScope as_it_is{nullptr};
+    Qsc_ParameterInfo parameter;
+    for (u32 i = 0; QSysCmdHal_DescribeParameter(&object, i, &parameter) == 0; ++i) {
+        FileText text;
+        struct stat status = {};
+        if (!is_kept_path(parameter.outside) || !is_there(request, parameter.name) ||
+            is_there(session.outside.get(), parameter.outside) ||
+            read_safe_file(parameter.outside, text) != 0 || lstat(parameter.outside, &status) != 0) {
+            continue;
+        }
+        JsonRef file{json_object_new_object()};
+        u32 code = put_text(file.get(), "text", text.view());
+        code = code != 0 ? code : put_text(file.get(), "path", path);
+        code = code != 0 ? code
+                         : add_named_member(file.get(), "mode",
+                                            json_object_new_int(static_cast<i32>(status.st_mode & 07777)));
+        code = code != 0 ? code : add_member(session.outside.get(), parameter.outside, file.release());
+        if (code != 0) {
+            return code;
+        }
+    }
+    return 0;
+}
+
+/// The code with which an earlier set of the path was refused; 0: none was.
+u32 refused_before(const Session& session, const char* path)
+{
+    for (std::size_t i = 0; i < json_object_array_length(session.refused.get()); ++i) {
+        json_object* const entry = json_object_array_get_idx(session.refused.get(), i);
+        if (std::string_view{member_text(entry, "path")} == path) {
+            return static_cast<u32>(json_object_get_int64(json_object_object_get(entry, "code")));
+        }
+    }
+    return 0;
+}
+
 /// Adds what a set asks for to the plan.
 u32 note_changes(Session& session, const char* path, const Qsc_ObjectInfo& object, json_object* request)
 {
@@ -185,7 +230,8 @@ u32 send_set(Session& session, const char* path, json_object* request)
     if (!is_named) {
         return add_refused(session, path, nullptr, code);
     }
-    if (json_object_object_length(rest.get()) != 0) {
+    // A new instance is refused as a whole.
+    if (json_object_object_length(rest.get()) != 0 && !is_there(request, "X_QRN_Add")) {
         (void)send_set(session, path, rest.get());
     }
     return code;
@@ -309,12 +355,10 @@ u32 begin(Session& session, json_object* options)
     session.commits.reset(json_object_new_object());
     session.services.reset(json_object_new_object());
     session.chosen.reset(json_object_new_object());
+    session.outside.reset(json_object_new_object());
     session.changes.reset(json_object_new_array());
     session.refused.reset(json_object_new_array());
     session.recorder.context = &session;
-    session.recorder.mask = [](std::string_view text, void* context) {
-        return mask_text(*static_cast<Session*>(context), text).release();
-    };
     return code;
 }
 
@@ -393,13 +437,16 @@ u32 add_set(Session& session, const char* path, json_object* request)
            : json_object_deep_copy(request, &copy, nullptr) == 0 ? append_to(set.get(), copy)
                                                                  : u32{ENOMEM};
     code = code != 0 ? code : append_to(session.sets.get(), set.release());
+    code = code != 0 ? code : keep_outside(session, path, object, request);
     code = code != 0 ? code : note_changes(session, path, object, request);
     code = code != 0 ? code : follow_set(session, object);
     if (code != 0) {
         return code;
     }
+    // What builds on something that was refused says nothing new.
+    code = refused_before(session, path);
     session.recorder.begin_step("set", path);
-    return send_set(session, path, request);
+    return code != 0 ? refuse(code, "an earlier change of it was refused") : send_set(session, path, request);
 }
 
 u32 commit_all(Session& session)
@@ -417,6 +464,20 @@ u32 commit_all(Session& session)
         }
     }
     return 0;
+}
+
+void put_back_outside(const Session& session)
+{
+    const RecordingScope as_it_is{nullptr};
+    json_object_object_foreach(session.outside.get(), path, file)
+    {
+        FileText text;
+        const char* const before = member_text(file, "text");
+        if (read_safe_file(path, text) != 0 || text.view() != before) {
+            (void)replace_file(
+                path, before, static_cast<mode_t>(json_object_get_int(json_object_object_get(file, "mode"))));
+        }
+    }
 }
 
 u32 set_live(Session& session)

@@ -3,6 +3,7 @@
 // has none, and pays one look for it where it starts a tool or writes a file.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <string_view>
 
@@ -39,10 +40,39 @@ struct Recording {
     bool (*reads)(Recording& self, const char* path, FileText& text, u32& code);
     /// An event record is to be written. It is one of the changes, if they are made.
     bool (*tells)(Recording& self, const EventSource& source, std::string_view message);
+    u32 switches = 0;     ///< see RememberedSwitch
     bool is_plan = false; ///< nothing may be written, started or told
 };
 
 extern constinit thread_local Recording* t_recording;
+
+/// What handlers remember between the requests of a process. Changes that are planned, or made as one, have a
+/// memory of their own.
+class RememberedSwitch
+{
+  public:
+    explicit constexpr RememberedSwitch(u32 number) : bit_(1U << number) {}
+
+    // NOLINTNEXTLINE(google-explicit-constructor): it stands for its value
+    operator bool() const
+    {
+        return t_recording != nullptr ? (t_recording->switches & bit_) != 0 : is_on_.load();
+    }
+
+    // NOLINTNEXTLINE(misc-unconventional-assign-operator): nobody chains it
+    void operator=(bool on)
+    {
+        if (t_recording == nullptr) {
+            is_on_ = on;
+        } else {
+            t_recording->switches = on ? t_recording->switches | bit_ : t_recording->switches & ~bit_;
+        }
+    }
+
+  private:
+    std::atomic<bool> is_on_{false};
+    u32 bit_;
+};
 
 /// Whether the thread only plans.
 [[nodiscard]] inline bool is_planning()

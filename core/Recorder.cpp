@@ -129,6 +129,7 @@ void Recorder::clear()
     files.reset(json_object_new_object());
     events.reset(json_object_new_array());
     was_muted = false;
+    switches = 0;
     is_out_of_memory = commands == nullptr || files == nullptr || events == nullptr;
 }
 
@@ -144,7 +145,7 @@ void Recorder::note(std::string_view command, std::string_view script, std::stri
     const u32 code = [&]() -> u32 {
         u32 failed = add_named_member(entry.get(), "step", json_object_new_string(step_));
         failed = failed != 0 ? failed : add_named_member(entry.get(), "path", json_object_get(path_.get()));
-        failed = failed != 0 ? failed : add_named_member(entry.get(), "command", mask(command, context));
+        failed = failed != 0 ? failed : add_named_member(entry.get(), "command", make_text(command));
         if (failed == 0 && !script.empty()) {
             failed = add_named_member(entry.get(), "script", make_text(script));
             failed = failed != 0 ? failed : add_named_member(entry.get(), "action", make_text(action));

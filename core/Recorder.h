@@ -9,9 +9,6 @@
 namespace qsc
 {
 
-/// Puts "***" in the place of each secret in a text; null: no memory.
-using MaskText = json_object* (*)(std::string_view text, void* context);
-
 /// Decides on an init script that a service asks for. True: it is dealt with, and `code` is the result.
 using DecideScript = bool (*)(std::string_view script, std::string_view action, u32& code, void* context);
 
@@ -23,7 +20,8 @@ class Recorder : public Recording
     /// What is noted from now on belongs to a step ("set", "commit", "service") of a path.
     void begin_step(const char* step, const char* path);
 
-    /// The commands so far: {"step", "path", "command"}, and of an init script {"script", "action"} as well.
+    /// The commands so far, with all secrets: {"step", "path", "command"}, and of an init script {"script",
+    /// "action"} as well.
     JsonRef commands;
     /// What files would hold by their paths: {"text", "mode"}; null: it would not be there.
     JsonRef files;
@@ -34,9 +32,8 @@ class Recorder : public Recording
     bool is_muted = false;   ///< commands answer nothing and are not noted
     bool was_muted = false;  ///< one was
     bool is_out_of_memory = false;
-    MaskText mask = nullptr;
     DecideScript decide = nullptr;
-    void* context = nullptr; ///< handed to both
+    void* context = nullptr; ///< handed to it
 
     /// Forgets all that was noted.
     void clear();

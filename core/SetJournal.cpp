@@ -186,7 +186,7 @@ SetJournal::SetJournal(const Subtree& subtree, const char* path, json_object* re
                        void* context)
 {
     // Changes that are made as one are recorded as one.
-    if (t_recording != nullptr || !g_wanted.load(std::memory_order_relaxed) || (oper & QSC_OPER_GET) != 0 ||
+    if (!g_wanted.load(std::memory_order_relaxed) || t_recording != nullptr || (oper & QSC_OPER_GET) != 0 ||
         (oper & QSC_OPER_SET) == 0 || !is_object(request) || !is_of_device(path)) {
         return;
     }

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // The options of the DHCPv4 client: fixed slots, one option tag and one section each.
-#include <atomic>
 #include <cstring>
 
 #include "base/Parse.h"
+#include "base/Recording.h"
 #include "core/Instances.h"
 #include "core/Objects.h"
 #include "core/UciAccess.h"
@@ -69,7 +69,7 @@ constexpr i32 count_slots(OptionList object)
 constexpr const char* kRequestedTags = "network.wan.reqopts";
 
 /// A slot has changed since the last commit.
-constinit std::atomic<bool> g_has_changes = false;
+constinit RememberedSwitch g_has_changes{1};
 
 const Slot* find_slot(OptionList object, i32 instance)
 {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.Time": the NTP client, the local time and the time zone.
 #include <algorithm>
-#include <atomic>
 #include <ctime>
 
 #include "base/Parse.h"
+#include "base/Recording.h"
 #include "base/SafeFile.h"
 #include "core/Objects.h"
 #include "core/Service.h"
@@ -28,7 +28,7 @@ constexpr const char* kLocation = "system.@system[0].tzlocation";
 constexpr i32 kNtpServerCount = 5;
 
 /// The time zone has changed since "system" was restarted.
-constinit std::atomic<bool> g_needs_restart = false;
+constinit RememberedSwitch g_needs_restart{0};
 
 /// Takes the first word of a text, after any white space. Empty: there is none, or it is too long for a
 /// value.

@@ -1,0 +1,96 @@
+#!/usr/bin/env bats
+# Changes that are planned, and made as one.
+load device.bash
+
+# apply LINE...: makes changes as one.
+apply() { printf '%s\n' "$@" | qsc apply; }
+
+staged() { cat "$state"/tmp/.uci/* 2>/dev/null; }
+
+option() { sed -n "s/^[[:space:]]*option $2 '\(.*\)'/\1/p" "$state/etc/config/$1"; }
+
+# compare SEED: plans and applies random requests over every parameter, in the order of their table for 0.
+compare() {
+    local compare=("$BATS_TEST_DIRNAME/compare_plans.py" "$state" "$BATS_TEST_DIRNAME/every_parameter.txt" "$1")
+    "${compare[@]}" write
+    device sh /root/run
+    same "$("${compare[@]}" check)" ""
+}
+
+@test "a plan is what an apply does, leaves no trace, and shows no secret" { compare 0; }
+
+@test "a plan is what an apply does for requests that may be refused" { compare 7; }
+
+@test "the examples of the guide do what they say" {
+    cp "$root/docs/changes.md" "$root/tests/e2e/run_examples.py" "$state/root/"
+    run device sh -c 'PATH=$PATH:/host/usr/bin python3 /root/run_examples.py /root/changes.md /root'
+    same "$status $output" "0 $(grep -c '^\$ ' "$root/docs/changes.md") examples"
+}
+
+@test "what others have staged is neither committed nor lost" {
+    qsc set Device.DeviceInfo FriendlyName=theirs
+    before=$(staged)
+    apply Device.DeviceInfo.HostName=ours
+    same "$(option system hostname) $(option system description)" "ours "
+    same "$(staged)" "$before"
+    qsc commit Device.DeviceInfo
+    same "$(option system hostname) $(option system description)" "ours theirs"
+}
+
+@test "several instances are added, and see each other" {
+    apply 'add Device.Routing.Router.1.IPv4Forwarding. DestIPAddress=10.1.0.0 DestSubnetMask=255.255.0.0 GatewayIPAddress=192.168.1.7' \
+        'add Device.Routing.Router.1.IPv4Forwarding. DestIPAddress=10.2.0.0 DestSubnetMask=255.255.0.0 GatewayIPAddress=192.168.1.7' \
+        'Device.Routing.Router.1.IPv4Forwarding.2.ForwardingMetric=9' \
+        'delete Device.Routing.Router.1.IPv4Forwarding.1'
+    same "$(qsc -q get Device.Routing.Router.1 X_QRN_Instances) $(option network target) $(option network metric)" "2 10.2.0.0 9"
+}
+
+@test "what is refused changes nothing, and names all that is wrong" {
+    cp -r "$state/etc/config" "$BATS_TEST_TMPDIR/before"
+    run apply Device.DeviceInfo.HostName=new Device.DeviceInfo.HostName.=x
+    same "$status" 2
+    run apply Device.DeviceInfo.HostName=new Device.X_QRN_RemoteAccess.SSH.Port=0 \
+        Device.X_QRN_RemoteAccess.SSH.IdleTimeout=long Device.X_QRN_VPN.1.MTU=7 Device.X_QRN_VPN.1.Username=anna
+    same "$status" 1
+    same "$(grep -A9 '^Refused:' <<<"$output" | sed 's/: [^:]*$//')" "Refused:
+  Device.X_QRN_RemoteAccess.SSH: Port
+  Device.X_QRN_RemoteAccess.SSH: IdleTimeout
+  Device.X_QRN_VPN.1: MTU
+Hash
+qsc: apply: Device.X_QRN_RemoteAccess.SSH: Port"
+    diff -r "$BATS_TEST_TMPDIR/before" "$state/etc/config"
+    same "$(journal)$(staged)" ""
+    same "$(ls "$state/etc/qsyscmdhal")" "key
+lock"
+}
+
+@test "a service that fails takes everything back" {
+    cp -r "$state/etc/config" "$BATS_TEST_TMPDIR/before"
+    mkdir -p "$state/var/lib/sim/fail" && touch "$state/var/lib/sim/fail/network"
+    run apply Device.DeviceInfo.HostName=new Device.IP.Interface.1.MaxMTUSize=1400 Device.X_QRN_AutoReboot.Enable=1
+    same "$status" 1
+    diff -r "$BATS_TEST_TMPDIR/before" "$state/etc/config"
+    [ ! -e "$state/etc/crontabs/root" ]
+    same "$(journal | grep -c '/etc/init.d/system restart')" 2
+    rm "$state/var/lib/sim/fail/network"
+    apply Device.DeviceInfo.HostName=new
+    same "$(option system hostname)" new
+}
+
+@test "a driver that fails leaves the configuration as it is, and its services follow that" {
+    mkdir -p "$state/var/lib/sim/fail" && touch "$state/var/lib/sim/fail/iwpriv"
+    run apply Device.DeviceInfo.HostName=new Device.WiFi.Radio.1.Channel=6
+    same "$status $(option system hostname)" "1 router"
+    same "$(journal | grep -c 'init.d/system restart')" 1
+}
+
+@test "a plan that is out of date is not applied" {
+    echo Device.DeviceInfo.HostName=new >"$state/root/changes"
+    hash=$(device sh -c 'qsc -q plan </root/changes')
+    qsc set Device.DeviceInfo FriendlyName=theirs --apply
+    run device sh -c "qsc apply --hash $hash </root/changes"
+    same "$status $(option system hostname)" "1 router"
+    hash=$(device sh -c 'qsc -q plan </root/changes')
+    device sh -c "qsc apply --hash $hash </root/changes"
+    same "$(option system hostname)" new
+}
