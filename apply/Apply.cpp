@@ -206,7 +206,7 @@ u32 add_rollback(Session& session, Plan& plan, const char* id)
     if (session.code != 0) {
         plan.report.reset(json_object_new_object());
         (void)put_text(plan.report.get(), "id", session.id.view());
-        report_result(session, plan.report.get(), nullptr, code);
+        report_result(session, plan.report.get(), code);
         say_refused(session, code);
     }
     return code;

@@ -46,7 +46,7 @@ _qsc() {
     elif [ "$before" = --as ]; then
         choices='TR69 WEB SERVD CLI POLLD OTHER VOIP MQTT DHCP'
     elif [ -z "$command" ]; then
-        choices='get set add delete commit service list request batch log watch audit history show rollback stats access version'
+        choices='get set add delete plan apply commit service list request batch log watch audit history show rollback stats access version'
     elif [ "$word" = = ] || [ "$before" = = ]; then
         each=${COMP_WORDS[COMP_CWORD - 1]}
         [ "$word" = = ] || each=${COMP_WORDS[COMP_CWORD - 2]}
