@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 // The exported functions, and an apply from the plan to its end.
 #include "apply/Apply.h"
+#include "apply/Results.h"
 
 #include <cerrno>
 
@@ -9,6 +10,7 @@
 
 #include "base/MutexLock.h"
 #include "core/Refusal.h"
+#include "core/WindowNote.h"
 
 using namespace qsc;
 using namespace qsc::apply;
@@ -72,6 +74,11 @@ u32 make_live(Session& session, Plan& plan)
     }
     const JsonRef runs{json_object_get(plan.runs.get())};
     u32 code = note_live(runs.get());
+    if (code == 0 && wants_window(session)) {
+        // Drivers that are told may cut the line as well.
+        tell_accepted(session.id.c_str());
+        session.is_accepted = true;
+    }
     if (code == 0) {
         remove_overlay();
         code = in_overlay(session, [&] {
@@ -113,8 +120,8 @@ u32 make_changes(Session& session, Plan& plan)
         (void)add_refused(session, "apply", nullptr, code);
         return code;
     }
-    if (g_stage != nullptr) {
-        g_stage("accepted", session.id.c_str(), g_stage_context);
+    if (!session.is_accepted) {
+        tell_accepted(session.id.c_str());
     }
     code = run_services(session, plan);
     if (code != 0) {
@@ -226,7 +233,44 @@ u32 plan_only(Session& session, Plan& plan)
     return code;
 }
 
+/// Calls make(report), unless the change was made before: one that is sent again, because its answer was
+/// lost, is answered as it was then.
+template <typename Make>
+u32 make_once(json_object* options, u64 change, json_object** report, Make make)
+{
+    const std::string_view id = member_text(options, "id");
+    Result known;
+    forget_refusal();
+    u32 code = is_id(id) ? find_result(id, change, known) : u32{ENOENT};
+    JsonRef made{known.report.release()};
+    if (code != ENOENT) {
+        code = code != 0 ? code : known.code != 0 ? refuse(known.code, "it has failed before") : 0;
+        if (code != 0) {
+            name_refusal("apply", nullptr, code);
+        }
+    } else {
+        json_object* result = nullptr;
+        code = make(&result);
+        made.reset(result);
+        // Those three have changed nothing, and may end otherwise the next time.
+        if (is_id(id) && result != nullptr && code != EAGAIN && code != EBUSY && code != ENOSPC) {
+            keep_result(id, change, code, result);
+        }
+    }
+    if (report != nullptr) {
+        *report = made.release();
+    }
+    return code;
+}
+
 } // namespace
+
+void qsc::apply::tell_accepted(const char* id)
+{
+    if (g_stage != nullptr) {
+        g_stage("accepted", id, g_stage_context);
+    }
+}
 
 uint32_t QSysCmdHal_BeginApply(json_object* options)
 {
@@ -308,16 +352,14 @@ uint32_t QSysCmdHal_Plan(json_object* changes, json_object* options, json_object
 
 uint32_t QSysCmdHal_Apply(json_object* changes, json_object* options, json_object** report)
 {
-    return in_one_call(options, report, adding(changes), end);
+    return make_once(options, number_of(changes), report,
+                     [&](json_object** made) { return in_one_call(options, made, adding(changes), end); });
 }
 
 uint32_t QSysCmdHal_Rollback(const char* id, json_object* options, json_object** report)
 {
-    return id == nullptr
-               ? u32{EINVAL}
-               : in_one_call(
-                     options, report,
-                     [id](Session& session, Plan& plan) { return add_rollback(session, plan, id); }, end);
+    const auto add = [id](Session& session, Plan& plan) { return add_rollback(session, plan, id); };
+    return id == nullptr ? u32{EINVAL} : in_one_call(options, report, add, end);
 }
 
 uint32_t QSysCmdHal_RecoverApply(void)

@@ -48,6 +48,7 @@ struct Session {
     JsonRef refused;
     u32 code = 0;                ///< of the first refusal
     json_object* runs = nullptr; ///< init scripts that are still to be run, while services are
+    bool is_accepted = false; ///< who asks knows that nothing speaks against it
 };
 
 /// Puts a text into an object or an array. ENOMEM
@@ -128,6 +129,8 @@ struct Plan {
 [[nodiscard]] u32 plan_services(Session& session, json_object* services, Plan& plan);
 /// Runs them.
 [[nodiscard]] u32 run_services(Session& session, const Plan& plan);
+/// Tells who watches that nothing speaks against an apply, before its services are restarted.
+void tell_accepted(const char* id);
 /// Runs init scripts again after the texts have been put back: {"script action": action}. All of them.
 u32 run_scripts(json_object* runs);
 
@@ -172,9 +175,11 @@ void release_space();
 /// replace_all().
 [[nodiscard]] u32 note_live(json_object* runs);
 
-// Checkpoint.cpp: the window in which a change is to be confirmed.
+// Window.cpp: the window in which a change is to be confirmed.
 /// Whether these options may begin an apply now. EBUSY: an unconfirmed change of somebody else is open.
 [[nodiscard]] u32 may_begin(const Session& session);
+/// Whether it is to be confirmed, by somebody or by its checks.
+[[nodiscard]] bool wants_window(const Session& session);
 /// Keeps the texts before until they are confirmed, where the options want that ("confirm"). Called before
 /// the first of them is replaced.
 [[nodiscard]] u32 keep_checkpoint(const Session& session, json_object* report, json_object* texts);

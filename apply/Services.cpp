@@ -242,7 +242,7 @@ i32 place_of(const Session& session, json_object* commands)
         std::string_view name{script};
         name.remove_prefix(name.rfind('/') + 1);
         const bool may_cut = name == "network" || name == "wifi" || name == "firewall";
-        if (may_cut && is_there(session.options.get(), "confirm")) {
+        if (may_cut && (is_there(session.options.get(), "confirm") || is_there(session.options.get(), "checks"))) {
             return kLast + Script{script}.start();
         }
         place = std::min(place, Script{script}.start());

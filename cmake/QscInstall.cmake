@@ -10,7 +10,8 @@ install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qsyscmdhal
   COMPONENT development FILES_MATCHING PATTERN "*.h")
 install(FILES tools/client/qsc_client.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qsyscmdhal COMPONENT development)
 install(FILES tools/python/qsc.py docs/daemon.md DESTINATION ${CMAKE_INSTALL_DATADIR}/qsyscmdhal COMPONENT tools)
-install(FILES packaging/systemd/qscd.service packaging/systemd/qscd.socket DESTINATION lib/systemd/system COMPONENT tools)
+install(FILES packaging/systemd/qscd.service packaging/systemd/qscd.socket packaging/systemd/qscd-restore.service
+  DESTINATION lib/systemd/system COMPONENT tools)
 install(FILES packaging/rpcd/qsc.json DESTINATION ${CMAKE_INSTALL_DATADIR}/qsyscmdhal/rpcd COMPONENT tools)
 install(FILES packaging/qscd.access DESTINATION ${CMAKE_INSTALL_DATADIR}/qsyscmdhal COMPONENT tools)
 install(FILES packaging/zlog.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/qsyscmdhal COMPONENT library)

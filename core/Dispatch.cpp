@@ -23,6 +23,7 @@
 #include "core/Service.h"
 #include "core/SetJournal.h"
 #include "core/Walk.h"
+#include "core/WindowNote.h"
 #include "include/qscbase.h"
 
 namespace qsc
@@ -329,13 +330,17 @@ u32 run_action(const Subtree& subtree, const Request& request)
 
 u32 serve(const Subtree& subtree, const Request& request)
 {
+    const auto asks_for = [&](u32 operation) { return (request.oper & operation) != 0; };
+    const bool is_change = asks_for(QSC_OPER_SET | QSC_OPER_COMMIT) && !asks_for(QSC_OPER_GET);
+    if (const u32 code = is_change ? refuse_in_window(request.argument) : 0) {
+        return log_parameter(request, nullptr, "change", "", code);
+    }
     if (subtree.actions() != nullptr) {
         return run_action(subtree, request);
     }
     if (subtree.list() != nullptr) {
         return serve_list(subtree, request);
     }
-    const auto asks_for = [&](u32 operation) { return (request.oper & operation) != 0; };
     if (asks_for(subtree.served & QSC_OPER_GET)) {
         return serve_object(subtree, request, QSC_OPER_GET);
     }

@@ -188,6 +188,95 @@ typedef void (*QSysCmdHal_ApplyStage)(const char *stage, const char *id, void *c
  */
 QSC_API void QSysCmdHal_WatchApply(QSysCmdHal_ApplyStage stage, void *context);
 
+/*
+ * A change that waits to be confirmed. The options of an apply ask for that:
+ *   "confirm"  number: seconds in which it has to be confirmed, from when the last service has been
+ * restarted, up to 604800 (a week); otherwise it is to be taken back "checks"   array of up to 8 texts: what
+ * the device itself looks at: "gateway", "dns", "url:" and an address of HTTP, or a program with its
+ * arguments, which is run without a shell. Without "confirm" they alone judge, within 300 seconds "retries"
+ * number: how often the checks are tried again, up to 100; 0 if missing "user"     number: the user id of who
+ * asks, for those who judge by it who may confirm
+ *
+ * What the change replaces lies on the flash, in /etc/qsyscmdhal/checkpoint, until it is confirmed or taken
+ * back. Meanwhile sets, commits and applies of other commanders are refused with 16 (EBUSY). A further apply
+ * of the same commander joins: the window is then its, and what is taken back is what was there before the
+ * first. The functions below work in any process; qscd is the one that looks at the clock and runs the
+ * checks.
+ */
+
+/**
+ * Tells what waits.
+ *
+ * @param[out] window  a JSON object, which the caller releases with json_object_put(): "id", "commander",
+ * "user", "peer", "state" ("applying", "open" or "returning"), "seconds", "left" (seconds until it is taken
+ * back), "deadline" (milliseconds of CLOCK_BOOTTIME), "checks", "retries", "is_judged" (by the checks alone),
+ * "why" (it is taken back), "is_of_this_boot"; and, also where nothing waits, "last" with "id" and "outcome"
+ * ("confirmed", "restored" or "failed") of what waited last
+ * @retval 0  told
+ * @retval 14 the checkpoint cannot be read
+ * @retval 22 null argument
+ * @retval 61 nothing waits
+ */
+QSC_API uint32_t QSysCmdHal_GetWindow(struct json_object **window);
+
+/**
+ * Confirms the change that waits. Once this has returned, it stays, whatever happens to the power.
+ *
+ * @param[in] id  its id, that of the last apply; null: whichever it is
+ * @retval 0  confirmed
+ * @retval 16 it is still being applied, or is being taken back
+ * @retval 22 another one waits
+ * @retval 61 none waits
+ * @return or the errno with which the flash could not be written; it waits on then
+ */
+QSC_API uint32_t QSysCmdHal_ConfirmWindow(const char *id);
+
+/**
+ * Gives the change that waits more time, or less.
+ *
+ * @param[in] id       as for QSysCmdHal_ConfirmWindow()
+ * @param[in] seconds  counted from now, 1 to 604800
+ * @return as QSysCmdHal_ConfirmWindow(); 22 also for another number of seconds
+ */
+QSC_API uint32_t QSysCmdHal_ExtendWindow(const char *id, uint32_t seconds);
+
+/**
+ * Takes the change that waits back, whoever's it is and whatever time it has. As much is put back as can be;
+ * what cannot leaves the checkpoint as /etc/qsyscmdhal/checkpoint.failed, and is not tried again. A stage
+ * "accepted" is told before services are restarted (QSysCmdHal_WatchApply()).
+ *
+ * @param[in]  why       a few words: why; kept and reported
+ * @param[in]  services  0: no service is restarted, because none runs yet; otherwise those of the change are
+ * @param[out] report    {"id", "why", "outcome": "restored" or "failed", "packages", "files", "services"},
+ * the last three with what became of each by its name; the caller releases it. May be null
+ * @retval 0  taken back
+ * @retval 14 not everything could be put back, or the checkpoint cannot be read
+ * @retval 61 none waits
+ */
+QSC_API uint32_t QSysCmdHal_RestoreCheckpoint(const char *why, uint32_t services,
+                                              struct json_object **report);
+
+/**
+ * To be called by a daemon when it starts: others see again what waits. A checkpoint that cannot be read is
+ * set aside.
+ *
+ * @retval 0  done, also where nothing waits
+ * @retval 14 the checkpoint could not be read
+ */
+QSC_API uint32_t QSysCmdHal_ResumeWindow(void);
+
+/**
+ * Runs the checks of the change that waits, one after the other, for at most ten seconds each.
+ *
+ * @param[out] failed  the first that is not passed, cut where it does not fit; may be null
+ * @param[in]  size    size of `failed`
+ * @retval 0  all are passed, or there are none
+ * @retval 14 one is not; QSysCmdHal_LastError() says why
+ * @retval 16 it is still being applied, or is being taken back
+ * @retval 61 none waits
+ */
+QSC_API uint32_t QSysCmdHal_TryChecks(char *failed, uint32_t size);
+
 #ifdef __cplusplus
 }
 #endif

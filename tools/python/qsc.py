@@ -114,6 +114,32 @@ class Client:
         """Has the running programs follow."""
         return self.call("service", path=path, action=action, commander=self._commander)
 
+    def plan(self, values, id=None):
+        """Returns what apply() would do: nothing is written and nothing started."""
+        return self.call("plan", values=values, id=id, commander=self._commander)["plan"]
+
+    def apply(self, values, id=None, hash=None, confirm=None, checks=None, retries=None):
+        """Makes all of it take effect, or nothing. With `confirm` (seconds) or `checks` the answer comes before services
+        are restarted that may cut the line, and the change is taken back unless it is confirmed."""
+        return self.call("apply", values=values, id=id, hash=hash, confirm=confirm, checks=checks, retries=retries,
+                         commander=self._commander)
+
+    def confirm(self, id):
+        """Keeps a change that waits."""
+        return self.call("confirm", id=id, commander=self._commander)
+
+    def extend(self, id, seconds):
+        """Lets it wait for so many seconds from now on."""
+        return self.call("extend", id=id, seconds=seconds, commander=self._commander)
+
+    def cancel(self, id):
+        """Takes it back."""
+        return self.call("cancel", id=id, commander=self._commander)
+
+    def pending(self):
+        """Returns {"pending": what waits, or None, "last": what became of the last}."""
+        return self.call("pending")
+
     def list(self, path=None):
         return self.call("list", path=path)["tables"]
 

@@ -37,6 +37,23 @@ void print_event(json_object* event)
         std::printf("%s events were lost here\n", json_object_get_string(member_of(event, "count")));
         return;
     }
+    if (member_of(event, "path") == nullptr) {
+        // A change that waits, as a whole.
+        std::fputs("change ", stdout);
+        print(member_of(event, "id"));
+        std::printf(": %s", type);
+        for (const char* name : {"seconds", "why"}) {
+            if (json_object* const more = member_of(event, name)) {
+                std::fputs(", ", stdout);
+                print(more);
+                std::fputs(*name == 's' ? " s" : "", stdout);
+            }
+        }
+        std::fputs(", by ", stdout);
+        print(member_of(event, "by"));
+        std::putchar('\n');
+        return;
+    }
     print(member_of(event, "path"));
     if (std::strcmp(type, "changed") == 0) {
         std::fputs(": ", stdout);

@@ -62,6 +62,13 @@ struct Call {
 
     u32 code = 0; ///< the library's last
 
+    // Of a change that is made as one.
+    bool is_master = false;  ///< root or the daemon's own user asks
+    bool wants_word = false; ///< its client is answered before what may cut the line
+    bool has_word = false;   ///< that has been done
+    qsc::Text<64> accepted;  ///< the id that it is told
+    qsc::JsonRef events;     ///< what has become of a change that waits, an array of objects
+
     // Of what is watched.
     u32 subscription = 0; ///< that it is to make; 0: none
     u32 hint_count = 0;   ///< what was known of authors when it began

@@ -158,21 +158,49 @@ void Watch::tell(std::string_view type, std::string_view path, std::string_view 
         if ((rights & access::kWatch) == 0) {
             continue;
         }
-        ++subscription.sequence;
-        Answer event;
-        event.text().append(R"({"jsonrpc":"2.0","method":"event","params":{"subscription":)");
-        event.append_number(subscription.number);
-        event.text().append(R"(,"sequence":)");
-        event.append_number(static_cast<i64>(subscription.sequence));
-        event.text().append(R"(,"type":")").append(type).append(R"(","path":")").append(path).append("\"");
-        event.text().append(is_hidden && (rights & access::kSecrets) == 0 ? kHiddenValues : more);
-        event.text().append(R"(,"by":)");
-        event.append_text(by);
-        event.text().append("}}\n");
-        // After one that was lost, all are, until the client knows of the gap.
-        if (subscription.lost != 0 ||
-            !hooks_.send(hooks_.owner, subscription.slot, subscription.client, event.line())) {
-            ++subscription.lost;
+        Answer members;
+        members.text().append(R"(,"path":")").append(path).append("\"");
+        members.text().append(is_hidden && (rights & access::kSecrets) == 0 ? kHiddenValues : more);
+        members.text().append(R"(,"by":)");
+        members.append_text(by);
+        send_event(subscription, type, members.line());
+    }
+}
+
+void Watch::send_event(Subscription& subscription, std::string_view type, std::string_view members)
+{
+    ++subscription.sequence;
+    Answer event;
+    event.text().append(R"({"jsonrpc":"2.0","method":"event","params":{"subscription":)");
+    event.append_number(subscription.number);
+    event.text().append(R"(,"sequence":)");
+    event.append_number(static_cast<i64>(subscription.sequence));
+    event.text().append(R"(,"type":")").append(type).append("\"").append(members).append("}}\n");
+    // After one that was lost, all are, until the client knows of the gap.
+    if (subscription.lost != 0 ||
+        !hooks_.send(hooks_.owner, subscription.slot, subscription.client, event.line())) {
+        ++subscription.lost;
+    }
+}
+
+void Watch::tell_window(json_object* events)
+{
+    for (std::size_t i = 0; events != nullptr && i < json_object_array_length(events); ++i) {
+        json_object* const each = json_object_array_get_idx(events, i);
+        Answer members;
+        json_object_object_foreach(each, name, value)
+        {
+            if (std::string_view{name} != "type") {
+                members.text().append(",");
+                members.append_text(name);
+                members.text().append(":");
+                members.append_value(value);
+            }
+        }
+        for (Subscription& subscription : subscriptions_) {
+            if (subscription.client != 0 && subscription.is_ready) {
+                send_event(subscription, text_of(member(each, "type")), members.line());
+            }
         }
     }
 }

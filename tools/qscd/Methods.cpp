@@ -29,29 +29,6 @@ bool prepare_get(Call& call, const Caller& caller)
            take_paths(call, caller, true);
 }
 
-bool prepare_set(Call& call, const Caller& caller)
-{
-    json_object* const values = member(call.params, "values");
-    if (json_object_is_type(values, json_type_object) == 0 || json_object_object_length(values) == 0) {
-        return refuse(call, kBadParams, R"(values: an object such as {"Device.X_QRN_RemoteLog.Port": 514})");
-    }
-    if (!make_items(call, static_cast<std::size_t>(json_object_object_length(values)))) {
-        return false;
-    }
-    Failures failures;
-    json_object_object_foreach(values, path, value)
-    {
-        const u32 before = call.item_count;
-        if (!add_item(call, caller, path, value, failures)) {
-            return false;
-        }
-        if (call.item_count != before && call.items[before].place.name.view().empty()) {
-            failures.add(path, kNoSuchParameter, "this is an object; name one of its parameters");
-        }
-    }
-    return finish_items(call, failures);
-}
-
 /// Commit and service: one object, with or without a dot after it.
 bool prepare_object(Call& call, const Caller& caller)
 {
@@ -215,8 +192,13 @@ constexpr Method kMethods[] = {
 
 const Method* find_method(std::string_view name)
 {
-    const auto* const found = std::ranges::find(kMethods, name, &Method::name);
-    return found != std::end(kMethods) ? found : nullptr;
+    for (const std::span<const Method> list : {std::span<const Method>{kMethods}, apply_methods()}) {
+        const auto found = std::ranges::find(list, name, &Method::name);
+        if (found != list.end()) {
+            return &*found;
+        }
+    }
+    return nullptr;
 }
 
 bool knows_member(const Method& method, const char* name)
@@ -226,6 +208,29 @@ bool knows_member(const Method& method, const char* name)
 }
 
 } // namespace
+
+bool prepare_set(Call& call, const Caller& caller)
+{
+    json_object* const values = member(call.params, "values");
+    if (json_object_is_type(values, json_type_object) == 0 || json_object_object_length(values) == 0) {
+        return refuse(call, kBadParams, R"(values: an object such as {"Device.X_QRN_RemoteLog.Port": 514})");
+    }
+    if (!make_items(call, static_cast<std::size_t>(json_object_object_length(values)))) {
+        return false;
+    }
+    Failures failures;
+    json_object_object_foreach(values, path, value)
+    {
+        const u32 before = call.item_count;
+        if (!add_item(call, caller, path, value, failures)) {
+            return false;
+        }
+        if (call.item_count != before && call.items[before].place.name.view().empty()) {
+            failures.add(path, kNoSuchParameter, "this is an object; name one of its parameters");
+        }
+    }
+    return finish_items(call, failures);
+}
 
 std::span<const Method> methods()
 {
@@ -251,8 +256,8 @@ bool prepare(Call& call, const Caller& caller)
     call.method = find_method(text_of(name));
     if (call.method == nullptr) {
         return refuse(call, kNoSuchMethod,
-                      "there is no such method; there are get, set, commit, service, request, ",
-                      "list, log, subscribe, unsubscribe and stats");
+                      "there is no such method; there are get, set, commit, service, request, plan, apply, ",
+                      "confirm, extend, cancel, pending, list, log, subscribe, unsubscribe and stats");
     }
     call.operation = call.method->operation;
     call.params = member(root, "params");

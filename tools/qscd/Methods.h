@@ -19,6 +19,7 @@ struct Caller {
 enum class Lane {
     kFront,   ///< at once, by the thread that reads the sockets
     kGet,     ///< at once; if it turns out to need a tool, by a worker, beside others
+    kBeside,  ///< by a worker, beside others
     kOrdered, ///< one after the other, in the order in which they came
 };
 
@@ -29,7 +30,8 @@ struct Method {
     u32 operation; ///< of the library
     bool (*prepare)(Call& call, const Caller& caller); ///< reads the parameters; false: the answer is written
     void (*execute)(Call& call);                       ///< writes the answer; null: the server does
-    const char* members[7];                            ///< of the parameters
+    const char* members[8];                            ///< of the parameters
+    bool is_apply = false; ///< it is made whole or taken back, so its tools are not ended with the daemon
 };
 
 [[nodiscard]] std::span<const Method> methods();
@@ -40,6 +42,7 @@ struct Method {
 [[nodiscard]] Lane lane_of(const Call& call);
 
 [[nodiscard]] bool prepare_list(Call& call, const Caller& caller);
+[[nodiscard]] bool prepare_set(Call& call, const Caller& caller);
 
 void execute_get(Call& call);
 void execute_sample(Call& call);
@@ -47,6 +50,9 @@ void execute_set(Call& call);
 void execute_commit(Call& call);
 void execute_service(Call& call);
 void execute_request(Call& call);
+
+/// The methods of changes that are made as one (Applies.h).
+[[nodiscard]] std::span<const Method> apply_methods();
 
 /// A get that took so long has waited for a lock. The attempt to serve it at once is given up then, in
 /// milliseconds.

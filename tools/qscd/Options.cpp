@@ -39,6 +39,9 @@ constexpr const char* kHelp =
     "  --log FILE          write the daemon's log there, not to standard error; SIGHUP opens it anew\n"
     "  --watchdog SECONDS  how often to write a line of statistics to the system log (60; 0: never)\n"
     "  --no-journal        do not record sets in the journal\n"
+    "  --restore           take back a change that nobody has confirmed before the device was restarted, and "
+    "end:\n"
+    "                      for an init script that runs before the network starts\n"
     "  -v, --verbose       let the library's log through to the terminal\n"
     "  -h, --help          show this\n\n"
     "SIGTERM and SIGINT end it; SIGHUP reads the access file and opens the log anew.";
@@ -56,7 +59,8 @@ enum LongOption : int {
     kPatience,
     kLog,
     kWatchdog,
-    kNoJournal
+    kNoJournal,
+    kRestore
 };
 
 constexpr option kLongOptions[] = {
@@ -73,6 +77,7 @@ constexpr option kLongOptions[] = {
     {"log", required_argument, nullptr, kLog},
     {"watchdog", required_argument, nullptr, kWatchdog},
     {"no-journal", no_argument, nullptr, kNoJournal},
+    {"restore", no_argument, nullptr, kRestore},
     {"verbose", no_argument, nullptr, 'v'},
     {"help", no_argument, nullptr, 'h'},
     {},
@@ -142,6 +147,9 @@ bool take(int found, Options& options)
         return take_number(optarg, false, 0, 86'400, options.watchdog_seconds);
     case kNoJournal:
         options.has_journal = false;
+        return true;
+    case kRestore:
+        options.is_restore = true;
         return true;
     case 'v':
         options.is_verbose = true;

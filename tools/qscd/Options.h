@@ -26,6 +26,7 @@ struct Options {
     u32 patience_seconds = 30; ///< how long an answer may wait to be taken
     bool has_journal = true;   ///< sets are recorded in it
     bool is_verbose = false;
+    bool is_restore = false; ///< only takes back what nobody has confirmed
     bool is_help = false;
 };
 

@@ -144,7 +144,8 @@ bool Server::serve_at_once(Call& call)
     }
     const std::span items{call.items.get(), call.item_count};
     const auto wants_tool = [&](const Item& item) { return wants_tool_[hash_of(item.place)]; };
-    if (lane == Lane::kOrdered || call.came < slow_until_ || std::ranges::any_of(items, wants_tool)) {
+    if (lane == Lane::kOrdered || lane == Lane::kBeside || call.came < slow_until_ ||
+        std::ranges::any_of(items, wants_tool)) {
         return false;
     }
     const bool is_served = attempt(call);
@@ -195,9 +196,11 @@ void Server::take_done()
             continue;
         }
         log_call(done);
+        window_.note(done);
         if (lane_of(done) == Lane::kOrdered) {
             if (done.started != 0) {
                 watch_.note_change(done);
+                watch_.tell_window(done.events.get());
             }
         } else if (done.subscription != 0) {
             watch_.finish_subscribe(done);
@@ -205,7 +208,7 @@ void Server::take_done()
         if (done.is_late) {
             write_late(done, done.answer);
         }
-        if (!done.is_answered) {
+        if (!done.is_answered && !done.has_word) {
             answer(done);
         }
         if (Client* const client = client_of(done)) {
@@ -231,10 +234,43 @@ void Server::answer(Call& call)
 
 void Server::log_call(const Call& call)
 {
-    if (call.queue == nullptr && (call.operation & QSC_OPER_GET) == 0) {
+    const bool is_news = !is_errand(call) || call.events != nullptr;
+    if (call.queue == nullptr && is_news && (call.operation & QSC_OPER_GET) == 0) {
         log_.add("%s %s %s: %u, for user %u", QSysCmdHal_GetCommanderName(static_cast<i32>(call.commander)),
                  call.method->name, call.items[0].place.object.c_str(), call.code, call.user);
     }
+}
+
+void Server::submit_errand(void* server, Call* call)
+{
+    auto& self = *static_cast<Server*>(server);
+    call->came = BaCL_GetTimestampMSHQ();
+    self.workers_.submit(call, lane_of(*call) == Lane::kOrdered);
+}
+
+/// On the thread that serves the call.
+void Server::announce(void* server, Call& call)
+{
+    static_cast<Server*>(server)->workers_.announce(call);
+}
+
+/// Tells a client that nothing speaks against what it has asked for, before the line to it may be cut.
+void Server::answer_early(Call& call)
+{
+    if (!call.has_word && call.queue == nullptr && !call.is_notification) {
+        json_object* id = nullptr;
+        (void)json_object_object_get_ex(call.message.get(), "id", &id);
+        Answer answer;
+        (void)answer.begin(id);
+        tell_accepted(call, answer);
+        if (call.ubus != nullptr) {
+            ubus_.answer(call.ubus, answer.line());
+        } else if (client_of(call) != nullptr) {
+            send(call.slot, answer.line());
+            update_events(call.slot);
+        }
+    }
+    workers_.answered(call);
 }
 
 bool Server::send_event(void* server, u32 slot, u64 client, std::string_view line)

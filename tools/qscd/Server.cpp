@@ -78,6 +78,8 @@ bool Server::start()
         return false;
     }
     load_access();
+    watch_applies(announce, this);
+    window_.start();
     if (*options_.ubus != '-') {
         ubus_.open(*options_.ubus != '\0' ? options_.ubus : nullptr);
     }
@@ -126,6 +128,9 @@ bool Server::serve()
                 u64 number = 0;
                 (void)!read(wake_.get(), &number, sizeof number);
                 take_signals();
+                if (Call* const call = workers_.announced()) {
+                    answer_early(*call);
+                }
                 take_done();
             } else if (mark == kFilesMark || mark == kNetworkMark) {
                 watch_.drain(mark == kFilesMark ? watch_.files() : watch_.network(), BaCL_GetTimestampMSHQ());
@@ -189,6 +194,9 @@ int Server::next_wait(u64 now)
     const int ubus_wait = ubus_.look(now);
     if (ubus_.take_descriptor_changed()) {
         (void)add_to_epoll(ubus_.descriptor(), kUbusMark);
+    }
+    if (const int window_wait = window_.look(); window_wait >= 0) {
+        at_most(static_cast<u64>(window_wait));
     }
     if (ubus_wait >= 0) {
         at_most(static_cast<u64>(ubus_wait));

@@ -16,6 +16,7 @@
 #include "tools/qscd/QueueServer.h"
 #include "tools/qscd/Ubus.h"
 #include "tools/qscd/Watch.h"
+#include "tools/qscd/Window.h"
 #include "tools/qscd/Workers.h"
 
 namespace qscd
@@ -84,6 +85,9 @@ class Server
     static bool send_event(void* server, u32 slot, u64 client, std::string_view line);
     static qsc::access::Grant grant(void* server, u32 slot, std::string_view path);
     static void submit_sample(void* server, Call* call);
+    static void submit_errand(void* server, Call* call);
+    static void announce(void* server, Call& call);
+    void answer_early(Call& call);
     static void warn_overdue(void* server, Call& call);
     static void end_late(void* server, Call& call);
     static void give_up(void* server, Call& call);
@@ -93,6 +97,7 @@ class Server
     Workers workers_;
     QueueServer queue_;
     Watch watch_{{this, send_event, grant, submit_sample}};
+    Window window_{{this, submit_errand}};
     Ubus ubus_{this, take_ubus};
     u32 ubus_waiting_ = 0; ///< requests of it that are with the workers
     Listener listener_;

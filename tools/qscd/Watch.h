@@ -59,6 +59,9 @@ class Watch
     /// Something was set, committed or restarted through the daemon.
     void note_change(const Call& call);
 
+    /// Has every subscriber hear what has become of a change that waits: an array of objects, or null.
+    void tell_window(json_object* events);
+
     /// What has been read by a call that submit() was given.
     void take_sample(Call& call);
 
@@ -103,6 +106,7 @@ class Watch
               bool is_operation = false);
     [[nodiscard]] const char* author_of(std::string_view path) const;
     void tell_lost(Subscription& subscription);
+    void send_event(Subscription& subscription, std::string_view type, std::string_view members);
 
     WatchHooks hooks_;
     std::array<Subscription, kMost> subscriptions_;

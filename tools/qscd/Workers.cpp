@@ -27,6 +27,12 @@ constexpr u64 kIdleMs = 10'000;
 /// A call whose tools have been killed comes back at once, unless something else holds it.
 constexpr u64 kGraceMs = 1000;
 
+/// Each of its tools has a deadline of its own. One that is ended as a whole could not put anything back.
+constexpr u64 kLongestApply = 3'600'000;
+
+/// How long an answer may take to be sent before what may cut the line.
+constexpr u64 kWordMs = 1000;
+
 /// Until a thread is tried again that could not be started.
 constexpr int kRetry = 1000;
 
@@ -86,7 +92,7 @@ u32 Workers::start(const Deadlines& deadlines, int wake_fd)
     pthread_condattr_t attributes;
     (void)pthread_condattr_init(&attributes);
     (void)pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-    for (pthread_cond_t* condition : {&ordered_wakes_, &gets_wake_, &ended_}) {
+    for (pthread_cond_t* condition : {&ordered_wakes_, &gets_wake_, &ended_, &answered_}) {
         (void)pthread_cond_init(condition, &attributes);
     }
     (void)pthread_condattr_destroy(&attributes);
@@ -203,8 +209,9 @@ Call* Workers::next(bool is_ordered, std::size_t& slot)
     running_[slot] = call;
     call->run.number = ++runs_;
     call->started = BaCL_GetTimestampMSHQ();
-    call->deadline =
-        call->started + ((call->operation & QSC_OPER_SERVICE) != 0 ? deadlines_.service : deadlines_.request);
+    call->deadline = call->started + (call->method->is_apply                      ? kLongestApply
+                                      : (call->operation & QSC_OPER_SERVICE) != 0 ? deadlines_.service
+                                                                                  : deadlines_.request);
     return call;
 }
 
@@ -334,7 +341,8 @@ bool Workers::stop(u32 limit_ms)
     std::array<ToolRun*, kMost + 1> runs{};
     std::size_t count = 0;
     for (Call* call : running_) {
-        if (call != nullptr) {
+        // An apply is not ended: what it has begun is finished when the daemon comes back.
+        if (call != nullptr && !call->method->is_apply) {
             call->is_late = true;
             runs[count++] = &call->run;
         }
@@ -352,6 +360,34 @@ bool Workers::stop(u32 limit_ms)
     while (threads_ != 0 && pthread_cond_timedwait(&ended_, &mutex_, &until) != ETIMEDOUT) {
     }
     return threads_ == 0;
+}
+
+void Workers::announce(Call& call)
+{
+    const timespec until = after_ms(kWordMs);
+    const Locked locked{mutex_};
+    announced_ = &call;
+    wake();
+    while (announced_ != nullptr && !is_ending_ &&
+           pthread_cond_timedwait(&answered_, &mutex_, &until) != ETIMEDOUT) {
+    }
+    announced_ = nullptr;
+}
+
+Call* Workers::announced()
+{
+    const Locked locked{mutex_};
+    return announced_;
+}
+
+void Workers::answered(Call& call)
+{
+    const Locked locked{mutex_};
+    call.has_word = true;
+    if (announced_ == &call) {
+        announced_ = nullptr;
+        (void)pthread_cond_signal(&answered_);
+    }
 }
 
 bool Workers::is_changing()

@@ -64,6 +64,13 @@ class Workers
     /// The calls that are done, as a list; they are the caller's again.
     [[nodiscard]] Call* take_done();
 
+    /// Has a call answered that goes on, and waits for that, but not long. For the thread that serves it.
+    void announce(Call& call);
+
+    /// The call that waits for its answer; null: none. answered() tells that it is sent.
+    [[nodiscard]] Call* announced();
+    void answered(Call& call);
+
     /// Looks after what runs. @return milliseconds until it has to look again; -1: nothing runs
     [[nodiscard]] int supervise(const Supervision& supervision);
 
@@ -97,9 +104,11 @@ class Workers
     pthread_cond_t ordered_wakes_{};
     pthread_cond_t gets_wake_{};
     pthread_cond_t ended_ = PTHREAD_COND_INITIALIZER;
+    pthread_cond_t answered_ = PTHREAD_COND_INITIALIZER;
     CallList ordered_;
     CallList gets_;
     CallList done_;
+    Call* announced_ = nullptr;              ///< the ordered thread waits for its answer
     std::array<Call*, kMost + 1> running_{}; ///< the ordered one first
     std::atomic<u32> held_{0};               ///< calls that were submitted and are not taken back
     u32 threads_ = 0;                        ///< all that have not ended

@@ -14,6 +14,7 @@
 #include "include/qsyscmdhal.h"
 #include "tools/qscd/Listener.h"
 #include "tools/qscd/Options.h"
+#include "tools/qscd/Restore.h"
 #include "tools/qscd/Server.h"
 
 namespace
@@ -60,7 +61,7 @@ int main(int count, char** arguments)
         qscd::print_help();
         return 0;
     }
-    if (options.descriptor < 0) {
+    if (options.descriptor < 0 && !options.is_restore) {
         options.descriptor = qscd::inherited_descriptor();
     }
     prepare_streams();
@@ -77,6 +78,11 @@ int main(int count, char** arguments)
     } else {
         Qslog_SubProperty(QSLOG_STDERR);
         Qslog_SetLogLevel(6);
+    }
+    if (options.is_restore) {
+        const bool is_restored = qscd::restore();
+        QSysCmdHal_Close();
+        return is_restored ? 0 : 1;
     }
     tell_version();
     auto* const server = new (g_server) qscd::Server{options};
