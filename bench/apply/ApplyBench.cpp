@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: Apache-2.0
+// Changes that are made as one, as ratios, on the storage that the program is on. Commands are faked.
+//   plan_of_one     a plan of one set, against its apply
+//   plan_of_many    a plan of a thousand sets, against their apply
+//   apply_of_many   an apply of a thousand sets of a package, against one of one set
+//   apply_of_one    an apply of one set, against the set and its commit: the price of being able to go back
+#include <filesystem>
+#include <string>
+
+#include <benchmark/benchmark.h>
+#include <json-c/json.h>
+#include <sys/mount.h>
+
+#include "bench/support/Ratios.h"
+#include "include/qrnuci.h"
+#include "include/qsc_apply.h"
+#include "tests/support/FakeDevice.h"
+
+namespace
+{
+
+using Change = uint32_t(json_object*, json_object*, json_object**);
+
+std::string next_name()
+{
+    static int count = 0;
+    return "name" + std::to_string(++count);
+}
+
+/// Plans or makes sets of one parameter after the other.
+uint32_t change(Change* act, int count)
+{
+    json_object* const changes = json_object_new_array();
+    const std::string name = next_name();
+    for (int i = 0; i < count; ++i) {
+        const std::string text = R"({"path":"Device.DeviceInfo","set":{"HostName":{"ParamValue":")" + name +
+                                 "x" + std::to_string(i) + R"("}}})";
+        json_object_array_add(changes, json_tokener_parse(text.c_str()));
+    }
+    json_object* report = nullptr;
+    const uint32_t code = act(changes, nullptr, &report);
+    json_object_put(report);
+    json_object_put(changes);
+    return code;
+}
+
+void add(const char* name, Change* act, int count)
+{
+    benchmark::RegisterBenchmark(name, [=](benchmark::State& state) {
+        for (auto _ : state) {
+            if (change(act, count) != 0) {
+                state.SkipWithError("it was refused");
+                break;
+            }
+        }
+    });
+}
+
+/// Puts a folder of the storage that the program itself is on in the place of /etc: here it matters how often
+/// something is made safe there.
+bool use_storage(const std::filesystem::path& folder)
+{
+    std::filesystem::remove_all(folder);
+    std::filesystem::create_directories(folder);
+    return mount(folder.c_str(), "/etc", nullptr, MS_BIND, nullptr) == 0;
+}
+
+} // namespace
+
+int main(int count, char** arguments)
+{
+    const std::filesystem::path folder =
+        std::filesystem::read_symlink("/proc/self/exe").parent_path() / "apply-etc";
+    bench::enter_private_folders("bench_apply", {"/tmp", "/var/run"});
+    if (!use_storage(folder)) {
+        return 1;
+    }
+    test::outside().has_real_uci = true;
+    test::outside().keeps_records = false;
+    test::outside().has_private_files = true;
+    test::outside().programs["/etc/init.d/system"] = "";
+    bench::install_device();
+
+    add("plan", QSysCmdHal_Plan, 1);
+    add("apply", QSysCmdHal_Apply, 1);
+    add("plan_1000", QSysCmdHal_Plan, 1000);
+    add("apply_1000", QSysCmdHal_Apply, 1000);
+    benchmark::RegisterBenchmark("one_set", [](benchmark::State& state) {
+        for (auto _ : state) {
+            QrnUci_Close();
+            benchmark::DoNotOptimize(
+                QrnUci_SetNewString("system.@system[0].hostname", next_name().c_str(), 0, 1) |
+                QrnUci_CommitPackage("system"));
+        }
+    });
+
+    const bench::Ratio ratios[] = {
+        {"plan_of_one", "plan", "apply", "the same apply", 1.3},
+        {"plan_of_many", "plan_1000", "apply_1000", "the same apply", 1.3},
+        {"apply_of_many", "apply_1000", "apply", "an apply of one set", 2},
+        {"apply_of_one", "apply", "one_set", "one set and its commit", 0},
+    };
+    return bench::run(count, arguments, ratios);
+}
