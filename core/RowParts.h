@@ -30,6 +30,9 @@ void speak(const PackedRow& row, std::string_view stored, RowText& spoken);
 /// Refuses what is asked of an instance that is not there, or of a configuration that cannot be changed.
 [[nodiscard]] u32 say_missing(const RowRequest& request);
 
+/// Refuses what would be stored in a package that the device does not have, and logs it.
+u32 say_uninstalled(u32 code, const char* module, std::string_view package);
+
 /// Stores one value of a set.
 [[nodiscard]] u32 set_row(const RowCall& call);
 

@@ -32,13 +32,15 @@ void replace_all(RowText& text, char from, char to)
     std::replace(text.data(), text.data() + text.view().size(), from, to);
 }
 
+std::string_view package_of(std::string_view key)
+{
+    return key.substr(0, key.find('.'));
+}
+
 u32 say_unwritten(const RowCall& call, const char* key, u32 code)
 {
-    if (code == EFAULT && !is_installed(std::string_view{key}.substr(0, std::string_view{key}.find('.')))) {
-        const std::string_view package = std::string_view{key}.substr(0, std::string_view{key}.find('.'));
-        const auto length = static_cast<int>(package.size());
-        QSC_LOG_CALL(call, kLogError, "%.*s is not installed\n", length, package.data());
-        return refuse(code, "%.*s is not installed", length, package.data());
+    if (code == EFAULT && !is_installed(package_of(key))) {
+        return say_uninstalled(code, call.source.module, package_of(key));
     }
     QSC_LOG_CALL(call, kLogError, "%s not stored, error %u\n", key, code);
     return refuse(code, "%s could not be stored", key);
@@ -66,7 +68,8 @@ bool is_unchanged(const RowCall& call, const char* key, std::string_view stored)
     RowText before;
     RowText was;
     RowText is;
-    if (read_stored(call.request, call.row, before) != 0) {
+    // A new instance holds what it was given, also where that is what a missing option means.
+    if (call.request.is_new || read_stored(call.request, call.row, before) != 0) {
         return false;
     }
     speak(call.row, before.view(), was);
@@ -77,6 +80,13 @@ bool is_unchanged(const RowCall& call, const char* key, std::string_view stored)
 }
 
 } // namespace
+
+u32 say_uninstalled(u32 code, const char* module, std::string_view package)
+{
+    const auto length = static_cast<int>(package.size());
+    Qslog_Log(kLogError, module, __LINE__, __func__, "%.*s is not installed\n", length, package.data());
+    return refuse(code, "%.*s is not installed", length, package.data());
+}
 
 std::string_view section_name(std::string_view section)
 {
@@ -138,7 +148,7 @@ u32 write_stored(const RowCall& call, std::string_view stored)
     Text<254> key;
     append_key(call.request, call.row, key);
     if (is_unchanged(call, key.c_str(), stored)) {
-        return 0;
+        return is_installed(package_of(key.view())) ? 0 : say_unwritten(call, key.c_str(), EFAULT);
     }
     RowText value;
     if (!value.assign(stored)) {

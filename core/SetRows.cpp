@@ -148,7 +148,7 @@ u32 begin_change(RowRequest& request)
         package.clear();
         package.append(next);
         if (const u32 code = call_optional(QrnUci_BeginChange, package.c_str())) {
-            return is_installed(next) ? code : refuse(code, "%s is not installed", package.c_str());
+            return is_installed(next) ? code : say_uninstalled(code, request.object.source()->module, next);
         }
         request.is_change = true;
     }

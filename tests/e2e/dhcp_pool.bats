@@ -46,11 +46,11 @@ set dhcp pool Enable 1 by CLI"
     qsc add $hosts Chaddr=AA:BB:CC:00:11:23 Yiaddr=192.168.1.51 Enable=1
     qsc set ${hosts}1 Enable=1 X_QRN_Name= --apply
     same "$(stored host)" "qrn_index=1 enable=1 mac=AA:BB:CC:00:11:22 ip=192.168.1.50
-qrn_index=2 mac=AA:BB:CC:00:11:23 ip=192.168.1.51"
+qrn_index=2 mac=AA:BB:CC:00:11:23 ip=192.168.1.51 enable=1"
     grep -qx 'dhcp-host=AA:BB:CC:00:11:23,192.168.1.51' "$state/tmp/dnsmasq.conf"
     is_accepted
     same "$(qsc -q get $pool StaticAddressNumberOfEntries X_QRN_Instances | tr '\n' ' ')" "2 1,2 "
     qsc delete ${hosts}1 --apply
-    same "$(stored host)" "qrn_index=2 mac=AA:BB:CC:00:11:23 ip=192.168.1.51"
+    same "$(stored host)" "qrn_index=2 mac=AA:BB:CC:00:11:23 ip=192.168.1.51 enable=1"
     same "$(events | tail -n 1)" "delete static address [1] by CLI"
 }

@@ -190,7 +190,7 @@ TEST_F(Pool, StaticAddressesAreOfTheLanAndOfOneHostEach)
          "-dhcp: host mac=aa:bb:cc:00:11:30 mac=aa:bb:cc:00:11:31 ip=ignore name=camera\n"
          "-dhcp: host mac=aa:bb:cc:00:11:32 aa:bb:cc:00:11:33 ip=192.168.20.60 enable=0"},
         {"4", "X_QRN_Add=1 Chaddr=AA:BB:CC:00:11:41 Yiaddr=192.168.1.41 Enable=1",
-         "+dhcp: host qrn_index=4 mac=AA:BB:CC:00:11:41 ip=192.168.1.41"},
+         "+dhcp: host qrn_index=4 mac=AA:BB:CC:00:11:41 ip=192.168.1.41 enable=1"},
         {"3", "Enable=1 X_QRN_Name= Chaddr=AA:BB:CC:00:11:40",
          "+dhcp: host qrn_index=3 enable=1 mac=AA:BB:CC:00:11:40 ip=192.168.1.40\n"
          "-dhcp: host qrn_index=3 enable=0 mac=AA:BB:CC:00:11:40 ip=192.168.1.40 name=printer"},

@@ -142,7 +142,9 @@ TEST_F(Ports, SettingsStandInTheSectionOfTheDevice)
     EXPECT_EQ(committed("network").back(), "option name 'usb-eth0.x'");
     EXPECT_EQ(committed("network")[committed("network").size() - 3], "config device 'qrn_usb_eth0_x'");
     std::filesystem::remove("/etc/config/network");
+    outside().logs.clear();
     EXPECT_EQ(change(kPorts + "1", "MaxBitRate=10"), "MaxBitRate: network is not installed");
+    EXPECT_EQ(outside().logs.front(), (LogLine{3, "[E] network is not installed\n"}));
 }
 
 TEST_F(Ports, TheLanKeepsAPort)

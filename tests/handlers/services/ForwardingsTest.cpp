@@ -16,24 +16,24 @@ TEST_F(Forwardings, OneIsAddedChangedAndDeleted)
     play(R"(
 Device.X_QRN_Firewall.PortForwarding.1 = port forwarding [1]
 set X_QRN_Add=1 ExternalPort=8080 InternalPort=80 Protocol=TCP InternalClient=192.168.1.20 Description=Anna's web  server, \"quoted\" Enable=1
-  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' qrn_description='Anna'\''s web server, "quoted"' name='Anna s web server quoted' src_dport='8080' dest_port='80' proto+'tcp' dest_ip='192.168.1.20' dest='lan'
+  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' qrn_description='Anna'\''s web server, "quoted"' name='Anna s web server quoted' src_dport='8080' dest_port='80' proto+'tcp' dest_ip='192.168.1.20' dest='lan' enabled='1'
 get -> X_QRN_Add=0 X_QRN_Delete=0 Description="Anna's web server, \"quoted\"" RemoteHost="" ExternalPort=8080 ExternalPortEndRange=0 InternalPort=80 Protocol="TCP" InternalClient="192.168.1.20" Enable=1 Status="Enabled"
 set RemoteHost=198.51.100.7 ExternalPort=9000 ExternalPortEndRange=9010 InternalPort=0 Protocol=X_QRN_Both Description=
-  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000-9010' dest_ip='192.168.1.20' dest='lan' src_ip='198.51.100.7' proto+'tcp' proto+'udp'
+  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000-9010' dest_ip='192.168.1.20' dest='lan' enabled='1' src_ip='198.51.100.7' proto+'tcp' proto+'udp'
 get -> X_QRN_Add=0 X_QRN_Delete=0 Description="" RemoteHost="198.51.100.7" ExternalPort=9000 ExternalPortEndRange=9010 InternalPort=0 Protocol="X_QRN_Both" InternalClient="192.168.1.20" Enable=1 Status="Enabled"
 set InternalPort=9000 ExternalPortEndRange=9010
-  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000-9010' dest_ip='192.168.1.20' dest='lan' src_ip='198.51.100.7' proto+'tcp' proto+'udp' dest_port='9000-9010'
+  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000-9010' dest_ip='192.168.1.20' dest='lan' enabled='1' src_ip='198.51.100.7' proto+'tcp' proto+'udp' dest_port='9000-9010'
 set ExternalPortEndRange=9000
-  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000-9000' dest_ip='192.168.1.20' dest='lan' src_ip='198.51.100.7' proto+'tcp' proto+'udp' dest_port='9000'
+  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000-9000' dest_ip='192.168.1.20' dest='lan' enabled='1' src_ip='198.51.100.7' proto+'tcp' proto+'udp' dest_port='9000'
 set ExternalPortEndRange=0 Protocol=UDP Enable=0
-  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000' dest_ip='192.168.1.20' dest='lan' src_ip='198.51.100.7' dest_port='9000' proto+'udp' enabled='0'
+  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000' dest_ip='192.168.1.20' dest='lan' enabled='0' src_ip='198.51.100.7' dest_port='9000' proto+'udp'
 get ExternalPort ExternalPortEndRange InternalPort Protocol Enable Status -> ExternalPort=9000 ExternalPortEndRange=0 InternalPort=9000 Protocol="UDP" Enable=0 Status="Disabled"
 set InternalClient=192.168.1.21 Description=0123456789 123456789 123456789 123456789 123456789 123456789 123456789
-  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000' dest_ip='192.168.1.21' dest='lan' src_ip='198.51.100.7' dest_port='9000' proto+'udp' enabled='0' qrn_description='0123456789 123456789 123456789 123456789 123456789 123456789 123456789' name='0123456789 123456789 123456789 123456789 123456789 123456789'
+  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000' dest_ip='192.168.1.21' dest='lan' enabled='0' src_ip='198.51.100.7' dest_port='9000' proto+'udp' qrn_description='0123456789 123456789 123456789 123456789 123456789 123456789 123456789' name='0123456789 123456789 123456789 123456789 123456789 123456789'
 set Description=0123456789 123456789 123456789 123456789 123456789 12345678 0 a
-  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000' dest_ip='192.168.1.21' dest='lan' src_ip='198.51.100.7' dest_port='9000' proto+'udp' enabled='0' qrn_description='0123456789 123456789 123456789 123456789 123456789 12345678 0 a' name='0123456789 123456789 123456789 123456789 123456789 12345678'
+  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000' dest_ip='192.168.1.21' dest='lan' enabled='0' src_ip='198.51.100.7' dest_port='9000' proto+'udp' qrn_description='0123456789 123456789 123456789 123456789 123456789 12345678 0 a' name='0123456789 123456789 123456789 123456789 123456789 12345678'
 set Description=--a---b--
-  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000' dest_ip='192.168.1.21' dest='lan' src_ip='198.51.100.7' dest_port='9000' proto+'udp' enabled='0' qrn_description='--a---b--' name='a b'
+  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='9000' dest_ip='192.168.1.21' dest='lan' enabled='0' src_ip='198.51.100.7' dest_port='9000' proto+'udp' qrn_description='--a---b--' name='a b'
 Device.X_QRN_Firewall.PortForwarding.
 get -> PortMappingNumberOfEntries=1 X_QRN_Instances="1"
 Device.X_QRN_Firewall.PortForwarding.1 = port forwarding [1]
@@ -88,19 +88,19 @@ TEST_F(Forwardings, DifferentSendersOrProtocolsShareAPort)
     play(R"(
 Device.X_QRN_Firewall.PortForwarding.1 = port forwarding [1]
 set X_QRN_Add=1 ExternalPort=80 Protocol=TCP InternalClient=192.168.1.20 RemoteHost=198.51.100.7 Enable=1
-  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_ip='198.51.100.7' src_dport='80' proto+'tcp' dest_ip='192.168.1.20' dest='lan'
+  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_ip='198.51.100.7' src_dport='80' proto+'tcp' dest_ip='192.168.1.20' dest='lan' enabled='1'
 Device.X_QRN_Firewall.PortForwarding.2 = port forwarding [2]
 set X_QRN_Add=1 ExternalPort=80 Protocol=TCP InternalClient=192.168.1.21 RemoteHost=198.51.100.8 Enable=1
-  firewall redirect @1: qrn_index='2' target='DNAT' src='wan' src_ip='198.51.100.8' src_dport='80' proto+'tcp' dest_ip='192.168.1.21' dest='lan'
+  firewall redirect @1: qrn_index='2' target='DNAT' src='wan' src_ip='198.51.100.8' src_dport='80' proto+'tcp' dest_ip='192.168.1.21' dest='lan' enabled='1'
 Device.X_QRN_Firewall.PortForwarding.3 = port forwarding [3]
 set X_QRN_Add=1 ExternalPort=80 Protocol=UDP InternalClient=192.168.1.22 Enable=1
-  firewall redirect @2: qrn_index='3' target='DNAT' src='wan' src_dport='80' proto+'udp' dest_ip='192.168.1.22' dest='lan'
+  firewall redirect @2: qrn_index='3' target='DNAT' src='wan' src_dport='80' proto+'udp' dest_ip='192.168.1.22' dest='lan' enabled='1'
 Device.X_QRN_Firewall.PortForwarding.4 = port forwarding [4]
 set X_QRN_Add=1 ExternalPort=80 Protocol=X_QRN_Both InternalClient=192.168.1.23
-  firewall redirect @3: qrn_index='4' enabled='0' target='DNAT' src='wan' src_dport='80' dest_ip='192.168.1.23' dest='lan'
+  firewall redirect @3: qrn_index='4' enabled='0' target='DNAT' src='wan' src_dport='80' proto+'tcp' proto+'udp' dest_ip='192.168.1.23' dest='lan'
 set Enable=1 -> ! Enable: port forwarding 1 takes port 80
 set ExternalPort=81 Enable=1
-  firewall redirect @3: qrn_index='4' enabled='1' target='DNAT' src='wan' src_dport='81' dest_ip='192.168.1.23' dest='lan'
+  firewall redirect @3: qrn_index='4' enabled='1' target='DNAT' src='wan' src_dport='81' proto+'tcp' proto+'udp' dest_ip='192.168.1.23' dest='lan'
 Device.X_QRN_Firewall.PortForwarding.2 = port forwarding [2]
 set RemoteHost=198.51.100.0/24 -> ! RemoteHost: port forwarding 1 takes port 80
 )");
@@ -121,14 +121,14 @@ set Port=2222 WANAccess=1 WANSourcePrefix=198.51.100.0/24
 Device.X_QRN_Firewall.PortForwarding.1 = port forwarding [1]
 set X_QRN_Add=1 ExternalPort=2200 ExternalPortEndRange=2300 Protocol=TCP InternalClient=192.168.1.20 Enable=1 -> ! ExternalPort: the router itself serves port 2222 on the WAN
 set X_QRN_Add=1 ExternalPort=2222 Protocol=UDP InternalClient=192.168.1.20 Enable=1
-  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='2222' proto+'udp' dest_ip='192.168.1.20' dest='lan'
+  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='2222' proto+'udp' dest_ip='192.168.1.20' dest='lan' enabled='1'
 Device.X_QRN_RemoteAccess.SSH
 set WANAccess=0
   firewall rule qrn_ssh_wan: name='SSH from WAN' src='wan' proto='tcp' target='ACCEPT' enabled='0' dest_port='2222' src_ip='198.51.100.0/24'
   firewall redirect qrn_own_2 is gone
 Device.X_QRN_Firewall.PortForwarding.2 = port forwarding [2]
 set X_QRN_Add=1 ExternalPort=2222 Protocol=TCP InternalClient=192.168.1.20 Enable=1
-  firewall redirect @1: qrn_index='2' target='DNAT' src='wan' src_dport='2222' proto+'tcp' dest_ip='192.168.1.20' dest='lan'
+  firewall redirect @1: qrn_index='2' target='DNAT' src='wan' src_dport='2222' proto+'tcp' dest_ip='192.168.1.20' dest='lan' enabled='1'
 Device.X_QRN_RemoteAccess.SSH
 set WANAccess=1 -> ! WANAccess: port forwarding 2 takes port 2222
 set WANAccess=1 Port=22
@@ -144,7 +144,7 @@ TEST_F(Forwardings, WhatCannotBeForwardedIsRefused)
     play(R"(
 Device.X_QRN_Firewall.PortForwarding.1 = port forwarding [1]
 set X_QRN_Add=1 ExternalPort=8000 ExternalPortEndRange=8010 Protocol=TCP InternalClient=192.168.1.20 Enable=1
-  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='8000-8010' proto+'tcp' dest_ip='192.168.1.20' dest='lan'
+  firewall redirect @0: qrn_index='1' target='DNAT' src='wan' src_dport='8000-8010' proto+'tcp' dest_ip='192.168.1.20' dest='lan' enabled='1'
 set ExternalPort=0 -> ! ExternalPort: all ports together are the business of the DMZ
 set ExternalPort=65536 -> ! ExternalPort: 65536 is not 0 to 65535
 set ExternalPort=8011 -> ! ExternalPort: the range ends before it begins
@@ -167,7 +167,7 @@ set X_QRN_Add=1 Protocol=TCP InternalClient=192.168.1.20 -> ! X_QRN_Add: a new i
 set X_QRN_Add=1 ExternalPort=8010 Protocol=X_QRN_Both InternalClient=192.168.1.21 Enable=1 -> ! ExternalPort: port forwarding 1 takes port 8000 to 8010
 set X_QRN_Add=1 ExternalPort=68 Protocol=UDP InternalClient=192.168.1.21 Enable=1 -> ! ExternalPort: the router itself serves port 68 on the WAN
 set X_QRN_Add=1 ExternalPort=60 ExternalPortEndRange=67 Protocol=UDP InternalClient=192.168.1.21 Enable=1
-  firewall redirect @1: qrn_index='2' target='DNAT' src='wan' src_dport='60-67' proto+'udp' dest_ip='192.168.1.21' dest='lan'
+  firewall redirect @1: qrn_index='2' target='DNAT' src='wan' src_dport='60-67' proto+'udp' dest_ip='192.168.1.21' dest='lan' enabled='1'
 set Enable=1
 program /etc/init.d/firewall
 Device.X_QRN_Firewall.PortForwarding.

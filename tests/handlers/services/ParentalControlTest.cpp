@@ -16,11 +16,11 @@ TEST_F(ParentalControl, ARuleIsOneSectionOrTwoOverMidnight)
     play(R"(
 Device.X_QRN_Firewall.ParentalControl.1 = parental control [1]
 set X_QRN_Add=1 MACAddress=02:00:00:00:00:0a Days=5,1,1 StartTime=14:00 EndTime=15:30 Description=Lena's tablet Enable=1
-  firewall rule @2: qrn_index='1' qrn='parental' src='lan' dest='*' proto='all' target='REJECT' qrn_description='Lena'\''s tablet' name='Lena s tablet' src_mac='02:00:00:00:00:0A' weekdays='Mon Fri' start_time='14:00' stop_time='15:29:59'
+  firewall rule @2: qrn_index='1' qrn='parental' src='lan' dest='*' proto='all' target='REJECT' qrn_description='Lena'\''s tablet' name='Lena s tablet' src_mac='02:00:00:00:00:0A' weekdays='Mon Fri' start_time='14:00' stop_time='15:29:59' enabled='1'
 get -> X_QRN_Add=0 X_QRN_Delete=0 Description="Lena's tablet" MACAddress="02:00:00:00:00:0A" Days="1,5" StartTime="14:00" EndTime="15:30" Enable=1 Status="Enabled"
 set Days=6 StartTime=21:00 EndTime=06:30
-  firewall rule @2: qrn_index='1' qrn='parental' src='lan' dest='*' proto='all' target='REJECT' qrn_description='Lena'\''s tablet' name='Lena s tablet' src_mac='02:00:00:00:00:0A' weekdays='Sat' start_time='21:00' stop_time='23:59:59'
-  firewall rule @3: qrn='parental2' qrn_of='1' src='lan' dest='*' proto='all' target='REJECT' weekdays='Sun' start_time='00:00' stop_time='06:29:59' name='Lena s tablet' src_mac='02:00:00:00:00:0A'
+  firewall rule @2: qrn_index='1' qrn='parental' src='lan' dest='*' proto='all' target='REJECT' qrn_description='Lena'\''s tablet' name='Lena s tablet' src_mac='02:00:00:00:00:0A' weekdays='Sat' start_time='21:00' stop_time='23:59:59' enabled='1'
+  firewall rule @3: qrn='parental2' qrn_of='1' src='lan' dest='*' proto='all' target='REJECT' weekdays='Sun' start_time='00:00' stop_time='06:29:59' name='Lena s tablet' src_mac='02:00:00:00:00:0A' enabled='1'
 get Days StartTime EndTime -> Days="6" StartTime="21:00" EndTime="06:30"
 set MACAddress=02:00:00:00:00:0c Enable=0 Description=Tablet Days=
   firewall rule @2: qrn_index='1' qrn='parental' src='lan' dest='*' proto='all' target='REJECT' qrn_description='Tablet' name='Tablet' src_mac='02:00:00:00:00:0C' start_time='21:00' stop_time='23:59:59' enabled='0'

@@ -148,7 +148,11 @@ TEST_F(Login, ThePortsDifferAndTheLastWayInStays)
     g_QSysCmdHalCb = [](uint64_t, uint64_t) { return uint64_t{0}; };
     EXPECT_EQ(change(kSsh, "Enable=0"), "") << "a host is another way";
     std::filesystem::remove("/etc/config/telnetd");
-    EXPECT_EQ(change(kTelnet, "Enable=1"), "Enable: telnetd is not installed");
+    for (const char* words : {"Enable=1", "Enable=0"}) {
+        outside().logs.clear();
+        EXPECT_EQ(change(kTelnet, words), "Enable: telnetd is not installed");
+        EXPECT_EQ(outside().logs.front(), (LogLine{3, "[E] telnetd is not installed\n"}));
+    }
 }
 
 TEST_F(Login, TheFirewallsRuleComesWithWhatNeedsItAndFollowsThePort)
