@@ -246,14 +246,14 @@ set ProtocolVersion=4 -> ! ProtocolVersion: '4' is not one of 3.1|3.1.1|5.0
 set ClientID=a b -> ! ClientID: it has a blank, a quote, a '#' or a backslash
 set Username=a'b or Username=a b -> ! Username: it has a blank, a quote, a '#' or a backslash
 set Password=a\"b -> ! Password: it has a quote or a backslash
-set KeepAliveTime=4 -> ! KeepAliveTime: 4 is not 0 or 5 to 65535
-set KeepAliveTime=65536 -> ! KeepAliveTime: 65536 is not 0 or 5 to 65535
-set KeepAliveTime=5
-  mqtt client client: enable='1' broker_port='8883' transport_protocol='TCP/IP' name='cloud' protocol_version='5.0' client_id='router-7' keep_alive_time='5' clean_session='0' connect_retry_time='10' topic_prefix='home/7' password='alone' broker_address='192.0.2.1'
+set KeepAliveTime=-1 -> ! KeepAliveTime: -1 is not 0 to 65535
+set KeepAliveTime=65536 -> ! KeepAliveTime: 65536 is not 0 to 65535
+set KeepAliveTime=1
+  mqtt client client: enable='1' broker_port='8883' transport_protocol='TCP/IP' name='cloud' protocol_version='5.0' client_id='router-7' keep_alive_time='1' clean_session='0' connect_retry_time='10' topic_prefix='home/7' password='alone' broker_address='192.0.2.1'
 set KeepAliveTime=0
   mqtt client client: enable='1' broker_port='8883' transport_protocol='TCP/IP' name='cloud' protocol_version='5.0' client_id='router-7' keep_alive_time='0' clean_session='0' connect_retry_time='10' topic_prefix='home/7' password='alone' broker_address='192.0.2.1'
-set ConnectRetryTime=0 -> ! ConnectRetryTime: 0 is not 1 to 86400
-set ConnectRetryTime=86401 -> ! ConnectRetryTime: 86401 is not 1 to 86400
+set ConnectRetryTime=0 -> ! ConnectRetryTime: 0 is not 1 to 4294967295
+set ConnectRetryTime=4294967296 -> ! ConnectRetryTime: 4294967296 is not 1 to 4294967295
 set X_QRN_TopicPrefix=home/+ -> ! X_QRN_TopicPrefix: it has a wildcard
 set X_QRN_TopicPrefix=home/# -> ! X_QRN_TopicPrefix: it has a blank, a quote, a '#' or a backslash
 set X_QRN_CACertificate=text -> ! X_QRN_CACertificate: line 1 is none of a certificate in PEM form
