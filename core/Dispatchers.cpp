@@ -241,7 +241,8 @@ SUBTREE(QSysCmdHal_Do_ParentalControl, .label = "Parental control", .object = &k
         .choices = kParentalControlChoices, .packages = "firewall dhcp",
         .service = services::serve_parental_control)
 SUBTREE(QSysCmdHal_Do_SNMP, .label = "SNMP", .object = &kSnmp, .choices = kSNMPChoices,
-        .packages = "snmpd firewall", .scripts = "snmpd firewall")
+        .packages = "snmpd firewall", .scripts = "snmpd firewall", .commit = services::commit_snmp,
+        .service = services::serve_snmp)
 SUBTREE(QSysCmdHal_Do_DMZ, .label = "DMZ", .object = &kDmz, .packages = "firewall", .scripts = "firewall",
         .commit = services::commit_firewall)
 SUBTREE(QSysCmdHal_Do_nDPI, .label = "nDPI", .object = &kNdpi, .packages = "ndpi", .scripts = "ndpi")

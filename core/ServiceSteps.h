@@ -49,6 +49,10 @@ u32 commit_firewall(const char* path, json_object* request, u32 oper, u32 argume
 
 u32 serve_qos(const char* path, json_object* request);
 
+/// The firewall has its part once the agent has had a port of its own.
+u32 commit_snmp(const char* path, json_object* request, u32 oper, u32 argument, i64 context, u64 value);
+u32 serve_snmp(const char* path, json_object* request);
+
 /// Ends the connections of devices that have no way out now, too.
 u32 serve_parental_control(const char* path, json_object* request);
 

@@ -3,6 +3,8 @@
 // that the package comes with are known to all, so the first set takes them away.
 #include "base/UciOptional.h"
 #include "core/Objects.h"
+#include "core/Service.h"
+#include "core/ServiceSteps.h"
 #include "handlers/network/Networks.h"
 #include "handlers/network/Sockets.h"
 #include "handlers/services/Credentials.h"
@@ -298,7 +300,22 @@ constexpr Row kTrapRows[] = {
      .check = check_trap},
 };
 
+const char* parts()
+{
+    return has_had_rule() ? "snmpd firewall" : "snmpd";
+}
+
 } // namespace
+
+u32 qsc::services::commit_snmp(const char*, json_object* request, u32, u32, i64, u64)
+{
+    return serve_packages(request, parts());
+}
+
+u32 qsc::services::serve_snmp(const char*, json_object* request)
+{
+    return serve_scripts(request, parts());
+}
 
 QSC_OBJECT(kSnmp, "Device.X_QRN_SNMP", kRows, .area = "snmp", .section = "snmpd.general.", .package = "snmpd",
            .arrange = arrange)

@@ -16,6 +16,7 @@ namespace
 
 constexpr const char* kTrap = "qrn_trap";
 constexpr const char* kRule = "qrn_snmp";
+constexpr const char* kHadRule = "qrn_rule";
 constexpr const char* kFirewallPackage = "firewall";
 constexpr u32 kUsualPort = 161;
 
@@ -29,6 +30,11 @@ bool is_option_on(const char* option)
 bool is_on()
 {
     return is_installed(kPackage.name) && kPackage.is_on(kGeneral, "enabled", true);
+}
+
+bool has_had_rule()
+{
+    return is_option_on(kHadRule);
 }
 
 u32 port_of_agent()
@@ -240,7 +246,8 @@ u32 keep_rule()
                                    {"dest_port", number.c_str()},
                                    {"target", "ACCEPT"}};
     code = kFirewall.make(kRule, "rule");
-    return code != 0 ? code : kFirewall.keep(kRule, options);
+    code = code != 0 ? code : kFirewall.keep(kRule, options);
+    return code != 0 ? code : kPackage.keep(kGeneral, kHadRule, "1");
 }
 
 } // namespace

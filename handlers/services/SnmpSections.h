@@ -31,6 +31,9 @@ inline constexpr Access4And6 kWriters{"private", "private6", "rw"};
 
 [[nodiscard]] u32 port_of_agent();
 
+/// Whether the agent has ever had a port that needs a rule of the firewall's.
+[[nodiscard]] bool has_had_rule();
+
 /// Appends the LAN as a prefix.
 void append_lan(RowText& text);
 

@@ -65,7 +65,6 @@ no_secret_shows() { same "$(grep -rl 'ge.heim' "$state/var/log" "$state/tmp")" "
 /etc/init.d/ddns restart
 /etc/init.d/mqtt restart
 /etc/init.d/snmpd restart
-/etc/init.d/firewall restart
 /etc/init.d/sqm enable
 /etc/init.d/sqm restart
 /etc/init.d/nodogsplash restart

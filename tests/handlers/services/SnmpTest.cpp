@@ -29,6 +29,12 @@ get Status -> Status="Enabled"
 file /proc/net/udp sl local_address rem_address st\n0: 00000000:00A1 00000000:0000 01\n
 get Status -> Status="Error"
 set WriteEnable=0 Enable=1
+program /etc/init.d/snmpd
+program /etc/init.d/firewall
+commit
+  commit snmpd
+service restart
+  run /etc/init.d/snmpd restart
 set ReadCommunity=public WriteCommunity=s3cr3t
   snmpd com2sec private: secname='rw' source='192.168.1.0/24' qrn_community='s3cr3t'
   snmpd com2sec public: secname='ro' source='192.168.1.0/24' community='public'
@@ -55,6 +61,7 @@ set AllowedSource=192.168.1.0/24
 set Port=1161 SystemName=gate SystemLocation=the hall SystemContact=anna@example.net
   firewall rule qrn_snmp: name='SNMP from LAN' src='lan' proto='udp' dest_port='1161' target='ACCEPT'
   snmpd agent @0: agentaddress='UDP:1161,UDP6:1161'
+  snmpd snmpd general: enabled='1' qrn_managed='1' snmp_version='v1/v2c' network+'lan' qrn_write_enable='0' qrn_rule='1'
   snmpd system @0: sysLocation='the hall' sysContact='anna@example.net' sysName='gate'
 get -> Port=1161 AllowedSource="192.168.1.0/24" SystemName="gate" SystemLocation="the hall" SystemContact="anna@example.net" ReadCommunity="" WriteCommunity="" WriteEnable=0 V3User="" V3AuthProtocol="SHA" V3AuthPassword="" V3PrivProtocol="AES" V3PrivPassword="" Enable=1 Status="Error"
 set Port=161
@@ -76,8 +83,6 @@ set ReadCommunity=look
   snmpd com2sec private: secname='rw' source='localhost' qrn_community='s3cr3t'
   snmpd com2sec public: secname='ro' source='localhost' community='look'
   snmpd com2sec6 public6: secname='ro' source='::1' community='look'
-program /etc/init.d/snmpd
-program /etc/init.d/firewall
 commit
   commit snmpd
   commit firewall
