@@ -53,7 +53,7 @@ bool is_switched_on(const Vap& vap)
     return is_stored_on(option_key(vap.radio, "radioOn")) && is_stored_on(vap.key("enable"));
 }
 
-bool is_up(Sources& sources, const char* interface)
+InterfaceState state_of(Sources& sources, const char* interface)
 {
     Text<126> path;
     path.append("/sys/class/net/").append(interface).append("/flags");
@@ -61,7 +61,9 @@ bool is_up(Sources& sources, const char* interface)
     std::string_view flags = first_line(sources.file(path.c_str()));
     flags.remove_prefix(flags.starts_with("0x") ? 2 : 0);
     u32 bits = 0;
-    return parse_whole(flags, bits, 16) && (bits & kUp) != 0;
+    return !parse_whole(flags, bits, 16) ? InterfaceState::kUnknown
+           : (bits & kUp) != 0           ? InterfaceState::kUp
+                                         : InterfaceState::kDown;
 }
 
 u32 drive(const char* interface, const char* driver_key, std::string_view value)

@@ -22,8 +22,9 @@ void locate_vap(RowRequest& request);
 /// Whether the radio, and the access point on it, are switched on.
 [[nodiscard]] bool is_switched_on(const Vap& vap);
 
-/// Whether the kernel has an interface, and has it up.
-[[nodiscard]] bool is_up(Sources& sources, const char* interface);
+/// How the kernel has an interface; unknown: it shows none of that name.
+enum class InterfaceState : u8 { kUnknown, kDown, kUp };
+[[nodiscard]] InterfaceState state_of(Sources& sources, const char* interface);
 
 /// Sets a key of the driver, without a shell.
 [[nodiscard]] u32 drive(const char* interface, const char* driver_key, std::string_view value);

@@ -29,7 +29,7 @@ u32 drive_live(const RowCall& call, std::string_view stored)
 {
     const Vap vap = vap_of(call);
     const Key interface = vap.interface();
-    if (!is_switched_on(vap) || !is_up(call.request.sources, interface.c_str())) {
+    if (!is_switched_on(vap) || state_of(call.request.sources, interface.c_str()) == InterfaceState::kDown) {
         return 0;
     }
     const std::string_view option = call.row.key();
@@ -69,9 +69,10 @@ u32 set_control(const RowCall& call, std::string_view stored)
 u32 answer_status(const RowCall& call)
 {
     const Vap vap = vap_of(call);
+    const bool is_up = state_of(call.request.sources, vap.interface().c_str()) == InterfaceState::kUp;
     return answer_stored(call, !is_switched_on(vap)                                    ? "Disabled"
                                : find_security_fault(call.request.instance) != nullptr ? "Error_Misconfigured"
-                               : is_up(call.request.sources, vap.interface().c_str())  ? "Enabled"
+                               : is_up                                                 ? "Enabled"
                                                                                        : "Error");
 }
 

@@ -83,14 +83,15 @@ TEST_F(AccessPoint, DrivesWhatIsUp)
         EXPECT_EQ(option(std::string{"ra0."} + name), stored);
         EXPECT_EQ(runs(), (Lines{std::string{"run /usr/sbin/iwpriv ra1 set "} + setting}));
     }
-    // Not: one that is off, one whose radio is, one whose interface is down or not there.
+    // Not: one that is off, one whose radio is, one whose interface is down.
     set(kAp + "3", "IsolationEnable=1");
     set(kAp + "18", "IsolationEnable=1");
     FakeFolder::put("/sys/class/net/ra1/flags", "0x1002\n");
     set(kAp + "2", "IsolationEnable=0");
+    EXPECT_EQ(runs(), Lines{});
     std::filesystem::remove_all("/sys/class/net/ra0");
     set(kAp + "1", "IsolationEnable=1");
-    EXPECT_EQ(runs(), Lines{});
+    EXPECT_EQ(runs(), Lines{"run /usr/sbin/iwpriv ra0 set NoForwarding=1"}) << "what is not known is tried";
     EXPECT_EQ(option("rax0.isolate8"), "1");
     FakeFolder::put("/sys/class/net/ra1/flags", "0x1003\n");
     outside().programs["/usr/sbin/iwpriv"] = "exit 1";
