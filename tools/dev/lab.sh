@@ -5,28 +5,37 @@
 lab_packages=(busybox chrony conntrack dnsmasq-base dropbear-bin iproute2 lldpd mosquitto mosquitto-clients nftables openvpn
     snmp snmpd snmptrapd)
 
-# Packages that cannot be had are named in a file; the stories that need them are skipped.
-need_lab_programs() {
-    local folder=$PWD/build/lab package name missing
-    [ ! -e "$folder/complete" ] || [ tools/dev/lab.sh -nt "$folder/complete" ] || return 0
-    mkdir -p "$folder/packages" "$folder/root"
-    [ "$(id -u)" -ne 0 ] || apt-get update -qq >&2 || say "A package index could not be fetched; going on with those there are"
-    missing=0
-    for package in "${lab_packages[@]}"; do
-        # What the machine has already is left out: its own program is used.
-        for name in $(apt-get -s -qq --no-install-recommends install "$package" 2>/dev/null | awk '/^Inst/ { print $2 }'); do
-            compgen -G "$folder/packages/${name}_*.deb" >/dev/null ||
-                (cd "$folder/packages" && apt-get -qq -o APT::Sandbox::User=root download "$name" >&2) || missing=$((missing + 1))
-        done
+# lab_missing PACKAGE...: these and what they need, but for what the machine has already, whose own program is used.
+lab_missing() { apt-get -s -qq --no-install-recommends install "$@" 2>/dev/null | awk '/^Inst/ { print $2 }'; }
+
+# lab_download NAME...: one after the other only where all at once fail.
+lab_download() {
+    local name
+    [ $# -gt 0 ] || return 0
+    apt-get -qq -o APT::Sandbox::User=root download "$@" >&2 && return 0
+    for name in "$@"; do
+        apt-get -qq -o APT::Sandbox::User=root download "$name" >&2 || return 1
     done
+}
+
+# The stories whose programs cannot be had are skipped.
+need_lab_programs() {
+    local folder=$PWD/build/lab package names
+    [ ! -e "$folder/complete" ] || [ tools/dev/lab.sh -nt "$folder/complete" ] || return 0
+    say "Fetching the lab's programs"
+    mkdir -p "$folder/packages" "$folder/root"
+    names=$(lab_missing "${lab_packages[@]}") || for package in "${lab_packages[@]}"; do
+        names+=" $(lab_missing "$package")" || say "$package cannot be had"
+    done
+    # shellcheck disable=SC2086  # words are what is meant
+    if (cd "$folder/packages" && { lab_download $names || { [ "$(id -u)" -eq 0 ] && apt-get update -qq >&2 && lab_download $names; }; }); then
+        touch "$folder/complete"
+    else
+        say "Not all of the lab's packages could be had; their stories are skipped"
+    fi
     for package in "$folder"/packages/*.deb; do
         [ ! -e "$package" ] || dpkg-deb -x "$package" "$folder/root"
     done
-    [ "$missing" -eq 0 ] || {
-        say "$missing packages of the lab could not be had; their stories are skipped"
-        return 0
-    }
-    touch "$folder/complete"
 }
 
 lab() {
