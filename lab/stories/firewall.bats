@@ -61,3 +61,27 @@ lan_with_hosts() {
     is_silent wan tcp "$public" 4444
     answers "web from $provider" wan tcp "$public" 80
 }
+
+@test "the router's own services stay its own beside a DMZ" {
+    needs dropbear
+    lan_with_hosts
+    serve lan2 tcp 22 dmz
+    serve lan2 tcp 2022 dmz
+    wan ip addr add 203.0.113.2/24 dev eth0
+    is_own() { in_space wan "$LAB/talk" ask tcp "$public" "$1" "$2" | grep -qa ^SSH-2.0-dropbear; }
+    qsc set Device.X_QRN_DMZ Enable=1 DestIP=192.168.1.30 --apply
+    answers "dmz from $provider" wan tcp "$public" 22
+    # Opened after the DMZ was, for one address of the two.
+    qsc set Device.X_QRN_RemoteAccess.SSH WANAccess=1 WANSourcePrefix=203.0.113.2/32 --apply
+    is_own 22 203.0.113.2
+    answers "dmz from $provider" wan tcp "$public" 22
+    # Who comes by another address of the router's gets no further.
+    wan ip route add 192.168.1.0/24 via "$public"
+    answers "dmz from $provider" wan tcp 192.168.1.1 22
+    qsc set Device.X_QRN_RemoteAccess.SSH Port=2022 WANSourcePrefix= --apply
+    is_own 2022 203.0.113.1
+    is_own 2022 203.0.113.2
+    answers "dmz from $provider" wan tcp "$public" 22
+    qsc set Device.X_QRN_RemoteAccess.SSH WANAccess=0 --apply
+    answers "dmz from $provider" wan tcp "$public" 2022
+}
