@@ -122,7 +122,7 @@ start_router() {
     cp --remove-destination "$LAB/router/ubus" "$state/usr/bin/"
     install -m 0755 "$LAB/../packaging/openwrt/qsyscmdhal/files/mqtt.init" "$state/etc/init.d/mqtt"
     # Tools that the library runs are the real ones, where there are any.
-    for tool in conntrack lldpcli; do
+    for tool in conntrack lldpcli ping nslookup wget; do
         cp --remove-destination "$LAB/router/tool" "$state/usr/sbin/$tool"
     done
     rm -rf "$state/usr/share/sim/ubus"
