@@ -3,6 +3,8 @@
 // device starts them.
 #include <algorithm>
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 
 #include <json-c/json.h>
 #include <poll.h>
@@ -29,7 +31,13 @@ constexpr i32 kLast = 1000;
 class Script
 {
   public:
-    explicit Script(const char* path) { (void)read_safe_file(path, text_); }
+    /// It may be a link: the folder is the system's.
+    explicit Script(const char* path) : name_(path)
+    {
+        name_.remove_prefix(name_.rfind('/') + 1);
+        char target[PATH_MAX];
+        (void)(realpath(path, &target[0]) != nullptr && read_safe_file(&target[0], text_) == 0);
+    }
 
     /// Its place among the others.
     [[nodiscard]] i32 start() const
@@ -59,19 +67,30 @@ class Script
         });
     }
 
-    /// Whether it says that it reads a package.
+    /// Whether it reads a package: the one of its own name, or as it says.
     [[nodiscard]] bool reads(std::string_view package) const
     {
-        return names(package, "config_load") || is_triggered_by(package);
+        return package == name_ || names(package, kLoad) || names(package, kTrigger);
+    }
+
+    /// Whether it says anything of what it reads.
+    [[nodiscard]] bool is_known() const
+    {
+        return for_each_line(
+            [](std::string_view line) { return line.starts_with(kLoad) || line.starts_with(kTrigger); });
     }
 
     /// Whether it is reloaded when a package is told to have changed.
     [[nodiscard]] bool is_triggered_by(std::string_view package) const
     {
-        return is_supervised() && names(package, "procd_add_reload_trigger");
+        return is_supervised() && names(package, kTrigger);
     }
 
   private:
+    static constexpr std::string_view kLoad = "config_load";
+    static constexpr std::string_view kTrigger = "procd_add_reload_trigger";
+
+    std::string_view name_;
     FileText text_;
 
     template <typename Fits>
@@ -160,7 +179,7 @@ bool is_needed(const Service& service, const Plan& plan)
            for_each_changed(service, plan, [](std::string_view) { return true; });
 }
 
-/// Whether one of the service's scripts says that it reads a package.
+/// Whether one of the service's scripts reads a package.
 bool is_read_by_any(const Service& service, std::string_view package)
 {
     for (std::size_t i = 0; i < json_object_array_length(service.commands); ++i) {
@@ -180,7 +199,8 @@ const char* why_not(const Service& service, const Script& script, const Plan& pl
     }
     bool is_triggered = false;
     const bool has_changed = for_each_changed(service, plan, [&](std::string_view package) {
-        const bool is_for_it = script.reads(package) || !is_read_by_any(service, package);
+        const bool is_for_it =
+            script.reads(package) || !script.is_known() || !is_read_by_any(service, package);
         is_triggered =
             is_triggered || (is_for_it && access(kUbus, X_OK) == 0 && script.is_triggered_by(package));
         return is_for_it && !is_triggered;

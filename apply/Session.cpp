@@ -443,8 +443,8 @@ u32 add_set(Session& session, const char* path, json_object* request)
     if (code != 0) {
         return code;
     }
-    // What builds on something that was refused says nothing new.
-    code = refused_before(session, path);
+    // What builds on an instance that was refused says nothing new.
+    code = (object.flags & QSC_OBJECT_GROWS) != 0 ? refused_before(session, path) : 0;
     session.recorder.begin_step("set", path);
     return code != 0 ? refuse(code, "an earlier change of it was refused") : send_set(session, path, request);
 }

@@ -60,8 +60,7 @@ Hash
 qsc: apply: Device.X_QRN_RemoteAccess.SSH: Port"
     diff -r "$BATS_TEST_TMPDIR/before" "$state/etc/config"
     same "$(journal)$(staged)" ""
-    same "$(ls "$state/etc/qsyscmdhal")" "key
-lock"
+    [ ! -e "$state/etc/qsyscmdhal/apply" ] && [ ! -e "$state/etc/qsyscmdhal/reserve" ]
 }
 
 @test "a service that fails takes everything back" {
@@ -93,4 +92,39 @@ lock"
     hash=$(device sh -c 'qsc -q plan </root/changes')
     device sh -c "qsc apply --hash $hash </root/changes"
     same "$(option system hostname)" new
+}
+
+# script NAME LINE...: has an init script say something of itself.
+script() {
+    cp --remove-destination "$(readlink -f "$state/etc/init.d/network")" "$state/etc/init.d/$1" 2>/dev/null || :
+    printf '\n%s' 'exit 0' "${@:2}" >>"$state/etc/init.d/$1"
+}
+
+@test "services follow once, in their order, and only where they have something to read" {
+    script system START=10 USE_PROCD=1 'procd_add_reload_trigger "system"'
+    script dropbear START=19
+    script firewall START=18 'config_load firewall'
+    script network START=20 'reload_service() {'
+    run apply Device.DeviceInfo.HostName=new Device.IP.Interface.1.MaxMTUSize=1400 Device.DNS.Client.Server.X_QRN_Custom.DNSServer1=9.9.9.9 \
+        Device.X_QRN_RemoteAccess.SSH.IdleTimeout=300 Device.X_QRN_2ndStaticIp.IPAddress=192.168.77.1
+    same "$(journal | grep -v 'qrnmsgupd')" "/etc/init.d/dropbear restart
+/etc/init.d/network reload
+$(for package in dropbear network system; do
+        echo "/bin/ubus call service event '{\"type\":\"config.change\",\"data\":{\"package\":\"$package\"}}'"
+    done)"
+    same "$(sed -n '/^Not needed/,/^Hash/p' <<<"$output" | sed '1d;$d' | sort -u)" "\
+  /etc/init.d/firewall restart: nothing that it reads has changed
+  /etc/init.d/network restart: once is enough
+  /etc/init.d/system restart: it reloads itself when it is told that its package has changed"
+}
+
+@test "a supervised service that does not run is a failure" {
+    cat >"$state/etc/init.d/system" <<'END'
+#!/bin/sh
+[ "$1" = status ] && echo 'not running'
+USE_PROCD=1
+END
+    run apply Device.DeviceInfo.HostName=new
+    same "$status $(option system hostname)" "1 router"
+    [[ $output == *"system restart has ended, but its service does not run"* ]]
 }
