@@ -193,6 +193,61 @@ u32 check_pool(const RowCall& call, const Network& network, Pool& pool)
                : 0;
 }
 
+namespace
+{
+
+/// What is named in the request, else what is stored.
+u32 read_part(const RowCall& call, const char* name, u32 stored, u32& part)
+{
+    RowText text;
+    part = stored;
+    if (!is_named(call, name)) {
+        return 0;
+    }
+    part = 0;
+    const u32 code = read_outcome(call, name, text);
+    (void)(is_ipv4(text.view(), part));
+    return code;
+}
+
+/// Judges the ends of the pool in the network that there will be.
+u32 judge_ends(const RowCall& call, Pool& pool)
+{
+    Network network{};
+    const u32 code = read_next_network(call, network);
+    return code != 0              ? code
+           : network.address == 0 ? refuse(EFAULT, "the zone has no address")
+                                  : check_pool(call, network, pool);
+}
+
+} // namespace
+
+u32 read_next_network(const RowCall& call, Network& network)
+{
+    Network stored{};
+    (void)read_network(zone_of(call.request), stored);
+    const u32 code = read_part(call, "IPAddress", stored.address, network.address);
+    return code != 0 ? code : read_part(call, "SubnetMask", stored.mask, network.mask);
+}
+
+u32 check_end(const RowCall& call, std::string_view)
+{
+    Pool pool;
+    return judge_ends(call, pool);
+}
+
+u32 store_end(const RowCall& call, std::string_view)
+{
+    Pool pool;
+    const u32 code = judge_ends(call, pool);
+    return code != 0 ? code : store_ends(call, pool);
+}
+
+u32 check_pool_enable(const RowCall& call, std::string_view stored)
+{
+    return stored == "1" ? check_end(call, stored) : 0;
+}
+
 u32 make_pool(std::string_view zone)
 {
     RowText text;

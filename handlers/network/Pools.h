@@ -33,13 +33,22 @@ struct Pool {
 /// on.
 [[nodiscard]] u32 make_pool(std::string_view zone);
 
+/// Reads the network that the request's zone will have, with what is said of IPAddress and SubnetMask; an
+/// address of 0: none.
+[[nodiscard]] u32 read_next_network(const RowCall& call, Network& network);
+
+/// Stores the ends of a pool, unless they are stored already.
+[[nodiscard]] u32 store_ends(const RowCall& call, const Pool& pool);
+
 /// What Enable or DHCPEnable of a pool, its ends, its option list and its lease time are served by. Ends are
 /// judged within the zone's network as it will be.
 [[nodiscard]] u32 answer_pool_enable(const RowCall& call);
+[[nodiscard]] u32 check_pool_enable(const RowCall& call, std::string_view stored);
 [[nodiscard]] u32 store_pool_enable(const RowCall& call, std::string_view stored);
 [[nodiscard]] u32 answer_first(const RowCall& call);
 [[nodiscard]] u32 answer_last(const RowCall& call);
-[[nodiscard]] u32 store_ends(const RowCall& call, const Pool& pool);
+[[nodiscard]] u32 check_end(const RowCall& call, std::string_view stored);
+[[nodiscard]] u32 store_end(const RowCall& call, std::string_view stored);
 [[nodiscard]] u32 answer_servers(const RowCall& call);
 [[nodiscard]] u32 check_servers(const RowCall& call, std::string_view stored);
 [[nodiscard]] u32 store_servers(const RowCall& call, std::string_view stored);
@@ -54,5 +63,39 @@ inline constexpr const char* kLeaseTimes = "-1|120:2147483647";
 
 /// How a lease time is stored: in its largest whole unit.
 void append_lease_time(i64 seconds, RowText& text);
+
+/// The rows that the pool of the LAN and those of the zones have alike.
+consteval Row pool_row(RowName name, Kind kind, RowGet get, RowTake check, RowTake set)
+{
+    Row row{.name = name};
+    row.kind = kind;
+    row.access = Access::kReadWrite;
+    row.place = Place::kFunction;
+    row.get = get;
+    row.check = check;
+    row.set = set;
+    return row;
+}
+
+inline constexpr Row kMinAddressRow = pool_row("MinAddress", Kind::kIPv4, answer_first, check_end, store_end);
+inline constexpr Row kMaxAddressRow = pool_row("MaxAddress", Kind::kIPv4, answer_last, check_end, store_end);
+
+/// The servers that an option of DHCP names, by its number.
+consteval Row servers_row(RowName name, const char* number)
+{
+    Row row = pool_row(name, Kind::kIPv4, answer_servers, check_servers, store_servers);
+    row.marks = kMany;
+    row.key = number;
+    return row;
+}
+
+consteval Row lease_time_row()
+{
+    Row row = pool_row("LeaseTime", Kind::kInteger, answer_lease_time, nullptr, store_lease_time);
+    row.unit = Unit::kSeconds;
+    row.limits = kLeaseTimes;
+    row.key = "dhcp.*.leasetime";
+    return row;
+}
 
 } // namespace qsc::network

@@ -23,30 +23,6 @@ constexpr const char* kLan = kLanZone;
 
 constexpr GrowingList kHosts{.package = "dhcp", .type = "host"};
 
-u32 judge_ends(const RowCall& call, Pool& pool)
-{
-    Network lan{};
-    return read_network(kLan, lan) ? check_pool(call, lan, pool) : refuse(EFAULT, "the LAN has no address");
-}
-
-u32 check_ends(const RowCall& call, std::string_view)
-{
-    Pool pool;
-    return judge_ends(call, pool);
-}
-
-u32 check_enable(const RowCall& call, std::string_view stored)
-{
-    return stored == "1" ? check_ends(call, stored) : 0;
-}
-
-u32 store_end(const RowCall& call, std::string_view)
-{
-    Pool pool;
-    const u32 code = judge_ends(call, pool);
-    return code != 0 ? code : store_ends(call, pool);
-}
-
 /// Names of the domain never leave the network.
 u32 store_local(const RowCall&, std::string_view stored)
 {
@@ -196,29 +172,9 @@ constexpr Access kReadWrite = Access::kReadWrite;
 constexpr Place kFunction = Place::kFunction;
 
 constexpr Row kPoolRows[] = {
-    {.name = "MinAddress",
-     .kind = Kind::kIPv4,
-     .access = kReadWrite,
-     .place = kFunction,
-     .get = answer_first,
-     .check = check_ends,
-     .set = store_end},
-    {.name = "MaxAddress",
-     .kind = Kind::kIPv4,
-     .access = kReadWrite,
-     .place = kFunction,
-     .get = answer_last,
-     .check = check_ends,
-     .set = store_end},
-    {.name = "DNSServers",
-     .kind = Kind::kIPv4,
-     .access = kReadWrite,
-     .place = kFunction,
-     .marks = kMany,
-     .key = "6",
-     .get = answer_servers,
-     .check = check_servers,
-     .set = store_servers},
+    kMinAddressRow,
+    kMaxAddressRow,
+    servers_row("DNSServers", "6"),
     {.name = "DomainName",
      .kind = Kind::kHostName,
      .access = kReadWrite,
@@ -226,31 +182,9 @@ constexpr Row kPoolRows[] = {
      .key = "dhcp.@dnsmasq[0].domain",
      .fallback = kLan,
      .set = store_local},
-    {.name = "IPRouters",
-     .kind = Kind::kIPv4,
-     .access = kReadWrite,
-     .place = kFunction,
-     .marks = kMany,
-     .key = "3",
-     .get = answer_servers,
-     .check = check_servers,
-     .set = store_servers},
-    {.name = "LeaseTime",
-     .kind = Kind::kInteger,
-     .access = kReadWrite,
-     .place = kFunction,
-     .unit = Unit::kSeconds,
-     .limits = kLeaseTimes,
-     .key = "dhcp.*.leasetime",
-     .get = answer_lease_time,
-     .set = store_lease_time},
-    {.name = "Enable",
-     .kind = Kind::kBoolean,
-     .access = kReadWrite,
-     .place = kFunction,
-     .get = answer_pool_enable,
-     .check = check_enable,
-     .set = store_pool_enable},
+    servers_row("IPRouters", "3"),
+    lease_time_row(),
+    pool_row("Enable", Kind::kBoolean, answer_pool_enable, check_pool_enable, store_pool_enable),
     {.name = "SubnetMask", .kind = Kind::kNetmask, .place = kFunction, .get = answer_mask},
     {.name = "Interface", .kind = Kind::kReference, .place = kFunction, .get = answer_interface},
     {.name = "Status",

@@ -27,29 +27,6 @@ bool is_first(const RowCall& call)
     return call.request.instance == kFirstZone;
 }
 
-/// What is named in the request, else what is stored.
-u32 read_part(const RowCall& call, const char* name, u32 stored, u32& part)
-{
-    RowText text;
-    part = stored;
-    if (!is_named(call, name)) {
-        return 0;
-    }
-    part = 0;
-    const u32 code = read_outcome(call, name, text);
-    (void)(is_ipv4(text.view(), part));
-    return code;
-}
-
-/// The network that the zone will have; an address of 0: none.
-u32 read_new_network(const RowCall& call, Network& network)
-{
-    Network stored{};
-    (void)read_network(zone_of(call.request), stored);
-    const u32 code = read_part(call, "IPAddress", stored.address, network.address);
-    return code != 0 ? code : read_part(call, "SubnetMask", stored.mask, network.mask);
-}
-
 /// Whether the pool will be switched on, or is given an end.
 u32 read_need_of_pool(const RowCall& call, bool& is_needed)
 {
@@ -106,7 +83,7 @@ u32 check_network(const RowCall& call, std::string_view)
     bool needs_pool = false;
     const std::string_view zone = zone_of(call.request);
     const bool has_before = read_network(zone, before);
-    u32 code = read_new_network(call, network);
+    u32 code = read_next_network(call, network);
     code = code != 0 ? code : read_need_of_pool(call, needs_pool);
     if (code != 0) {
         return code;
@@ -121,34 +98,6 @@ u32 check_network(const RowCall& call, std::string_view)
     code = moves ? judge_move(zone, has_before ? &before : nullptr, network) : 0;
     Pool pool;
     return code != 0 || !needs_pool ? code : check_pool(call, network, pool);
-}
-
-/// Judges the ends of the pool in the network that there will be.
-u32 judge_ends(const RowCall& call, Pool& pool)
-{
-    Network network{};
-    const u32 code = read_new_network(call, network);
-    return code != 0              ? code
-           : network.address == 0 ? refuse(EFAULT, "the zone has no address")
-                                  : check_pool(call, network, pool);
-}
-
-u32 check_ends(const RowCall& call, std::string_view)
-{
-    Pool pool;
-    return judge_ends(call, pool);
-}
-
-u32 check_pool_enable(const RowCall& call, std::string_view stored)
-{
-    return stored == "1" ? check_ends(call, stored) : 0;
-}
-
-u32 store_end(const RowCall& call, std::string_view)
-{
-    Pool pool;
-    const u32 code = judge_ends(call, pool);
-    return code != 0 ? code : store_ends(call, pool);
 }
 
 u32 answer_address(const RowCall& call)
@@ -205,7 +154,7 @@ u32 store_network(const RowCall& call, std::string_view)
 {
     Network network{};
     const std::string_view zone = zone_of(call.request);
-    if (const u32 code = read_new_network(call, network)) {
+    if (const u32 code = read_next_network(call, network)) {
         return code;
     }
     Pool pool;
@@ -258,65 +207,14 @@ constexpr Kind kBoolean = Kind::kBoolean;
 
 constexpr Row kNewZoneRows[] = {
     {.name = "Name", .place = Place::kSection},
-    {.name = "IPAddress",
-     .kind = Kind::kIPv4,
-     .access = kReadWrite,
-     .place = kFunction,
-     .get = answer_address,
-     .check = check_network,
-     .set = store_network},
-    {.name = "SubnetMask",
-     .kind = Kind::kNetmask,
-     .access = kReadWrite,
-     .place = kFunction,
-     .get = answer_address,
-     .check = check_network,
-     .set = store_network},
-    {.name = "MinAddress",
-     .kind = Kind::kIPv4,
-     .access = kReadWrite,
-     .place = kFunction,
-     .get = answer_first,
-     .check = check_ends,
-     .set = store_end},
-    {.name = "MaxAddress",
-     .kind = Kind::kIPv4,
-     .access = kReadWrite,
-     .place = kFunction,
-     .get = answer_last,
-     .check = check_ends,
-     .set = store_end},
-    {.name = "DNSServers",
-     .kind = Kind::kIPv4,
-     .access = kReadWrite,
-     .place = kFunction,
-     .marks = kMany,
-     .key = "6",
-     .get = answer_servers,
-     .check = check_servers,
-     .set = store_servers},
-    {.name = "LeaseTime",
-     .kind = Kind::kInteger,
-     .access = kReadWrite,
-     .place = kFunction,
-     .unit = Unit::kSeconds,
-     .limits = kLeaseTimes,
-     .key = "dhcp.*.leasetime",
-     .get = answer_lease_time,
-     .set = store_lease_time},
-    {.name = "InternetAccess",
-     .kind = kBoolean,
-     .access = kReadWrite,
-     .place = kFunction,
-     .get = answer_internet,
-     .set = store_internet},
-    {.name = "DHCPEnable",
-     .kind = kBoolean,
-     .access = kReadWrite,
-     .place = kFunction,
-     .get = answer_pool_enable,
-     .check = check_pool_enable,
-     .set = store_pool_enable},
+    pool_row("IPAddress", Kind::kIPv4, answer_address, check_network, store_network),
+    pool_row("SubnetMask", Kind::kNetmask, answer_address, check_network, store_network),
+    kMinAddressRow,
+    kMaxAddressRow,
+    servers_row("DNSServers", "6"),
+    lease_time_row(),
+    pool_row("InternetAccess", kBoolean, answer_internet, nullptr, store_internet),
+    pool_row("DHCPEnable", kBoolean, answer_pool_enable, check_pool_enable, store_pool_enable),
     {.name = "Enable",
      .kind = kBoolean,
      .access = kReadWrite,

@@ -31,6 +31,15 @@ class EffectTest : public DeviceTest
         return all;
     }
 
+    /// Whether all event records since it was last asked are about this.
+    static bool tells_of(const std::string& area)
+    {
+        const Lines all = messages();
+        return !all.empty() && std::ranges::all_of(all, [&](const std::string& message) {
+            return message.substr(message.find(' ') + 1).starts_with(area + " ");
+        });
+    }
+
     /// Sets the values of a path as change() does, also with each of the steps to it failing once: nothing
     /// of it stays then. @return the sections of packages that are new or changed, each after a "+", and
     /// those that are gone, after a "-"; or after "!" why the set is refused
@@ -84,6 +93,9 @@ class EffectTest : public DeviceTest
         add("-", gone, after);
         return result;
     }
+
+  private:
+    FakeFolder processes_{"/proc"}; // a commit looks at all for one that writes late
 };
 
 } // namespace test

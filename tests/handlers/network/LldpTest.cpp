@@ -111,6 +111,7 @@ TEST_F(Daemons, InterfacesAreToldByTheirPaths)
                      "X_QRN_SystemDescription=Hall X_QRN_Enable=0"),
               "+lldpd: lldpd config interface=eth0 interface=!wlan* lldp_tx_interval=10 lldp_tx_hold=3 "
               "readonly_mode=1 lldp_description=Hall enabled=0");
+    EXPECT_TRUE(tells_of("lldp"));
     const char* const others[][2] = {
         {"X_QRN_TxInterval=0", "X_QRN_TxInterval: 0 is not 1 to 3600"},
         {"X_QRN_TxInterval=3600", ""},

@@ -158,9 +158,10 @@ TEST_F(Pool, IsStoredAsTheServerReadsIt)
     for (const auto& one : cases) {
         store(kLan, one.pool);
         EXPECT_EQ(effect("dhcp", kPool, one.words), one.effect) << one.pool << one.words;
+        EXPECT_EQ(tells_of("dhcp pool"), *one.effect != '!');
     }
     store("", kRange);
-    EXPECT_EQ(change(kPool, "Enable=1"), "Enable: the LAN has no address");
+    EXPECT_EQ(change(kPool, "Enable=1"), "Enable: the zone has no address");
     EXPECT_EQ(change(kPool, "Enable=0"), "");
 }
 
@@ -221,6 +222,7 @@ TEST_F(Pool, StaticAddressesAreOfTheLanAndOfOneHostEach)
     };
     for (const auto& [number, words, wanted] : steps) {
         EXPECT_EQ(effect("dhcp", kHosts + number, words), wanted) << number << " " << words;
+        EXPECT_EQ(tells_of("static address [" + std::string{number} + "]"), *wanted != '!');
     }
 }
 
@@ -242,7 +244,11 @@ TEST_F(Pool, LeasesAreToldAsTheServerWroteThem)
               "23\\\",\\\"IPAddress\\\":\\\"192.168.1.121\\\",\\\"HostName\\\":\\\"\\\",\\\"Expires\\\":"
               "\\\"0001-01-01T00:00:00Z\\\"}]\"");
     std::filesystem::rename("/tmp/dhcp.leases", "/tmp/other");
+    outside().logs.clear();
     EXPECT_EQ(values(kPool, "ClientNumberOfEntries X_QRN_List"), "0 \"[]\"");
+    EXPECT_TRUE(std::ranges::any_of(outside().logs, [](const LogLine& line) {
+        return line.text.find("there is no /tmp/dhcp.leases") != std::string::npos;
+    }));
     put("dhcp", "config dnsmasq\n\toption leasefile '/tmp/other'\n");
     EXPECT_EQ(values(kPool, "ClientNumberOfEntries"), "2");
     std::string many;

@@ -135,6 +135,7 @@ TEST_F(Ports, SettingsStandInTheSectionOfTheDevice)
     for (const auto& one : cases) {
         store(one.before);
         (void)effect("network", kPorts + "1", one.words);
+        EXPECT_TRUE(tells_of("ethernet port [1]"));
         EXPECT_EQ(stored(), one.after) << one.words;
     }
     add("usb-eth0.x", "device/x");
@@ -201,6 +202,7 @@ TEST_F(Ports, AnotherMacAddressIsUsedOrWaits)
         SCOPED_TRACE(std::string{one.before} + one.words);
         store(one.before);
         (void)effect("network", kCustom, one.words);
+        EXPECT_TRUE(tells_of("custom mac"));
         EXPECT_EQ(values(kCustom, "MACAddress Enable"), one.answers);
         EXPECT_EQ(stored(), one.after);
     }

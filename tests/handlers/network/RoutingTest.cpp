@@ -83,6 +83,7 @@ TEST_F(Routing, RoutesAreAnsweredAndStoredWithWhatTheyNeed)
     for (const auto& one : cases) {
         store("");
         (void)effect("network", kRoutes + "1", std::string{"X_QRN_Add=1 "} + one.words);
+        EXPECT_TRUE(tells_of("route [1]"));
         EXPECT_EQ(stored(), one.stored) << one.words;
     }
     EXPECT_EQ(change(kRoutes + "1", "Interface= GatewayIPAddress=192.168.1.9"), "");

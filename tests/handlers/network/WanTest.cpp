@@ -67,6 +67,10 @@ class Wan : public EffectTest
         SCOPED_TRACE(std::string{one.before} + ": " + one.words);
         store(one.before);
         const std::string made = effect("network", one.path, one.words);
+        EXPECT_EQ(tells_of(one.path == kWan   ? "wan"
+                           : one.path == kSix ? "wan ipv6"
+                                              : "custom dns"),
+                  !made.starts_with('!'));
         EXPECT_EQ(made.starts_with('!') ? made : stored(), one.after);
     }
 };

@@ -46,11 +46,11 @@ class Zones : public EffectTest
 
     static void expect(const std::string& packages, std::initializer_list<Step> steps)
     {
-        static const std::map<std::string, std::string> kPaths = {
-            {"zone", "Device.X_QRN_NetworkZone."},
-            {"new", "Device.X_QRN_NewZone."},
-            {"data", "Device.X_QRN_NetworkZone.DataVlan."},
-            {"management", "Device.X_QRN_NetworkZone.ManagementVlan"}};
+        static const std::map<std::string, std::pair<std::string, std::string>> kObjects = {
+            {"zone", {"Device.X_QRN_NetworkZone.", "network zone ["}},
+            {"new", {"Device.X_QRN_NewZone.", "zone ["}},
+            {"data", {"Device.X_QRN_NetworkZone.DataVlan.", "data vlan ["}},
+            {"management", {"Device.X_QRN_NetworkZone.ManagementVlan", "management vlan "}}};
         for (const Step& step : steps) {
             SCOPED_TRACE(step.request);
             std::istringstream in{step.request};
@@ -62,10 +62,14 @@ class Zones : public EffectTest
                 in >> number;
             }
             std::getline(in, words);
+            const auto& [path, area] = kObjects.at(kind);
             if (step.effect == nullptr) {
-                EXPECT_EQ(change(kPaths.at(kind) + number, words), "");
+                EXPECT_EQ(change(path + number, words), "");
             } else {
-                EXPECT_EQ(effect(packages, kPaths.at(kind) + number, words), step.effect);
+                EXPECT_EQ(effect(packages, path + number, words), step.effect);
+            }
+            for (const std::string& message : messages()) {
+                EXPECT_EQ(message.find(area), message.find(' ') + 1) << message;
             }
         }
     }
@@ -261,6 +265,9 @@ TEST_F(Zones, WhatOthersHaveMadeIsLeftAlone)
                                  "config bridge-vlan\n\toption device 'br-lan'\n\toption vlan '9'\n"
                                  "\tlist ports 'lan1'\n";
     store_network("br-lan.9", kOwn);
+    put("firewall", read_file("/etc/config/firewall") +
+                        "config zone\n\toption name 'guest'\n"
+                        "config forwarding\n\toption src 'lan'\n\toption dest 'guest'\n");
     expect(
         "qrnnetworkzone network firewall",
         {
@@ -272,8 +279,12 @@ TEST_F(Zones, WhatOthersHaveMadeIsLeftAlone)
             {"zone 1 VLANID=9", "+qrnnetworkzone: zone lan name=lan iface=ra0 qrn_index=1 vid=9"},
             {"zone 2 Isolation=1",
              "+qrnnetworkzone: zone guest name=guest vid=20 iface=rax1 qrn_index=2 isolation=1\n"
+             "+firewall: zone name=guest input=REJECT\n"
+             "+firewall: forwarding src=lan dest=guest enabled=0\n"
              "+firewall: forwarding src=guest dest=cafe enabled=0\n"
              "+firewall: forwarding src=cafe dest=guest enabled=0\n"
+             "-firewall: zone name=guest\n"
+             "-firewall: forwarding src=lan dest=guest\n"
              "-firewall: forwarding src=guest dest=cafe\n"
              "-firewall: forwarding src=cafe dest=guest"},
             {"zone 2 Interfaces=", "+qrnnetworkzone: zone guest name=guest vid=20 qrn_index=2 isolation=1"},
@@ -281,16 +292,18 @@ TEST_F(Zones, WhatOthersHaveMadeIsLeftAlone)
              "-qrnnetworkzone: zone guest name=guest vid=20 qrn_index=2 isolation=1"},
         });
     store_network("eth0", "");
-    expect("network", {
-                          {"zone 3 VLANID=31",
-                           "!VLANID: the LAN has no bridge with known ports that could carry a VLAN"},
-                          {"zone 1 VLANID=31", "!VLANID: VLAN 9, that of the management, would have no port"},
-                          {"data 1 X_QRN_Add=1 VLANID=31 Zone=Device.X_QRN_NetworkZone.3",
-                           "!VLANID: the LAN has no bridge with known ports that could carry a VLAN"},
-                          {"zone 3 Interfaces=ra5",
-                           "+network: interface cafe proto=static device=br-cafe disabled=1\n"
-                           "+network: device br_cafe name=br-cafe type=bridge bridge_empty=1 ports=ra5"},
-                      });
+    expect(
+        "network",
+        {
+            {"zone 3 VLANID=31", "!VLANID: the LAN has no bridge with known ports that could carry a VLAN"},
+            {"zone 1 VLANID=31", "!VLANID: VLAN 9, that of the management, would have no port"},
+            {"data 1 X_QRN_Add=1 VLANID=31 Zone=Device.X_QRN_NetworkZone.3",
+             "!VLANID: the LAN has no bridge with known ports that could carry a VLAN"},
+            {"zone 3 VLANID=0", "+network: interface cafe proto=static device=br-cafe disabled=1\n"
+                                "+network: device br_cafe name=br-cafe type=bridge bridge_empty=1"},
+            {"zone 3 Interfaces=ra5",
+             "+network: device br_cafe name=br-cafe type=bridge bridge_empty=1 ports=ra5"},
+        });
 }
 
 TEST_F(Zones, WhatWouldCutSomebodyOffIsRefused)
@@ -334,6 +347,10 @@ TEST_F(Zones, WhatWouldCutSomebodyOffIsRefused)
             {"zone 2 Interfaces=..", "!Interfaces: '..' is no interface"},
             {"zone 2 Interfaces=a/b", "!Interfaces: 'a/b' is no interface"},
             {"zone 2 Interfaces=sixteen_letters_", "!Interfaces: 'sixteen_letters_' is no interface"},
+            {"zone 2 X_QRN_Delete=1 VLANID=5",
+             "!X_QRN_Delete: it stands alone in its request, without VLANID"},
+            {"data 1 X_QRN_Delete=1 VLANID=5",
+             "!X_QRN_Delete: it stands alone in its request, without VLANID"},
             {"zone 2 Interfaces=ra6,ra6", "!Interfaces: it names an interface twice"},
             {"zone 1 Isolation=1", "!Isolation: the LAN is where the router is managed from"},
             {"zone 1 X_QRN_Delete=1", "!X_QRN_Delete: the LAN cannot be deleted"},
@@ -366,6 +383,9 @@ TEST_F(Zones, WhatWouldCutSomebodyOffIsRefused)
              "+network: bridge-vlan qrn_vlan_20 device=br-lan vlan=20"},
             {"zone 2 X_QRN_Delete=1", "!X_QRN_Delete: data VLAN 1 leads to the zone"},
         });
+    put("qrnnetworkzone", "config zone 'guest'\n\toption qrn_index '2'\n");
+    std::filesystem::remove_all("/tmp/.uci");
+    expect(kAll, {{"zone 1 X_QRN_Add=1 Name=own", "!X_QRN_Add: zone 1 is the LAN"}});
 }
 
 TEST_F(Zones, HaveNetworksPoolsAndAWayOut)

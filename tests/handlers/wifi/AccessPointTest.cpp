@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // Access points, the end point and surveys, on real files and faked programs: what is stored, what the driver
 // hears, and what is refused.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <sys/file.h>
+
 #include "support/DeviceTest.h"
 
 using namespace test;
@@ -320,7 +325,9 @@ TEST_F(AccessPoint, SurveysAreKeptAndTheirPauseToo)
            "DiagnosticsState: 'Canceled' is not one of None|Requested|Complete|Error");
     refuse(kSurvey, "Radio=2 DiagnosticsState=Requested", "DiagnosticsState: the radio is off");
     EXPECT_EQ(state(), R"(1 "None")") << "nothing of it is kept";
+    (void)messages();
     set(kSurvey, "DiagnosticsState=Requested");
+    EXPECT_EQ(messages(), Lines{"set site survey DiagnosticsState Requested by CLI"});
     EXPECT_EQ(runs(), Lines{"run /usr/bin/qrnsitesurvey ra0"});
     EXPECT_EQ(state(), R"(1 "Complete")");
     EXPECT_EQ(
@@ -329,6 +336,11 @@ TEST_F(AccessPoint, SurveysAreKeptAndTheirPauseToo)
     refuse(kSurvey, "DiagnosticsState=Requested", "DiagnosticsState: the last survey is less than 5 s ago");
     const std::string kept = read_file("/tmp/qrn_survey/result");
     write_file("/tmp/qrn_survey/result", "Complete 0" + kept.substr(kept.find('\n')));
+    const int lock = open("/tmp/qrn_survey/lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    EXPECT_EQ(flock(lock, LOCK_EX), 0);
+    EXPECT_EQ(state(), R"(1 "Requested")");
+    refuse(kSurvey, "DiagnosticsState=Requested", "DiagnosticsState: a survey is under way");
+    close(lock);
     outside().programs["/usr/bin/qrnsitesurvey"] = "exit 2";
     EXPECT_EQ(change(kSurvey, "DiagnosticsState=Requested"),
               "DiagnosticsState: the radio looks out for radar");

@@ -146,6 +146,9 @@ TEST_F(WifiObjects, StoreEachValueUnderItsOwnKey)
          "+mtkwireless: mesh mesh role=1 ssid=Mesh band=5GHz enable=1"},
         {"Device.WiFi.MultiAP", "X_QRN_Enable=1", "!X_QRN_Enable: a mesh needs a name"},
     };
+    constexpr const char* kAreas[][2] = {
+        {"Security", "WiFi security [12]"}, {"Accounting", "WiFi accounting [12]"}, {"WPS", "WiFi WPS [12]"},
+        {"Notes", "WiFi MAC list [12]"},    {"EndPoint", "WiFi end point"},         {"Multi", "WiFi mesh"}};
     for (const auto& [path, words, wanted] : cases) {
         SCOPED_TRACE(path + " " + words);
         store("");
@@ -154,6 +157,9 @@ TEST_F(WifiObjects, StoreEachValueUnderItsOwnKey)
             EXPECT_EQ(QSysCmdHal_LastError(), path + ": " + wanted.substr(3));
         } else {
             EXPECT_EQ(effect("mtkwireless", path, words), wanted);
+            const auto* const area = std::ranges::find_if(
+                kAreas, [&](const auto& each) { return path.find(each[0]) != path.npos; });
+            EXPECT_EQ(tells_of((*area)[1]), !wanted.starts_with('!'));
         }
     }
     outside().programs["ifconfig"] = "exit 0";
@@ -164,7 +170,9 @@ TEST_F(WifiObjects, StoreEachValueUnderItsOwnKey)
                      "UAPSDEnable=0 Enable=1 MACAddressControlEnabled=1 "
                      "AllowedMACAddress=02:00:00:00:00:0a,02:00:00:00:00:0b"),
               "");
+    EXPECT_TRUE(tells_of("WiFi access point [12]"));
     EXPECT_EQ(change(kAp + "12.WPS", "ConfigMethodsEnabled=PIN,PushButton PIN=12345670"), "");
+    EXPECT_TRUE(tells_of("WiFi WPS [12]"));
     EXPECT_EQ(sections("mtkwireless")[1],
               "mtkwireless: wifi-device rax0 radioOn=1 hidden2=1 isolate2=1 maxsta2=9 wmm2=0 uapsd2=0 "
               "maclist2=02:00:00:00:00:0A maclist2=02:00:00:00:00:0B macmode2=Allow enable2=1 "
