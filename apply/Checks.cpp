@@ -97,7 +97,7 @@ u32 ping_gateway()
     if (!find_gateway(address)) {
         return refuse(EFAULT, "there is no default route over a gateway");
     }
-    const char* const arguments[] = {"ping", "-c", "1", "-W", "3", address.c_str(), nullptr};
+    const char* const arguments[] = {"ping", "-W", "3", "-c", "1", address.c_str(), nullptr};
     return run(arguments);
 }
 

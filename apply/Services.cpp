@@ -262,7 +262,8 @@ i32 place_of(const Session& session, json_object* commands)
         std::string_view name{script};
         name.remove_prefix(name.rfind('/') + 1);
         const bool may_cut = name == "network" || name == "wifi" || name == "firewall";
-        if (may_cut && (is_there(session.options.get(), "confirm") || is_there(session.options.get(), "checks"))) {
+        if (may_cut &&
+            (is_there(session.options.get(), "confirm") || is_there(session.options.get(), "checks"))) {
             return kLast + Script{script}.start();
         }
         place = std::min(place, Script{script}.start());
@@ -337,11 +338,14 @@ u32 plan_events(const Session& session, const Plan& plan)
     return 0;
 }
 
+/// An apply comes to an end, so that it can go back.
+constexpr u32 kScriptDeadline = 120'000;
+
 /// Runs an init script, and waits for a moment until its service runs.
 u32 run_script(const char* script, const char* action)
 {
     const char* const arguments[] = {script, action, nullptr};
-    if (run_tool({.arguments = arguments, .deadline = 0}, kModule) != 0) {
+    if (run_tool({.arguments = arguments, .deadline = kScriptDeadline}, kModule) != 0) {
         QSC_LOG(kLogError, "%s %s failed\n", script, action);
         return refuse(EFAULT, "%s %s failed", script, action);
     }

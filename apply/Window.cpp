@@ -19,6 +19,7 @@
 #include "core/Refusal.h"
 #include "core/WindowNote.h"
 #include "include/qsc_apply.h"
+#include "include/qsc_journal.h"
 #include "include/qsyscmdhal.h"
 #include "log/Log.h"
 
@@ -184,9 +185,24 @@ u32 end_call(const char* what, u32 code)
     return code;
 }
 
-/// How a window has ended, for those who ask later.
-void note_end(json_object* checkpoint, const char* outcome)
+/// How a window has ended, for those who ask later, and for the journal.
+void note_end(json_object* checkpoint, const char* outcome, const char* why, u32 code)
 {
+    const JsonRef entry{json_object_new_object()};
+    const auto commander = static_cast<i32>(number_at(checkpoint, "commander"));
+    const bool is_confirmed = std::string_view{outcome} == "confirmed";
+    const std::string_view texts[][2] = {{"kind", is_confirmed ? "confirm" : "going back"},
+                                         {"undoes", text_at(checkpoint, "id")},
+                                         {"commander", QSysCmdHal_GetCommanderName(commander)},
+                                         {"peer", text_at(checkpoint, "peer")},
+                                         {"error", why}};
+    for (const auto& [name, text] : texts) {
+        if (!text.empty()) {
+            (void)put_text(entry.get(), name.data(), text);
+        }
+    }
+    (void)add_member(entry.get(), "result", json_object_new_int64(code));
+    (void)QSysCmdHal_JournalAdd(entry.get());
     json_object* ids = nullptr;
     if (find_member(checkpoint, "ids", ids) && is_object(ids)) {
         json_object_object_foreach(ids, id, unused)
@@ -462,7 +478,7 @@ uint32_t QSysCmdHal_ConfirmWindow(const char* id)
     code = code != 0 ? code : remove_checkpoint();
     if (code == 0) {
         remove_window_note();
-        note_end(held.root(), "confirmed");
+        note_end(held.root(), "confirmed", "", 0);
     }
     return end_call(id, code);
 }
@@ -548,7 +564,8 @@ uint32_t QSysCmdHal_RestoreCheckpoint(const char* why, uint32_t has_services, js
         }
     }
     remove_window_note();
-    note_end(checkpoint.get(), outcome);
+    note_end(checkpoint.get(), outcome, json_object_get_string(json_object_object_get(told.get(), "why")),
+             code);
     if (report != nullptr) {
         *report = told.release();
     }

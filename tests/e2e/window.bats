@@ -186,6 +186,12 @@ c: confirmed, by CLI
 qscd ended with 0"
 }
 
+@test "without a daemon nothing waits" {
+    run qsc apply --confirm 5 <<<"Device.X_QRN_RemoteLog.Port=99"
+    same "$status $output" "1 qsc: /var/run/qscd.sock: no qscd serves there; start it, or name its socket
+qsc: a change that is to be confirmed needs a running qscd"
+}
+
 @test "what cannot be put back is named and kept, the rest is put back, and the next change works" {
     cp "$state/etc/config/system" "$state/tmp/"
     run with_daemon 'say "router.apply({\"Device.X_QRN_RemoteLog.Port\": 99, \"Device.X_QRN_RemoteAccess.Telnet.Port\": 2323}, id=\"a\", confirm=600)"

@@ -70,6 +70,10 @@ void print_help()
         "  --apply        after set, add and delete: commit, then service restart, up to the first failure\n"
         "  --hash H       apply nothing unless the plan still has this hash\n"
         "  --id ID        what an apply is called\n"
+        "  --confirm N    take an apply back unless it is confirmed within N seconds, by a running qscd\n"
+        "  --check CHECK  have the device judge an apply: gateway, dns, url:ADDRESS, or a program; several "
+        "are taken\n"
+        "  --retries N    try the checks again so often (0)\n"
         "  --json         print the answered requests as JSON\n"
         "  -q, --quiet    print values, names or numbers alone, one a line\n"
         "  --as NAME      speak as another commander (TR69, WEB, MQTT, ...), or by its number\n"
@@ -120,6 +124,10 @@ ExitCode execute(const Options& options)
     if (words.size() < command->least || words.size() > command->most) {
         return wrong_usage("%s takes other arguments: qsc %s %s", command->name, command->name,
                            command->arguments);
+    }
+    const bool is_for_apply = options.confirm != 0 || options.check_count != 0 || options.retries != 0;
+    if (is_for_apply && command->run != apply_changes && command->run != rollback) {
+        return wrong_usage("--confirm, --check and --retries are for apply and rollback");
     }
     if (options.apply && !command->can_apply) {
         return wrong_usage("--apply is for set, add and delete: qsc set PATH NAME=VALUE... --apply");

@@ -68,6 +68,7 @@ void print_result(json_object* entry)
         print_member(entry, "error", ": ");
     } else {
         std::fputs("done", stdout);
+        print_member(entry, "error", ": ");
     }
 }
 

@@ -20,15 +20,36 @@ namespace qsc
 namespace
 {
 
-enum LongOption : int { kJson = 256, kAs, kApply, kQueue, kSocket, kCount, kHash, kId };
+enum LongOption : int {
+    kJson = 256,
+    kAs,
+    kApply,
+    kQueue,
+    kSocket,
+    kCount,
+    kHash,
+    kId,
+    kConfirm,
+    kCheck,
+    kRetries
+};
 
 constexpr option kLongOptions[] = {
-    {"json", no_argument, nullptr, kJson},         {"as", required_argument, nullptr, kAs},
-    {"apply", no_argument, nullptr, kApply},       {"quiet", no_argument, nullptr, 'q'},
-    {"verbose", no_argument, nullptr, 'v'},        {"help", no_argument, nullptr, 'h'},
-    {"queue", required_argument, nullptr, kQueue}, {"socket", optional_argument, nullptr, kSocket},
-    {"count", required_argument, nullptr, kCount}, {"hash", required_argument, nullptr, kHash},
-    {"id", required_argument, nullptr, kId},       {},
+    {"json", no_argument, nullptr, kJson},
+    {"as", required_argument, nullptr, kAs},
+    {"apply", no_argument, nullptr, kApply},
+    {"quiet", no_argument, nullptr, 'q'},
+    {"verbose", no_argument, nullptr, 'v'},
+    {"help", no_argument, nullptr, 'h'},
+    {"queue", required_argument, nullptr, kQueue},
+    {"socket", optional_argument, nullptr, kSocket},
+    {"count", required_argument, nullptr, kCount},
+    {"hash", required_argument, nullptr, kHash},
+    {"id", required_argument, nullptr, kId},
+    {"confirm", required_argument, nullptr, kConfirm},
+    {"check", required_argument, nullptr, kCheck},
+    {"retries", required_argument, nullptr, kRetries},
+    {},
 };
 
 /// Takes a commander's name, in any letter case, or its number.
@@ -98,6 +119,20 @@ bool parse_options(int count, char** arguments, Options& options)
         case kId:
             options.id = optarg;
             break;
+        case kConfirm:
+        case kRetries:
+            if (!parse_number(or_empty(optarg), found == kConfirm ? options.confirm : options.retries)) {
+                wrong_usage("'%s' is no number", optarg);
+                return false;
+            }
+            break;
+        case kCheck:
+            if (options.check_count == options.checks.size()) {
+                wrong_usage("there are at most %zu checks", options.checks.size());
+                return false;
+            }
+            options.checks[options.check_count++] = optarg;
+            break;
         case 'q':
             options.quiet = true;
             break;
@@ -113,8 +148,8 @@ bool parse_options(int count, char** arguments, Options& options)
         default: {
             const char* const given = arguments[optind - 1];
             Suggestion nearest{given};
-            for (const char* known : {"--json", "--as", "--apply", "--hash", "--id", "--queue", "--quiet",
-                                      "--socket", "--verbose", "--help"}) {
+            for (const char* known : {"--json", "--as", "--apply", "--hash", "--id", "--confirm", "--check",
+                                      "--retries", "--queue", "--quiet", "--socket", "--verbose", "--help"}) {
                 nearest.consider(known);
             }
             wrong_usage("there is no option '%s'%s See qsc --help.", given, Hint{nearest}.c_str());

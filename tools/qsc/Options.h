@@ -2,6 +2,7 @@
 // The command line: options, and the words that remain.
 #pragma once
 
+#include <array>
 #include <span>
 
 #include "base/Types.h"
@@ -21,6 +22,10 @@ struct Options {
     u32 count = 0;                ///< of events, after which a watch ends; 0: it does not
     const char* hash = nullptr;   ///< of the plan that an apply is to be
     const char* id = nullptr;     ///< of an apply
+    u32 confirm = 0;              ///< seconds in which it has to be confirmed; 0: it has not
+    std::array<const char*, 8> checks{}; ///< that the device makes of it
+    u32 check_count = 0;
+    u32 retries = 0; ///< of the checks
     bool as_json = false;
     bool apply = false;
     bool quiet = false;

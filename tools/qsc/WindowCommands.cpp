@@ -106,7 +106,10 @@ ExitCode pending(const Options& options, Words)
     }
     json_object* const waiting = member_of(result.get(), "pending");
     json_object* const last = member_of(result.get(), "last");
-    if (waiting != nullptr) {
+    if (waiting != nullptr && options.quiet) {
+        print_member(waiting, "id");
+        std::puts("");
+    } else if (waiting != nullptr) {
         print_pending(waiting);
     } else if (!options.quiet) {
         std::fputs("nothing waits to be confirmed", stdout);

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "include/qsc_apply.h"
+#include "include/qsc_journal.h"
 #include "tools/qscd/Parameters.h"
 #include "tools/qscd/Values.h"
 
@@ -163,7 +164,7 @@ JsonRef options_of(const Call& call)
     json_object_object_add(options.get(), "commander", json_object_new_int64(call.commander));
     json_object_object_add(options.get(), "user", json_object_new_int64(call.user));
     json_object_object_add(options.get(), "peer", text(peer.view()));
-    for (const char* name : {"id", "hash", "confirm", "checks", "retries"}) {
+    for (const char* name : {"id", "hash", "confirm", "checks", "retries", "sets_only"}) {
         if (json_object* const given = member(call.params, name)) {
             json_object_object_add(options.get(), name, json_object_get(given));
         }
@@ -292,6 +293,27 @@ bool prepare_id(Call& call, const Caller& caller)
     return name_call(call, id);
 }
 
+/// What it will touch is known only when it is done, so it needs the rights to all.
+bool prepare_rollback(Call& call, const Caller& caller)
+{
+    const std::string_view id = text_in(call.params, "undo");
+    call.wants_word = member(call.params, "confirm") != nullptr || member(call.params, "checks") != nullptr;
+    if (id.empty()) {
+        return refuse(call, kBadParams, "undo: the id of an apply, as history shows it");
+    }
+    return name_call(call, "Device") && check_rights(call, caller, "Device", kRights) &&
+           may_check(call, caller);
+}
+
+/// Entries of the journal, whose secrets are masked.
+bool prepare_journal(Call& call, const Caller& caller)
+{
+    const std::string_view path = text_in(call.params, "path");
+    return name_call(call, path) &&
+           check_rights(call, caller, path.empty() ? std::string_view{"Device"} : without_dot(path),
+                        access::kGet);
+}
+
 bool prepare_pending(Call& call, const Caller&)
 {
     return name_call(call, "");
@@ -330,7 +352,10 @@ void execute_apply(Call& call)
     // One that is sent again is answered again, and not started.
     const JsonRef before = window();
     const bool is_known = before != nullptr && text_in(before.get(), "id") == text_in(call.params, "id");
-    call.code = QSysCmdHal_Apply(changes.get(), options_of(call).get(), &made);
+    json_object* const undone = member(call.params, "undo");
+    call.code = undone == nullptr
+                    ? QSysCmdHal_Apply(changes.get(), options_of(call).get(), &made)
+                    : QSysCmdHal_Rollback(json_object_get_string(undone), options_of(call).get(), &made);
     const JsonRef report{made};
     if (call.code != 0) {
         if (call.has_word) {
@@ -459,6 +484,18 @@ void execute_pending(Call& call)
     tell_result(call, "pending", shown.get(), "last", member(all.get(), "last"));
 }
 
+void execute_journal(Call& call)
+{
+    json_object* found = nullptr;
+    const u32 code = QSysCmdHal_JournalRead(call.params, &found);
+    const JsonRef entries{found};
+    if (code != 0) {
+        call.answer.fail(code == EINVAL ? kBadParams : kFailed, "the journal cannot be read so");
+    } else {
+        tell_result(call, "entries", entries.get());
+    }
+}
+
 void execute_resume(Call& call)
 {
     const u32 recovered = QSysCmdHal_RecoverApply();
@@ -522,7 +559,7 @@ constexpr Method kMethods[] = {
      0,
      prepare_apply,
      execute_plan,
-     {"values", "changes", "id", "commander"},
+     {"values", "changes", "id", "sets_only", "commander"},
      true},
     {"apply",
      Lane::kOrdered,
@@ -532,10 +569,21 @@ constexpr Method kMethods[] = {
      execute_apply,
      {"values", "changes", "id", "hash", "confirm", "checks", "retries", "commander"},
      true},
+    {"rollback",
+     Lane::kOrdered,
+     kRights,
+     QSC_OPER_SERVICE,
+     prepare_rollback,
+     execute_apply,
+     {"undo", "id", "hash", "confirm", "checks", "retries", "commander"},
+     true},
     {"confirm", Lane::kOrdered, 0, 0, prepare_id, execute_confirm, {"id", "commander"}},
     {"extend", Lane::kOrdered, 0, 0, prepare_id, execute_extend, {"id", "seconds", "commander"}},
     {"cancel", Lane::kOrdered, 0, 0, prepare_id, execute_cancel, {"id", "commander"}, true},
     {"pending", Lane::kBeside, 0, 0, prepare_pending, execute_pending, {}},
+    {"history", Lane::kBeside, access::kGet, 0, prepare_journal, execute_journal, {"limit"}},
+    {"audit", Lane::kBeside, access::kGet, 0, prepare_journal, execute_journal, {"path", "limit"}},
+    {"show", Lane::kBeside, access::kGet, 0, prepare_journal, execute_journal, {"id", "limit"}},
 };
 
 /// In the order of Errand.
