@@ -77,6 +77,7 @@ set UploadRate=0
   sqm queue zone1 is gone
 Device.QoS.X_QRN_NetZone.2 = qos zone [2]
 set DownloadRate=100 -> ! DownloadRate: the zone has no device
+set DownloadRate=0
 config network config interface 'guest'\noption device 'br-guest'
 set UploadRate=100
   sqm queue zone2: download='100' upload='0' interface='br-guest' qdisc='cake' script='piece_of_cake.qos' enabled='1'
