@@ -16,7 +16,6 @@ namespace
 
 QSC_MODULE("QscWan");
 
-constexpr Uplink kUplink = Uplink::kWan;
 constexpr const char* kDevice = "network.wan.device";
 constexpr const char* kType = "X_QRN_AddressingType";
 
@@ -38,9 +37,9 @@ u32 check_static(const RowCall& call, std::string_view)
     if (type.view() != "static") {
         return 0;
     }
-    read_next_part(call, kUplink, "X_QRN_IPAddress", Part::kAddress, address);
-    read_next_part(call, kUplink, "X_QRN_SubnetMask", Part::kLength, mask);
-    read_next_part(call, kUplink, "X_QRN_DefaultGateway", Part::kGateway, gateway_text);
+    read_next_part(call, "X_QRN_IPAddress", Part::kAddress, address);
+    read_next_part(call, "X_QRN_SubnetMask", Part::kLength, mask);
+    read_next_part(call, "X_QRN_DefaultGateway", Part::kGateway, gateway_text);
     Network network{};
     Network gateway{};
     if (!is_ipv4(address.view(), network.address) || !read_netmask(mask.view(), network.mask) ||
@@ -94,28 +93,6 @@ u32 check_type(const RowCall& call, std::string_view stored)
     }
     const u32 code = check_mtu(call, stored);
     return code != 0 ? code : check_static(call, stored);
-}
-
-u32 answer_part(const RowCall& call)
-{
-    return answer_uplink_part(call, kUplink);
-}
-
-u32 store_part(const RowCall& call, std::string_view stored)
-{
-    return store_uplink_part(call, kUplink, stored);
-}
-
-u32 answer_type(const RowCall& call)
-{
-    RowText stored;
-    const u32 code = read_stored(call.request, call.row, stored);
-    return code != 0 ? code : answer_stored(call, stored.view());
-}
-
-u32 store_type(const RowCall& call, std::string_view stored)
-{
-    return store_uplink_type(call, kUplink, stored);
 }
 
 u32 answer_mtu(const RowCall& call)
@@ -201,20 +178,8 @@ u32 store_vlan(const RowCall&, std::string_view stored)
 u32 answer_name(const RowCall& call)
 {
     RowText device;
-    read_live_device(call, kUplink, device);
+    read_live_device(call, Uplink::kWan, device);
     return answer_stored(call, device.view());
-}
-
-u32 answer_state(const RowCall& call)
-{
-    return answer_stored(call, live_state(call, kUplink));
-}
-
-u32 answer_live(const RowCall& call)
-{
-    RowText text;
-    read_live(live_status(call, kUplink), call.row.key(), text);
-    return answer_stored(call, text.view());
 }
 
 constexpr Access kReadWrite = Access::kReadWrite;
@@ -238,39 +203,18 @@ constexpr Row kRows[] = {
      .get = answer_mtu,
      .check = check_mtu,
      .set = store_mtu},
-    {.name = "X_QRN_IPAddress",
-     .kind = Kind::kIPv4,
-     .access = kReadWrite,
-     .place = kFunction,
-     .key = kAddressKey,
-     .get = answer_part,
-     .check = check_static,
-     .set = store_part},
-    {.name = "X_QRN_SubnetMask",
-     .kind = Kind::kNetmask,
-     .access = kReadWrite,
-     .place = kFunction,
-     .key = kLengthKey,
-     .get = answer_part,
-     .check = check_static,
-     .set = store_part},
-    {.name = "X_QRN_DefaultGateway",
-     .kind = Kind::kIPv4,
-     .access = kReadWrite,
-     .place = kFunction,
-     .key = kGatewayKey,
-     .get = answer_part,
-     .check = check_static,
-     .set = store_part},
+    part_row("X_QRN_IPAddress", Kind::kIPv4, kAddressKey, check_static, store_part),
+    part_row("X_QRN_SubnetMask", Kind::kNetmask, kLengthKey, check_static, store_part),
+    part_row("X_QRN_DefaultGateway", Kind::kIPv4, kGatewayKey, check_static, store_part),
     {.name = kType,
      .kind = Kind::kStoredWord,
      .access = kReadWrite,
      .place = kFunction,
      .limits = QSC_STORED_WORDS("DHCP|Static|PPPoE", "dhcp|static|pppoe"),
      .key = "proto",
-     .get = answer_type,
+     .get = answer_option,
      .check = check_type,
-     .set = store_type},
+     .set = store_uplink_type},
     {.name = "Enable",
      .kind = Kind::kBoolean,
      .access = kReadWrite,

@@ -40,13 +40,6 @@ u32 add_section()
                                                                : uci_write("network.wan6.peerdns", "0");
 }
 
-u32 answer_option(const RowCall& call)
-{
-    RowText stored;
-    const u32 code = read_stored(call.request, call.row, stored);
-    return code != 0 ? code : answer_stored(call, stored.view());
-}
-
 u32 store_option(const RowCall& call, std::string_view stored)
 {
     if (!has_section() && stored == call.row.fallback()) {
@@ -76,19 +69,14 @@ u32 store_type(const RowCall& call, std::string_view stored)
         return 0;
     }
     const u32 code = add_section();
-    return code != 0 ? code : store_uplink_type(call, kUplink, stored);
+    return code != 0 ? code : store_uplink_type(call, stored);
 }
 
-u32 answer_part(const RowCall& call)
-{
-    return answer_uplink_part(call, kUplink);
-}
-
-u32 store_part(const RowCall& call, std::string_view stored)
+u32 store_part_six(const RowCall& call, std::string_view stored)
 {
     const u32 code = add_section();
     // Only a length is a number.
-    return code != 0 ? code : store_uplink_part(call, kUplink, stored == "0" ? "" : stored);
+    return code != 0 ? code : store_part(call, stored == "0" ? "" : stored);
 }
 
 u32 check_static(const RowCall& call, std::string_view)
@@ -100,9 +88,9 @@ u32 check_static(const RowCall& call, std::string_view)
     if (read_outcome(call, "X_QRN_AddressingType", type) != 0 || type.view() != "static") {
         return 0;
     }
-    read_next_part(call, kUplink, "X_QRN_IPAddress", Part::kAddress, address);
-    read_next_part(call, kUplink, "X_QRN_PrefixLength", Part::kLength, length);
-    read_next_part(call, kUplink, "X_QRN_DefaultGateway", Part::kGateway, gateway);
+    read_next_part(call, "X_QRN_IPAddress", Part::kAddress, address);
+    read_next_part(call, "X_QRN_PrefixLength", Part::kLength, length);
+    read_next_part(call, "X_QRN_DefaultGateway", Part::kGateway, gateway);
     if (address.view().empty() || length.view().empty() || length.view() == "0") {
         return refuse(EFAULT, "Static needs an address and a prefix length");
     }
@@ -136,18 +124,6 @@ u32 check_enable(const RowCall&, std::string_view stored)
                : 0;
 }
 
-u32 answer_state(const RowCall& call)
-{
-    return answer_stored(call, live_state(call, kUplink));
-}
-
-u32 answer_servers(const RowCall& call)
-{
-    RowText text;
-    read_live(live_status(call, kUplink), "dns-server", text);
-    return answer_stored(call, text.view());
-}
-
 u32 answer_delegated(const RowCall& call)
 {
     RowText prefix;
@@ -171,14 +147,7 @@ constexpr Row kRows[] = {
      .get = answer_option,
      .check = check_prefix_request,
      .set = store_option},
-    {.name = "X_QRN_IPAddress",
-     .kind = Kind::kIPv6,
-     .access = kReadWrite,
-     .place = kFunction,
-     .key = kAddressKey,
-     .get = answer_part,
-     .check = check_static,
-     .set = store_part},
+    part_row("X_QRN_IPAddress", Kind::kIPv6, kAddressKey, check_static, store_part_six),
     {.name = "X_QRN_PrefixLength",
      .kind = Kind::kUnsigned,
      .access = kReadWrite,
@@ -187,15 +156,8 @@ constexpr Row kRows[] = {
      .key = kLengthKey,
      .get = answer_part,
      .check = check_static,
-     .set = store_part},
-    {.name = "X_QRN_DefaultGateway",
-     .kind = Kind::kIPv6,
-     .access = kReadWrite,
-     .place = kFunction,
-     .key = kGatewayKey,
-     .get = answer_part,
-     .check = check_static,
-     .set = store_part},
+     .set = store_part_six},
+    part_row("X_QRN_DefaultGateway", Kind::kIPv6, kGatewayKey, check_static, store_part_six),
     {.name = "X_QRN_AddressingType",
      .kind = Kind::kStoredWord,
      .access = kReadWrite,
@@ -222,7 +184,8 @@ constexpr Row kRows[] = {
      .kind = Kind::kIPAddress,
      .place = kFunction,
      .marks = kMany,
-     .get = answer_servers},
+     .key = "dns-server",
+     .get = answer_live},
 };
 
 } // namespace

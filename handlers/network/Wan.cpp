@@ -124,16 +124,23 @@ Part part_of(const PackedRow& row)
 
 } // namespace
 
-u32 answer_uplink_part(const RowCall& call, Uplink uplink)
+Uplink uplink_of(const RowRequest& request)
+{
+    return request.section.view().ends_with("6.") ? Uplink::kWan6 : Uplink::kWan;
+}
+
+u32 answer_part(const RowCall& call)
 {
     RowText text;
+    const Uplink uplink = uplink_of(call.request);
     const Part part = part_of(call.row);
     is_static(uplink) ? read_stored_part(uplink, part, text) : read_live_part(call, uplink, part, text);
     return answer_stored(call, text.view());
 }
 
-u32 store_uplink_part(const RowCall& call, Uplink uplink, std::string_view stored)
+u32 store_part(const RowCall& call, std::string_view stored)
 {
+    const Uplink uplink = uplink_of(call.request);
     RowText before;
     RowText was;
     RowText is;
@@ -144,20 +151,39 @@ u32 store_uplink_part(const RowCall& call, Uplink uplink, std::string_view store
     return was.view() == is.view() ? 0 : write_part(uplink, part, is.c_str());
 }
 
-u32 store_uplink_type(const RowCall& call, Uplink uplink, std::string_view stored)
+u32 answer_option(const RowCall& call)
+{
+    RowText stored;
+    const u32 code = read_stored(call.request, call.row, stored);
+    return code != 0 ? code : answer_stored(call, stored.view());
+}
+
+u32 answer_state(const RowCall& call)
+{
+    return answer_stored(call, live_state(call, uplink_of(call.request)));
+}
+
+u32 answer_live(const RowCall& call)
+{
+    RowText text;
+    read_live(live_status(call, uplink_of(call.request)), call.row.key(), text);
+    return answer_stored(call, text.view());
+}
+
+u32 store_uplink_type(const RowCall& call, std::string_view stored)
 {
     RowText before;
     if (read_stored(call.request, call.row, before) == 0 && before.view() == stored) {
         return 0;
     }
-    const u32 code = move_parts(uplink, stored != "static");
+    const u32 code = move_parts(uplink_of(call.request), stored != "static");
     return code != 0 ? code : write_stored(call, stored);
 }
 
-void read_next_part(const RowCall& call, Uplink uplink, const char* name, Part part, RowText& text)
+void read_next_part(const RowCall& call, const char* name, Part part, RowText& text)
 {
     if (!is_named(call, name)) {
-        read_stored_part(uplink, part, text);
+        read_stored_part(uplink_of(call.request), part, text);
     } else if (read_outcome(call, name, text) != 0) {
         text.clear();
     }

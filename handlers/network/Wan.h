@@ -27,16 +27,40 @@ inline constexpr const char* kAddressKey = "address";
 inline constexpr const char* kLengthKey = "length";
 inline constexpr const char* kGatewayKey = "gateway";
 
+/// The uplink whose section a request is about.
+[[nodiscard]] Uplink uplink_of(const RowRequest& request);
+
 /// Serve a row of a part: what is configured where the address is given by hand, else what is live.
-[[nodiscard]] u32 answer_uplink_part(const RowCall& call, Uplink uplink);
-[[nodiscard]] u32 store_uplink_part(const RowCall& call, Uplink uplink, std::string_view stored);
+[[nodiscard]] u32 answer_part(const RowCall& call);
+[[nodiscard]] u32 store_part(const RowCall& call, std::string_view stored);
+
+/// Serves a row of what is configured, as it is stored.
+[[nodiscard]] u32 answer_option(const RowCall& call);
 
 /// Stores how the uplink gets its address, in a row with the key "proto". What is given by hand stays for the
 /// way back.
-[[nodiscard]] u32 store_uplink_type(const RowCall& call, Uplink uplink, std::string_view stored);
+[[nodiscard]] u32 store_uplink_type(const RowCall& call, std::string_view stored);
+
+/// Serve "Status", and a row of what the network daemon says at the row's key.
+[[nodiscard]] u32 answer_state(const RowCall& call);
+[[nodiscard]] u32 answer_live(const RowCall& call);
+
+/// A row of a part.
+consteval Row part_row(RowName name, Kind kind, const char* key, RowTake check, RowTake set)
+{
+    Row row{.name = name};
+    row.kind = kind;
+    row.access = Access::kReadWrite;
+    row.place = Place::kFunction;
+    row.key = key;
+    row.get = answer_part;
+    row.check = check;
+    row.set = set;
+    return row;
+}
 
 /// Reads what a part will be after the request, which names it `name`; it is judged elsewhere.
-void read_next_part(const RowCall& call, Uplink uplink, const char* name, Part part, RowText& text);
+void read_next_part(const RowCall& call, const char* name, Part part, RowText& text);
 
 /// PPPoE, and the most that it carries in a packet.
 inline constexpr const char* kDialled = "pppoe";
