@@ -28,7 +28,7 @@ _qsc() {
     for ((index = 1; index < COMP_CWORD; ++index)); do
         each=${COMP_WORDS[index]}
         case $each in
-        --as | --queue) ((++index)) ;;
+        --as | --queue | --hash | --id | --confirm | --check | --retries) ((++index)) ;;
         -* | = | :) ;;
         *)
             if [ -z "$command" ]; then
@@ -42,11 +42,11 @@ _qsc() {
     [[ $word != *.* ]] || above=${word%.*}.
     local choices
     if [[ $word == -* ]]; then
-        choices='--apply --json --as --queue --socket --quiet --verbose --help'
+        choices='--apply --hash --id --confirm --check --retries --json --as --queue --socket --quiet --verbose --help'
     elif [ "$before" = --as ]; then
         choices='TR69 WEB SERVD CLI POLLD OTHER VOIP MQTT DHCP'
     elif [ -z "$command" ]; then
-        choices='get set add delete plan apply commit service list request batch log watch audit history show rollback stats access version'
+        choices='get set add delete plan apply commit service list request batch log watch audit history show rollback confirm extend cancel pending stats access version'
     elif [ "$word" = = ] || [ "$before" = = ]; then
         each=${COMP_WORDS[COMP_CWORD - 1]}
         [ "$word" = = ] || each=${COMP_WORDS[COMP_CWORD - 2]}

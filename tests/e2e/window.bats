@@ -134,6 +134,21 @@ port 514
 qscd ended with 0"
 }
 
+@test "a further apply that is killed in another process does not keep the change from being taken back" {
+    sed -i '/^journal/a [ ! -e /tmp/hangs ] || exec sleep 60' "$state/etc/init.d/log"
+    run with_daemon 'say "port(99, confirm=2, id=\"a\")"; told started; touch /tmp/hangs
+        echo Device.X_QRN_RemoteLog.Port=98 | qsc --as WEB apply --id b >/dev/null 2>&1 & joined=$!
+        until grep -qs applying /tmp/qsyscmdhal.window; do sleep 0.02; done
+        rm /tmp/hangs; kill -9 $joined; wait $joined 2>/dev/null
+        told restored; events; port'
+    same "$output" "{'accepted': 'a'}
+a: started, 2 s, by WEB
+b: timed_out, by WEB
+b: restored, timed out, by WEB
+port 514
+qscd ended with 0"
+}
+
 @test "what is not confirmed before a restart is taken back before the network starts, or by the daemon" {
     for restored_by in restore daemon; do
         with_daemon "say 'port(99, confirm=600, id=\"$restored_by\")'; told started"

@@ -514,7 +514,13 @@ void execute_resume(Call& call)
 /// Its time may have been extended since it seemed to be over.
 void execute_time_out(Call& call)
 {
-    const JsonRef waiting = window();
+    JsonRef waiting = window();
+    if (waiting != nullptr && text_in(waiting.get(), "state") == "applying" &&
+        QSysCmdHal_RecoverApply() == 0) {
+        // Another process had joined it, and was killed.
+        (void)QSysCmdHal_ResumeWindow();
+        waiting = window();
+    }
     if (waiting != nullptr && text_in(waiting.get(), "state") == "open" &&
         number_in(waiting.get(), "left") == 0) {
         add_event(call, "timed_out", text_in(waiting.get(), "id"),

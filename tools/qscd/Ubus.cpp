@@ -67,6 +67,24 @@ constexpr blobmsg_policy kOfGet[] = {kPath,
 constexpr blobmsg_policy kOfSet[] = {{"values", BLOBMSG_TYPE_TABLE}, kCommander};
 constexpr blobmsg_policy kOfCommit[] = {kPath, {"packages", BLOBMSG_TYPE_ARRAY}, kCommander};
 constexpr blobmsg_policy kOfService[] = {kPath, {"action", BLOBMSG_TYPE_STRING}, kCommander};
+constexpr blobmsg_policy kValues{"values", BLOBMSG_TYPE_TABLE};
+constexpr blobmsg_policy kChanges{"changes", BLOBMSG_TYPE_ARRAY};
+constexpr blobmsg_policy kId{"id", BLOBMSG_TYPE_STRING};
+constexpr blobmsg_policy kHash{"hash", BLOBMSG_TYPE_STRING};
+constexpr blobmsg_policy kConfirm{"confirm", BLOBMSG_TYPE_INT32};
+constexpr blobmsg_policy kChecks{"checks", BLOBMSG_TYPE_ARRAY};
+constexpr blobmsg_policy kRetries{"retries", BLOBMSG_TYPE_INT32};
+constexpr blobmsg_policy kLimit{"limit", BLOBMSG_TYPE_INT32};
+constexpr blobmsg_policy kOfPlan[] = {kValues, kChanges, kId, {"sets_only", BLOBMSG_TYPE_BOOL}, kCommander};
+constexpr blobmsg_policy kOfApply[] = {kValues,  kChanges, kId,      kHash,
+                                       kConfirm, kChecks,  kRetries, kCommander};
+constexpr blobmsg_policy kOfRollback[] = {
+    {"undo", BLOBMSG_TYPE_STRING}, kId, kHash, kConfirm, kChecks, kRetries, kCommander};
+constexpr blobmsg_policy kOfDecision[] = {kId, kCommander};
+constexpr blobmsg_policy kOfExtend[] = {kId, {"seconds", BLOBMSG_TYPE_INT32}, kCommander};
+constexpr blobmsg_policy kOfHistory[] = {kLimit};
+constexpr blobmsg_policy kOfAudit[] = {kPath, kLimit};
+constexpr blobmsg_policy kOfShow[] = {kId, kLimit};
 constexpr blobmsg_policy kOfList[] = {kPath};
 constexpr blobmsg_policy kOfLog[] = {{"level", BLOBMSG_TYPE_INT32}, {"properties", BLOBMSG_TYPE_INT32}};
 
@@ -84,6 +102,16 @@ ubus_method g_methods[] = {method_named("get", kOfGet),
                            method_named("set", kOfSet),
                            method_named("commit", kOfCommit),
                            method_named("service", kOfService),
+                           method_named("plan", kOfPlan),
+                           method_named("apply", kOfApply),
+                           method_named("rollback", kOfRollback),
+                           method_named("confirm", kOfDecision),
+                           method_named("extend", kOfExtend),
+                           method_named("cancel", kOfDecision),
+                           method_named("pending"),
+                           method_named("history", kOfHistory),
+                           method_named("audit", kOfAudit),
+                           method_named("show", kOfShow),
                            method_named("list", kOfList),
                            method_named("log", kOfLog),
                            method_named("stats")};

@@ -101,9 +101,12 @@ void Window::note(const Call& done)
     }
     has_errand_ = has_errand_ && !is_errand(done);
     read();
-    const bool was_taken_back = is_errand(done, Errand::kTimeOut) || is_errand(done, Errand::kRejected);
-    // Extended at the last moment, it has time again.
-    was_taken_back_ = was_taken_back && !id_.view().empty() && deadline_ <= now_since_boot();
+    if (is_errand(done, Errand::kTimeOut) || is_errand(done, Errand::kRejected)) {
+        was_taken_back_ = done.events != nullptr && !id_.view().empty();
+        // Another process is still applying what has joined it.
+        const i64 now = now_since_boot();
+        deadline_ = deadline_ <= now ? now + kLongestWait : deadline_;
+    }
 }
 
 int Window::look()
