@@ -22,6 +22,10 @@ target_link_options(qsc_product INTERFACE
   -Wl,-z,relro,-z,now,-z,noexecstack,-z,noseparate-code,--gc-sections,--as-needed)
 target_link_libraries(qsc_product INTERFACE qsc_warnings)
 
+# What counts by its size. Left to itself the compiler calls even what would be a few instructions, some 5 % of the code.
+set(QSC_SMALL $<$<CONFIG:RelWithDebInfo,Release>:-Os>
+  $<$<AND:$<CONFIG:RelWithDebInfo,Release>,$<CXX_COMPILER_ID:GNU>>:--param=max-inline-insns-size=2>)
+
 if(QSC_SANITIZE STREQUAL "address")
   set(sanitize -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
 elseif(QSC_SANITIZE STREQUAL "thread")
