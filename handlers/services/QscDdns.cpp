@@ -56,6 +56,17 @@ u32 answer_switch(const RowCall& call)
     return answer_stored(call, (is_host ? switches.host : switches.client) ? "1" : "0");
 }
 
+/// What the scripts would not take by themselves, where it is missing.
+u32 keep_usual()
+{
+    constexpr OptionValue kUsual[] = {{kHttps, "1"}, {"interface", "wan"}, {"ip_network", "wan"}};
+    u32 code = 0;
+    for (const auto& [option, value] : kUsual) {
+        code = code != 0 || has(option) ? code : keep(option, value);
+    }
+    return code;
+}
+
 u32 set_switch(const RowCall& call, std::string_view stored)
 {
     Switches switches = read_switches();
@@ -64,21 +75,18 @@ u32 set_switch(const RowCall& call, std::string_view stored)
         return 0;
     }
     own = stored == "1";
-    const u32 code = kDdns.make(kClient, "service");
+    u32 code = kDdns.make(kClient, "service");
+    code = code != 0 || has(kHostSwitch) ? code : keep_usual();
     return code != 0 ? code : write_switches(switches);
 }
 
-/// A section that we have not seen yet gets what the scripts would not take by themselves.
+/// Completes a section that nobody has completed yet.
 u32 complete(RowRequest&, bool is_written)
 {
     if (!is_written || !has_client() || has(kHostSwitch)) {
         return 0;
     }
-    constexpr OptionValue kUsual[] = {{kHttps, "1"}, {"interface", "wan"}, {"ip_network", "wan"}};
-    u32 code = 0;
-    for (const auto& [option, value] : kUsual) {
-        code = code != 0 || has(option) ? code : keep(option, value);
-    }
+    const u32 code = keep_usual();
     return code != 0 ? code : write_switches(read_switches());
 }
 

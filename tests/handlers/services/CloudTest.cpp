@@ -40,6 +40,10 @@ set X_QRN_UseHTTPS=1
   ddns service client1: use_https='1' interface='wan' ip_network='wan' qrn_enable='0' qrn_hostname_enable='1' enabled='0'
 remove /etc/config/ddns
 config ddns config ddns 'global'
+set X_QRN_UseHTTPS=1 Enable=1
+  ddns service client1: use_https='1' interface='wan' ip_network='wan' qrn_enable='1' qrn_hostname_enable='1' enabled='1'
+remove /etc/config/ddns
+config ddns config ddns 'global'
 set Interface=Device.X_QRN_VPN.1.
   ddns service client1: interface='vpn1' ip_network='vpn1' use_https='1' qrn_enable='0' qrn_hostname_enable='1' enabled='0'
 Device.DynamicDNS.Client.1.Hostname.1 = dynamic dns host
