@@ -109,7 +109,8 @@ u32 check_prefix_request(const RowCall&, std::string_view stored)
     constexpr u32 kShortest = 48;
     constexpr u32 kLongest = 64;
     u32 length = 0;
-    const bool is_length = parse_whole(stored, length) && length >= kShortest && length <= kLongest;
+    const bool is_length =
+        !stored.starts_with('0') && parse_whole(stored, length) && length >= kShortest && length <= kLongest;
     return is_length || stored == "auto" || stored == "no"
                ? 0
                : refuse(EFAULT, "it is neither auto nor no nor %u to %u", kShortest, kLongest);

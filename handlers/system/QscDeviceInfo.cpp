@@ -52,7 +52,12 @@ constexpr Row kRows[] = {
      .unit = Unit::kSeconds,
      .key = "/proc/uptime"},
     {.name = "ProvisioningCode", .access = kReadWrite, .limits = ":64", .key = "provisioning"},
-    {.name = "HostName", .kind = Kind::kHostName, .access = kReadWrite, .limits = "1:63", .key = "hostname"},
+    {.name = "HostName",
+     .kind = Kind::kHostName,
+     .access = kReadWrite,
+     .marks = kNeeded,
+     .limits = "1:63",
+     .key = "hostname"},
     {.name = "FriendlyName", .access = kReadWrite, .limits = ":32", .key = "description"},
 };
 

@@ -258,6 +258,8 @@ TEST_F(Wan, WhatCannotBeIsRefusedAndNothingIsWritten)
          "!X_QRN_DefaultGateway: the gateway is none of another host"},
         {kSix, kDhcp, "X_QRN_PrefixRequest=65",
          "!X_QRN_PrefixRequest: it is neither auto nor no nor 48 to 64"},
+        {kSix, kDhcp, "X_QRN_PrefixRequest=056",
+         "!X_QRN_PrefixRequest: it is neither auto nor no nor 48 to 64"},
         {kSix, kDhcp, "X_QRN_PrefixRequest=", "!X_QRN_PrefixRequest: it is neither auto nor no nor 48 to 64"},
     };
     for (const Case& one : cases) {

@@ -180,6 +180,7 @@ TEST_F(Status, TheRouterIsWhatItsBootLoaderOrItsFilesSay)
     EXPECT_EQ(change(kPath, "HostName=new FriendlyName=" + std::string(32, 'x') + " ProvisioningCode=A"), "");
     EXPECT_EQ(change(kPath, "FriendlyName=" + std::string(33, 'x')),
               "FriendlyName: it has 33 characters, not at most 32");
+    EXPECT_EQ(change(kPath, "HostName="), "HostName: it is empty");
     EXPECT_EQ(messages().front(), "set device info ProvisioningCode A by CLI");
     EXPECT_EQ(committed("system"), (Lines{"config system", "option hostname 'new'", "option provisioning 'A'",
                                           "option description '" + std::string(32, 'x') + "'"}));
