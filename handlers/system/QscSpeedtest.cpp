@@ -78,6 +78,9 @@ u32 set_state(const RowCall& call, std::string_view stored)
     if (!has_folder(true)) {
         return refuse(EFAULT, "%s is not a folder of ours alone", kFolder);
     }
+    if (stored == "Canceled" && look_at_lock(kLock) == DetachedState::kNever) {
+        return 0; // a lock alone would be the trace of a measurement
+    }
     DetachedLock lock{kLock};
     if (stored == "Canceled") {
         const bool was_running = !lock.is_held();

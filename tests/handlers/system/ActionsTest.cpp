@@ -319,6 +319,7 @@ TEST_F(Actions, AMeasurementIsStartedWatchedAndCanceled)
               "\"\" \"None\" 0 0 0 \"0001-01-01T00:00:00Z\"");
     EXPECT_FALSE(std::filesystem::exists(kFolder)) << "looking makes nothing";
     EXPECT_EQ(change(kSpeedtest, "DiagnosticsState=Canceled"), "") << "there is none";
+    EXPECT_EQ(state(), "\"None\"");
     EXPECT_FALSE(std::filesystem::exists(kResult));
     EXPECT_EQ(change(kSpeedtest, "DiagnosticsState=Requested"), "");
     EXPECT_EQ(state(), "\"Error_Internal\"") << "the script is not installed";
