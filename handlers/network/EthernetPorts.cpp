@@ -8,8 +8,8 @@
 #include <unistd.h>
 
 #include "base/FileDescriptor.h"
-#include "base/UciOptional.h"
 #include "handlers/network/Networks.h"
+#include "handlers/network/SectionNames.h"
 
 namespace qsc::network
 {
@@ -121,10 +121,7 @@ bool read_device(std::string_view interface, DeviceName& device)
 bool find_device_section(std::string_view device, DeviceName& section)
 {
     DeviceName name;
-    return name.assign(device) && section.fill([&](char* buffer, std::size_t size) {
-        return call_optional(QrnUci_FindSection, "network", "device", "name", name.c_str(), buffer,
-                             static_cast<u32>(size));
-    }) == 0;
+    return name.assign(device) && find_section("network", "device", "name", name.c_str(), section);
 }
 
 bool find_owner(std::string_view mac_address, std::string_view except, DeviceName& owner)

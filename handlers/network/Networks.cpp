@@ -13,6 +13,20 @@
 namespace qsc::network
 {
 
+bool find_section(const char* package, const char* type, const char* option, const char* value,
+                  Text<62>& section)
+{
+    return section.fill([&](char* buffer, std::size_t size) {
+        return call_optional(QrnUci_FindSection, package, type, option, value, buffer,
+                             static_cast<u32>(size));
+    }) == 0;
+}
+
+u32 add_section(const char* package, const char* type, const char* name)
+{
+    return call_optional(QrnUci_AddSection, package, type, name, static_cast<char*>(nullptr), 0U);
+}
+
 Text<126> network_key(std::string_view section, std::string_view option)
 {
     Text<126> key;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "base/UciOptional.h"
+#include "handlers/network/SectionNames.h"
 
 namespace qsc::network
 {
@@ -257,8 +258,7 @@ u32 make_pool(std::string_view zone)
     text.append(zone);
     constexpr const char* kOptions[][2] = {
         {"start", "100"}, {"limit", "150"}, {"leasetime", "12h"}, {"dhcpv4", "disabled"}, {"ignore", "1"}};
-    u32 code =
-        call_optional(QrnUci_AddSection, kPackage, kPackage, text.c_str(), static_cast<char*>(nullptr), 0U);
+    u32 code = add_section(kPackage, kPackage, text.c_str());
     code = code != 0 ? code : uci_write(pool_key(zone, "interface").c_str(), text.c_str());
     for (const auto& [option, value] : kOptions) {
         code = code != 0 ? code : uci_write(pool_key(zone, option).c_str(), value);

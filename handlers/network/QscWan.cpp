@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.IP.Interface.1": the interface to the provider. What its address is made of can be given while it
 // comes from elsewhere, and waits then.
-#include "base/UciOptional.h"
 #include "core/Objects.h"
 #include "handlers/network/EthernetPorts.h"
 #include "handlers/network/Networks.h"
+#include "handlers/network/SectionNames.h"
 #include "handlers/network/Wan.h"
 #include "include/qsc_handlers.h"
 
@@ -152,10 +152,7 @@ u32 check_vlan(const RowCall&, std::string_view stored)
     if (device.view().size() > kLongestName) {
         return refuse(EFAULT, "'%s' is too long for a device's name", device.c_str());
     }
-    const bool is_used = other.fill([&](char* buffer, std::size_t size) {
-        return call_optional(QrnUci_FindSection, "network", "interface", "device", device.c_str(), buffer,
-                             static_cast<u32>(size));
-    }) == 0;
+    const bool is_used = find_section("network", "interface", "device", device.c_str(), other);
     return is_used && other.view() != "wan" && other.view() != "wan6"
                ? refuse(EFAULT, "%s is the device of %s", device.c_str(), other.c_str())
                : 0;

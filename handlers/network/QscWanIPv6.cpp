@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.IP.Interface.1" with "IPv6" in the path: the IPv6 half of the interface to the provider.
-#include "base/UciOptional.h"
 #include "core/Objects.h"
 #include "handlers/network/Networks.h"
+#include "handlers/network/SectionNames.h"
 #include "handlers/network/Wan.h"
 
 using namespace qsc;
@@ -24,15 +24,14 @@ bool has_section()
 
 /// A missing interface is made as a device has it from the factory, and waits until it is enabled. It takes
 /// no servers from the provider where the other half takes none.
-u32 add_section()
+u32 make_section()
 {
     constexpr const char* kOptions[][2] = {
         {"network.wan6.device", "@wan"}, {"network.wan6.proto", "dhcpv6"}, {"network.wan6.disabled", "1"}};
     if (has_section()) {
         return 0;
     }
-    u32 code =
-        call_optional(QrnUci_AddSection, "network", "interface", "wan6", static_cast<char*>(nullptr), 0U);
+    u32 code = add_section("network", "interface", "wan6");
     for (const auto& [key, value] : kOptions) {
         code = code != 0 ? code : uci_write(key, value);
     }
@@ -45,7 +44,7 @@ u32 store_option(const RowCall& call, std::string_view stored)
     if (!has_section() && stored == call.row.fallback()) {
         return 0;
     }
-    const u32 code = add_section();
+    const u32 code = make_section();
     return code != 0 ? code : write_stored(call, stored);
 }
 
@@ -59,7 +58,7 @@ u32 store_enabled(const RowCall& call, std::string_view stored)
     if (is_switched_on(stored) && !has_section()) {
         return 0;
     }
-    const u32 code = add_section();
+    const u32 code = make_section();
     return code != 0 ? code : write_stored(call, stored);
 }
 
@@ -68,13 +67,13 @@ u32 store_type(const RowCall& call, std::string_view stored)
     if (!has_section() && stored == call.row.fallback()) {
         return 0;
     }
-    const u32 code = add_section();
+    const u32 code = make_section();
     return code != 0 ? code : store_uplink_type(call, stored);
 }
 
 u32 store_part_six(const RowCall& call, std::string_view stored)
 {
-    const u32 code = add_section();
+    const u32 code = make_section();
     // Only a length is a number.
     return code != 0 ? code : store_part(call, stored == "0" ? "" : stored);
 }

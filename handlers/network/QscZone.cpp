@@ -80,14 +80,9 @@ u32 check_name(const RowCall& call, std::string_view stored)
         is_taken = is_taken || has_section(package, stored);
         return 0;
     });
-    Text<62> name;
     Text<62> section;
-    name.append(stored);
     is_taken = is_taken || has_section("network", bridge_section(stored).view()) ||
-               section.fill([&](char* buffer, std::size_t size) {
-                   return call_optional(QrnUci_FindSection, "firewall", "zone", "name", name.c_str(), buffer,
-                                        static_cast<u32>(size));
-               }) == 0;
+               find_firewall_zone(stored, section);
     return is_taken ? refuse(EFAULT, "the name is taken") : 0;
 }
 

@@ -6,10 +6,18 @@
 #include <cstring>
 #include <string_view>
 
+#include "base/Text.h"
 #include "base/UciOptional.h"
 
 namespace qsc::network
 {
+
+/// Finds the section of a type with an option that has this value. False: there is none.
+[[nodiscard]] bool find_section(const char* package, const char* type, const char* option, const char* value,
+                                Text<62>& section);
+
+/// Makes a section of that type and name.
+[[nodiscard]] u32 add_section(const char* package, const char* type, const char* name);
 
 class SectionNames
 {

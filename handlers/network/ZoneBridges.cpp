@@ -127,10 +127,8 @@ class Arrangement
     {
         const Text<62> section = vlan_section(vlan);
         used_.append(section.view()).append(" ");
-        u32 code = has_section(kNetwork, section.view())
-                       ? 0
-                       : call_optional(QrnUci_AddSection, kNetwork, "bridge-vlan", section.c_str(),
-                                       static_cast<char*>(nullptr), 0U);
+        u32 code =
+            has_section(kNetwork, section.view()) ? 0 : add_section(kNetwork, "bridge-vlan", section.c_str());
         code = code != 0 ? code
                          : uci_write(option_key(kNetwork, section.view(), "device").c_str(), bridge_.c_str());
         code = code != 0 ? code

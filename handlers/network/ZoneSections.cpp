@@ -32,7 +32,7 @@ u32 make_section(const char* package, const char* type, std::string_view section
     if (has_section(package, section)) {
         return 0;
     }
-    u32 code = call_optional(QrnUci_AddSection, package, type, name.c_str(), static_cast<char*>(nullptr), 0U);
+    u32 code = add_section(package, type, name.c_str());
     for (const auto& [option, value] : options) {
         Text<126> whole;
         const std::string_view text = value;
@@ -97,17 +97,6 @@ u32 delete_forwardings(std::string_view zone)
     return code;
 }
 
-/// The section of a zone of the firewall; false: there is none.
-bool find_firewall_zone(std::string_view zone, Text<62>& section)
-{
-    Text<62> name;
-    name.append(zone);
-    return section.fill([&](char* buffer, std::size_t size) {
-        return call_optional(QrnUci_FindSection, kFirewall, "zone", "name", name.c_str(), buffer,
-                             static_cast<u32>(size));
-    }) == 0;
-}
-
 /// Whether the ways from a zone are looked after here: also those of a zone that others have made, once
 /// somebody says whether it is isolated.
 bool is_arranged(std::string_view zone)
@@ -118,6 +107,13 @@ bool is_arranged(std::string_view zone)
 }
 
 } // namespace
+
+bool find_firewall_zone(std::string_view zone, Text<62>& section)
+{
+    Text<62> name;
+    name.append(zone);
+    return find_section(kFirewall, "zone", "name", name.c_str(), section);
+}
 
 bool is_managed(std::string_view zone)
 {

@@ -17,6 +17,9 @@ namespace qsc::network
 [[nodiscard]] Text<62> bridge_section(std::string_view zone);
 [[nodiscard]] Text<62> bridge_device(std::string_view zone);
 
+/// Finds the section of a zone of the firewall. False: there is none.
+[[nodiscard]] bool find_firewall_zone(std::string_view zone, Text<62>& section);
+
 /// Makes what a zone lacks. It has no address and is off, and its ways lead to the Internet.
 [[nodiscard]] u32 make_zone(std::string_view zone);
 
