@@ -42,10 +42,10 @@ void read_network_option(std::string_view section, std::string_view option, RowT
 namespace
 {
 
-/// Calls use(network) for each address of a section: as "a.b.c.d" with a mask of its own, or as items
-/// "a.b.c.d/length".
-template <typename Use>
-void for_each_network(std::string_view section, Use use)
+/// Calls visit(context, network) for each address of a section: as "a.b.c.d" with a mask of its own, or as
+/// items "a.b.c.d/length".
+void visit_networks(std::string_view section, void* context,
+                    void (*visit)(void* context, const Network& network))
 {
     RowText protocol;
     RowText mask_text;
@@ -66,10 +66,18 @@ void for_each_network(std::string_view section, Use use)
             network.mask = length == 0 ? 0 : UINT32_MAX << (32 - length);
         }
         if (is_ipv4(item.substr(0, slash), network.address)) {
-            use(network);
+            visit(context, network);
         }
         return 0;
     });
+}
+
+/// The same with use(network).
+template <typename Use>
+void for_each_network(std::string_view section, Use use)
+{
+    visit_networks(section, &use,
+                   [](void* context, const Network& network) { (*static_cast<Use*>(context))(network); });
 }
 
 /// Calls use(name) for each interface of the configuration.

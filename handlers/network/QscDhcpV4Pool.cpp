@@ -81,9 +81,11 @@ u32 answer_list(const RowCall& call)
     return answer_leases(call, lan_network());
 }
 
-/// Calls use(number, mac, ip) for each other host, of which `mac` is one after the other.
-template <typename Use>
-u32 for_each_other_host(const RowCall& call, Use use)
+/// Judges a host by another one, whose MAC addresses have blanks between them.
+using JudgeHost = u32 (*)(std::string_view stored, i32 number, std::string_view macs, std::string_view ip);
+
+/// Judges a host by each other one.
+u32 judge_by_others(const RowCall& call, std::string_view stored, JudgeHost judge)
 {
     ListedSections hosts;
     if (const u32 code = hosts.read(kHosts)) {
@@ -97,7 +99,7 @@ u32 for_each_other_host(const RowCall& call, Use use)
         RowText address;
         read_option("dhcp", hosts.find(number), "mac", macs);
         read_option("dhcp", hosts.find(number), "ip", address);
-        if (const u32 code = use(number, macs.view(), address.view())) {
+        if (const u32 code = judge(stored, number, macs.view(), address.view())) {
             return code;
         }
     }
@@ -115,15 +117,16 @@ u32 answer_mac_address(const RowCall& call)
 
 u32 check_mac_address(const RowCall& call, std::string_view stored)
 {
-    return for_each_other_host(call, [&](i32 number, std::string_view macs, std::string_view) {
-        return for_each_word(macs, [&](std::string_view mac) -> u32 {
-            Text<30> upper;
-            append_upper(upper, mac);
-            return upper.view() == stored
-                       ? refuse(EFAULT, "static address %d has this MAC address already", number)
-                       : 0;
+    return judge_by_others(
+        call, stored, [](std::string_view wanted, i32 number, std::string_view macs, std::string_view) {
+            return for_each_word(macs, [&](std::string_view mac) -> u32 {
+                Text<30> upper;
+                append_upper(upper, mac);
+                return upper.view() == wanted
+                           ? refuse(EFAULT, "static address %d has this MAC address already", number)
+                           : 0;
+            });
         });
-    });
 }
 
 /// All that the host went by before are replaced.
@@ -163,9 +166,10 @@ u32 check_address(const RowCall& call, std::string_view stored)
     if (is_router_address(address)) {
         return refuse(EFAULT, "it is the address of the router");
     }
-    return for_each_other_host(call, [&](i32 number, std::string_view, std::string_view other) -> u32 {
-        return other == stored ? refuse(EFAULT, "static address %d is this one already", number) : 0;
-    });
+    return judge_by_others(
+        call, stored, [](std::string_view wanted, i32 number, std::string_view, std::string_view other) {
+            return other == wanted ? refuse(EFAULT, "static address %d is this one already", number) : 0U;
+        });
 }
 
 constexpr Access kReadWrite = Access::kReadWrite;

@@ -6,6 +6,17 @@
 namespace qsc::network
 {
 
+u32 visit_listed(const GrowingList& list, void* context,
+                 void (*visit)(void* context, i32 number, const char* section))
+{
+    ListedSections sections;
+    const u32 code = sections.read(list);
+    for (i32 number = code == 0 ? sections.next(0) : 0; number != 0; number = sections.next(number)) {
+        visit(context, number, sections.find(number));
+    }
+    return code;
+}
+
 i32 find_zone_of(u32 address, RowText* name, Network* network)
 {
     i32 found = 0;

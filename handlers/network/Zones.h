@@ -25,17 +25,18 @@ inline constexpr GrowingList kDataVlans{.package = kZonePackage, .type = "datavl
 inline constexpr i32 kFirstZone = 1;
 inline constexpr const char* kLanZone = "lan";
 
-/// Calls use(number, section) for each section of a list, by rising numbers. @return the code of
+/// Calls visit(context, number, section) for each section of a list, by rising numbers. @return the code of
 /// ListedSections::read()
+u32 visit_listed(const GrowingList& list, void* context,
+                 void (*visit)(void* context, i32 number, const char* section));
+
+/// The same with use(number, section).
 template <typename Use>
 u32 for_each_listed(const GrowingList& list, Use use)
 {
-    ListedSections sections;
-    const u32 code = sections.read(list);
-    for (i32 number = code == 0 ? sections.next(0) : 0; number != 0; number = sections.next(number)) {
-        use(number, sections.find(number));
-    }
-    return code;
+    return visit_listed(list, &use, [](void* context, i32 number, const char* section) {
+        (*static_cast<Use*>(context))(number, section);
+    });
 }
 
 /// Calls use(number, name) for each zone.
