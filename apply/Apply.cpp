@@ -7,6 +7,7 @@
 
 #include <json-c/json.h>
 #include <pthread.h>
+#include <unistd.h>
 
 #include "base/MutexLock.h"
 #include "core/Refusal.h"
@@ -365,6 +366,9 @@ uint32_t QSysCmdHal_Rollback(const char* id, json_object* options, json_object**
 uint32_t QSysCmdHal_RecoverApply(void)
 {
     forget_refusal();
+    if (access(kFolder, F_OK) != 0) {
+        return 0; // nobody has made an apply here
+    }
     FileDescriptor lock{-1};
     u32 code = take_lock(lock);
     code = code != 0 ? code : recover();
