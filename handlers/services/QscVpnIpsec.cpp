@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 // "Device.X_QRN_VPN.3": a tunnel of IPsec between two networks. Two kinds of scripts read its sections, which
 // name some options differently.
+#include <json-c/json.h>
+
 #include "base/UciOptional.h"
 #include "core/Objects.h"
+#include "core/RowParts.h"
 #include "handlers/network/Networks.h"
 #include "handlers/services/Credentials.h"
 #include "handlers/services/Firewall.h"
@@ -196,6 +199,24 @@ u32 make_sections()
     return code;
 }
 
+/// Whether a value is another than what there is, or counts where there is nothing.
+bool changes_something(RowRequest& request)
+{
+    bool is_other = false;
+    json_object_object_foreach(request.root, name, value)
+    {
+        const PackedRow* const row = find_row(request.object, name);
+        if (row != nullptr && !is_other) {
+            RowText before;
+            RowText after;
+            is_other = read_stored(request, *row, before) != 0 ||
+                       read_outcome(call_for(request, *row, value), name, after) != 0 ||
+                       before.view() != after.view();
+        }
+    }
+    return is_other;
+}
+
 u32 write_derived(const Derived& derived, const std::array<MarkText, kMarks>& marks)
 {
     Text<254> words;
@@ -209,7 +230,7 @@ u32 write_derived(const Derived& derived, const std::array<MarkText, kMarks>& ma
 u32 complete(RowRequest& request, bool is_written)
 {
     if (!is_written) {
-        return json_object_object_length(request.root) > 0 ? make_sections() : 0;
+        return changes_something(request) ? make_sections() : 0;
     }
     if (kPackage.type_of("vpn3").view().empty()) {
         return 0;

@@ -89,22 +89,20 @@ TEST_F(Tunnels, IpsecHasItsSectionsForBothKindsOfScripts)
     play(R"(
 Device.X_QRN_VPN.3 = IPsec
 get -> RemoteGateway="" LocalSubnet="" RemoteSubnet="" PreSharedKey="" LocalID="" RemoteID="" IKEVersion="2" Encryption="aes256" Integrity="sha256" DHGroup="modp2048" Lifetime=28800 Enable=0 Status="Disabled"
-set Enable=0
-  ipsec crypto_proposal vpn3_esp: encryption_algorithm='aes256' dh_group='modp2048' hash_algorithm='sha256'
-  ipsec crypto_proposal vpn3_ike: encryption_algorithm='aes256' dh_group='modp2048' hash_algorithm='sha256'
-  ipsec remote vpn3: authentication_method='psk' keyexchange='ikev2' rekeytime='28800s' enabled='0' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net'
-  ipsec tunnel vpn3_net: mode='route' startaction='route' keyexchange='ikev2' lifetime='28800s' rekeytime='25920s' crypto_proposal+'vpn3_esp'
+set RemoteGateway= LocalSubnet= PreSharedKey= LocalID= IKEVersion=2 Encryption=aes256 Integrity=sha256 DHGroup=modp2048 Lifetime=28800 Enable=0
 set RemoteGateway=gate.example.net LocalSubnet=192.168.1.0/24 RemoteSubnet=10.1.0.0/16 PreSharedKey=ge$heim LocalID=@home RemoteID=gate@example.net IKEVersion=1 Enable=1
   firewall nat qrn_ipsec: name='IPsec' src='wan' proto='all' target='ACCEPT' src_ip='192.168.1.0/24' dest_ip='10.1.0.0/16' enabled='1'
-  ipsec remote vpn3: authentication_method='psk' keyexchange='ikev1' rekeytime='28800s' enabled='1' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' gateway='gate.example.net' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' remote_addrs+'gate.example.net'
-  ipsec tunnel vpn3_net: mode='route' startaction='route' keyexchange='ikev1' lifetime='28800s' rekeytime='25920s' crypto_proposal+'vpn3_esp' local_subnet+'192.168.1.0/24' remote_subnet+'10.1.0.0/16'
+  ipsec crypto_proposal vpn3_esp: encryption_algorithm='aes256' dh_group='modp2048' hash_algorithm='sha256'
+  ipsec crypto_proposal vpn3_ike: encryption_algorithm='aes256' dh_group='modp2048' hash_algorithm='sha256'
+  ipsec remote vpn3: gateway='gate.example.net' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' keyexchange='ikev1' enabled='1' authentication_method='psk' rekeytime='28800s' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' remote_addrs+'gate.example.net'
+  ipsec tunnel vpn3_net: local_subnet+'192.168.1.0/24' remote_subnet+'10.1.0.0/16' mode='route' startaction='route' keyexchange='ikev1' lifetime='28800s' rekeytime='25920s' crypto_proposal+'vpn3_esp'
 get -> RemoteGateway="gate.example.net" LocalSubnet="192.168.1.0/24" RemoteSubnet="10.1.0.0/16" PreSharedKey="" LocalID="@home" RemoteID="gate@example.net" IKEVersion="1" Encryption="aes256" Integrity="sha256" DHGroup="modp2048" Lifetime=28800 Enable=1 Status="Connecting"
 set Integrity=sha384 DHGroup=curve25519 Lifetime=3600 Enable=0
   firewall nat qrn_ipsec: name='IPsec' src='wan' proto='all' target='ACCEPT' src_ip='192.168.1.0/24' dest_ip='10.1.0.0/16' enabled='0'
   ipsec crypto_proposal vpn3_esp: encryption_algorithm='aes256' dh_group='curve25519' hash_algorithm='sha384' qrn_hash_algorithm='sha384'
   ipsec crypto_proposal vpn3_ike: encryption_algorithm='aes256' dh_group='curve25519' hash_algorithm='sha384'
-  ipsec remote vpn3: authentication_method='psk' keyexchange='ikev1' rekeytime='3600s' enabled='0' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' gateway='gate.example.net' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' remote_addrs+'gate.example.net'
-  ipsec tunnel vpn3_net: mode='route' startaction='route' keyexchange='ikev1' lifetime='3600s' rekeytime='3240s' crypto_proposal+'vpn3_esp' local_subnet+'192.168.1.0/24' remote_subnet+'10.1.0.0/16'
+  ipsec remote vpn3: gateway='gate.example.net' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' keyexchange='ikev1' enabled='0' authentication_method='psk' rekeytime='3600s' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' remote_addrs+'gate.example.net'
+  ipsec tunnel vpn3_net: local_subnet+'192.168.1.0/24' remote_subnet+'10.1.0.0/16' mode='route' startaction='route' keyexchange='ikev1' lifetime='3600s' rekeytime='3240s' crypto_proposal+'vpn3_esp'
 set Encryption=aes256gcm16
   ipsec crypto_proposal vpn3_esp: encryption_algorithm='aes256gcm16' dh_group='curve25519' qrn_hash_algorithm='sha384'
   ipsec crypto_proposal vpn3_ike: encryption_algorithm='aes256gcm16' dh_group='curve25519' prf_algorithm='prfsha384'
@@ -114,19 +112,19 @@ set Encryption=aes128 DHGroup=ecp256
   ipsec crypto_proposal vpn3_ike: encryption_algorithm='aes128' dh_group='ecp256' hash_algorithm='sha384'
 set Enable=1
   firewall nat qrn_ipsec: name='IPsec' src='wan' proto='all' target='ACCEPT' src_ip='192.168.1.0/24' dest_ip='10.1.0.0/16' enabled='1'
-  ipsec remote vpn3: authentication_method='psk' keyexchange='ikev1' rekeytime='3600s' enabled='1' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' gateway='gate.example.net' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' remote_addrs+'gate.example.net'
+  ipsec remote vpn3: gateway='gate.example.net' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' keyexchange='ikev1' enabled='1' authentication_method='psk' rekeytime='3600s' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' remote_addrs+'gate.example.net'
 set RemoteGateway= -> ! RemoteGateway: it needs a gateway, both networks and a key
 set LocalSubnet= -> ! LocalSubnet: it needs a gateway, both networks and a key
 set RemoteSubnet= -> ! RemoteSubnet: it needs a gateway, both networks and a key
 set PreSharedKey=
 set RemoteSubnet=10.1.1.1/32
   firewall nat qrn_ipsec: name='IPsec' src='wan' proto='all' target='ACCEPT' src_ip='192.168.1.0/24' dest_ip='10.1.1.1/32' enabled='1'
-  ipsec tunnel vpn3_net: mode='route' startaction='route' keyexchange='ikev1' lifetime='3600s' rekeytime='3240s' crypto_proposal+'vpn3_esp' local_subnet+'192.168.1.0/24' remote_subnet+'10.1.1.1/32'
+  ipsec tunnel vpn3_net: local_subnet+'192.168.1.0/24' mode='route' startaction='route' keyexchange='ikev1' lifetime='3600s' rekeytime='3240s' crypto_proposal+'vpn3_esp' remote_subnet+'10.1.1.1/32'
 set RemoteSubnet=0.0.0.0/0 LocalSubnet= -> ! LocalSubnet: the remote network overlaps that of loopback
 set RemoteSubnet= Enable=0
   firewall nat qrn_ipsec: name='IPsec' src='wan' proto='all' target='ACCEPT' src_ip='192.168.1.0/24' dest_ip='10.1.1.1/32' enabled='0'
-  ipsec remote vpn3: authentication_method='psk' keyexchange='ikev1' rekeytime='3600s' enabled='0' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' gateway='gate.example.net' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' remote_addrs+'gate.example.net'
-  ipsec tunnel vpn3_net: mode='route' startaction='route' keyexchange='ikev1' lifetime='3600s' rekeytime='3240s' crypto_proposal+'vpn3_esp' local_subnet+'192.168.1.0/24'
+  ipsec remote vpn3: gateway='gate.example.net' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' keyexchange='ikev1' enabled='0' authentication_method='psk' rekeytime='3600s' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' remote_addrs+'gate.example.net'
+  ipsec tunnel vpn3_net: local_subnet+'192.168.1.0/24' mode='route' startaction='route' keyexchange='ikev1' lifetime='3600s' rekeytime='3240s' crypto_proposal+'vpn3_esp'
 set LocalSubnet=0.0.0.0/0
   ipsec tunnel vpn3_net: mode='route' startaction='route' keyexchange='ikev1' lifetime='3600s' rekeytime='3240s' crypto_proposal+'vpn3_esp' local_subnet+'0.0.0.0/0'
 set RemoteSubnet=10.0.0.0/8 LocalSubnet=10.1.0.0/16 or RemoteSubnet=10.0.0.0/8 LocalSubnet=10.0.0.0/8 -> ! LocalSubnet: the two networks overlap
@@ -147,7 +145,7 @@ set IKEVersion=3 -> ! IKEVersion: '3' is not one of 2|1
 set Lifetime=299 -> ! Lifetime: 299 is not 300 to 604800
 set Lifetime=604801 -> ! Lifetime: 604801 is not 300 to 604800
 set Lifetime=604800
-  ipsec remote vpn3: authentication_method='psk' keyexchange='ikev1' rekeytime='604800s' enabled='0' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' gateway='gate.example.net' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' remote_addrs+'gate.example.net'
+  ipsec remote vpn3: gateway='gate.example.net' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' keyexchange='ikev1' enabled='0' authentication_method='psk' rekeytime='604800s' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' remote_addrs+'gate.example.net'
   ipsec tunnel vpn3_net: mode='route' startaction='route' keyexchange='ikev1' lifetime='604800s' rekeytime='544320s' crypto_proposal+'vpn3_esp' local_subnet+'0.0.0.0/0'
 uci ipsec.vpn3_net.lifetime=8h
 get Lifetime -> Lifetime=28800
@@ -163,7 +161,7 @@ get Integrity -> Integrity="sha384"
 set Enable=1 RemoteGateway=192.0.2.1 RemoteSubnet=10.1.0.0/16 LocalSubnet=192.168.1.0/24 Lifetime=7200
   firewall nat qrn_ipsec: name='IPsec' src='wan' proto='all' target='ACCEPT' src_ip='192.168.1.0/24' dest_ip='10.1.0.0/16' enabled='1'
   ipsec crypto_proposal vpn3_esp: encryption_algorithm='aes128' dh_group='ecp256' hash_algorithm='sha384' qrn_hash_algorithm='sha384'
-  ipsec remote vpn3: authentication_method='psk' keyexchange='ikev1' rekeytime='7200s' enabled='1' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' gateway='192.0.2.1' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' remote_addrs+'192.0.2.1'
+  ipsec remote vpn3: gateway='192.0.2.1' pre_shared_key='ge$heim' local_identifier='@home' remote_identifier='gate@example.net' keyexchange='ikev1' enabled='1' authentication_method='psk' rekeytime='7200s' crypto_proposal+'vpn3_ike' tunnel+'vpn3_net' remote_addrs+'192.0.2.1'
   ipsec tunnel vpn3_net: mode='route' startaction='route' keyexchange='ikev1' lifetime='7200s' rekeytime='6480s' crypto_proposal+'vpn3_esp' local_subnet+'192.168.1.0/24' remote_subnet+'10.1.0.0/16'
 program /etc/init.d/swanctl
 program swanctl cat /tmp/sas
