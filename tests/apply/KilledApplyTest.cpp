@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
-// Applies that are killed before any of their calls to the system: once recovered, the packages and files are
-// wholly the old or wholly the new ones, and the next apply works.
+// Applies, confirmations and goings-back that are killed before any of their calls to the system: once
+// recovered, the packages and files are wholly the old or wholly the new ones, an unconfirmed change still
+// waits, and the next apply works.
 #include <climits>
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <random>
+#include <vector>
 
-#include <json-c/json.h>
 #include <sys/ptrace.h>
 #include <sys/wait.h>
 
@@ -20,7 +21,6 @@ namespace
 {
 
 constexpr const char* kWriteAhead = "/etc/qsyscmdhal/apply";
-constexpr const char* kCheckpoint = "/etc/qsyscmdhal/checkpoint";
 constexpr const char* kChanges =
     R"([{"path":"Device.DeviceInfo","set":{"HostName":{"ParamValue":"new"}}},)"
     R"({"path":"Device.DHCPv4.Client.1","set":{"XQrnPppoeUsername":{"ParamValue":"new"}}},)"
@@ -30,38 +30,46 @@ constexpr const char* kChanges =
 bool apply(bool goes_well = true, const char* options = "{}")
 {
     const Json changes{kChanges};
-    const Json wanted{options};
+    const Json how{options};
     json_object* report = nullptr;
-    const uint32_t code = QSysCmdHal_Apply(changes.get(), wanted.get(), &report);
+    outside().programs["/etc/init.d/network"] = goes_well ? "" : "exit 1";
+    const uint32_t code = QSysCmdHal_Apply(changes.get(), how.get(), &report);
+    outside().programs["/etc/init.d/network"] = "";
     const Json owner{report};
     EXPECT_EQ(code == 0, goes_well) << owner.text();
     return (code == 0) == goes_well;
 }
 
-constexpr const char* kInWindow = R"({"confirm":600})";
+constexpr const char* kToBeConfirmed = R"({"confirm":300})";
 
-/// What a process does that is killed.
-enum Act { kApply, kFail, kOpen, kConfirm, kTakeBack };
-
-bool do_it(Act act)
+bool restore()
 {
-    switch (act) {
-    case kConfirm:
-        return QSysCmdHal_ConfirmWindow(nullptr) == 0;
-    case kTakeBack:
-        return QSysCmdHal_RestoreCheckpoint("cancelled", 1, nullptr) == 0;
-    default:
-        return apply(act != kFail, act == kOpen ? kInWindow : "{}");
-    }
+    return QSysCmdHal_RestoreCheckpoint("it is tried", 1, nullptr) == 0;
 }
 
-/// The state of what waits; "" where nothing does.
-std::string window()
+/// What is killed.
+struct Act {
+    const char* what;
+    bool (*act)();
+    bool is_unconfirmed; ///< what it leaves new has to be confirmed
+    bool is_on_open;     ///< a change waits already
+};
+
+constexpr Act kActs[] = {
+    {"an apply", [] { return apply(); }, false, false},
+    {"one that goes back", [] { return apply(false); }, false, false},
+    {"one to be confirmed", [] { return apply(true, kToBeConfirmed); }, true, false},
+    {"one to be confirmed that goes back", [] { return apply(false, kToBeConfirmed); }, true, false},
+    {"a confirmation", [] { return QSysCmdHal_ConfirmWindow(nullptr) == 0; }, false, true},
+    {"a going back", restore, true, true},
+};
+
+bool has_window()
 {
-    json_object* found = nullptr;
-    const uint32_t code = QSysCmdHal_GetWindow(&found);
-    const Json owner{found};
-    return code == 0 ? json_object_get_string(json_object_object_get(found, "state")) : "";
+    json_object* window = nullptr;
+    const uint32_t code = QSysCmdHal_GetWindow(&window);
+    const Json owner{window};
+    return code == 0;
 }
 
 } // namespace
@@ -78,6 +86,7 @@ class KilledProcessesThatApply : public DeviceTest
             outside().programs[std::string{"/etc/init.d/"} + script] = "";
         }
         reset();
+        QSysCmdHal_ResumeWindow(); // as a daemon does, which may have changes confirmed
     }
 
     static void reset()
@@ -105,18 +114,17 @@ class KilledProcessesThatApply : public DeviceTest
         return all;
     }
 
-    /// Acts in a process that is killed at its stop of that number, at the begin or the end of a call;
-    /// how many it came to, or -1: the kernel allows no tracing.
-    static long stops_before(long stop, Act act)
+    /// Acts in a process that is killed at its stop of that number, at the begin or the end of a call; how
+    /// many it came to, or -1: the kernel allows no tracing.
+    static long stops_before(long stop, const Act& act)
     {
         const pid_t child = fork();
         if (child == 0) {
-            outside().programs["/etc/init.d/network"] = act == kFail ? "exit 1" : "";
             if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) {
                 _exit(kNoTracing);
             }
             raise(SIGSTOP);
-            _exit(do_it(act) ? 0 : 1);
+            _exit(act.act() ? 0 : 1);
         }
         int status = 0;
         long stops = 0;
@@ -133,7 +141,7 @@ class KilledProcessesThatApply : public DeviceTest
             kill(child, SIGKILL);
             waitpid(child, &status, 0);
         } else {
-            EXPECT_EQ(status, 0);
+            EXPECT_EQ(status, 0) << act.what;
         }
         return stops;
     }
@@ -145,12 +153,19 @@ class KilledProcessesThatApply : public DeviceTest
             std::filesystem::remove_all(entry);
         }
         const std::string boot = read_file("/proc/sys/kernel/random/boot_id").substr(0, 36);
-        for (const char* file : {kWriteAhead, kCheckpoint}) {
+        for (const char* file : {kWriteAhead, "/etc/qsyscmdhal/checkpoint"}) {
             std::string text = read_file(file);
             if (const size_t at = text.find(boot); at != std::string::npos) {
                 write_file(file, text.replace(at, boot.size(), "earlier"));
             }
         }
+    }
+
+    static void begin(const Act& act)
+    {
+        reset();
+        QSysCmdHal_ResumeWindow();
+        ASSERT_TRUE(!act.is_on_open || apply(true, kToBeConfirmed));
     }
 
     static constexpr int kNoTracing = 77;
@@ -161,98 +176,60 @@ class KilledProcessesThatApply : public DeviceTest
 TEST_F(KilledProcessesThatApply, LeaveTheOldOrTheNewAndAreFinishedByTheNext)
 {
     const std::string before = state();
-    const long all_back = stops_before(LONG_MAX, kFail);
-    if (all_back < 0) {
-        GTEST_SKIP() << "the kernel allows no tracing here";
-    }
-    ASSERT_EQ(state(), before);
-    const long all = stops_before(LONG_MAX, kApply);
-    const std::string after = state();
-    ASSERT_NE(before, after);
-    const char* const factor = std::getenv("QSC_STRESS_ROUNDS");
-    const int rounds = factor != nullptr ? 100 * std::atoi(factor) : 40;
-    std::mt19937 random{20261122};
-    int finished = 0;
-    for (int round = 0; round < rounds; ++round) {
-        reset();
-        const bool goes_well = round % 3 != 0;
-        // Most calls look whether somebody is about to commit; the begin and the end have more to lose.
-        const double place = std::pow(std::uniform_real_distribution<>{0, 1}(random), 3);
-        const long stop = std::lround(static_cast<double>(goes_well ? all : all_back) *
-                                      (round % 2 == 0 ? place : 1 - place));
-        const std::string what = std::to_string(stop) + (goes_well ? "" : " of one that goes back");
-        (void)stops_before(stop, goes_well ? kApply : kFail);
-        if (round % 5 == 0) {
-            restart_device();
-        }
-        ASSERT_EQ(QSysCmdHal_RecoverApply(), 0u) << what;
-        const std::string found = state();
-        ASSERT_TRUE(found == before || found == after) << what << "\n" << found;
-        finished += found == after ? 1 : 0;
-        ASSERT_FALSE(std::filesystem::exists(kWriteAhead)) << what;
-        ASSERT_FALSE(std::filesystem::exists("/etc/qsyscmdhal/reserve")) << what;
-        ASSERT_TRUE(apply()) << what;
-        ASSERT_EQ(state(), after) << what;
-    }
-    EXPECT_GT(finished, 0);
-    EXPECT_LT(finished, rounds);
-}
-
-TEST_F(KilledProcessesThatApply, LeaveAChangeThatWaitsOrIsConfirmedOrIsTakenBack)
-{
-    const std::string before = state();
-    ASSERT_EQ(QSysCmdHal_ResumeWindow(), 0u);
-    std::map<Act, long> all;
-    for (const Act act : {kOpen, kConfirm, kTakeBack}) {
-        reset();
-        ASSERT_TRUE(act == kOpen || apply(true, kInWindow));
-        all[act] = stops_before(LONG_MAX, act);
-        if (all[act] < 0) {
+    std::vector<long> all;
+    for (const Act& act : kActs) {
+        begin(act);
+        all.push_back(stops_before(LONG_MAX, act));
+        if (all.back() < 0) {
             GTEST_SKIP() << "the kernel allows no tracing here";
         }
     }
     reset();
     ASSERT_TRUE(apply());
     const std::string after = state();
+    ASSERT_NE(before, after);
     const char* const factor = std::getenv("QSC_STRESS_ROUNDS");
-    const int rounds = factor != nullptr ? 100 * std::atoi(factor) : 45;
-    std::mt19937 random{20261123};
-    std::map<std::string, int> ends;
+    const int rounds = factor != nullptr ? 100 * std::atoi(factor) : 48;
+    std::mt19937 random{20261122};
+    int finished = 0;
     for (int round = 0; round < rounds; ++round) {
-        const Act act = round % 3 == 0 ? kOpen : round % 3 == 1 ? kConfirm : kTakeBack;
-        const bool is_restarted = round % 4 == 0;
-        reset();
-        ASSERT_TRUE(act == kOpen || apply(true, kInWindow));
-        const long stop = std::uniform_int_distribution<long>{1, all[act]}(random);
-        const std::string what = std::to_string(stop) + " of act " + std::to_string(act);
+        const size_t chosen = static_cast<size_t>(round) % std::size(kActs);
+        const Act& act = kActs[chosen];
+        begin(act);
+        // Most calls look whether somebody is about to commit; the begin and the end have more to lose.
+        const double place = std::pow(std::uniform_real_distribution<>{0, 1}(random), 3);
+        const bool is_early = random() % 2 == 0;
+        const long stop = std::lround(static_cast<double>(all[chosen]) * (is_early ? place : 1 - place));
         (void)stops_before(stop, act);
+        const bool is_restarted = random() % 4 == 0;
+        const std::string what = std::to_string(stop) + " of " + std::to_string(all[chosen]) + ", " +
+                                 act.what + (is_restarted ? ", then a restart" : "");
         if (is_restarted) {
             restart_device();
         }
-        // What a daemon does when it comes back, or what is done before the network starts.
         ASSERT_EQ(QSysCmdHal_RecoverApply(), 0u) << what;
-        if (!is_restarted) {
-            ASSERT_EQ(QSysCmdHal_ResumeWindow(), 0u) << what;
+        ASSERT_EQ(QSysCmdHal_ResumeWindow(), 0u) << what;
+        if (has_window() && (is_restarted || act.act == restore)) {
+            ASSERT_TRUE(restore()) << what;
         }
-        if (window() == "returning" || (is_restarted && !window().empty())) {
-            ASSERT_EQ(QSysCmdHal_RestoreCheckpoint("interrupted", is_restarted ? 0 : 1, nullptr), 0u) << what;
-        }
-        const bool is_open = window() == "open";
-        ASSERT_EQ(window().empty(), !is_open) << what;
         const std::string found = state();
-        ++ends[is_open ? "open" : found == after ? "after" : "before"];
-        ASSERT_TRUE(found == before || (found == after && (is_open || act == kConfirm))) << what << "\n"
-                                                                                         << found;
-        if (is_open) {
-            ASSERT_EQ(found, after) << what;
-            ASSERT_EQ(QSysCmdHal_RestoreCheckpoint("cancelled", 1, nullptr), 0u) << what;
-            ASSERT_EQ(state(), before) << what;
-        } else if (act == kConfirm && !is_restarted) {
-            ASSERT_EQ(found, after) << what;
+        ASSERT_TRUE(found == before || found == after) << what << "\n" << found;
+        finished += found == after ? 1 : 0;
+        ASSERT_TRUE(found == before || has_window() || !act.is_unconfirmed) << what << ": it must wait";
+        ASSERT_TRUE(found == after || !has_window()) << what << ": what waits is there";
+        ASSERT_TRUE(found == after || is_restarted || act.is_unconfirmed || !act.is_on_open)
+            << what << ": what was confirmed is there";
+        for (const char* file : {"apply", "reserve", "checkpoint.failed"}) {
+            ASSERT_FALSE(std::filesystem::exists(std::string{"/etc/qsyscmdhal/"} + file)) << what << file;
         }
-        ASSERT_TRUE(apply(true, kInWindow)) << what;
-        ASSERT_EQ(QSysCmdHal_ConfirmWindow(nullptr), 0u) << what;
+        if (has_window()) {
+            ASSERT_TRUE(restore()) << what;
+            ASSERT_EQ(state(), before) << what;
+        }
+        ASSERT_TRUE(apply()) << what;
         ASSERT_EQ(state(), after) << what;
+        ASSERT_FALSE(has_window()) << what;
     }
-    EXPECT_EQ(ends.size(), 3u);
+    EXPECT_GT(finished, 0);
+    EXPECT_LT(finished, rounds);
 }
