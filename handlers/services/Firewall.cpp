@@ -108,6 +108,21 @@ u32 walk_own_ports(u32 (*use)(void* context, const OwnPorts& ports), void* conte
     return code;
 }
 
+bool has_hours()
+{
+    Sections rules{kFirewall, "rule"};
+    const auto has = [](const char* rule, const char* option) {
+        RowText text;
+        return kFirewall.read(rule, option, text) && !text.view().empty();
+    };
+    while (const char* const rule = rules.next()) {
+        if (kFirewall.is_on(rule, "enabled", true) && (has(rule, "start_time") || has(rule, "stop_time"))) {
+            return true;
+        }
+    }
+    return false;
+}
+
 u32 check_own_ports(const Taken& wanted)
 {
     return for_each_own_port([&](const OwnPorts& own) -> u32 {

@@ -94,6 +94,10 @@ inline constexpr std::string_view kOwnSection = "qrn_own_";
 /// The same for others.
 [[nodiscard]] u32 update_dmz();
 
+/// Whether a rule that is on has hours. The kernel counts by its own clock: they are those of the zone that
+/// the device was in when the rules were loaded.
+[[nodiscard]] bool has_hours();
+
 /// Serve a description as the caller has written it, from which the section's name is made that the firewall
 /// shows: one wrong character there would break its whole rule set. Where there is none, that name answers.
 [[nodiscard]] u32 answer_description(const RowCall& call);

@@ -9,6 +9,7 @@
 #include "core/Objects.h"
 #include "core/Service.h"
 #include "core/UciAccess.h"
+#include "handlers/services/Firewall.h"
 #include "include/bacl.h"
 #include "include/qsc_device_time.h"
 
@@ -223,11 +224,15 @@ u32 commit(json_object* request)
     return code != 0 || !is_known ? code : commit_packages(request, "system");
 }
 
-/// Restarts "system" if the time zone has changed, then runs the action on the NTP service.
+/// Restarts "system" if the time zone has changed, and loads the firewall's rules anew if any has hours,
+/// which would stay those of the zone of before. Then runs the action on the NTP service.
 u32 restart(std::string_view action)
 {
     if (g_needs_restart) {
         if (const u32 code = run_init_script("system", "restart")) {
+            return code;
+        }
+        if (const u32 code = services::has_hours() ? run_init_script("firewall", "reload") : 0) {
             return code;
         }
         g_needs_restart = false;

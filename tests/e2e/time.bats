@@ -20,6 +20,23 @@ BATCH
     same "$(journal)" "/etc/init.d/sysntpd restart"
 }
 
+@test "rules with hours are loaded anew in the new zone, others stay" {
+    rules=Device.X_QRN_Firewall.ParentalControl.
+    qsc add $rules MACAddress=02:00:00:00:00:0a StartTime=08:00 EndTime=09:00
+    qsc set Device.Time XQrnTimeZoneLocation=Asia/Tehran --apply
+    qsc set ${rules}1 Enable=1 --apply
+    : >"$state/var/log/journal.txt"
+    qsc set Device.Time XQrnTimeZoneLocation=Asia/Tokyo --apply
+    same "$(journal)" "/etc/init.d/system restart
+/etc/init.d/firewall reload
+/etc/init.d/sysntpd restart"
+    qsc set ${rules}1 StartTime=00:00 EndTime=00:00 --apply
+    : >"$state/var/log/journal.txt"
+    qsc set Device.Time XQrnTimeZoneLocation=Asia/Tehran --apply
+    same "$(journal)" "/etc/init.d/system restart
+/etc/init.d/sysntpd restart"
+}
+
 @test "daylight saving comes off the zones that have it by month" {
     qsc set Device.Time "XQrnTimeZoneLocation=America/New York" XQrnDSTDisable=1
     qsc commit Device.Time
