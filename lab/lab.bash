@@ -111,7 +111,7 @@ start_provider() {
 
 # start_router SPACE: one with its files in $state; the verbs are for the one that was started last.
 start_router() {
-    local configuration tool
+    local configuration tool device
     "$LAB/../sim/device" --build "$QSC_BUILD" --state "$state" --reset
     for configuration in "$LAB"/router/config/*; do
         cp "$configuration" "$state/etc/config/"
@@ -121,6 +121,7 @@ start_router() {
     cp --remove-destination "$LAB/router/passwd" "$LAB/router/group" "$state/etc/"
     cp --remove-destination "$LAB/router/ubus" "$state/usr/bin/"
     install -m 0755 "$LAB/../packaging/openwrt/qsyscmdhal/files/mqtt.init" "$state/etc/init.d/mqtt"
+    mkdir "$state/mnt"
     # Tools that the library runs are the real ones, where there are any.
     for tool in conntrack lldpcli ping nslookup wget; do
         cp --remove-destination "$LAB/router/tool" "$state/usr/sbin/$tool"
@@ -138,6 +139,13 @@ start_router() {
     router_pid=$(cat "/proc/$container/task/$container/children")
     router_pid=${router_pid%% *}
     router_libraries=$(cat "$state/tmp/ready")
+    # What the kernel counts of its devices, where it may be seen.
+    if nsenter --target "$router_pid" --mount --net -- /host/usr/bin/mount -t sysfs sysfs /mnt 2>/dev/null; then
+        for device in eth0 eth1 br-lan; do
+            rm -rf "$state/sys/class/net/$device/statistics"
+            ln -s "/mnt/class/net/$device/statistics" "$state/sys/class/net/$device/statistics"
+        done
+    fi
     # shellcheck disable=SC2016  # the router expands it
     router sh -c 'for script in network firewall dnsmasq; do /etc/init.d/$script start || exit 1; done'
 }

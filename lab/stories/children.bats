@@ -21,8 +21,16 @@ clock() { TZ=GMT0 date -d "$2 minutes" +"$1"; }
     # It is not its hour now.
     qsc set ${rules}1 StartTime="$(clock %H:%M +60)" EndTime="$(clock %H:%M +120)" --apply
     ask lan1 tcp $far_host 80
-    # All hours of this day, then of another day.
-    qsc set ${rules}1 StartTime=00:00 EndTime=00:00 Days="$(clock %w 0)" --apply
+    qsc set ${rules}1 Enable=0 StartTime="$(clock %H:%M -60)" --apply
+    ask lan1 tcp $far_host 80
+}
+
+@test "all hours of a day, and hours over midnight" {
+    needs nft busybox
+    settle lan1
+    wan_is_up
+    serve wan tcp 80 far
+    qsc add $rules MACAddress=02:00:00:00:10:01 StartTime=00:00 EndTime=00:00 Days="$(clock %w 0)" Enable=1 --apply
     is_silent lan1 tcp $far_host 80
     qsc set ${rules}1 Days="$((($(clock %w 0) + 3) % 7))" --apply
     ask lan1 tcp $far_host 80
@@ -31,8 +39,6 @@ clock() { TZ=GMT0 date -d "$2 minutes" +"$1"; }
     ask lan1 tcp $far_host 80
     qsc set ${rules}1 StartTime="$(clock %H:%M -60)" EndTime="$(clock %H:%M -120)" --apply
     is_silent lan1 tcp $far_host 80
-    qsc set ${rules}1 Enable=0 --apply
-    ask lan1 tcp $far_host 80
 }
 
 @test "a connection that is open when the hours begin is ended" {
@@ -61,4 +67,22 @@ clock() { TZ=GMT0 date -d "$2 minutes" +"$1"; }
     same "$output" ""
     qsc set ${rules%.} BlockedNames=games.example.org --apply
     eventually resolves lan1 far.example $far_host
+}
+
+@test "the hours are those of the router's time zone, also when it changes" {
+    needs nft busybox
+    settle lan1
+    wan_is_up
+    serve wan tcp 80 far
+    there() { TZ="<+1245>-12:45" date -d "$1 minutes" +%H:%M; }
+    qsc set Device.Time XQrnTimeZoneLocation=Pacific/Chatham XQrnDSTDisable=1 --apply
+    qsc add $rules MACAddress=02:00:00:00:10:01 StartTime="$(there -60)" EndTime="$(there +60)" Enable=1 --apply
+    is_silent lan1 tcp $far_host 80
+    qsc set ${rules}1 StartTime="$(there +60)" EndTime="$(there +120)" --apply
+    ask lan1 tcp $far_host 80
+    # It is not this hour there, but elsewhere.
+    qsc set ${rules}1 StartTime="$(clock %H:%M -60)" EndTime="$(clock %H:%M +60)" --apply
+    ask lan1 tcp $far_host 80
+    qsc set Device.Time XQrnTimeZoneLocation=Africa/Abidjan --apply
+    is_silent lan1 tcp $far_host 80
 }

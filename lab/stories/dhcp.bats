@@ -80,3 +80,30 @@ READ
     [[ " $(sed -n 's/^55 //p' "$folder/options" | sed 's/../& /g')" != *" 2b "* ]]
     same "$(sed -n 's/^60 //p' "$folder/options" | cut -c1-10)" "$(printf udhcp | od -An -tx1 | tr -d ' \n')"
 }
+
+@test "a static address has its name, and newer forms of the files are understood" {
+    needs dnsmasq busybox
+    sed -i "s|option ipaddr '192.168.1.1'|list ipaddr '192.168.1.1/24'|; /option netmask '255.255.255.0'/d" "$state/etc/config/network"
+    qsc add $pool.StaticAddress. Chaddr=02:00:00:00:10:01 Yiaddr=192.168.1.50 X_QRN_Name=printer Enable=1 --apply
+    [[ $(lease lan1) == "ip=192.168.1.50 "*" hostname=printer" ]]
+    same "$(resolve lan1 printer.lan) $(resolve lan1 printer)" "192.168.1.50 192.168.1.50"
+    qsc delete $pool.StaticAddress.1 --apply
+    qsc set Device.X_QRN_NewZone.1 IPAddress=10.20.30.1 SubnetMask=255.255.0.0 --apply
+    [[ $(lease lan1) == "ip=10.20.0."*" router=10.20.30.1 dns=10.20.30.1 domain=lan"* ]]
+    same "$(router_net ip -4 -o addr show dev br-lan | awk '{ print $4 }')" 10.20.30.1/16
+    qsc set $pool DomainName=home.example --apply
+    [[ $(lease lan1) == *" domain=home.example "* ]]
+}
+
+@test "the client asks for answers by broadcast, and says what it is called" {
+    needs busybox
+    wan_is_up
+    wan "$LAB/talk" capture eth0 67 "$folder/requests" >"$folder/capture.log" 3>&- &
+    eventually grep -q ready "$folder/capture.log"
+    qsc set Device.DeviceInfo HostName=hall-7 --apply
+    qsc set Device.DHCPv4.Client.1 Broadcast=1 --apply
+    eventually grep -q . "$folder/requests"
+    same "$(tail -n 1 "$folder/requests" | cut -c21-22)" 80
+    options "$folder/requests" >"$folder/options"
+    same "$(sed -n 's/^12 //p' "$folder/options")" "$(printf hall-7 | od -An -tx1 | tr -d ' \n')"
+}

@@ -84,3 +84,20 @@ wan=Device.IP.Interface.1
     qsc delete ${routes}1 --apply
     is_cut_off lan1 10.99.0.1
 }
+
+@test "the throughput counts what went through" {
+    needs socat busybox
+    router ls /mnt/class/net/eth1 >/dev/null 2>&1 || skip "the kernel's counters are not to be seen in this namespace"
+    settle lan1
+    wan_is_up
+    counters() { qsc -q get Device.X_QRN_Throughput. WANReceived LANSent | tr '\n' ' '; }
+    read -r received sent <<<"$(counters)"
+    wan sh -c 'head -c 3000000 /dev/zero | socat -u - TCP-LISTEN:7000,reuseaddr' 3>&- &
+    same "$(client1 socat -u "TCP:$far_host:7000,retry=20,interval=0.1" - | wc -c)" 3000000
+    read -r received_now sent_now <<<"$(counters)"
+    echo "received $((received_now - received)), sent $((sent_now - sent))"
+    [ $((received_now - received)) -ge 3000000 ]
+    [ $((received_now - received)) -lt 4000000 ]
+    [ $((sent_now - sent)) -ge 3000000 ]
+    [ $((sent_now - sent)) -lt 4000000 ]
+}

@@ -93,6 +93,21 @@ walk() { set -o pipefail; client1 env MIBS= snmpget -On -Oqv -t 0.4 -r 1 "$@" .1
     done
 }
 
+@test "a trap of version 3 arrives, by the agent's user" {
+    needs snmpd snmptrapd
+    client1 ip addr add 192.168.1.20/24 dev eth0
+    qsc set $snmp Enable=1 V3User=anna V3AuthProtocol=SHA V3AuthPassword=authauth1 V3PrivProtocol=AES V3PrivPassword=privpriv1 --apply
+    qsc set $snmp.trap Address=192.168.1.20 Port=1162 Version=3 Enable=1 --apply
+    # Who waits for it has to know the agent's own name.
+    printf 'createUser -e %s anna SHA authauth1 AES privpriv1\nauthUser log anna\n' \
+        "$(sed -n 's/^oldEngineID //p' "$state/tmp/lab/snmp/snmpd.conf")" >"$folder/snmptrapd.conf"
+    client1 env MIBS= SNMP_PERSISTENT_DIR="$folder" snmptrapd -f -Lf "$folder/traps" -On -C -c "$folder/snmptrapd.conf" udp:1162 >/dev/null 2>&1 3>&- &
+    eventually grep -q NET-SNMP "$folder/traps"
+    # An agent that ends says so.
+    qsc service $snmp restart
+    eventually grep -q '= OID: \.1\.3\.6\.1\.4\.1\.8072\.4\.0\.2' "$folder/traps"
+}
+
 @test "neighbours see each other by LLDP" {
     needs lldpd lldpcli
     needs_root lldpd
@@ -134,6 +149,31 @@ walk() { set -o pipefail; client1 env MIBS= snmpget -On -Oqv -t 0.4 -r 1 "$@" .1
     qsc set Device.MQTT.Client Enable=0 --apply
     eventually grep -q "router-7 .*disconnect\|Client router-7 closed\|disconnected" "$folder/broker.log"
     same "$(qsc -q get Device.MQTT.Client Status)" Disabled
+}
+
+@test "a broker is trusted for its certificate" {
+    needs mosquitto openssl
+    new_key=(-newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes)
+    for name in ca other; do
+        openssl req -x509 "${new_key[@]}" -keyout "$folder/$name.key" -out "$folder/$name.pem" -days 2 -subj "/CN=$name" 2>/dev/null
+    done
+    openssl req "${new_key[@]}" -keyout "$folder/broker.key" -out "$folder/broker.csr" -subj /CN=broker 2>/dev/null
+    printf 'subjectAltName=IP:%s' "$provider" >"$folder/names"
+    openssl x509 -req -in "$folder/broker.csr" -CA "$folder/ca.pem" -CAkey "$folder/ca.key" -CAcreateserial -days 2 \
+        -extfile "$folder/names" -out "$folder/broker.pem" 2>/dev/null
+    printf 'listener 8883 %s\nallow_anonymous true\nuser root\nlog_type all\ncertfile %s/broker.pem\nkeyfile %s/broker.key\n' \
+        "$provider" "$folder" "$folder" >"$folder/broker.conf"
+    wan mosquitto -c "$folder/broker.conf" >"$folder/broker.log" 2>&1 3>&- &
+    wan_is_up
+    qsc set Device.MQTT.Client BrokerAddress=$provider BrokerPort=8883 TransportProtocol=TLS ClientID=router-7 ConnectRetryTime=1 \
+        X_QRN_CACertificate="$(cat "$folder/other.pem")" Enable=1 --apply
+    eventually grep -q "OpenSSL Error\|alert unknown ca" "$folder/broker.log"
+    is_connected() { [ "$(qsc -q get Device.MQTT.Client Status)" = Connected ]; }
+    run grep "as router-7" "$folder/broker.log"
+    [ "$status" -ne 0 ]
+    qsc set Device.MQTT.Client X_QRN_CACertificate="$(cat "$folder/ca.pem")" --apply
+    eventually grep -q "as router-7" "$folder/broker.log"
+    eventually is_connected
 }
 
 @test "the clock is synchronized with the servers that were set" {
