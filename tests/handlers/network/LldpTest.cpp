@@ -62,6 +62,8 @@ TEST_F(Daemons, NeighboursAreListedUpToALimit)
     // A text is cut between its characters.
     answer("[" + neighbour(std::string(254, 'x') + "\xC3\xA4y") + "]");
     EXPECT_NE(list().find("\\\"" + std::string(254, 'x') + "\\\""), std::string::npos);
+    answer("[" + neighbour(std::string(300, 'x')) + "]");
+    EXPECT_NE(list().find("\\\"" + std::string(255, 'x') + "\\\""), std::string::npos);
     std::string many = neighbour("x");
     for (int i = 1; i < 65; ++i) {
         many += "," + neighbour("x");

@@ -263,7 +263,7 @@ TEST_F(Zones, WhatOthersHaveMadeIsLeftAlone)
     constexpr const char* kOwn = "config interface 'guest'\n\toption proto 'static'\nconfig device 'bridge'\n"
                                  "\toption name 'br-lan'\n\toption type 'bridge'\n\tlist ports 'lan1'\n"
                                  "config bridge-vlan\n\toption device 'br-lan'\n\toption vlan '9'\n"
-                                 "\tlist ports 'lan1'\n";
+                                 "\tlist ports 'lan1'\nconfig bridge-vlan 'own'\n\toption vlan '11'\n";
     store_network("br-lan.9", kOwn);
     put("firewall", read_file("/etc/config/firewall") +
                         "config zone\n\toption name 'guest'\n"
@@ -276,6 +276,8 @@ TEST_F(Zones, WhatOthersHaveMadeIsLeftAlone)
              "+network: device bridge name=br-lan type=bridge ports=lan1 ports=ra0"},
             {"zone 3 X_QRN_Add=1 Name=cafe VLANID=30", nullptr},
             {"zone 3 VLANID=9", "!VLANID: VLAN 9 is that of network.cfg05a1b0"},
+            {"zone 3 VLANID=11", "!VLANID: VLAN 11 is that of network.own"},
+            {"management VLANID=11", "!VLANID: no port carries VLAN 11"},
             {"zone 1 VLANID=9", "+qrnnetworkzone: zone lan name=lan iface=ra0 qrn_index=1 vid=9"},
             {"zone 2 Isolation=1",
              "+qrnnetworkzone: zone guest name=guest vid=20 iface=rax1 qrn_index=2 isolation=1\n"
