@@ -66,15 +66,22 @@ u32 check_hash(const Session& session, const Plan& plan)
                : refuse(EAGAIN, "the plan is out of date: something that it is about has changed");
 }
 
-/// Has the drivers told what sets tell them at once. When one fails, the services follow the configuration
-/// that has not changed.
+/// Takes back what drivers were told, where nothing else has changed: the services follow the configuration.
+void take_back_live(const Session& session)
+{
+    put_back_outside(session);
+    (void)run_scripts(session.back.get());
+    finish_replacing();
+}
+
+/// Has the drivers told what sets tell them at once.
 u32 make_live(Session& session, Plan& plan)
 {
     if (json_object_array_length(session.recorder.commands.get()) == 0) {
         return 0;
     }
-    const JsonRef runs{json_object_get(plan.runs.get())};
-    u32 code = note_live(runs.get());
+    session.is_live = true;
+    u32 code = note_live(session.back.get());
     if (code == 0 && wants_window(session)) {
         // Drivers that are told may cut the line as well.
         tell_accepted(session.id.c_str());
@@ -91,9 +98,7 @@ u32 make_live(Session& session, Plan& plan)
                                 : add_member(plan.report.get(), "hash", json_object_get(hash.get()));
         });
         if (code != 0) {
-            put_back_outside(session);
-            (void)run_scripts(runs.get());
-            finish_replacing();
+            take_back_live(session);
         }
     }
     return code;
@@ -112,13 +117,16 @@ u32 make_changes(Session& session, Plan& plan)
 {
     json_object* const report = plan.report.get();
     json_object* const texts = plan.texts.get();
-    u32 code = reserve_space(texts);
-    code = code != 0 ? code : keep_checkpoint(session, report, texts);
+    u32 code = keep_checkpoint(session, texts);
     // Whoever finishes it after a kill records it as well.
     const JsonRef record = make_record(session, report);
     code = code != 0 ? code : replace_all(texts, plan.runs.get(), record.get());
     if (code != 0) {
         (void)add_refused(session, "apply", nullptr, code);
+        if (session.is_live) {
+            take_back_live(session);
+        }
+        release_space();
         return code;
     }
     if (!session.is_accepted) {
@@ -127,8 +135,8 @@ u32 make_changes(Session& session, Plan& plan)
     code = run_services(session, plan);
     if (code != 0) {
         JsonRef failed{json_object_new_array()};
-        const u32 back = put_back_all(texts, plan.runs.get(), failed.get());
-        const u32 again = run_scripts(plan.runs.get());
+        const u32 back = put_back_all(texts, session.back.get(), failed.get());
+        const u32 again = run_scripts(session.back.get());
         if (back != 0 || again != 0) {
             (void)(add_member(report, "failed_back", json_object_new_boolean(1)) == 0 &&
                    add_member(report, "failed", failed.release()) == 0);
@@ -142,6 +150,7 @@ u32 end(Session& session, Plan& plan)
 {
     u32 code = in_overlay(session, [&] { return make_plan(session, plan); });
     code = code != 0 ? code : check_hash(session, plan);
+    code = code != 0 ? code : reserve_space(plan.texts.get());
     if (code == 0) {
         code = make_live(session, plan);
         code = code != 0 ? code : make_changes(session, plan);

@@ -46,9 +46,13 @@ struct Session {
         given; ///< texts that are put in place, instead of what sets come to; the "before" is what is there
     Text<64> undoes; ///< the apply that this one takes back
     JsonRef refused;
-    u32 code = 0;                ///< of the first refusal
+    u32 code = 0; ///< of the first refusal
+    /// Init scripts with which services follow the old texts again, and drivers what those say: as
+    /// Plan::runs.
+    JsonRef back;
+    bool is_live = false;        ///< drivers have been told what the sets tell them
     json_object* runs = nullptr; ///< init scripts that are still to be run, while services are
-    bool is_accepted = false; ///< who asks knows that nothing speaks against it
+    bool is_accepted = false;    ///< who asks knows that nothing speaks against it
 };
 
 /// Puts a text into an object or an array. ENOMEM
@@ -182,7 +186,7 @@ void release_space();
 [[nodiscard]] bool wants_window(const Session& session);
 /// Keeps the texts before until they are confirmed, where the options want that ("confirm"). Called before
 /// the first of them is replaced.
-[[nodiscard]] u32 keep_checkpoint(const Session& session, json_object* report, json_object* texts);
+[[nodiscard]] u32 keep_checkpoint(const Session& session, json_object* texts);
 /// The apply has ended, with the report's result.
 void end_checkpoint(const Session& session, json_object* report);
 

@@ -467,6 +467,7 @@ u32 make_plan(Session& session, Plan& plan)
     plan.texts.reset(json_object_new_object());
     plan.order.reset(json_object_new_array());
     plan.runs.reset(json_object_new_object());
+    session.back.reset(json_object_new_object());
     u32 code = put_object(plan.texts.get(), "packages") != nullptr &&
                        put_object(plan.texts.get(), "files") != nullptr
                    ? fill_plan(session, plan)

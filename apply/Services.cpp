@@ -26,6 +26,7 @@ namespace
 constexpr const char* kModule = "Apply";
 constexpr const char* kUbus = "/bin/ubus";
 constexpr i32 kLast = 1000;
+constexpr const char* kReloadsItself = "it reloads itself when it is told that its package has changed";
 
 /// What an init script says of itself.
 class Script
@@ -205,7 +206,7 @@ const char* why_not(const Service& service, const Script& script, const Plan& pl
             is_triggered || (is_for_it && access(kUbus, X_OK) == 0 && script.is_triggered_by(package));
         return is_for_it && !is_triggered;
     });
-    return is_triggered ? "it reloads itself when it is told that its package has changed"
+    return is_triggered                      ? kReloadsItself
            : has_changed || service.has_file ? nullptr
                                              : "nothing that it reads has changed";
 }
@@ -238,14 +239,21 @@ u32 plan_command(const Session& session, const Service& service, const Plan& pla
     const char* action = member_text(command, "action");
     const Script script{path};
     if (std::string_view{action} == "restart") {
-        if (const char* const why = why_not(service, script, plan)) {
+        const char* const why = why_not(service, script, plan);
+        action = !service.is_chosen && script.has_reload() ? "reload" : action;
+        if (why == kReloadsItself) {
+            // Nobody tells it of the way back.
+            const u32 code = add_member(session.back.get(), text, json_object_new_string(action));
+            return code != 0 ? code : skip(session, plan, text, why);
+        }
+        if (why != nullptr) {
             return skip(session, plan, text, why);
         }
-        action = !service.is_chosen && script.has_reload() ? "reload" : action;
     }
     CommandText shown;
     shown.append(path).append(" ").append(action);
-    const u32 code = add_member(plan.runs.get(), text, json_object_new_string(action));
+    u32 code = add_member(plan.runs.get(), text, json_object_new_string(action));
+    code = code != 0 ? code : add_member(session.back.get(), text, json_object_new_string(action));
     return code != 0 ? code : add_command(session, plan, command, shown.c_str());
 }
 
@@ -289,6 +297,22 @@ json_object* take_next(const Session& session, json_object* services)
     return next;
 }
 
+/// Whether sets that the service is for tell drivers something at once.
+bool is_live(const Service& service, const Plan& plan)
+{
+    json_object* const commands = json_object_object_get(plan.report.get(), "commands");
+    for (std::size_t i = 0; i < json_object_array_length(commands); ++i) {
+        json_object* const command = json_object_array_get_idx(commands, i);
+        Qsc_ObjectInfo object;
+        if (std::string_view{member_text(command, "step")} == "set" &&
+            QSysCmdHal_FindObject(member_text(command, "path"), &object) == 0 &&
+            std::string_view{object.service} == service.path) {
+            return true;
+        }
+    }
+    return false;
+}
+
 u32 plan_service(const Session& session, json_object* entry, const Plan& plan)
 {
     Service service{.path = member_text(entry, "path"),
@@ -299,12 +323,20 @@ u32 plan_service(const Session& session, json_object* entry, const Plan& plan)
     }
     service.has_file = has_file(service, plan);
     const bool needs = is_needed(service, plan);
+    const bool tells_drivers = is_live(service, plan);
     u32 code = needs ? append_to(plan.order.get(), json_object_new_string(service.path)) : 0;
     for (std::size_t i = 0; i < json_object_array_length(service.commands) && code == 0; ++i) {
         json_object* const command = json_object_array_get_idx(service.commands, i);
         code =
             needs ? plan_command(session, service, plan, command)
                   : skip(session, plan, member_text(command, "command"), "nothing that it reads has changed");
+        // Only its service knows what the drivers are to do instead.
+        const char* const name = member_text(command, "command");
+        if (code == 0 && tells_drivers && !is_empty(member_text(command, "script")) &&
+            !is_there(session.back.get(), name)) {
+            code =
+                add_member(session.back.get(), name, json_object_new_string(member_text(command, "action")));
+        }
     }
     return code;
 }

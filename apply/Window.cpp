@@ -280,23 +280,6 @@ u32 keep_texts(const Held& held, json_object* texts)
     return code != 0 ? code : merge_checkpoint(held.root(), "files", files.get());
 }
 
-/// Keeps which init scripts an apply runs, as run_scripts() takes them.
-u32 keep_scripts(const Held& held, json_object* report)
-{
-    const JsonRef scripts{json_object_new_object()};
-    json_object* const commands = json_object_object_get(report, "commands");
-    for (std::size_t i = 0; commands != nullptr && i < json_object_array_length(commands); ++i) {
-        const std::string_view command = text_at(json_object_array_get_idx(commands, i), "command");
-        std::string_view rest = command;
-        if (command.starts_with("/etc/init.d/")) {
-            (void)take_word(rest);
-            json_object_object_add(scripts.get(), CommandText{}.append(command).c_str(),
-                                   new_text(take_word(rest)));
-        }
-    }
-    return merge_checkpoint(held.root(), "scripts", scripts.get());
-}
-
 /// Has the services follow what was put back. `report` gets "services": of each "done", or why it is not.
 void follow_back(json_object* scripts, const char* id, json_object* report)
 {
@@ -377,7 +360,7 @@ u32 may_begin(const Session& session)
                : code;
 }
 
-u32 keep_checkpoint(const Session& session, json_object* report, json_object* texts)
+u32 keep_checkpoint(const Session& session, json_object* texts)
 {
     u32 seconds = 0;
     json_object* const options = session.options.get();
@@ -410,7 +393,7 @@ u32 keep_checkpoint(const Session& session, json_object* report, json_object* te
     json_object_object_add(ids.get(), session.id.c_str(), nullptr);
     code = merge_checkpoint(held.root(), "ids", ids.get());
     code = code != 0 ? code : keep_texts(held, texts);
-    code = code != 0 ? code : keep_scripts(held, report);
+    code = code != 0 ? code : merge_checkpoint(held.root(), "scripts", session.back.get());
     return code != 0 ? code : held.save();
 }
 

@@ -84,7 +84,8 @@ qsc: apply: Device.X_QRN_RemoteAccess.SSH: Port"
     mkdir -p "$state/var/lib/sim/fail" && touch "$state/var/lib/sim/fail/iwpriv"
     run apply Device.DeviceInfo.HostName=new Device.WiFi.Radio.1.Channel=6
     same "$status $(option system hostname)" "1 router"
-    same "$(journal | grep -c 'init.d/system restart')" 1
+    same "$(journal | grep '/etc/init.d')" "/etc/init.d/system restart
+/etc/init.d/wifi restart"
 }
 
 @test "a plan that is out of date is not applied" {
