@@ -263,6 +263,20 @@ constexpr Row kCountRows[] = {
      .set = store_blocked},
 };
 
+/// What is kept together in one section or two; the key tells them apart.
+consteval Row time_row(RowName name, const char* key)
+{
+    Row row{.name = name};
+    row.kind = Kind::kTimeOfDay;
+    row.access = kReadWrite;
+    row.place = kFunction;
+    row.key = key;
+    row.get = answer_time;
+    row.check = check_times;
+    row.set = store_times;
+    return row;
+}
+
 constexpr Row kRows[] = {
     kAddRow,
     kDeleteRow,
@@ -281,22 +295,8 @@ constexpr Row kRows[] = {
      .get = answer_days,
      .check = check_times,
      .set = store_times},
-    {.name = "StartTime",
-     .kind = Kind::kTimeOfDay,
-     .access = kReadWrite,
-     .place = kFunction,
-     .key = "start_time",
-     .get = answer_time,
-     .check = check_times,
-     .set = store_times},
-    {.name = "EndTime",
-     .kind = Kind::kTimeOfDay,
-     .access = kReadWrite,
-     .place = kFunction,
-     .key = "stop_time",
-     .get = answer_time,
-     .check = check_times,
-     .set = store_times},
+    time_row("StartTime", "start_time"),
+    time_row("EndTime", "stop_time"),
     {.name = "Enable", .kind = Kind::kBoolean, .access = kReadWrite, .key = "enabled", .fallback = "1"},
     {.name = "Status",
      .kind = Kind::kWord,

@@ -183,38 +183,30 @@ constexpr Row kCountRows[] = {
     {.name = "X_QRN_Instances", .place = Place::kNumbers, .marks = kMany},
 };
 
+/// One of the numbers that are kept together in two options.
+consteval Row port_row(RowName name, RowGet get, const char* key = nullptr, Marks marks = 0)
+{
+    Row row{.name = name};
+    row.kind = Kind::kUnsigned;
+    row.access = kReadWrite;
+    row.place = kFunction;
+    row.marks = marks;
+    row.limits = kPorts;
+    row.key = key;
+    row.get = get;
+    row.check = check_mapping;
+    row.set = store_ports;
+    return row;
+}
+
 constexpr Row kRows[] = {
     kAddRow,
     kDeleteRow,
     kDescriptionRow,
     {.name = "RemoteHost", .access = kReadWrite, .limits = ":18", .key = "src_ip", .check = check_remote},
-    {.name = "ExternalPort",
-     .kind = Kind::kUnsigned,
-     .access = kReadWrite,
-     .place = kFunction,
-     .marks = kNeeded,
-     .limits = kPorts,
-     .key = "src_dport",
-     .get = answer_first_port,
-     .check = check_mapping,
-     .set = store_ports},
-    {.name = "ExternalPortEndRange",
-     .kind = Kind::kUnsigned,
-     .access = kReadWrite,
-     .place = kFunction,
-     .limits = kPorts,
-     .get = answer_last_port,
-     .check = check_mapping,
-     .set = store_ports},
-    {.name = "InternalPort",
-     .kind = Kind::kUnsigned,
-     .access = kReadWrite,
-     .place = kFunction,
-     .limits = kPorts,
-     .key = "dest_port",
-     .get = answer_first_port,
-     .check = check_mapping,
-     .set = store_ports},
+    port_row("ExternalPort", answer_first_port, "src_dport", kNeeded),
+    port_row("ExternalPortEndRange", answer_last_port),
+    port_row("InternalPort", answer_first_port, "dest_port"),
     {.name = "Protocol",
      .kind = Kind::kStoredWord,
      .access = kReadWrite,

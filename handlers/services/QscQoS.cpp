@@ -244,27 +244,25 @@ constexpr Row kRows[] = {
      .get = answer_status},
 };
 
+/// What is kept in the zone's queue.
+consteval Row zone_rate_row(RowName name, const char* key)
+{
+    Row row{.name = name};
+    row.kind = Kind::kUnsigned;
+    row.access = kReadWrite;
+    row.place = kFunction;
+    row.unit = Unit::kKbitPerSecond;
+    row.limits = kRates;
+    row.key = key;
+    row.get = answer_rate;
+    row.check = check_rate;
+    row.set = store_rate;
+    return row;
+}
+
 constexpr Row kZoneRows[] = {
-    {.name = "DownloadRate",
-     .kind = Kind::kUnsigned,
-     .access = kReadWrite,
-     .place = kFunction,
-     .unit = Unit::kKbitPerSecond,
-     .limits = kRates,
-     .key = "upload",
-     .get = answer_rate,
-     .check = check_rate,
-     .set = store_rate},
-    {.name = "UploadRate",
-     .kind = Kind::kUnsigned,
-     .access = kReadWrite,
-     .place = kFunction,
-     .unit = Unit::kKbitPerSecond,
-     .limits = kRates,
-     .key = "download",
-     .get = answer_rate,
-     .check = check_rate,
-     .set = store_rate},
+    zone_rate_row("DownloadRate", "upload"),
+    zone_rate_row("UploadRate", "download"),
 };
 
 } // namespace
