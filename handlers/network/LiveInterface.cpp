@@ -31,9 +31,10 @@ bool is_true(json_object* status, const char* member)
     return find_member(status, member, value) && json_object_get_boolean(value) != 0;
 }
 
-/// The gateway of the default route.
-void read_gateway(json_object* status, RowText& text)
+/// The gateway of the uplink's default route. An interface may also have one of the other protocol.
+void read_gateway(json_object* status, Uplink uplink, RowText& text)
 {
+    const std::string_view any = uplink == Uplink::kWan ? "0.0.0.0" : "::";
     json_object* routes = nullptr;
     (void)find_member(status, "route", routes);
     const std::size_t count =
@@ -44,7 +45,7 @@ void read_gateway(json_object* status, RowText& text)
         RowText length;
         read_live(route, "target", target);
         read_live(route, "mask", length);
-        if (length.view() == "0" && (target.view() == "0.0.0.0" || target.view() == "::")) {
+        if (length.view() == "0" && target.view() == any) {
             read_live(route, "nexthop", text);
         }
     }
@@ -133,7 +134,7 @@ void read_live_part(const RowCall& call, Uplink uplink, Part part, RowText& text
         Text<62> path;
         path.append(uplink == Uplink::kWan ? "ipv4-address.0." : "ipv6-address.0.");
         path.append(part == Part::kAddress ? "address" : "mask");
-        part == Part::kGateway ? read_gateway(status, text) : read_live(status, path.c_str(), text);
+        part == Part::kGateway ? read_gateway(status, uplink, text) : read_live(status, path.c_str(), text);
     } else if (is_uplink_on(uplink)) {
         RowText device;
         read_live_device(call, uplink, device);

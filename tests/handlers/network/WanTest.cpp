@@ -14,11 +14,12 @@ const std::string kWanted = "Device.DNS.Client.Server.X_QRN_Custom";
 
 constexpr const char* kLive = R"({"up":true,"uptime":61,"l3_device":"pppoe-wan","device":"eth1",
     "ipv4-address":[{"address":"203.0.113.17","mask":20}],
-    "route":[{"target":"0.0.0.0","mask":1,"nexthop":"203.0.113.9"},{"target":"::","mask":0,"nexthop":"fe80::1"}],
+    "route":[{"target":"0.0.0.0","mask":1,"nexthop":"203.0.113.9"},{"target":"::","mask":0,"nexthop":"fe80::1"},
+        {"target":"0.0.0.0","mask":0,"nexthop":"203.0.113.1"}],
     "dns-server":["203.0.113.53","2001:db8::53"]})";
 constexpr const char* kLiveSix = R"({"up":true,"ipv6-address":[{"address":"2001:db8::2a","mask":64}],
     "ipv6-prefix":[{"address":"2001:db8:100::","mask":56}],"dns-server":["2001:db8::54"],
-    "route":[{"target":"2001:db8::","mask":0,"nexthop":"fe80::9"},{"target":"::","mask":0,"nexthop":"fe80::1"}]})";
+    "route":[{"target":"2001:db8::","mask":0,"nexthop":"fe80::9"},{"target":"0.0.0.0","mask":0,"nexthop":"203.0.113.1"},{"target":"::","mask":0,"nexthop":"fe80::1"}]})";
 
 class Wan : public EffectTest
 {
@@ -86,7 +87,7 @@ TEST_F(Wan, WhatIsLiveIsAnsweredUnlessItIsFixed)
 {
     constexpr const char* kNames = "X_QRN_IPAddress X_QRN_SubnetMask X_QRN_DefaultGateway Name LastChange "
                                    "X_QRN_DNSServers X_QRN_VLANID MaxMTUSize Status";
-    EXPECT_EQ(values(kWan, kNames), "\"203.0.113.17\" \"255.255.240.0\" \"fe80::1\" \"pppoe-wan\" 61 "
+    EXPECT_EQ(values(kWan, kNames), "\"203.0.113.17\" \"255.255.240.0\" \"203.0.113.1\" \"pppoe-wan\" 61 "
                                     "\"203.0.113.53,2001:db8::53\" 0 1500 \"Up\"");
     store(kStatic);
     EXPECT_EQ(values(kWan, "X_QRN_IPAddress X_QRN_SubnetMask X_QRN_DefaultGateway X_QRN_AddressingType"),
