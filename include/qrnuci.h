@@ -34,7 +34,7 @@ QSC_API uint32_t QrnUci_Init(void);
 
 /**
  * Releases what the library holds: packages in memory, and the files they were read from, which it keeps open
- * to notice their change. Staged changes stay staged.
+ * to notice their change; also those of the overlay that was ended last. Staged changes stay staged.
  *
  * @retval 0 always
  */
