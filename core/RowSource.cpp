@@ -57,6 +57,8 @@ bool read_boot_variable(Sources& sources, std::string_view name, const char* mod
     if (code == kNotInstalled) {
         warn(module, "fw_printenv", "is not installed");
         sources.set_lacks_boot_environment();
+    } else if (code == EFAULT) {
+        sources.note_ended();
     }
     if (code != 0) {
         return false;
@@ -134,8 +136,10 @@ Sources::Slot& Sources::run(const Tool& tool, const char* module)
             slot.text = std::move(output);
         } else if (code == kNotInstalled) {
             warn(module, tool.arguments[0], "is not installed");
-        } else if (code != EFAULT) { // that is logged
+        } else if (code != EFAULT) {
             warn(module, tool.arguments[0], "failed");
+        } else { // that is logged
+            note_ended();
         }
     }
     return slot;

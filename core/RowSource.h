@@ -43,6 +43,10 @@ class Sources
     /// Whether this is the first that the request has to say of what is missing.
     [[nodiscard]] bool warns() { return !std::exchange(has_warned_, true); }
 
+    /// Whether a tool gave no answer, for which it is ended, since it was last asked. Nobody knows the value.
+    [[nodiscard]] bool take_ended() { return std::exchange(has_ended_, false); }
+    void note_ended() { has_ended_ = true; }
+
     /// A device without the boot loader's tool is asked once a request.
     [[nodiscard]] bool lacks_boot_environment() const { return lacks_boot_environment_; }
     void set_lacks_boot_environment() { lacks_boot_environment_ = true; }
@@ -61,6 +65,7 @@ class Sources
     bool lacks_boot_environment_ = false;
     bool has_missing_ = false;
     bool has_warned_ = false;
+    bool has_ended_ = false;
 
     Slot& slot_for(const char* name, const void* tool, bool& is_new);
     Slot& run(const Tool& tool, const char* module);

@@ -96,6 +96,13 @@ u32 get(const RowCall& call)
     return answer_stored(call, stored.view());
 }
 
+/// What a tool would know that had to be ended is no answer.
+u32 get_known(const RowCall& call)
+{
+    const u32 code = get(call);
+    return code == 0 && call.request.sources.take_ended() ? EFAULT : code;
+}
+
 /// Finds the instance. @return EINVAL: there is none
 u32 find_instance(RowRequest& request)
 {
@@ -200,7 +207,7 @@ u32 serve_row(RowRequest& request, const PackedRow& row, json_object* value)
     const RowCall call = call_for(request, row, value);
     const bool is_get = (request.oper & QSC_OPER_GET) != 0;
     const bool is_set = (request.oper & QSC_OPER_SET) != 0;
-    return finish(value, is_get ? get(call) : is_set ? set_row(call) : refuse_operation(call));
+    return finish(value, is_get ? get_known(call) : is_set ? set_row(call) : refuse_operation(call));
 }
 
 u32 answer_stored(const RowCall& call, std::string_view stored)

@@ -130,6 +130,11 @@ TEST_F(Wan, TheStateIsToldInFewWords)
         FakeFolder::put("/sys/class/net/eth1/carrier", std::string{carrier} + "\n");
         EXPECT_EQ(values(kWan, "Status Type"), std::string{"\""} + word + "\" \"Normal\"") << says;
     }
+    // One that has to be ended is no missing one.
+    outside().programs["ubus"] = "kill -9 $$";
+    outside().logs.clear();
+    EXPECT_EQ(read(kWan, "Status"), Fails(EFAULT));
+    EXPECT_EQ(outside().logs.front(), (LogLine{3, "[E] ubus was ended by a signal\n"}));
 }
 
 TEST_F(Wan, TheKernelIsAskedWhereTheDaemonSaysNothing)
