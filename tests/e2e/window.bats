@@ -1,5 +1,6 @@
 #!/usr/bin/env bats
 # Changes that wait to be confirmed, over the daemon.
+# shellcheck disable=SC2016  # the device expands it
 load device.bash
 
 setup() {
