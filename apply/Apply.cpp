@@ -148,6 +148,9 @@ u32 make_changes(Session& session, Plan& plan)
 
 u32 end(Session& session, Plan& plan)
 {
+    if (is_of_sets_only(session)) {
+        return refuse(EINVAL, "only a plan can be of the sets alone");
+    }
     u32 code = in_overlay(session, [&] { return make_plan(session, plan); });
     code = code != 0 ? code : check_hash(session, plan);
     code = code != 0 ? code : reserve_space(plan.texts.get());

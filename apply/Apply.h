@@ -97,6 +97,8 @@ void remove_overlay();
 /// Adds changes, as QSysCmdHal_Plan() takes them.
 [[nodiscard]] u32 add_changes(Session& session, json_object* changes);
 [[nodiscard]] u32 add_set(Session& session, const char* path, json_object* request);
+/// Whether it is a plan of the sets alone.
+[[nodiscard]] bool is_of_sets_only(const Session& session);
 /// Adds a commit or a service.
 [[nodiscard]] u32 add_step(Session& session, const char* path, json_object* request, u32 operation);
 /// Does the sets once more in a new overlay, with their commands for real.

@@ -205,9 +205,11 @@ u32 add_texts(Session& session, Plan& plan, const char* name, JsonRef before, Js
                           json_object_object_add(item.get(), "after", after.release()) == 0;
     code = is_added ? add_member(json_object_object_get(plan.texts.get(), "packages"), name, item.release())
                     : u32{ENOMEM};
-    return code != 0 ? code
-                     : append_to(json_object_object_get(plan.report.get(), "packages"),
-                                 json_object_new_string(name));
+    // What is only set is staged.
+    return code != 0 || is_of_sets_only(session)
+               ? code
+               : append_to(json_object_object_get(plan.report.get(), "packages"),
+                           json_object_new_string(name));
 }
 
 u32 add_package(Session& session, Plan& plan, const char* name)

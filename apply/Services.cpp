@@ -349,7 +349,7 @@ void write_event(const char* package, CommandText& event)
 
 u32 plan_events(const Session& session, const Plan& plan)
 {
-    if (access(kUbus, X_OK) != 0) {
+    if (is_of_sets_only(session) || access(kUbus, X_OK) != 0) {
         return 0;
     }
     json_object_object_foreach(json_object_object_get(plan.texts.get(), "packages"), package, item)

@@ -404,7 +404,7 @@ u32 add_step(Session& session, const char* path, json_object* request, u32 opera
 static u32 follow_set(Session& session, const Qsc_ObjectInfo& object)
 {
     u32 code = 0;
-    if (json_object_get_boolean(json_object_object_get(session.options.get(), "sets_only")) != 0) {
+    if (is_of_sets_only(session)) {
         return 0;
     }
     if (!is_empty(object.commit) &&
@@ -417,6 +417,11 @@ static u32 follow_set(Session& session, const Qsc_ObjectInfo& object)
         code = request != nullptr ? put_text(request, "action", "restart") : u32{ENOMEM};
     }
     return code;
+}
+
+bool is_of_sets_only(const Session& session)
+{
+    return json_object_get_boolean(json_object_object_get(session.options.get(), "sets_only")) != 0;
 }
 
 u32 add_set(Session& session, const char* path, json_object* request)

@@ -21,7 +21,8 @@
  * - "id", a text of 1 to 64 letters, digits, ".", "-" and "_": what the apply is called; made if missing
  * - "peer", a text: who asks, in the front end's own words
  * - "hash", a text: that of a plan; the apply is refused when what it is about has changed since
- * - "sets_only", a boolean: a plan has nothing but what the sets alone would do, without commits and services
+ * - "sets_only", a boolean: a plan has nothing but what the sets alone would do, without commits and
+ * services; an apply is refused with it
  *
  * Plans and reports are JSON objects, which the caller releases with json_object_put(). A secret value is
  * "***" in all of them. Their members:

@@ -49,6 +49,13 @@ compare() {
     same "$(qsc -q get Device.Routing.Router.1 X_QRN_Instances) $(option network target) $(option network metric)" "2 10.2.0.0 9"
 }
 
+@test "the plan of a set alone stops where the set does" {
+    same "$(qsc plan set Device.DeviceInfo HostName=attic | grep -v Hash)" "Parameters:
+  Device.DeviceInfo.HostName = attic (was router)
+Configuration:
+    system.@system[0].hostname: router -> attic"
+}
+
 @test "what is refused changes nothing, and names all that is wrong" {
     cp -r "$state/etc/config" "$BATS_TEST_TMPDIR/before"
     run apply Device.DeviceInfo.HostName=new Device.DeviceInfo.HostName.=x
