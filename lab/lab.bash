@@ -121,6 +121,7 @@ start_router() {
     cp --remove-destination "$LAB/router/passwd" "$LAB/router/group" "$state/etc/"
     cp --remove-destination "$LAB/router/ubus" "$state/usr/bin/"
     install -m 0755 "$LAB/../packaging/openwrt/qsyscmdhal/files/mqtt.init" "$state/etc/init.d/mqtt"
+    cp --remove-destination "$LAB/router/passwd-tool" "$state/usr/bin/passwd"
     mkdir "$state/mnt"
     # Tools that the library runs are the real ones, where there are any.
     for tool in conntrack lldpcli ping nslookup wget; do

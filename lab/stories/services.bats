@@ -37,6 +37,26 @@ banner() { in_space "$1" "$LAB/talk" ask tcp "$2" "$3" | grep -qa ^SSH-2.0-dropb
     banner lan1 192.168.1.1 2022
 }
 
+@test "the password that was set lets root in, where passwords do" {
+    needs dropbear dbclient busybox
+    needs_root "a login"
+    settle lan1
+    enter() { client1 env HOME="$folder" DROPBEAR_PASSWORD="$1" timeout 5 dbclient -y -y root@192.168.1.1 'cat /proc/sys/kernel/hostname' 2>/dev/null; }
+    qsc set Device.Users.User.1 Password="ge heim'\"1" --apply
+    qsc set $ssh IdleTimeout=300 --apply
+    same "$(enter "ge heim'\"1")" router
+    run enter geheim1
+    [ "$status" -ne 0 ]
+    # Another way in has to be there before this one goes.
+    run qsc set $ssh AllowRootPasswordLogin=0
+    [ "$status" -ne 0 ]
+    dropbearkey -t ed25519 -f "$folder/key" >"$folder/key.text"
+    qsc set $ssh AuthorizedKeys="$(grep ^ssh- "$folder/key.text")" AllowRootPasswordLogin=0 --apply
+    run enter "ge heim'\"1"
+    [ "$status" -ne 0 ]
+    same "$(login lan1 192.168.1.1 22)" router
+}
+
 # walk OPTION...: asks the agent for the system's name, as a client of the LAN.
 walk() { set -o pipefail; client1 env MIBS= snmpget -On -Oqv -t 0.4 -r 1 "$@" .1.3.6.1.2.1.1.5.0 2>&1 | tr -d '"'; }
 

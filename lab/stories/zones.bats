@@ -23,6 +23,12 @@ make_cafe() {
     reaches lan1 $far_host
     [[ $(qsc -q get $cafe.DHCP X_QRN_List) == *'"MACAddress":"02:00:00:00:10:02"'* ]]
     [[ $(qsc -q get Device.X_QRN_NewZone.1.DHCP X_QRN_List) != *'02:00:00:00:10:02'* ]]
+    # A forwarding finds its host in any zone.
+    host=$(client2 ip -4 -o addr show dev eth0 | sed 's/.*inet \([0-9.]*\).*/\1/')
+    serve lan2 tcp 80 cafe
+    qsc add Device.X_QRN_Firewall.PortForwarding. ExternalPort=8080 InternalPort=80 Protocol=TCP InternalClient="$host" Enable=1 --apply
+    answers "cafe from $provider" wan tcp "$(qsc -q get Device.IP.Interface.1 X_QRN_IPAddress)" 8080
+    qsc delete Device.X_QRN_Firewall.PortForwarding.1 --apply
     qsc set $cafe InternetAccess=0 --apply
     wan_is_up
     is_cut_off lan2 $far_host
