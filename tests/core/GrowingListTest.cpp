@@ -212,7 +212,8 @@ TEST_F(Growing, InstancesAreAddedChangedAndDeleted)
          {"add item [65535] by CLI", "set item [65535] Name z by CLI", "set item [65535] Key by CLI",
           "set item [65535] Enable 1 by CLI"},
          "5 \"1,2,3,4,65535\"",
-         {"config item", "option qrn_index '65535'", "option name 'z'", "option key 'y'"}},
+         {"config item", "option qrn_index '65535'", "option name 'z'", "option key 'y'",
+          "option disabled '0'"}},
         {"65535", "X_QRN_Delete=1", {"delete item [65535] by CLI"}, "4 \"1,2,3,4\""},
     };
     for (const auto& one : cases) {
