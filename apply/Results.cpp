@@ -8,6 +8,7 @@
 #include "base/ReplaceFile.h"
 #include "base/SafeFile.h"
 #include "core/Refusal.h"
+#include "core/WindowNote.h"
 
 namespace qsc::apply
 {
@@ -24,7 +25,7 @@ JsonRef load()
 {
     FileText text;
     JsonRef results;
-    if (read_safe_file(kFile, text, kLargest) == 0) {
+    if (is_own_file(kFile) && read_safe_file(kFile, text, kLargest) == 0) {
         results.reset(json_tokener_parse(text.c_str()));
     }
     if (json_object_is_type(results.get(), json_type_array) == 0) {

@@ -22,14 +22,13 @@ namespace
 
 constexpr std::string_view kStates[] = {"applying", "open", "returning"};
 
-/// In a folder where others may write, a note of theirs would stop all changes.
-bool is_ours(const char* path)
+} // namespace
+
+bool is_own_file(const char* path)
 {
     struct stat status = {};
     return lstat(path, &status) == 0 && (status.st_uid == 0 || status.st_uid == geteuid());
 }
-
-} // namespace
 
 bool is_id(std::string_view text)
 {
@@ -56,7 +55,7 @@ bool read_window_note(WindowNote& note)
 {
     constexpr std::size_t kLongest = 256;
     FileText text;
-    if (access(kWindowNote, F_OK) != 0 || !is_ours(kWindowNote) ||
+    if (access(kWindowNote, F_OK) != 0 || !is_own_file(kWindowNote) ||
         read_safe_file(kWindowNote, text, kLongest) != 0) {
         return false;
     }

@@ -29,6 +29,10 @@ struct WindowNote {
     u64 deadline = 0; ///< as now_since_boot()
 };
 
+/// Whether a file is root's or the own user's. Where others may write to its folder, one of theirs could stop
+/// all changes, or have one taken for made.
+[[nodiscard]] bool is_own_file(const char* path);
+
 /// Milliseconds since the device was switched on, with those that it was suspended. No clock that can be set.
 [[nodiscard]] u64 now_since_boot();
 
