@@ -116,6 +116,18 @@ qscd ended with 0"
     same "$status $output" "0 "
 }
 
+@test "the answer comes before any service is restarted, and what may cut the line is restarted last" {
+    sed -i '/^journal/a until [ -e /tmp/answered ]; do sleep 0.02; done' "$state/etc/init.d/log"
+    values='{"Device.DHCPv4.Client.1.XQrnPppoeUsername": "u", "Device.X_QRN_RemoteLog.Port": 99}'
+    run with_daemon "say 'router.apply($values, confirm=60, id=\"a\")'; touch /tmp/answered; told started; qsc confirm a"
+    same "$output" "{'accepted': 'a'}
+a is confirmed
+qscd ended with 0"
+    same "$(journal | grep init.d)" "/etc/init.d/log restart
+/etc/init.d/system restart
+/etc/init.d/network restart"
+}
+
 @test "a daemon that is killed goes on with the same deadline when it comes back" {
     run with_daemon 'say "port(99, confirm=3, id=\"a\")"; told started
         kill -9 $daemon; { wait $daemon; wait $watch; } 2>/dev/null
