@@ -74,7 +74,13 @@ void take_back_live(const Session& session)
     finish_replacing();
 }
 
-/// Has the drivers told what sets tell them at once.
+bool is_there(json_object* object, const char* name)
+{
+    return json_object_object_get_ex(object, name, nullptr) != 0;
+}
+
+/// Has the drivers told what sets tell them at once. Their tools' answers may make another change of it than
+/// was planned, which is not the one that a hash stands for.
 u32 make_live(Session& session, Plan& plan)
 {
     if (json_object_array_length(session.recorder.commands.get()) == 0) {
@@ -92,7 +98,13 @@ u32 make_live(Session& session, Plan& plan)
         code = in_overlay(session, [&] {
             const u32 failed = set_live(session);
             const JsonRef hash{json_object_get(json_object_object_get(plan.report.get(), "hash"))};
-            const u32 planned = failed != 0 ? failed : make_plan(session, plan);
+            const JsonRef seen{json_object_get(json_object_object_get(plan.report.get(), "configuration"))};
+            u32 planned = failed != 0 ? failed : make_plan(session, plan);
+            json_object* const made = json_object_object_get(plan.report.get(), "configuration");
+            if (planned == 0 && is_there(session.options.get(), "hash") &&
+                json_object_equal(seen.get(), made) == 0) {
+                planned = refuse(EAGAIN, "the tools have answered something that no plan can know of");
+            }
             // Of what it was planned on, before the tools have changed anything.
             return planned != 0 ? planned
                                 : add_member(plan.report.get(), "hash", json_object_get(hash.get()));

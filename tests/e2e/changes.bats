@@ -112,6 +112,18 @@ script() {
     printf '\n%s' 'exit 0' "${@:2}" >>"$state/etc/init.d/$1"
 }
 
+@test "a plan is not applied where a tool's answer makes another change of it" {
+    qsc set Device.IP.Interface.1 X_QRN_VLANID=835 --apply
+    echo Device.QoS.X_QRN_Discipline=cake >"$state/root/changes"
+    : >"$state/var/log/journal.txt"
+    run device sh -c 'qsc apply --hash "$(qsc -q plan </root/changes)" </root/changes'
+    same "$status $(tail -n 1 <<<"$output")" "1 qsc: apply: the tools have answered something that no plan can know of"
+    same "$(option sqm qdisc)" fq_codel
+    device sh -c 'qsc apply </root/changes'
+    same "$(option sqm qdisc)" "fq_codel
+cake"
+}
+
 @test "services follow once, in their order, and only where they have something to read" {
     script system START=10 USE_PROCD=1 'procd_add_reload_trigger "system"'
     script dropbear START=19
