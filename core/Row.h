@@ -79,7 +79,7 @@ enum class Place : u8 {
 
 using Marks = u8;
 inline constexpr Marks kSecret = 0x1;   ///< reads as "", is recorded without its value, "" leaves it as it is
-inline constexpr Marks kNeeded = 0x2;   ///< a new instance cannot be without it
+inline constexpr Marks kNeeded = 0x2;   ///< is never empty; a new instance cannot be without it
 inline constexpr Marks kInverted = 0x4; ///< a boolean that is stored as its opposite
 inline constexpr Marks kMany = 0x8;     ///< several values, with commas between them
 inline constexpr Marks kOmitted = 0x20; ///< the fallback is stored by leaving the option out

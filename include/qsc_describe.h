@@ -20,7 +20,7 @@ extern "C" {
 /** Qsc_ParameterInfo::flags */
 #define QSC_PARAM_LIST 0x1u    /**< several values, separated by commas */
 #define QSC_PARAM_SECRET 0x2u  /**< reads as the empty text, and is in no record */
-#define QSC_PARAM_NEEDED 0x4u  /**< a new instance cannot be without it */
+#define QSC_PARAM_NEEDED 0x4u  /**< is never empty; a new instance cannot be without it */
 #define QSC_PARAM_OUTSIDE 0x8u /**< a set changes `outside`, which the configuration does not hold */
 #define QSC_PARAM_FINAL 0x10u  /**< what a set does cannot be undone */
 
