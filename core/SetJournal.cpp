@@ -163,19 +163,71 @@ class Collection
     JsonRef leaves_; ///< by the numbers of the changes: where the get answers; null: it cannot
 };
 
-/// Gets everything at once; where something is refused, which hides what comes after it, one by one.
-void get_all(json_object* before, SetJournal::Get get, void* context)
+/// Has gets start nothing: a set that is recorded does to the device what it does otherwise. What a tool
+/// would have to tell is not known then.
+class WithoutTools : public Recording
 {
-    if (get(context, before) == 0) {
+  public:
+    WithoutTools() : Recording{}
+    {
+        starts = [](Recording& self, const char* const*, u32& code) { return self_of(self).pass(code); };
+        runs = [](Recording& self, const char*, u32& code) { return self_of(self).pass(code); };
+        writes = [](Recording&, const char*, const std::string_view*, mode_t, u32&) { return false; };
+        reads = [](Recording&, const char*, FileText&, u32&) { return false; };
+        tells = [](Recording&, const EventSource&, std::string_view) { return false; };
+    }
+
+    bool was_asked = false; ///< a tool would have been started
+
+  private:
+    static WithoutTools& self_of(Recording& self) { return static_cast<WithoutTools&>(self); }
+
+    bool pass(u32& code)
+    {
+        was_asked = true;
+        code = 0;
+        return true;
+    }
+};
+
+/// Forgets what was answered below a leaf.
+void forget_answers(json_object* leaf)
+{
+    if (!is_object(leaf)) {
         return;
     }
+    json_object_object_del(leaf, "ParamValue");
+    json_object_object_foreach(leaf, name, inside)
+    {
+        (void)name;
+        forget_answers(inside);
+    }
+}
+
+/// Gets everything at once; where something is refused, which hides what comes after it, or a tool would have
+/// to be asked, one by one.
+void get_all(json_object* before, SetJournal::Get get, void* context)
+{
+    WithoutTools tools;
+    const RecordingScope scope{&tools};
+    if (get(context, before) == 0 && !tools.was_asked) {
+        return;
+    }
+    const bool is_doubtful = tools.was_asked;
     json_object_object_foreach(before, name, leaf)
     {
         json_object* known = nullptr;
         const JsonRef single{json_object_new_object()};
-        if (is_object(leaf) && !find_member(leaf, "ParamId", known) &&
-            add_member(single.get(), name, json_object_get(leaf)) == 0) {
+        if (!is_object(leaf) || (!is_doubtful && find_member(leaf, "ParamId", known))) {
+            continue;
+        }
+        forget_answers(leaf);
+        tools.was_asked = false;
+        if (add_member(single.get(), name, json_object_get(leaf)) == 0) {
             (void)get(context, single.get());
+        }
+        if (tools.was_asked) {
+            forget_answers(leaf);
         }
     }
 }

@@ -69,6 +69,8 @@ class Apply : public DeviceTest
     }
 
     static std::string hostname() { return DeviceTest::values(kInfo, "HostName"); }
+
+    FakeFolder run_{"/var/run"};
 };
 
 } // namespace
