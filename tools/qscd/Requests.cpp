@@ -32,6 +32,15 @@ std::size_t hash_of(const Place& place)
     return hash % 256;
 }
 
+/// Whether one of a list of calls is ordered.
+bool has_ordered(const Call* list)
+{
+    while (list != nullptr && lane_of(*list) != Lane::kOrdered) {
+        list = list->next;
+    }
+    return list != nullptr;
+}
+
 } // namespace
 
 void Server::take_line(std::size_t slot, std::string_view line)
@@ -192,7 +201,7 @@ void Server::take_done()
         const std::unique_ptr<Call, DeleteCall> owner{std::exchange(call, call->next)};
         Call& done = *owner;
         if (done.method->execute == execute_sample && done.subscription == 0) {
-            watch_.take_sample(done);
+            watch_.take_sample(done, workers_.is_changing() || has_ordered(call));
             continue;
         }
         log_call(done);
@@ -296,7 +305,7 @@ void Server::submit_sample(void* server, Call* call)
     call->came = BaCL_GetTimestampMSHQ();
     if (call->came >= self.slow_until_ && attempt(*call)) {
         const std::unique_ptr<Call, DeleteCall> owner{call};
-        self.watch_.take_sample(*call);
+        self.watch_.take_sample(*call, self.workers_.is_changing());
         return;
     }
     call->run.may_start = true;

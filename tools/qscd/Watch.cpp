@@ -210,9 +210,15 @@ void Watch::note_secrets(const Call& call, std::string_view object, std::string_
     }
 }
 
-void Watch::take_sample(Call& call)
+void Watch::take_sample(Call& call, bool is_changing)
 {
     is_sampling_ = false;
+    // What is being set meanwhile may have been read already, but not yet who sets it.
+    is_put_off_ = is_changing && hint_count_ == 0 && !is_put_off_;
+    if (is_put_off_) {
+        due_ = due_ == 0 ? BaCL_GetTimestampMSHQ() : due_;
+        return;
+    }
     if (call.sample != nullptr && !call.is_late) {
         compare(call.sample.get(), call);
     }

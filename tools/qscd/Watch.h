@@ -62,8 +62,8 @@ class Watch
     /// Has every subscriber hear what has become of a change that waits: an array of objects, or null.
     void tell_window(json_object* events);
 
-    /// What has been read by a call that submit() was given.
-    void take_sample(Call& call);
+    /// What has been read by a call that submit() was given; is_changing: as for look().
+    void take_sample(Call& call, bool is_changing);
 
     /// Looks after it all; is_changing: the daemon itself is setting something. @return milliseconds until it
     /// has to look again; -1: there is nothing to look for
@@ -112,6 +112,7 @@ class Watch
     std::array<Subscription, kMost> subscriptions_;
     std::array<Hint, 64> hints_;
     u32 hint_count_ = 0;
+    bool is_put_off_ = false; ///< the last sample was read once more
     qsc::JsonRef values_; ///< path to value, of all that is watched
     Sources sources_;
     u32 count_ = 0; ///< of subscriptions
