@@ -18,7 +18,8 @@ bool read_staged(const StagedFile& file, FileText& text)
     // What others have staged is not part of changes that are made as one.
     u32 code = 0;
     return (t_recording != nullptr ? t_recording->reads(*t_recording, file.staged, text, code) && code == 0
-                                   : read_safe_file(file.staged, text) == 0) || read_safe_file(file.path, text) == 0;
+                                   : read_safe_file(file.staged, text) == 0) ||
+           read_safe_file(file.path, text) == 0;
 }
 
 u32 stage_file(const StagedFile& file, std::string_view content)

@@ -1,5 +1,6 @@
 #!/usr/bin/env bats
 # Changes that are planned, and made as one.
+# shellcheck disable=SC2016,SC2154  # the device expands it; device.bash sets $state and $root
 load device.bash
 
 # apply LINE...: makes changes as one.

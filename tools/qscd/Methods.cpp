@@ -257,7 +257,8 @@ bool prepare(Call& call, const Caller& caller)
     if (call.method == nullptr) {
         return refuse(call, kNoSuchMethod,
                       "there is no such method; there are get, set, commit, service, request, plan, apply, ",
-                      "rollback, confirm, extend, cancel, pending, history, audit, show, list, log, subscribe, unsubscribe and stats");
+                      "rollback, confirm, extend, cancel, pending, history, audit, show, list, log, "
+                      "subscribe, unsubscribe and stats");
     }
     call.operation = call.method->operation;
     call.params = member(root, "params");

@@ -113,7 +113,7 @@ class Watch
     std::array<Hint, 64> hints_;
     u32 hint_count_ = 0;
     bool is_put_off_ = false; ///< the last sample was read once more
-    qsc::JsonRef values_; ///< path to value, of all that is watched
+    qsc::JsonRef values_;     ///< path to value, of all that is watched
     Sources sources_;
     u32 count_ = 0; ///< of subscriptions
     u32 last_number_ = 0;
