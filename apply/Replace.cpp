@@ -87,15 +87,19 @@ u32 replace_kept_file(const char* path, json_object* item)
     return code;
 }
 
+void say_kept(const char* name, u32 code)
+{
+    QSC_LOG(kLogError, "%s is not replaced, error %u\n", name, code);
+    (void)refuse(code, code == EAGAIN ? "%s has been changed meanwhile" : "%s could not be written", name);
+}
+
 /// Replaces one after the other, up to the first that fails, or all that can be: then `failed` is told.
 u32 replace_each(json_object* state, bool goes_on, json_object* failed)
 {
     u32 first = 0;
     const auto done = [&](const char* name, u32 code) {
         if (code != 0) {
-            QSC_LOG(kLogError, "%s is not replaced, error %u\n", name, code);
-            (void)refuse(code, code == EAGAIN ? "%s has been changed meanwhile" : "%s could not be written",
-                         name);
+            say_kept(name, code);
             if (failed != nullptr) {
                 (void)append_to(failed, json_object_new_string(name));
             }

@@ -24,7 +24,8 @@ constexpr const char* kMask = "***";
 
 bool contains_word(std::string_view name, std::string_view word)
 {
-    return std::ranges::search(name, word, {}, to_lower).size() == word.size();
+    const auto is_same = [](char a, char b) { return to_lower(a) == b; };
+    return std::search(name.begin(), name.end(), word.begin(), word.end(), is_same) != name.end();
 }
 
 /// Shorter ones are secrets only where they stand alone: a "1" is in everything.

@@ -30,16 +30,16 @@ struct EventSource {
 /// then.
 struct Recording {
     /// A program is to be started: the program first, null last.
-    bool (*starts)(Recording& self, const char* const* arguments, u32& code);
+    bool (*starts)(Recording& self, const char* const* arguments, u32& code) = nullptr;
     /// A command of a shell is to be run. What it does itself, without one, comes as a command as well.
-    bool (*runs)(Recording& self, const char* command, u32& code);
+    bool (*runs)(Recording& self, const char* command, u32& code) = nullptr;
     /// A file is to get new content, or to go: null.
     bool (*writes)(Recording& self, const char* path, const std::string_view* content, mode_t mode,
-                   u32& code);
+                   u32& code) = nullptr;
     /// A file is to be read.
-    bool (*reads)(Recording& self, const char* path, FileText& text, u32& code);
+    bool (*reads)(Recording& self, const char* path, FileText& text, u32& code) = nullptr;
     /// An event record is to be written. It is one of the changes, if they are made.
-    bool (*tells)(Recording& self, const EventSource& source, std::string_view message);
+    bool (*tells)(Recording& self, const EventSource& source, std::string_view message) = nullptr;
     u32 switches = 0;     ///< see RememberedSwitch
     bool is_plan = false; ///< nothing may be written, started or told
 };

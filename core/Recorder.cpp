@@ -69,7 +69,8 @@ Recorder::Recorder() : Recording{}
         for (const char* const* argument = arguments; *argument != nullptr; ++argument) {
             append_argument(command, *argument);
         }
-        const bool asks_script = is_script(arguments[0]) && arguments[1] != nullptr;
+        const bool asks_script =
+            arguments[0] != nullptr && is_script(arguments[0]) && arguments[1] != nullptr;
         return recorder_of(self).take(
             command.view(), asks_script ? std::string_view{arguments[0]} : std::string_view{},
             asks_script ? std::string_view{arguments[1]} : std::string_view{}, code);

@@ -168,7 +168,7 @@ class Collection
 class WithoutTools : public Recording
 {
   public:
-    WithoutTools() : Recording{}
+    WithoutTools()
     {
         starts = [](Recording& self, const char* const*, u32& code) { return self_of(self).pass(code); };
         runs = [](Recording& self, const char*, u32& code) { return self_of(self).pass(code); };

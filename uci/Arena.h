@@ -31,6 +31,7 @@ class Arena
     template <typename Record>
     [[nodiscard]] Record* make(std::size_t count = 1)
     {
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): records may be pointers
         const std::size_t size = (count * sizeof(Record) + kAlignment - 1) / kAlignment * kAlignment;
         if (!has_room(size)) {
             return nullptr;

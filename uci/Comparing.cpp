@@ -148,7 +148,7 @@ class Reporter
         qsc::Text<24> number;
         number.append_number(index);
         section_.shorten(0);
-        section_.append("@").append(type).append("[").append(number.view()).append({"]", 2});
+        section_.append("@").append(type).append("[").append(number.view()).append({"]\0", 2});
     }
 
     u32 tell(u32 kind, std::string_view option, const Value& before, const Value& after)
@@ -179,7 +179,7 @@ class Reporter
                 between = " ";
             }
         }
-        text.append({"", 1});
+        text.append({"\0", 1});
     }
 
     std::span<const Matched> old_;
