@@ -66,7 +66,8 @@ u32 check_hash(const Session& session, const Plan& plan)
                : refuse(EAGAIN, "the plan is out of date: something that it is about has changed");
 }
 
-/// Takes back what drivers were told, where nothing else has changed: the services follow the configuration.
+/// Takes back what went to the drivers, where nothing else has changed: the services follow the
+/// configuration.
 void take_back_live(const Session& session)
 {
     put_back_outside(session);

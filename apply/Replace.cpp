@@ -93,7 +93,8 @@ void say_kept(const char* name, u32 code)
     (void)refuse(code, code == EAGAIN ? "%s has been changed meanwhile" : "%s could not be written", name);
 }
 
-/// Replaces one after the other, up to the first that fails, or all that can be: then `failed` is told.
+/// Replaces one after the other, up to the first that fails, or all that can be: then `failed` gets their
+/// names.
 u32 replace_each(json_object* state, bool goes_on, json_object* failed)
 {
     u32 first = 0;
@@ -281,7 +282,7 @@ u32 recover()
         return 0;
     }
     for (const char* const member : {"packages", "files"}) {
-        // What was only told to drivers has none of them.
+        // What only went to drivers has none of them.
         if (!is_object(json_object_object_get(state.get(), member)) &&
             put_object(state.get(), member) == nullptr) {
             return is_object(state.get()) ? u32{ENOMEM} : u32{EFAULT};

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-// A change that waits to be confirmed, in one process: its clock, its checks, and what others are told.
+// A change that waits to be confirmed, in one process: its clock, its checks, and what others hear of it.
 #include <ctime>
 
 #include <dlfcn.h>
